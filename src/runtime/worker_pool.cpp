@@ -1,0 +1,179 @@
+#include "runtime/worker_pool.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <new>
+
+#include <unistd.h>
+
+namespace qlx::zpr_framehold {
+
+namespace {
+
+class Lock {
+public:
+    explicit Lock(pthread_mutex_t& mutex) : mutex_(mutex) { pthread_mutex_lock(&mutex_); }
+    ~Lock() { pthread_mutex_unlock(&mutex_); }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+private:
+    pthread_mutex_t& mutex_;
+};
+
+/// A failing sysconf (-1) counts as the most processors there can be.
+uint32_t asCount(long cpus) {
+    const auto count = static_cast<unsigned long>(cpus);
+    return static_cast<uint32_t>(std::min<unsigned long>(count, WorkerPool::kMaxThreads));
+}
+
+}  // namespace
+
+WorkerPool::WorkerPool(MemoryHandle memory, void* block, unsigned requested)
+    : memory_(memory), block_(block), onlineCpus_(sysconf(_SC_NPROCESSORS_ONLN)),
+      configuredCpus_(static_cast<long>(asCount(sysconf(_SC_NPROCESSORS_CONF)))) {
+    const uint32_t wanted =
+        requested != 0 ? std::min(asCount(configuredCpus_), requested) : asCount(onlineCpus_);
+    threadCount_ = std::max(wanted, 1u);
+}
+
+WorkerPool* WorkerPool::create(MemoryHandle memory, unsigned requested) {
+    const AlignedBlock place = allocAligned(memory, sizeof(WorkerPool), alignof(WorkerPool));
+    if (place.data == nullptr) return nullptr;
+    auto* pool = new (place.data) WorkerPool(memory, place.block, requested);
+    if (!pool->initLocks()) {
+        free(memory, place.block);
+        return nullptr;
+    }
+    if (!pool->startThreads()) {
+        destroy(pool);
+        return nullptr;
+    }
+    return pool;
+}
+
+bool WorkerPool::initLocks() {
+    if (pthread_mutex_init(&queueLock_, nullptr) != 0) return false;
+    if (pthread_mutex_init(&doneLock_, nullptr) == 0) {
+        if (pthread_cond_init(&workAvailable_, nullptr) == 0) {
+            if (pthread_cond_init(&taskDone_, nullptr) == 0) return true;
+            pthread_cond_destroy(&workAvailable_);
+        }
+        pthread_mutex_destroy(&doneLock_);
+    }
+    pthread_mutex_destroy(&queueLock_);
+    return false;
+}
+
+void WorkerPool::destroyLocks() {
+    pthread_mutex_destroy(&queueLock_);
+    pthread_mutex_destroy(&doneLock_);
+    pthread_cond_destroy(&workAvailable_);
+    pthread_cond_destroy(&taskDone_);
+}
+
+bool WorkerPool::startThreads() {
+    const uint32_t wanted = threadCount_;
+    threadCount_ = 0;
+    threads_ = allocAligned(memory_, wanted * sizeof(pthread_t), alignof(pthread_t));
+    if (threads_.data == nullptr) return false;
+    while (threadCount_ < wanted) {
+        if (!startThread(threadCount_)) return false;
+        ++threadCount_;
+    }
+    return true;
+}
+
+bool WorkerPool::startThread(uint32_t index) {
+    contexts_[index] = allocAligned(memory_, sizeof(WorkerContext), alignof(WorkerContext));
+    if (contexts_[index].data == nullptr) return false;
+    auto* context = new (contexts_[index].data) WorkerContext{index, this};
+    auto* threads = static_cast<pthread_t*>(threads_.data);
+    return pthread_create(&threads[index], nullptr, workerMain, context) == 0;
+}
+
+int WorkerPool::destroy(WorkerPool* pool) {
+    if (pool == nullptr) return kErrNullPool;
+    {
+        const Lock lock(pool->queueLock_);
+        if (pool->shutdown_) return kErrDestroyed;
+        pool->shutdown_ = true;
+    }
+    pool->stopThreads();
+    pool->destroyLocks();
+    for (const AlignedBlock& context : pool->contexts_) free(pool->memory_, context.block);
+    free(pool->memory_, pool->block_);
+    return 0;
+}
+
+void WorkerPool::stopThreads() {
+    pthread_cond_broadcast(&workAvailable_);
+    auto* threads = static_cast<pthread_t*>(threads_.data);
+    for (uint32_t i = 0; i < threadCount_; ++i) pthread_join(threads[i], nullptr);
+    free(memory_, threads_.block);
+}
+
+int WorkerPool::submit(WorkerPool* pool, TaskFunction fn, void* arg) {
+    if (pool == nullptr) return kErrNullPool;
+    const int id = pool->enqueue(fn, arg);
+    if (id >= 0) pthread_cond_broadcast(&pool->workAvailable_);
+    return id;
+}
+
+int WorkerPool::enqueue(TaskFunction fn, void* arg) {
+    const Lock lock(queueLock_);
+    if (queue_.isFull()) return kErrQueueFull;
+    const int32_t id = nextId_ == std::numeric_limits<int32_t>::max() ? 0 : nextId_;
+    nextId_ = id + 1;
+    queue_.push({fn, arg, id});
+    return id;
+}
+
+int WorkerPool::wait(WorkerPool* pool, int id) {
+    if (pool == nullptr) return kErrNullPool;
+    const Lock lock(pool->doneLock_);
+    while (!pool->takeCompletion(id)) pthread_cond_wait(&pool->taskDone_, &pool->doneLock_);
+    return 0;
+}
+
+/// Removes the id from the completions; the others go round the ring and stay.
+bool WorkerPool::takeCompletion(int id) {
+    for (uint32_t left = done_.count; left > 0; --left) {
+        const PoolTask task = done_.pop();
+        if (task.id == id) return true;
+        done_.push(task);
+    }
+    return false;
+}
+
+void* WorkerPool::workerMain(void* context) {
+    static_cast<WorkerContext*>(context)->pool->work();
+    return nullptr;
+}
+
+void WorkerPool::work() {
+    for (;;) {
+        PoolTask task;
+        {
+            const Lock lock(queueLock_);
+            while (queue_.count == 0 && !shutdown_) {
+                pthread_cond_wait(&workAvailable_, &queueLock_);
+            }
+            if (shutdown_) return;
+            task = queue_.pop();
+        }
+        task.fn(task.arg);
+        {
+            const Lock lock(doneLock_);
+            if (done_.isFull()) {
+                std::puts("Task lost");
+            } else {
+                done_.push(task);
+            }
+        }
+        pthread_cond_signal(&taskDone_);
+    }
+}
+
+}  // namespace qlx::zpr_framehold
