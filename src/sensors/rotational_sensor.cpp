@@ -1,0 +1,128 @@
+#include "sensors/rotational_sensor.h"
+
+#include <cmath>
+
+namespace qlx::zpr_framehold {
+
+namespace {
+
+/// Whether q can be inverted and normalised: its length is finite and not 0.
+bool isUsable(const Quaternion& q) {
+    const double n = q.norm();
+    return std::isfinite(n) && n > 0.0;
+}
+
+}  // namespace
+
+RotationalSensor::RotationalSensor(int capacity) : capacity_(capacity) {
+    if (capacity > 0) records_.resize(static_cast<size_t>(capacity));
+}
+
+void RotationalSensor::reset() {
+    head_ = -1;
+    if (capacity_ <= 0) records_.clear();
+}
+
+const RotationalSensor::Record& RotationalSensor::at(int32_t index) const {
+    const int32_t position = capacity_ > 0 && index >= capacity_ ? index - capacity_ : index;
+    return records_[static_cast<size_t>(position)];
+}
+
+void RotationalSensor::write(const Quaternion& orientation, double timestamp) {
+    const Record record{orientation, timestamp};
+    if (capacity_ <= 0) {
+        records_.push_back(record);
+        ++head_;
+        return;
+    }
+    // Going round the ring a lap lower names the same records and keeps the indices small.
+    if (head_ - capacity_ >= capacity_ - 1) head_ -= capacity_;
+    ++head_;
+    const int32_t position = head_ >= capacity_ ? head_ - capacity_ : head_;
+    records_[static_cast<size_t>(position)] = record;
+}
+
+RotationalSensor::Bracket RotationalSensor::bracket(double t) const {
+    const double newestTime = newest().timestamp;
+    int32_t lo = oldest();
+    int32_t hi = head_;
+    while (hi - 1 > lo) {
+        const int32_t mid = lo + (hi - lo) / 2;
+        const double midTime = at(mid).timestamp;
+        // The comparison with the newest time keeps a record that is not older than the newest
+        // one (timestamps that went backwards) from becoming the upper end.
+        if (t < midTime && midTime < newestTime) {
+            hi = mid;
+        } else {
+            lo = mid;
+        }
+    }
+    return {lo, hi};
+}
+
+bool RotationalSensor::getOrientation(double t, Quaternion& out) const {
+    if (isEmpty() || !(t <= newest().timestamp)) return false;
+    const Bracket pair = bracket(t);
+    const Record& lo = at(pair.lo);
+    const Record& hi = at(pair.hi);
+    if (t < lo.timestamp) return false;
+    Quaternion q = lo.orientation;
+    if (pair.lo != pair.hi) {
+        q = slerp(q, hi.orientation, (t - lo.timestamp) / (hi.timestamp - lo.timestamp));
+    }
+    if (!isUsable(q)) return false;
+    out = q;
+    return true;
+}
+
+bool RotationalSensor::getOrientations(const std::vector<double>& times,
+                                       std::vector<Quaternion>& out) const {
+    out.clear();
+    if (times.empty() || isEmpty() || !(times[0] <= newest().timestamp)) return false;
+    int32_t j = bracket(times[0]).lo;
+    size_t first = 0;
+    while (first < times.size() && !(times[first] >= at(j).timestamp)) ++first;
+    if (first == times.size()) return false;
+
+    std::vector<Quaternion> answers(times.size());
+    Quaternion q = at(j).orientation;
+    for (size_t i = first; i < times.size(); ++i) {
+        if (j < head_) {
+            const Record& lo = at(j);
+            const Record& hi = at(j + 1);
+            q = slerp(lo.orientation, hi.orientation,
+                      (times[i] - lo.timestamp) / (hi.timestamp - lo.timestamp));
+            if (!isUsable(q)) return false;
+            // Deliberate: by one record at most; the times are meant to be denser than the records.
+            if (i + 1 < times.size() && times[i + 1] > hi.timestamp) ++j;
+        }
+        answers[i] = q;
+    }
+    for (size_t i = 0; i < first; ++i) answers[i] = answers[first];
+    out = std::move(answers);
+    return true;
+}
+
+bool RotationalSensor::getRelativeRotation(double t1, double t2, Quaternion& out) const {
+    Quaternion q1;
+    Quaternion q2;
+    if (!getOrientation(t1, q1) || !getOrientation(t2, q2)) return false;
+    out = q1.inverse() * q2;
+    return true;
+}
+
+bool RotationalSensor::getRotationMatrix(double t, double m[9]) const {
+    Quaternion q;
+    if (!getOrientation(t, q)) return false;
+    q.toRotationMatrix(m);
+    return true;
+}
+
+bool RotationalSensor::getRelativeRotationMatrix(double t1, double t2, double m[9]) const {
+    Quaternion q;
+    if (!getRelativeRotation(t1, t2, q)) return false;
+    q.toRotationMatrix(m);
+    return true;
+}
+
+}  // namespace qlx::zpr_framehold

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "math/quaternion.h"
+#include "sensors/sensor.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace qlx::zpr_framehold {
+
+/// Keeps a ring of timestamped orientations and interpolates between them.
+///
+/// Queries return false, and leave their output alone, when the time lies outside the buffered
+/// span or the answer would not be a usable rotation (not finite, or of no length).
+class RotationalSensor : public Sensor {
+public:
+    void reset() override;
+
+    virtual bool getRotationMatrix(double t, double m[9]) const;
+    virtual bool getOrientation(double t, Quaternion& out) const;
+
+    /// Orientations at ascending `times`, dense against the sensor rate: from one time to the next
+    /// the search moves on by at most one record. Times before the buffered span get the first
+    /// answer, times after it the last one. On failure `out` is empty.
+    virtual bool getOrientations(const std::vector<double>& times,
+                                 std::vector<Quaternion>& out) const;
+
+    /// The rotation from the device at t1 to the device at t2, in the device frame of t1.
+    virtual bool getRelativeRotationMatrix(double t1, double t2, double m[9]) const;
+    virtual bool getRelativeRotation(double t1, double t2, Quaternion& out) const;
+
+protected:
+    struct Record {
+        Quaternion orientation;
+        double timestamp;
+    };
+
+    /// capacity: records kept; at most 0 to keep all.
+    explicit RotationalSensor(int capacity);
+
+    void write(const Quaternion& orientation, double timestamp);
+    bool isEmpty() const { return head_ < 0; }
+    const Record& newest() const { return at(head_); }
+
+private:
+    /// Two neighbouring records that bracket a time; the same one when there is only one.
+    struct Bracket {
+        int32_t lo;
+        int32_t hi;
+    };
+
+    int32_t oldest() const {
+        return capacity_ > 0 && head_ >= capacity_ ? head_ - capacity_ + 1 : 0;
+    }
+    const Record& at(int32_t index) const;
+    Bracket bracket(double t) const;
+
+    int32_t capacity_;
+    // Index of the newest record, -1 while empty. Indices count records; once the ring is full,
+    // record i lies at i or i - capacity, and head_ stays below 2 * capacity.
+    int32_t head_ = -1;
+    std::vector<Record> records_;
+};
+
+}  // namespace qlx::zpr_framehold
