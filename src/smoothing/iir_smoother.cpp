@@ -1,0 +1,111 @@
+#include "smoothing/iir_smoother.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace qlx::zpr_framehold {
+
+namespace {
+
+Quaternion identity() { return {1.0, 0.0, 0.0, 0.0}; }
+Quaternion zero() { return {0.0, 0.0, 0.0, 0.0}; }
+
+}  // namespace
+
+IIRSmoother::IIRSmoother(const ZPR_Param* params, SensorHub* hub)
+    : Smoother(params, hub), smoothed_(identity()), lastStep_(identity()) {
+    IIRSmoother::updateParams(*params);
+}
+
+void IIRSmoother::updateParams(const ZPR_Param& params) {
+    const int32_t level = params.smoothingLevel;
+    alpha_ = level < 1 ? 0.8 : 0.8 + (std::min(level, 10) - 1) * 0.019999999999999993;
+}
+
+void IIRSmoother::reset() {
+    started_ = false;
+    Smoother::reset();
+}
+
+bool IIRSmoother::primeStep() {
+    if (!started_) lastStep_ = identity();
+    return true;
+}
+
+void IIRSmoother::takeFrame(double t) {
+    Quaternion measured = zero();
+    queryOrientation(t, measured);
+    ringEntry(writeCount_) = {measured, t};
+    ++writeCount_;
+}
+
+bool IIRSmoother::smoothFrame(double t, FrameCorrection* out) {
+    if (t >= 0.0) takeFrame(t);
+    if (out == nullptr) return true;
+
+    const RingEntry frame = ringEntry(readCount_);
+    ++readCount_;
+    if (frame.orientation == zero()) return false;
+    if (!started_) {
+        smoothed_ = frame.orientation;
+        stillCount_ = 0;
+        started_ = true;
+    }
+    const Quaternion previous = smoothed_;
+    catchUpWhenStill(frame.orientation, frame.time);
+    smoothed_ = slerp(frame.orientation, smoothed_, alpha_);
+    pullIntoCrop(smoothed_, frame.time);
+    lookAhead(frame.time);
+    fillCorrection(smoothed_, frame.time, *out);
+    lastStep_ = previous.inverse() * smoothed_;
+    return true;
+}
+
+/// Lets the virtual camera go on with its last movement once the device has been still for five
+/// frames while the virtual camera is off its orientation.
+void IIRSmoother::catchUpWhenStill(const Quaternion& measured, double t) {
+    constexpr double kStill = 0.001;  // half angles in radians
+    constexpr double kOff = 0.0025;
+    constexpr int32_t kPatience = 5;  // frames
+
+    Quaternion before;
+    const bool known = queryOrientation(t - framePeriod_, before);
+    const Quaternion motion = known ? before.inverse() * measured : identity();
+    const double motionAngle = std::acos(motion.w);
+    const double deviation = std::acos((smoothed_.inverse() * measured).w);
+    const bool still = motionAngle < kStill && deviation > kOff;
+    stillCount_ = still ? std::min(stillCount_ + 1, kPatience) : 0;
+    // Deliberate: the interpolation towards all zeros scales the step by sin(0.35 pi), and the
+    // product is not renormalised.
+    if (stillCount_ == kPatience) smoothed_ *= slerp(lastStep_, zero(), 0.3);
+}
+
+/// Runs the filter on over the coming frames. A violation of the crop i frames ahead pulls the
+/// virtual orientation toward the one corrected there by the weight 1 / (i + 1).
+void IIRSmoother::lookAhead(double t) {
+    constexpr uint64_t kFramesBeyondRing = 60;
+
+    const uint32_t ring = frameRing_.size();
+    const uint32_t waiting = std::min(writeCount_ - readCount_, ring);
+    Quaternion probe = smoothed_;
+    for (uint64_t i = 1; i <= waiting + kFramesBeyondRing; ++i) {
+        // Deliberate: beyond the waiting frames, times count from the entry after the last of
+        // them, which in a full ring is the frame being output.
+        const double time = i < waiting ? ringEntry(readCount_ + static_cast<uint32_t>(i)).time
+                                        : static_cast<double>(i - waiting) * framePeriod_ +
+                                              ringEntry(readCount_ + waiting).time;
+        Quaternion atReadoutEnd;
+        if (!hub_->getOrientation(time + params_->readoutTime, atReadoutEnd)) return;
+        Quaternion measured = identity();
+        queryOrientation(time, measured);
+        probe = slerp(measured, probe, alpha_);
+        if (violatesCrop(probe, time)) {
+            pullIntoCrop(probe, time);
+            smoothed_ = slerp(smoothed_, probe, 1.0 / static_cast<double>(i + 1));
+            pullIntoCrop(smoothed_, t);
+            return;
+        }
+    }
+}
+
+}  // namespace qlx::zpr_framehold

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "math/matrix3.h"
+#include "math/quaternion.h"
+#include "sensors/sensor_hub.h"
+#include "smoothing/frame_correction.h"
+#include "smoothing/shared_array.h"
+#include "zpr_framehold.h"
+
+#include <cstdint>
+
+namespace qlx::zpr_framehold {
+
+/// Finds the correction of each frame: a virtual camera orientation and the mesh that takes output
+/// pixels to input positions under it. Base of the smoothing algorithms; holds the geometry.
+class Smoother {
+public:
+    virtual ~Smoother() = default;
+    Smoother(const Smoother&) = delete;
+    Smoother& operator=(const Smoother&) = delete;
+
+    /// Takes the time of a new frame (negative: no new frame) and, unless `out` is null, produces
+    /// the correction of the oldest frame not yet corrected. Returns false, with `out` untouched,
+    /// if that frame has no orientation. The correction is valid until the next call.
+    virtual bool smoothFrame(double t, FrameCorrection* out) = 0;
+
+    virtual bool primeStep() = 0;
+
+    /// Takes over the smoothing level; reads nothing else.
+    virtual void updateParams(const ZPR_Param& params) = 0;
+
+    virtual void reset();
+
+    /// The plain centred crop and zoom. Null in, null out.
+    FrameCorrection* fallbackCorrection(FrameCorrection* out);
+
+protected:
+    struct RingEntry {
+        Quaternion orientation;  // as measured; all zero if unknown
+        double time;
+    };
+
+    /// params and hub are borrowed and must outlive the object.
+    Smoother(const ZPR_Param* params, SensorHub* hub);
+
+    /// Whether output under the virtual orientation q at frame time t needs pixels outside the
+    /// input. Turns per-row timing on or off, depending on whether sensor data reaches the end of
+    /// the frame's readout.
+    bool violatesCrop(const Quaternion& q, double t);
+
+    /// Moves q toward the measured orientation at t just as far as the crop demands.
+    void pullIntoCrop(Quaternion& q, double t);
+
+    void fillCorrection(const Quaternion& q, double t, FrameCorrection& out);
+
+    bool queryOrientation(double t, Quaternion& out) {
+        return hub_->getOrientation(t + sensorTimeOffset_, out);
+    }
+
+    RingEntry& ringEntry(uint32_t k) { return frameRing_.writable()[k % frameRing_.size()]; }
+
+    const ZPR_Param* params_;
+    SensorHub* hub_;
+    double sensorTimeOffset_ = 0.0;
+    double framePeriod_ = 0.03333333333333333;
+    uint32_t readCount_ = 0;
+    uint32_t writeCount_ = 0;
+    SharedArray<RingEntry> frameRing_;
+
+private:
+    struct BandPoint {
+        float x;
+        float y;
+    };
+
+    void buildCropMatrix();
+    void buildTestBands();
+
+    bool mapOutputPoint(const Quaternion& q, double t, double xTarget, double yTarget,
+                        double rowHint, MeshPoint& out) const;
+    bool isOutside(const Quaternion& q, double t, int32_t x, int32_t y) const;
+    void buildMesh(const Quaternion& q, double t);
+    void clampMesh();
+    void pointAtMesh(FrameCorrection& out) const;
+
+    int32_t meshX(uint32_t column) const;
+    int32_t meshY(uint32_t row) const;
+
+    int32_t inputWidth_;
+    int32_t inputHeight_;
+    int32_t outputWidth_;
+    int32_t outputHeight_;
+    Matrix3 cameraMatrix_;  // device coordinates to input pixels
+    Matrix3 cameraMatrixInv_;
+    int32_t cropLeft_;
+    int32_t cropTop_;
+    int32_t cropRight_;
+    int32_t cropBottom_;
+    Matrix3 cropMatrix_;  // input pixels to output pixels
+    Matrix3 cropMatrixInv_;
+    Matrix3 cropCameraMatrix_;                       // cropMatrix * cameraMatrix
+    SharedArray<SharedArray<BandPoint>> testBands_;  // corners of row bands of the output
+    bool rollingShutter_ = true;                     // rows are timed one by one
+    uint32_t meshRows_;
+    uint32_t meshCols_;
+    SharedArray<MeshPoint> mesh_;  // of the latest frame
+};
+
+}  // namespace qlx::zpr_framehold
