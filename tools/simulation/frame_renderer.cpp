@@ -1,0 +1,39 @@
+#include "simulation/frame_renderer.h"
+
+#include <cmath>
+
+namespace framehold::simulation {
+
+namespace {
+
+// Limited-range levels.
+uint8_t lumaLevel(double luma) { return static_cast<uint8_t>(std::lround(16.0 + 219.0 * luma)); }
+uint8_t chromaLevel(double c) { return static_cast<uint8_t>(std::lround(128.0 + 224.0 * c)); }
+
+}  // namespace
+
+Picture::Picture(int width_, int height_)
+    : width(width_), height(height_),
+      luma(static_cast<size_t>(width) * static_cast<size_t>(height)), chroma(luma.size() / 2) {}
+
+Picture renderFrame(const World& world, const CameraModel& camera, const CameraPath& path,
+                    double frameTime) {
+    Picture picture(camera.width, camera.height);
+    const double footprint = 1.0 / camera.focal;
+    uint8_t* luma = picture.luma.data();
+    uint8_t* chroma = picture.chroma.data();
+    for (int y = 0; y < camera.height; ++y) {
+        const Eigen::Matrix3d toWorld = path.at(camera.rowTime(frameTime, y)).toRotationMatrix();
+        for (int x = 0; x < camera.width; ++x) {
+            const Colour c = world.look(toWorld * camera.ray(x, y), footprint);
+            *luma++ = lumaLevel(c.luma);
+            if (x % 2 == 0 && y % 2 == 0) {
+                *chroma++ = chromaLevel(c.cb);
+                *chroma++ = chromaLevel(c.cr);
+            }
+        }
+    }
+    return picture;
+}
+
+}  // namespace framehold::simulation

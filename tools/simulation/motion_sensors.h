@@ -1,0 +1,30 @@
+#pragma once
+
+#include "simulation/camera_path.h"
+
+#include <vector>
+
+#include <Eigen/Geometry>
+
+namespace framehold::simulation {
+
+struct SensorSettings {
+    double rate = 200.0;        // samples per second
+    double rateNoise = 0.0;     // rad/s, standard deviation
+    double gravityNoise = 0.0;  // m/s^2, standard deviation
+    uint32_t seed = 1;          // of the noise
+};
+
+/// A gyroscope and an accelerometer read at the same time, in device axes.
+struct SensorReading {
+    double time;              // seconds
+    Eigen::Vector3d rate;     // rad/s: the mean over the time since the reading before
+    Eigen::Vector3d gravity;  // m/s^2, pointing up
+};
+
+/// What the sensors of a phone that follows the path read from `from` to `to`. Without noise the
+/// rates, applied each from the reading before it to its own time, give the path exactly.
+std::vector<SensorReading> readSensors(const CameraPath& path, const SensorSettings& settings,
+                                       double from, double to);
+
+}  // namespace framehold::simulation
