@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+namespace framehold {
+
+/// A file that is written under a temporary name in its folder and appears under its own name only
+/// when it is complete. If it is not committed, nothing is left behind.
+class OutputFile {
+public:
+    explicit OutputFile(const std::string& path) : path_(path), temporary_(path + ".part") {}
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    const std::string& path() const { return path_; }
+    const std::string& temporary() const { return temporary_; }
+
+    /// Gives the file its name. Throws std::filesystem::filesystem_error.
+    void commit();
+
+private:
+    std::string path_;
+    std::string temporary_;
+    bool committed_ = false;
+};
+
+}  // namespace framehold

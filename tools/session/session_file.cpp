@@ -1,0 +1,119 @@
+#include "session/session_file.h"
+
+#include <stdexcept>
+
+namespace framehold {
+
+namespace {
+
+constexpr char kHead[] = "FRAMEHOLD SESSION 1\n";
+constexpr char kSampleTag = 'S';
+constexpr char kFrameTag = 'F';
+constexpr char kDrainTag = 'D';
+
+#if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "numbers are stored as they lie in memory, which has to be little-endian"
+#endif
+
+template <class T>
+void put(std::ostream& out, const T& value) {
+    out.write(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+template <class T>
+void get(std::istream& in, T& value) {
+    in.read(reinterpret_cast<char*>(&value), sizeof value);
+}
+
+/// Calls `visit` with every number of the parameters that is stored.
+template <class Param, class Visit>
+void visitParam(Param& p, Visit visit) {
+    for (auto* image : {&p.inputImage, &p.outputImage}) {
+        visit(image->format);
+        visit(image->width);
+        visit(image->height);
+    }
+    visit(p.fieldOfView);
+    visit(p.fieldOfViewMode);
+    visit(p.readoutTime);
+    visit(p.timeOffset);
+    visit(p.sensorMask);
+    visit(p.cropPercent);
+    visit(p.smoothingLevel);
+    visit(p.delayFrames);
+}
+
+void putPlane(std::ostream& out, const uint8_t* plane, int32_t pitch, int32_t width, int32_t rows) {
+    for (int32_t y = 0; y < rows; ++y) {
+        out.write(reinterpret_cast<const char*>(plane + ptrdiff_t{y} * pitch), width);
+    }
+}
+
+}  // namespace
+
+SessionWriter::SessionWriter(const std::string& path, const ZPR_Param& param)
+    : file_(path), out_(file_.temporary(), std::ios::binary) {
+    out_ << kHead;
+    visitParam(param, [this](const auto& value) { put(out_, value); });
+    if (!out_) throw std::runtime_error(file_.path() + ": cannot be written");
+}
+
+void SessionWriter::sample(const ZPR_SensorData& sample) {
+    put(out_, kSampleTag);
+    put(out_, sample.type);
+    put(out_, sample.timestamp);
+    put(out_, sample.value);
+}
+
+void SessionWriter::frame(double timestamp, const ZPR_Image& image) {
+    put(out_, kFrameTag);
+    put(out_, timestamp);
+    putPlane(out_, image.plane[0], image.pitch[0], image.width, image.height);
+    putPlane(out_, image.plane[1], image.pitch[1], image.width, image.height / 2);
+}
+
+void SessionWriter::drain() { put(out_, kDrainTag); }
+
+void SessionWriter::finish() {
+    out_.close();
+    if (!out_) throw std::runtime_error(file_.path() + ": could not be written whole");
+    file_.commit();
+}
+
+SessionReader::SessionReader(const std::string& path) : path_(path), in_(path, std::ios::binary) {
+    std::string head(sizeof kHead - 1, '\0');
+    in_.read(head.data(), static_cast<std::streamsize>(head.size()));
+    visitParam(param_, [this](auto& value) { get(in_, value); });
+    if (!in_ || head != kHead) throw std::runtime_error(path_ + ": not a session file");
+    for (ZPR_Image* image : {&param_.inputImage, &param_.outputImage}) {
+        image->pitch[0] = image->pitch[1] = image->width;
+    }
+    frame_ = param_.inputImage;
+}
+
+SessionReader::Event SessionReader::next() {
+    char tag = 0;
+    if (!in_.get(tag)) return Event::kEnd;
+    Event event = Event::kDrain;
+    if (tag == kSampleTag) {
+        event = Event::kSample;
+        get(in_, sample_.type);
+        get(in_, sample_.timestamp);
+        get(in_, sample_.value);
+    } else if (tag == kFrameTag) {
+        event = Event::kFrame;
+        get(in_, timestamp_);
+        const size_t luma = static_cast<size_t>(frame_.width) * static_cast<size_t>(frame_.height);
+        pixels_.resize(luma + luma / 2);
+        in_.read(reinterpret_cast<char*>(pixels_.data()),
+                 static_cast<std::streamsize>(pixels_.size()));
+        frame_.plane[0] = pixels_.data();
+        frame_.plane[1] = pixels_.data() + luma;
+    } else if (tag != kDrainTag) {
+        throw std::runtime_error(path_ + ": damaged: unknown event");
+    }
+    if (!in_) throw std::runtime_error(path_ + ": ends within an event");
+    return event;
+}
+
+}  // namespace framehold
