@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace framehold {
+
+/// A progress bar with frames per second and remaining time on standard error, if that is a
+/// terminal.
+class Progress {
+public:
+    /// total: 0 if not known.
+    Progress(std::string title, int64_t total, bool enabled = true);
+    ~Progress() { clear(); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void advance();
+
+    /// Takes the bar away.
+    void clear();
+
+    int64_t done() const { return done_; }
+    double perSecond() const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void draw();
+
+    std::string title_;
+    int64_t total_;
+    bool visible_;
+    bool drawn_ = false;
+    int64_t done_ = 0;
+    Clock::time_point start_ = Clock::now();
+    Clock::time_point lastDrawn_{};
+};
+
+}  // namespace framehold

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <CLI/App.hpp>
+
+namespace framehold {
+
+// Each adds one command to the program; what it does is run when the command line is parsed.
+void addStabilizeCommand(CLI::App& app);
+void addSimulateCommand(CLI::App& app);
+void addCompareCommand(CLI::App& app);
+
+}  // namespace framehold

@@ -1,0 +1,62 @@
+#include "common/interruption.h"
+#include "framehold/commands.h"
+#include "zpr_framehold.h"
+
+#include <cstdio>
+#include <exception>
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+namespace {
+
+constexpr int kFailure = 1;
+constexpr int kUsage = 2;
+constexpr int kInterrupted = 130;
+
+std::string versionText() {
+    ZPR_Version version;
+    ZPR_GetVersion(&version);
+    return fmt::format("framehold {}.{}.{}.{} ({})", version.major, version.minor, version.build,
+                       version.revision, version.text);
+}
+
+int run(int argc, char** argv) {
+    CLI::App app("Video stabilization from motion-sensor data.", "framehold");
+    app.footer(
+        "`framehold COMMAND --help` tells more.\n"
+        "Exit code: 0 done, 1 failed, 2 wrong usage, 130 interrupted.");
+    app.set_version_flag("--version", versionText());
+    app.require_subcommand(1);
+    app.set_help_all_flag("--help-all", "Help of all commands");
+    framehold::addStabilizeCommand(app);
+    framehold::addSimulateCommand(app);
+    framehold::addCompareCommand(app);
+    av_log_set_level(AV_LOG_ERROR);
+    framehold::catchInterruptions();
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : kUsage;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const framehold::Interrupted&) {
+        std::fputs("framehold: interrupted; nothing was written\n", stderr);
+        return kInterrupted;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "framehold: %s\n", error.what());
+        return kFailure;
+    }
+}

@@ -1,0 +1,241 @@
+#include "framehold/stabilize_clip.h"
+
+#include "common/interruption.h"
+#include "common/progress.h"
+#include "framehold/canvas.h"
+#include "framehold/stabilize_plan.h"
+#include "framehold/stabilizer.h"
+#include "media/video_reader.h"
+#include "media/video_writer.h"
+
+#include <algorithm>
+#include <deque>
+#include <filesystem>
+#include <memory>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+/// Feeds the plan's samples to the library in step with the frames.
+class MotionFeed {
+public:
+    /// shift: seconds from the log's clock to the library's.
+    MotionFeed(const std::vector<ZPR_SensorData>& samples, double shift, Stabilizer& stabilizer)
+        : samples_(samples), shift_(shift), stabilizer_(stabilizer) {}
+
+    /// Feeds all samples up to the first one not before `time`.
+    void feedUpTo(double time) {
+        while (next_ < samples_.size() && (next_ == 0 || samples_[next_ - 1].timestamp < time)) {
+            ZPR_SensorData sample = samples_[next_++];
+            sample.timestamp += shift_;
+            stabilizer_.addSample(sample);
+        }
+    }
+
+private:
+    const std::vector<ZPR_SensorData>& samples_;
+    double shift_;
+    Stabilizer& stabilizer_;
+    size_t next_ = 0;
+};
+
+ZPR_Image imageOf(const AVFrame& frame) {
+    ZPR_Image image{};
+    image.format = ZPR_FORMAT_SEMIPLANAR_1;
+    image.width = frame.width;
+    image.height = frame.height;
+    for (int i = 0; i < 2; ++i) {
+        image.plane[i] = frame.data[i];
+        image.pitch[i] = frame.linesize[i];
+    }
+    return image;
+}
+
+/// Limited-range black, for pixels that have no source.
+void clear(const ZPR_Image& image) {
+    constexpr int kBlackLuma = 16;
+    constexpr int kNoChroma = 128;
+    std::fill_n(image.plane[0], ptrdiff_t{image.pitch[0]} * image.height, uint8_t{kBlackLuma});
+    std::fill_n(image.plane[1], ptrdiff_t{image.pitch[1]} * image.height / 2, uint8_t{kNoChroma});
+}
+
+std::string defaultOutput(const std::string& video) {
+    const std::filesystem::path path(video);
+    return (path.parent_path() / (path.stem().string() + "-stable.mp4")).string();
+}
+
+class ClipStabilizer {
+public:
+    ClipStabilizer(const StabilizeOptions& options, const std::string& output)
+        : options_(options), reader_(options.video), canvas_(reader_.width()),
+          plan_(makePlan(options, {reader_.width(), reader_.height(), reader_.framesPerSecond(),
+                                   canvas_.width()})),
+          writer_(output, videoSettings(), &reader_),
+          progress_("stabilizing", reader_.expectedFrames(), !options.quiet) {
+        reader_.setPacketSink([this](const AVPacket& packet) { writer_.copyPacket(packet); });
+        for (const std::string& note : plan_.notes) say("{}", note);
+        for (const std::string& warning : plan_.warnings) warn(warning);
+    }
+
+    void run() {
+        while (const AVFrame* frame = reader_.next()) {
+            throwIfInterrupted();
+            take(usesCanvas() ? *canvas_.place(*frame) : *frame);
+        }
+        flush();
+        if (taken_ == 0) throw MediaError(options_.video, "holds no frames");
+        writer_.finish();
+        if (recorder_) recorder_->finish();
+        progress_.clear();
+        warnAboutCoverage();
+        say("{} frames in, {} out, {:.1f} frames per second", taken_, progress_.done(),
+            progress_.perSecond());
+    }
+
+private:
+    struct WaitingFrame {
+        int64_t pts;
+        int64_t duration;
+    };
+
+    template <class... Args>
+    void say(fmt::format_string<Args...> format, Args&&... args) const {
+        if (!options_.quiet)
+            fmt::print(stderr, "{}\n", fmt::format(format, std::forward<Args>(args)...));
+    }
+
+    static void warn(const std::string& text) { fmt::print(stderr, "warning: {}\n", text); }
+
+    /// Outputs of a size of their own are rendered as they are.
+    bool usesCanvas() const { return !options_.outputSize; }
+
+    VideoSettings videoSettings() const {
+        VideoSettings settings;
+        settings.width = usesCanvas() ? reader_.width() : plan_.param.outputImage.width;
+        settings.height = plan_.param.outputImage.height;
+        settings.timeBase = reader_.timeBase();
+        settings.frameRate = reader_.frameRate();
+        settings.quality = options_.quality;
+        settings.preset = options_.preset;
+        return settings;
+    }
+
+    /// Seconds, on the motion log's clock but for the time offset.
+    double timeOf(const AVFrame& frame) const {
+        if (plan_.frameTimes.empty()) {
+            if (frame.pts == AV_NOPTS_VALUE) {
+                throw MediaError(options_.video, fmt::format("frame {} has no timestamp", taken_));
+            }
+            return static_cast<double>(frame.pts) * av_q2d(reader_.timeBase());
+        }
+        if (taken_ >= plan_.frameTimes.size()) {
+            throw std::runtime_error(
+                fmt::format("frames.csv beside {} has {} frames, the video has more", options_.clip,
+                            plan_.frameTimes.size()));
+        }
+        return plan_.frameTimes[taken_];
+    }
+
+    AvPtr<AVFrame> makeOutputFrame() const {
+        AvPtr<AVFrame> frame =
+            makeNv12Frame(plan_.param.outputImage.width, plan_.param.outputImage.height);
+        clear(imageOf(*frame));
+        return frame;
+    }
+
+    /// Makes the instance; the first frame tells how rows lie and when time starts.
+    void start(const AVFrame& frame, double time) {
+        plan_.param.inputImage.pitch[0] = plan_.param.inputImage.pitch[1] = frame.linesize[0];
+        if (!options_.session.empty()) {
+            recorder_ = std::make_unique<SessionWriter>(options_.session, plan_.param);
+        }
+        stabilizer_ = std::make_unique<Stabilizer>(plan_.param, recorder_.get());
+        firstTime_ = time + plan_.param.timeOffset;
+        shift_ = 1.0 - std::min(firstTime_, plan_.samples.front().timestamp);
+        feed_ = std::make_unique<MotionFeed>(plan_.samples, shift_, *stabilizer_);
+    }
+
+    void take(const AVFrame& frame) {
+        const double time = timeOf(frame);
+        if (!stabilizer_) start(frame, time);
+        lastTime_ = time + plan_.param.timeOffset + plan_.param.readoutTime;
+        feed_->feedUpTo(lastTime_);
+        waiting_.push_back({frame.pts, frame.pkt_duration});
+        ++taken_;
+        lastFrame_ = &frame;
+        lastFrameTime_ = time;
+        render(time, frame);
+    }
+
+    /// Gets the delayed frames out by repeating the last one. The library's own way to drain looks
+    /// ahead from where draining began, not from the frame it renders, and the picture jumps.
+    void flush() {
+        const double period = 1.0 / reader_.framesPerSecond();
+        for (int i = 1; !waiting_.empty(); ++i) {
+            throwIfInterrupted();
+            const double time = lastFrameTime_ + i * period;
+            feed_->feedUpTo(time + plan_.param.timeOffset + plan_.param.readoutTime);
+            render(time, *lastFrame_);
+        }
+    }
+
+    void render(double time, const AVFrame& frame) {
+        AvPtr<AVFrame> stable = makeOutputFrame();
+        ZPR_Image image = imageOf(*stable);
+        if (stabilizer_->stabilize(time + shift_, imageOf(frame), image)) emit(*stable);
+    }
+
+    void emit(AVFrame& frame) {
+        frame.pts = waiting_.front().pts;
+        frame.pkt_duration = waiting_.front().duration;
+        waiting_.pop_front();
+        if (usesCanvas()) canvas_.cut(frame);
+        writer_.write(frame);
+        progress_.advance();
+    }
+
+    void warnAboutCoverage() const {
+        const double from = plan_.samples.front().timestamp;
+        const double to = plan_.samples.back().timestamp;
+        if (from <= firstTime_ && to >= lastTime_) return;
+        warn(
+            fmt::format("the motion log covers {:.3f} s to {:.3f} s, the frames need {:.3f} s to "
+                        "{:.3f} s: frames outside are only cropped",
+                        from, to, firstTime_, lastTime_));
+    }
+
+    const StabilizeOptions& options_;
+    VideoReader reader_;
+    Canvas canvas_;
+    StabilizePlan plan_;
+    VideoWriter writer_;
+    Progress progress_;
+    std::unique_ptr<SessionWriter> recorder_;
+    std::unique_ptr<Stabilizer> stabilizer_;
+    std::unique_ptr<MotionFeed> feed_;
+    std::deque<WaitingFrame> waiting_;
+    size_t taken_ = 0;
+    const AVFrame* lastFrame_ = nullptr;  // as it was given to the library; it stays when the
+    double lastFrameTime_ = 0.0;          // reader finds no more
+    double shift_ = 0.0;
+    double firstTime_ = 0.0;
+    double lastTime_ = 0.0;
+};
+
+}  // namespace
+
+void stabilizeClip(const StabilizeOptions& options) {
+    const std::string output =
+        options.output.empty() ? defaultOutput(options.video) : options.output;
+    std::error_code ignored;
+    if (std::filesystem::equivalent(options.video, output, ignored)) {
+        throw std::runtime_error(output + ": is the input itself");
+    }
+    ClipStabilizer(options, output).run();
+    if (!options.quiet) fmt::print(stderr, "written: {}\n", output);
+}
+
+}  // namespace framehold

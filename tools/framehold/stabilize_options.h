@@ -1,0 +1,39 @@
+#pragma once
+
+#include "framehold/picture_size.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// What the user asks `framehold stabilize` for. Options not given leave it to the clip's facts,
+/// the motion log or a default.
+struct StabilizeOptions {
+    std::string video;
+    std::string output;  // empty: beside the input
+    std::string motion;
+    std::string clip;
+
+    std::optional<double> focalLength;  // pixels
+    std::optional<double> fieldOfView;  // degrees
+    std::string fieldOfViewAcross = "width";
+    std::optional<double> readoutTime;  // seconds
+    std::optional<double> timeOffset;   // seconds
+    std::optional<int> sensorMask;
+    std::optional<std::string> axes;  // letters
+    std::vector<double> gravity;      // three numbers, or empty
+    double gravityRate = 0.0;         // samples per second after the first one
+    std::optional<PictureSize> outputSize;
+    int crop = 80;
+    int smoothing = 9;
+    int delay = 30;
+
+    int quality = 18;
+    std::string preset = "medium";
+    std::string session;  // file to record the session to
+    bool quiet = false;
+};
+
+}  // namespace framehold

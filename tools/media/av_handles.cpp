@@ -1,0 +1,44 @@
+#include "media/av_handles.h"
+
+#include <new>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+std::string describe(int code) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(code, text, sizeof text);
+    return text;
+}
+
+template <class T>
+AvPtr<T> owned(T* p) {
+    if (p == nullptr) throw std::bad_alloc();
+    return AvPtr<T>(p);
+}
+
+}  // namespace
+
+MediaError::MediaError(const std::string& file, const std::string& what)
+    : std::runtime_error(fmt::format("{}: {}", file, what)) {}
+
+MediaError::MediaError(const std::string& file, const std::string& what, int code)
+    : MediaError(file, fmt::format("{}: {}", what, describe(code))) {}
+
+AvPtr<AVFrame> makeFrame() { return owned(av_frame_alloc()); }
+
+AvPtr<AVPacket> makePacket() { return owned(av_packet_alloc()); }
+
+AvPtr<AVFrame> makeNv12Frame(int width, int height) {
+    AvPtr<AVFrame> frame = makeFrame();
+    frame->format = AV_PIX_FMT_NV12;
+    frame->width = width;
+    frame->height = height;
+    if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
+    return frame;
+}
+
+}  // namespace framehold

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/frame.h>
+#include <libswscale/swscale.h>
+}
+
+namespace framehold {
+
+/// What went wrong with a video file.
+class MediaError : public std::runtime_error {
+public:
+    MediaError(const std::string& file, const std::string& what);
+    /// `code` is libav's.
+    MediaError(const std::string& file, const std::string& what, int code);
+};
+
+struct AvDeleter {
+    void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
+    void operator()(AVFrame* p) const { av_frame_free(&p); }
+    void operator()(AVPacket* p) const { av_packet_free(&p); }
+    void operator()(SwsContext* p) const { sws_freeContext(p); }
+};
+
+template <class T>
+using AvPtr = std::unique_ptr<T, AvDeleter>;
+
+AvPtr<AVFrame> makeFrame();
+AvPtr<AVPacket> makePacket();
+
+/// A two-plane 4:2:0 frame with buffers of its own.
+AvPtr<AVFrame> makeNv12Frame(int width, int height);
+
+}  // namespace framehold

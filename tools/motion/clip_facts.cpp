@@ -1,0 +1,92 @@
+#include "motion/clip_facts.h"
+
+#include "common/text_fields.h"
+
+#include <filesystem>
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+namespace framehold {
+
+namespace {
+
+using nlohmann::json;
+
+/// Reads one optional key; what does not fit it is an error that names it.
+template <class Read>
+void readKey(const std::string& path, const json& object, const char* key, Read read) {
+    const auto found = object.find(key);
+    if (found == object.end() || found->is_null()) return;
+    try {
+        read(*found);
+    } catch (const std::exception& error) {
+        throw FileError(path, 0, fmt::format("{}: {}", key, error.what()));
+    }
+}
+
+double atLeast(double low, const json& value) {
+    const auto number = value.get<double>();
+    if (!(number >= low)) {
+        throw std::invalid_argument(fmt::format("{} is not at least {}", number, low));
+    }
+    return number;
+}
+
+std::vector<double> readFrameTimes(const std::string& path) {
+    const std::string text = readFile(path);
+    LineReader lines(path, text);
+    if (!lines.next() ||
+        splitFields(lines.line()) != std::vector<std::string_view>{"frame", "timestamp_s"}) {
+        lines.fail("the first line is not frame,timestamp_s");
+    }
+    std::vector<double> times;
+    while (lines.next()) {
+        const auto fields = splitFields(lines.line());
+        if (fields.size() < 2) lines.fail("timestamp_s is missing");
+        const double frame = lines.number(fields[0], "frame");
+        if (frame != static_cast<double>(times.size())) {
+            lines.fail(fmt::format("frame: {} where {} is expected", fields[0], times.size()));
+        }
+        times.push_back(lines.number(fields[1], "timestamp_s"));
+    }
+    return times;
+}
+
+}  // namespace
+
+ClipFacts readClipFacts(const std::string& path) {
+    json root;
+    try {
+        root = json::parse(readFile(path));
+    } catch (const json::parse_error& error) {
+        throw FileError(path, 0, fmt::format("not JSON: {}", error.what()));
+    }
+    if (!root.is_object()) throw FileError(path, 0, "not a JSON object");
+
+    ClipFacts facts;
+    readKey(path, root, "width",
+            [&](const json& v) { facts.width = static_cast<int>(atLeast(2.0, v)); });
+    readKey(path, root, "focal_px", [&](const json& v) { facts.focalLength = atLeast(1.0, v); });
+    readKey(path, root, "readout_s", [&](const json& v) { facts.readoutTime = atLeast(0.0, v); });
+    readKey(path, root, "time_offset_s",
+            [&](const json& v) { facts.timeOffset = v.get<double>(); });
+    readKey(path, root, "gravity_hint_mps2",
+            [&](const json& v) { facts.gravityHint = v.get<Vec3>(); });
+    readKey(path, root, "axes", [&](const json& v) {
+        facts.axes = AxisMapping::fromTerms({v.at("device_x").get<std::string>(),
+                                             v.at("device_y").get<std::string>(),
+                                             v.at("device_z").get<std::string>()});
+    });
+    const auto folder = std::filesystem::path(path).parent_path();
+    readKey(path, root, "imu", [&](const json& v) {
+        if (v.contains("file"))
+            facts.motionLog = (folder / v.at("file").get<std::string>()).string();
+    });
+    const auto frames = folder / "frames.csv";
+    if (std::filesystem::exists(frames)) facts.frameTimes = readFrameTimes(frames.string());
+    return facts;
+}
+
+}  // namespace framehold
