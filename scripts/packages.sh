@@ -1,0 +1,21 @@
+# Debian packages that the scripts beside this file need; to be sourced.
+
+build_packages="ca-certificates cmake g++ ninja-build pkg-config libavcodec-dev libavformat-dev \
+libavutil-dev libswscale-dev libcli11-dev libeigen3-dev libfmt-dev nlohmann-json3-dev"
+test_packages="$build_packages binutils clang-format ffmpeg g++-aarch64-linux-gnu \
+g++-arm-linux-gnueabi googletest qemu-user valgrind"
+
+# install_packages PACKAGE...: installs what is missing.
+install_packages() {
+    missing=""
+    for package in "$@"; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' ||
+            missing="$missing $package"
+    done
+    [ -n "$missing" ] || return 0
+    echo "== installing:$missing"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq
+    # shellcheck disable=SC2086
+    apt-get install -y -qq --no-install-recommends $missing >/dev/null
+}

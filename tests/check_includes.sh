@@ -1,0 +1,40 @@
+#!/bin/sh
+# Fails if an include points back up the house: each folder may use only what stands below it.
+# Usage: check_includes.sh SOURCE_ROOT
+cd "$1" || exit 2
+status=0
+
+# allow FOLDER "FOLDERS IT MAY INCLUDE": those of src/, tools/ or the public header.
+allow() {
+    for file in $(find "$1" -name '*.h' -o -name '*.cpp'); do
+        for header in $(sed -n 's/^ *# *include *"\([^"]*\)".*/\1/p' "$file"); do
+            for target in $2 none; do
+                case $header in "$target" | "$target"/*) break ;; esac
+            done
+            [ "$target" != none ] || { echo "$file: must not include $header"; status=1; }
+        done
+    done
+}
+
+public=zpr_framehold.h
+allow include ""
+allow src/math "math"
+allow src/runtime "runtime"
+allow src/sensors "sensors math $public"
+allow src/smoothing "smoothing sensors math $public"
+allow src/warp "warp runtime smoothing/frame_correction.h smoothing/shared_array.h math/matrix3.h $public"
+allow src/api "api runtime warp smoothing sensors math $public"
+
+allow tools/common "common"
+allow tools/simulation "simulation"
+allow tools/motion "motion common"
+allow tools/session "session common $public"
+allow tools/media "media common libavcodec libavformat libavutil libswscale"
+allow tools/framehold "framehold simulation motion session media common libavutil $public"
+
+# A folder that no rule names could include anything.
+for folder in src/* tools/*; do
+    [ -d "$folder" ] || continue
+    grep -q "^allow $folder " "$0" || { echo "$folder: no rule in $0"; status=1; }
+done
+exit $status
