@@ -20,6 +20,7 @@ for preset in release asan tsan armv7 arm64; do
     log=build/$preset/test.log
     ctest --preset $preset -j "$(nproc)" --no-tests=error >$log 2>&1 || failed="$failed $preset"
     grep -v -e ' Passed ' -e ' Start ' $log | sed '/^$/d'
+    grep -h '^SKIPPED' build/$preset/Testing/Temporary/LastTest.log || true
     summary="$summary
   $preset: $(sed -n 's/.*tests passed, .* out of \([0-9]*\)/\1 tests/p' $log)"
 done
