@@ -58,7 +58,7 @@ void SensorHub::addSample(const ZPR_SensorData& sample) {
     if (isFiniteSample(sample)) getSensor(sample.type)->addSample(sample);
 }
 
-RotationalSensor* SensorHub::findOrientationSensor() {
+RotationalSensor* SensorHub::makeOrientationSensor() {
     for (const int type : {ZPR_SENSOR_ROTATION_1, ZPR_SENSOR_ROTATION_2}) {
         if (isEnabled(type)) return dynamic_cast<RotationVectorSensor*>(getSensor(type));
     }
@@ -66,6 +66,12 @@ RotationalSensor* SensorHub::findOrientationSensor() {
         if (isEnabled(type)) return dynamic_cast<GyroscopeSensor*>(getSensor(type));
     }
     return nullptr;
+}
+
+RotationalSensor* SensorHub::findOrientationSensor() {
+    // The mask is fixed and sensors stay, so the first answer is the answer.
+    if (orientationSensor_ == nullptr) orientationSensor_ = makeOrientationSensor();
+    return orientationSensor_;
 }
 
 bool SensorHub::getOrientation(double timestamp, Quaternion& out) {

@@ -36,12 +36,14 @@ public:
 
 private:
     int ringCapacity() const;
+    RotationalSensor* makeOrientationSensor();
 
     static constexpr int kGyroscopeSlot = 4;
 
     std::array<std::unique_ptr<Sensor>, 7> sensors_;
     int mask_;
     double lookAhead_;
+    RotationalSensor* orientationSensor_ = nullptr;  // one of sensors_, once it has been asked for
 };
 
 }  // namespace qlx::zpr_framehold
