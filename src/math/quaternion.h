@@ -35,7 +35,8 @@ struct Quaternion {
         return {std::cos(h), v[0] * inv * s, v[1] * inv * s, v[2] * inv * s};
     }
 
-    double norm() const { return std::sqrt(w * w + x * x + y * y + z * z); }
+    double squaredNorm() const { return w * w + x * x + y * y + z * z; }
+    double norm() const { return std::sqrt(squaredNorm()); }
 
     /// Whether all components are numbers, none infinite.
     bool isFinite() const {
@@ -93,18 +94,32 @@ struct Quaternion {
 static_assert(std::is_trivially_copyable_v<Quaternion>);
 static_assert(sizeof(Quaternion) == 4 * sizeof(double));
 
-/// Spherical linear interpolation from a (t = 0) to b (t = 1). The result is not renormalised.
+/// The angle between two quaternions as points of the unit sphere, and its sine. Not a number
+/// where rounding makes their dot product exceed 1.
+struct Arc {
+    double angle;
+    double sine;
+};
+
+inline Arc arcBetween(const Quaternion& a, const Quaternion& b) {
+    const double angle = std::acos(a.w * b.w + a.x * b.x + a.y * b.y + a.z * b.z);
+    return {angle, std::sin(angle)};
+}
+
+/// Spherical linear interpolation from a (t = 0) to b (t = 1) along the arc between them. The
+/// result is not renormalised.
 ///
 /// Deliberate: b is not flipped to the shorter arc when the dot product is negative, and the dot
 /// product is not clamped; where the angle's sine is 0 or not a number the result is a.
-inline Quaternion slerp(const Quaternion& a, const Quaternion& b, double t) {
-    const double d = a.w * b.w + a.x * b.x + a.y * b.y + a.z * b.z;
-    const double theta = std::acos(d);
-    const double s = std::sin(theta);
-    if (!(s > 0.0)) return a;
-    const double ka = std::sin((1.0 - t) * theta) / s;
-    const double kb = std::sin(t * theta) / s;
+inline Quaternion slerp(const Quaternion& a, const Quaternion& b, const Arc& arc, double t) {
+    if (!(arc.sine > 0.0)) return a;
+    const double ka = std::sin((1.0 - t) * arc.angle) / arc.sine;
+    const double kb = std::sin(t * arc.angle) / arc.sine;
     return {ka * a.w + kb * b.w, ka * a.x + kb * b.x, ka * a.y + kb * b.y, ka * a.z + kb * b.z};
+}
+
+inline Quaternion slerp(const Quaternion& a, const Quaternion& b, double t) {
+    return slerp(a, b, arcBetween(a, b), t);
 }
 
 }  // namespace qlx::zpr_framehold

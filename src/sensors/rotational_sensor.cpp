@@ -1,5 +1,6 @@
 #include "sensors/rotational_sensor.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace qlx::zpr_framehold {
@@ -8,7 +9,7 @@ namespace {
 
 /// Whether q can be inverted and normalised: its length is finite and not 0.
 bool isUsable(const Quaternion& q) {
-    const double n = q.norm();
+    const double n = q.squaredNorm();
     return std::isfinite(n) && n > 0.0;
 }
 
@@ -20,6 +21,7 @@ RotationalSensor::RotationalSensor(int capacity) : capacity_(capacity) {
 
 void RotationalSensor::reset() {
     head_ = -1;
+    sortedFrom_ = 0;
     if (capacity_ <= 0) records_.clear();
 }
 
@@ -29,20 +31,46 @@ const RotationalSensor::Record& RotationalSensor::at(int32_t index) const {
 }
 
 void RotationalSensor::write(const Quaternion& orientation, double timestamp) {
-    const Record record{orientation, timestamp};
+    Record record{orientation, timestamp, {}};
+    bool isSorted = true;
+    if (!isEmpty()) {
+        record.arc = arcBetween(newest().orientation, orientation);
+        isSorted = timestamp > newest().timestamp;
+    }
     if (capacity_ <= 0) {
         records_.push_back(record);
         ++head_;
-        return;
+    } else {
+        // Going round the ring a lap lower names the same records and keeps the indices small.
+        if (head_ - capacity_ >= capacity_ - 1) {
+            head_ -= capacity_;
+            sortedFrom_ -= std::min(sortedFrom_, capacity_);
+        }
+        ++head_;
+        const int32_t position = head_ >= capacity_ ? head_ - capacity_ : head_;
+        records_[static_cast<size_t>(position)] = record;
     }
-    // Going round the ring a lap lower names the same records and keeps the indices small.
-    if (head_ - capacity_ >= capacity_ - 1) head_ -= capacity_;
-    ++head_;
-    const int32_t position = head_ >= capacity_ ? head_ - capacity_ : head_;
-    records_[static_cast<size_t>(position)] = record;
+    if (!isSorted) sortedFrom_ = head_;
 }
 
+/// Whether the search would find the bracket that starts at `lo`: among records in order, the one
+/// whose lower end is the last record not after t, or the outermost one there is.
+bool RotationalSensor::isBracket(int32_t lo, double t) const {
+    const int32_t first = oldest();
+    return lo >= first && lo < head_ && (lo == first || !(t < at(lo).timestamp)) &&
+           (lo + 1 == head_ || t < at(lo + 1).timestamp);
+}
+
+/// Queries tend to stay in a bracket or to move on to the next.
 RotationalSensor::Bracket RotationalSensor::bracket(double t) const {
+    if (sortedFrom_ > oldest()) return searchBracket(t);
+    if (!isBracket(lastLo_, t)) {
+        lastLo_ = isBracket(lastLo_ + 1, t) ? lastLo_ + 1 : searchBracket(t).lo;
+    }
+    return {lastLo_, std::min(lastLo_ + 1, head_)};
+}
+
+RotationalSensor::Bracket RotationalSensor::searchBracket(double t) const {
     const double newestTime = newest().timestamp;
     int32_t lo = oldest();
     int32_t hi = head_;
@@ -68,7 +96,7 @@ bool RotationalSensor::getOrientation(double t, Quaternion& out) const {
     if (t < lo.timestamp) return false;
     Quaternion q = lo.orientation;
     if (pair.lo != pair.hi) {
-        q = slerp(q, hi.orientation, (t - lo.timestamp) / (hi.timestamp - lo.timestamp));
+        q = slerp(q, hi.orientation, hi.arc, (t - lo.timestamp) / (hi.timestamp - lo.timestamp));
     }
     if (!isUsable(q)) return false;
     out = q;
@@ -90,7 +118,7 @@ bool RotationalSensor::getOrientations(const std::vector<double>& times,
         if (j < head_) {
             const Record& lo = at(j);
             const Record& hi = at(j + 1);
-            q = slerp(lo.orientation, hi.orientation,
+            q = slerp(lo.orientation, hi.orientation, hi.arc,
                       (times[i] - lo.timestamp) / (hi.timestamp - lo.timestamp));
             if (!isUsable(q)) return false;
             // Deliberate: by one record at most; the times are meant to be denser than the records.

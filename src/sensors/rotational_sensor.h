@@ -33,6 +33,7 @@ protected:
     struct Record {
         Quaternion orientation;
         double timestamp;
+        Arc arc;  // from the record before, whose end of every interpolation it is
     };
 
     /// capacity: records kept; at most 0 to keep all.
@@ -54,12 +55,16 @@ private:
     }
     const Record& at(int32_t index) const;
     Bracket bracket(double t) const;
+    Bracket searchBracket(double t) const;
+    bool isBracket(int32_t lo, double t) const;
 
     int32_t capacity_;
     // Index of the newest record, -1 while empty. Indices count records; once the ring is full,
     // record i lies at i or i - capacity, and head_ stays below 2 * capacity.
     int32_t head_ = -1;
+    int32_t sortedFrom_ = 0;  // from this index on, each record is later than the one before
     std::vector<Record> records_;
+    mutable int32_t lastLo_ = 0;  // lower end of the bracket found last
 };
 
 }  // namespace qlx::zpr_framehold
