@@ -16,9 +16,7 @@ using qlx::zpr_framehold::Vector3;
 /// The orientation records and what is read from them, by the plain formulas.
 class PlainSensors {
 public:
-    PlainSensors(int mask, double lookAhead) : mask_(mask) {
-        while (capacity_ < std::ceil(lookAhead * 200.0) + 200.0) capacity_ *= 2;
-    }
+    PlainSensors(int mask, uint32_t capacity) : mask_(mask), capacity_(capacity) {}
 
     void addSample(const ZPR_SensorData& s) {
         for (const double v : {s.timestamp, s.value[0], s.value[1], s.value[2], s.value[3]}) {
@@ -73,7 +71,7 @@ private:
     }
 
     int mask_;
-    uint32_t capacity_ = 256;
+    uint32_t capacity_;
     std::deque<Record> records_;
     qlx::zpr_framehold::Complementary fusion_{1, 0};
 };

@@ -1,6 +1,7 @@
 // The smoother and the sensors against their plain formulas: whatever is remembered, shared or
 // left out on the way, every result is the same to the last bit.
 #include "plain_smoother.h"
+#include "sensors/rotation_vector_sensor.h"
 #include "sensors/sensor_hub.h"
 #include "smoothing/iir_smoother.h"
 
@@ -116,7 +117,9 @@ void compareRecording(Random& random, Ways& ways) {
     const double lookAhead = param.delayFrames / 30.0;
     SensorHub hub(param.sensorMask, lookAhead);
     IIRSmoother smoother(&param, &hub);
-    PlainSensors plainSensors(param.sensorMask, lookAhead);
+    uint32_t capacity = 256;
+    while (capacity < lookAhead * 200.0 + 200.0) capacity *= 2;
+    PlainSensors plainSensors(param.sensorMask, capacity);
     PlainSmoother plain(param, plainSensors, ways);
     Device device(random, param.sensorMask);
 
@@ -161,6 +164,30 @@ void compareRecording(Random& random, Ways& ways) {
             smoother.reset();
             plain.reset();
             waiting = 0;
+        }
+    }
+}
+
+TEST(Exactness, RingMatchesThePlainSearch) {
+    Random random(2);
+    for (int capacity = 1; capacity < 40; ++capacity) {
+        SCOPED_TRACE(capacity);
+        RotationVectorSensor sensor(capacity);
+        PlainSensors plain(16, static_cast<uint32_t>(capacity));
+        double time = 0.0;
+        for (int i = 0; i < 12 * capacity + 60; ++i) {
+            // Now and then out of order, for longer than the ring reaches back, then in order.
+            const bool disorder = i / (2 * capacity) % 3 == 0 && random.integer(0, 3) == 0;
+            time += disorder ? random.integer(-3, 0) : random.integer(1, 2);
+            const Quaternion q = rotation(0.1 * random.uniform(0.0, 1.0), 1, 0, 0);
+            sensor.addSample(sample(5, time, q.x, q.y, q.z, q.w));
+            plain.addSample(sample(5, time, q.x, q.y, q.z, q.w));
+            double asked = time - random.uniform(-2.0, 2.0 * capacity);
+            for (int k = 0; k < 8; ++k, asked += 0.5 * random.integer(-2, 4)) {
+                Quaternion a(9, 9, 9, 9), b = a;
+                ASSERT_EQ(sensor.getOrientation(asked, a), plain.orientationAt(asked, b));
+                ASSERT_TRUE(isSame(a, b)) << "record " << i << " asked for " << asked;
+            }
         }
     }
 }
