@@ -6,22 +6,24 @@ namespace qlx::zpr_framehold {
 
 /// Output pixel of a mesh column; the last column sits on the last pixel.
 int32_t Smoother::meshX(uint32_t column) const {
-    return column + 1 == meshCols_ ? outputWidth_ - 1 : static_cast<int32_t>(column) * kMeshStep;
+    return column + 1 == meshCols_ ? view_.outputWidth - 1
+                                   : static_cast<int32_t>(column) * kMeshStep;
 }
 
 int32_t Smoother::meshY(uint32_t row) const {
-    return row + 1 == meshRows_ ? outputHeight_ - 1 : static_cast<int32_t>(row) * kMeshStep;
+    return row + 1 == meshRows_ ? view_.outputHeight - 1 : static_cast<int32_t>(row) * kMeshStep;
 }
 
 void Smoother::buildMesh(const Quaternion& q, double t) {
     mesh_.resize(meshRows_ * meshCols_);
     MeshPoint* node = mesh_.writable();
+    PointMapper mapper = mapperFor(q, t);
     double rowHint = -1.0;
     bool complete = true;
     for (uint32_t i = 0; i < meshRows_ && complete; ++i) {
         for (uint32_t j = 0; j < meshCols_; ++j, ++node) {
             // A node that cannot be mapped keeps its contents; no rows follow its row.
-            if (!mapOutputPoint(q, t, meshX(j), meshY(i), rowHint, *node)) complete = false;
+            if (!mapper.map(meshX(j), meshY(i), rowHint, *node)) complete = false;
             rowHint = node->y;
         }
     }
@@ -31,8 +33,8 @@ void Smoother::buildMesh(const Quaternion& q, double t) {
 void Smoother::clampMesh() {
     const uint32_t nodes = mesh_.size();
     MeshPoint* mesh = mesh_.writable();
-    const double right = inputWidth_ - 1;
-    const double bottom = inputHeight_ - 1;
+    const double right = view_.inputWidth - 1;
+    const double bottom = view_.inputHeight - 1;
     for (uint32_t j = 0; j < meshCols_; ++j) {
         if (mesh[j].y < 0.0) mesh[j].y = 0.0;
         MeshPoint& last = mesh[nodes - meshCols_ + j];
@@ -65,7 +67,7 @@ FrameCorrection* Smoother::fallbackCorrection(FrameCorrection* out) {
     pointAtMesh(*out);
     mesh_.resize(meshRows_ * meshCols_);
     MeshPoint* node = mesh_.writable();
-    const double* m = cropMatrixInv_.m;
+    const double* m = view_.cropInv.m;
     for (uint32_t i = 0; i < meshRows_; ++i) {
         for (uint32_t j = 0; j < meshCols_; ++j, ++node) {
             const double x = meshX(j);

@@ -94,13 +94,13 @@ void IIRSmoother::lookAhead(double t) {
         const double time = i < waiting ? ringEntry(readCount_ + static_cast<uint32_t>(i)).time
                                         : static_cast<double>(i - waiting) * framePeriod_ +
                                               ringEntry(readCount_ + waiting).time;
-        Quaternion atReadoutEnd;
-        if (!hub_->getOrientation(time + params_->readoutTime, atReadoutEnd)) return;
+        if (!reachesReadoutEnd(time)) return;
+        setRollingShutter(true);
         Quaternion measured = identity();
         queryOrientation(time, measured);
         probe = slerp(measured, probe, alpha_);
-        if (violatesCrop(probe, time)) {
-            pullIntoCrop(probe, time);
+        if (leavesInput(probe, time)) {
+            pullTowardMeasured(probe, time);
             smoothed_ = slerp(smoothed_, probe, 1.0 / static_cast<double>(i + 1));
             pullIntoCrop(smoothed_, t);
             return;

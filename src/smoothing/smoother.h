@@ -1,10 +1,11 @@
 #pragma once
 
-#include "math/matrix3.h"
 #include "math/quaternion.h"
 #include "sensors/sensor_hub.h"
 #include "smoothing/frame_correction.h"
+#include "smoothing/point_mapper.h"
 #include "smoothing/shared_array.h"
+#include "smoothing/view_geometry.h"
 #include "zpr_framehold.h"
 
 #include <cstdint>
@@ -43,12 +44,25 @@ protected:
     /// params and hub are borrowed and must outlive the object.
     Smoother(const ZPR_Param* params, SensorHub* hub);
 
+    /// Whether sensor data reaches the end of the readout of the frame at time t.
+    bool reachesReadoutEnd(double t);
+
+    /// Turns per-row timing on or off for what follows.
+    void setRollingShutter(bool on) { rollingShutter_ = on; }
+
     /// Whether output under the virtual orientation q at frame time t needs pixels outside the
-    /// input. Turns per-row timing on or off, depending on whether sensor data reaches the end of
-    /// the frame's readout.
+    /// input.
+    bool leavesInput(const Quaternion& q, double t);
+
+    /// The same; turns per-row timing on if sensor data reaches the end of the frame's readout,
+    /// else off.
     bool violatesCrop(const Quaternion& q, double t);
 
-    /// Moves q toward the measured orientation at t just as far as the crop demands.
+    /// Moves q, under which output leaves the input, toward the measured orientation at t, just
+    /// far enough.
+    void pullTowardMeasured(Quaternion& q, double t);
+
+    /// The same if q violates the crop.
     void pullIntoCrop(Quaternion& q, double t);
 
     void fillCorrection(const Quaternion& q, double t, FrameCorrection& out);
@@ -61,6 +75,7 @@ protected:
 
     const ZPR_Param* params_;
     SensorHub* hub_;
+    ViewGeometry view_;
     double sensorTimeOffset_ = 0.0;
     double framePeriod_ = 0.03333333333333333;
     uint32_t readCount_ = 0;
@@ -73,12 +88,9 @@ private:
         float y;
     };
 
-    void buildCropMatrix();
     void buildTestBands();
 
-    bool mapOutputPoint(const Quaternion& q, double t, double xTarget, double yTarget,
-                        double rowHint, MeshPoint& out) const;
-    bool isOutside(const Quaternion& q, double t, int32_t x, int32_t y) const;
+    PointMapper mapperFor(const Quaternion& q, double t);
     void buildMesh(const Quaternion& q, double t);
     void clampMesh();
     void pointAtMesh(FrameCorrection& out) const;
@@ -86,19 +98,6 @@ private:
     int32_t meshX(uint32_t column) const;
     int32_t meshY(uint32_t row) const;
 
-    int32_t inputWidth_;
-    int32_t inputHeight_;
-    int32_t outputWidth_;
-    int32_t outputHeight_;
-    Matrix3 cameraMatrix_;  // device coordinates to input pixels
-    Matrix3 cameraMatrixInv_;
-    int32_t cropLeft_;
-    int32_t cropTop_;
-    int32_t cropRight_;
-    int32_t cropBottom_;
-    Matrix3 cropMatrix_;  // input pixels to output pixels
-    Matrix3 cropMatrixInv_;
-    Matrix3 cropCameraMatrix_;                       // cropMatrix * cameraMatrix
     SharedArray<SharedArray<BandPoint>> testBands_;  // corners of row bands of the output
     bool rollingShutter_ = true;                     // rows are timed one by one
     uint32_t meshRows_;
