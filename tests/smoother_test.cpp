@@ -230,6 +230,45 @@ TEST(IIRSmoother, LookAheadActsBeforeTheTurn) {
     EXPECT_GT(lead[1], 1e-3);
 }
 
+TEST(CropCertificate, HoldsForASteadyHandOnly) {
+    const double nan = std::nan("");
+    struct Case {
+        const char* name;
+        double turn, offX, offZ;  // of the device in rad/s, of the virtual camera in rad
+        int percent;
+        double time, readout, scale;  // of the frame; of the records
+        bool holds;
+    };
+    // A crop of 80 percent leaves 192 pixels at the sides, 0.128 rad at the focal length of 1500.
+    const Case kCases[] = {
+        {"steady", 0.2, 0.02, 0.01, 80, 1.5, 0.03, 1.0, true},
+        {"all rows at once", 0.2, 0.02, 0.01, 80, 1.5, 0.0, 1.0, true},
+        {"more than the margin", 0.2, 0.14, 0.0, 80, 1.5, 0.03, 1.0, false},
+        {"rolled far", 0.0, 0.0, 0.2, 80, 1.5, 0.03, 1.0, false},
+        {"fast", 8.0, 0.0, 0.0, 80, 1.5, 0.03, 1.0, false},
+        {"no margin", 0.0, 0.0, 0.0, 100, 1.5, 0.03, 1.0, false},
+        {"not yet known", 0.2, 0.02, 0.01, 80, 1.99, 0.03, 1.0, false},
+        {"before the records", 0.2, 0.02, 0.01, 80, 0.99, 0.03, 1.0, false},
+        {"single precision", 0.2, 0.02, 0.01, 80, 1.5, 0.03, 1.0 + 1e-7, false},
+        {"no orientation", 0.2, nan, 0.01, 80, 1.5, 0.03, 1.0, false},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.name);
+        ZPR_Param param = rotationParam(1920, 1080);
+        param.fieldOfView = 1500.0;
+        param.cropPercent = c.percent;
+        SensorHub hub(16, 0.0);
+        const auto deviceAt = [&](double t) { return rotation(c.turn * (t - 1.5), 0, 1, 0); };
+        for (int i = 0; i <= 200; ++i) {
+            const Quaternion q = deviceAt(1.0 + 0.005 * i) * c.scale;
+            hub.addSample(sample(5, 1.0 + 0.005 * i, q.x, q.y, q.z, q.w));
+        }
+        const Quaternion off = rotation(c.offX, 1, 0, 0) * rotation(c.offZ, 0, 0, 1);
+        const CropCertificate certificate{ViewGeometry(param)};
+        EXPECT_EQ(certificate.isInside(hub, deviceAt(c.time) * off, c.time, c.readout), c.holds);
+    }
+}
+
 TEST(CorrectionMesh, DeliberateClampTakesTheRowCountForAColumn) {
     // The whole input is shown, shifted out of it by the unscaled margin: nodes on the right edge
     // lie beyond the last input pixel. Only a square mesh has its last column clamped.

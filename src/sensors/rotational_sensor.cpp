@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace qlx::zpr_framehold {
 
@@ -11,6 +12,16 @@ namespace {
 bool isUsable(const Quaternion& q) {
     const double n = q.squaredNorm();
     return std::isfinite(n) && n > 0.0;
+}
+
+bool isOfUnitLength(const Quaternion& q) { return std::fabs(q.squaredNorm() - 1.0) <= 1e-13; }
+
+double speedBetween(const Quaternion& a, const Quaternion& b, double seconds) {
+    constexpr double kMaxDistance = 0.1;
+    const double distance = Quaternion(b.w - a.w, b.x - a.x, b.y - a.y, b.z - a.z).norm();
+    const bool isKnown =
+        seconds > 0.0 && distance <= kMaxDistance && isOfUnitLength(a) && isOfUnitLength(b);
+    return isKnown ? distance / seconds : std::numeric_limits<double>::infinity();
 }
 
 }  // namespace
@@ -31,10 +42,12 @@ const RotationalSensor::Record& RotationalSensor::at(int32_t index) const {
 }
 
 void RotationalSensor::write(const Quaternion& orientation, double timestamp) {
-    Record record{orientation, timestamp, {}};
+    Record record{orientation, timestamp, {}, 0.0};
     bool isSorted = true;
     if (!isEmpty()) {
         record.arc = arcBetween(newest().orientation, orientation);
+        record.speed =
+            speedBetween(newest().orientation, orientation, timestamp - newest().timestamp);
         isSorted = timestamp > newest().timestamp;
     }
     if (capacity_ <= 0) {
@@ -137,6 +150,27 @@ bool RotationalSensor::getRelativeRotation(double t1, double t2, Quaternion& out
     if (!getOrientation(t1, q1) || !getOrientation(t2, q2)) return false;
     out = q1.inverse() * q2;
     return true;
+}
+
+bool RotationalSensor::boundMotion(double from, double to, const Quaternion& reference,
+                                   MotionBounds& out) const {
+    if (isEmpty() || sortedFrom_ > oldest() || !isOfUnitLength(reference) ||
+        !(at(oldest()).timestamp <= from) || !(from <= to) || !(to <= newest().timestamp)) {
+        return false;
+    }
+    MotionBounds bounds{};
+    const int32_t first = bracket(from).lo;
+    for (int32_t i = first;; ++i) {
+        const Record& record = at(i);
+        const Quaternion relative = reference * record.orientation;
+        bounds.x = std::max(bounds.x, std::fabs(relative.x));
+        bounds.y = std::max(bounds.y, std::fabs(relative.y));
+        bounds.z = std::max(bounds.z, std::fabs(relative.z));
+        if (i > first) bounds.speed = std::max(bounds.speed, record.speed);
+        if (i == head_ || record.timestamp > to) break;
+    }
+    out = bounds;
+    return first < head_ && bounds.speed < std::numeric_limits<double>::infinity();
 }
 
 bool RotationalSensor::getRotationMatrix(double t, double m[9]) const {

@@ -27,6 +27,7 @@ PointMapper Smoother::mapperFor(const Quaternion& q, double t) {
 
 /// Only the left and right edges are tested between the corners.
 bool Smoother::leavesInput(const Quaternion& q, double t) {
+    if (rollingShutter_ && certificate_.isInside(*hub_, q, t, params_->readoutTime)) return false;
     PointMapper mapper = mapperFor(q, t);
     const int32_t right = view_.outputWidth - 1;
     const int32_t bottom = view_.outputHeight - 1;

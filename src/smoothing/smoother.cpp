@@ -13,8 +13,8 @@ uint32_t ringSize(const ZPR_Param& params) { return static_cast<uint32_t>(params
 }  // namespace
 
 Smoother::Smoother(const ZPR_Param* params, SensorHub* hub)
-    : params_(params), hub_(hub), view_(*params), meshRows_(meshNodes(view_.outputHeight)),
-      meshCols_(meshNodes(view_.outputWidth)) {
+    : params_(params), hub_(hub), view_(*params), certificate_(view_),
+      meshRows_(meshNodes(view_.outputHeight)), meshCols_(meshNodes(view_.outputWidth)) {
     buildTestBands();
 
     const uint64_t nodes = uint64_t{meshRows_} * meshCols_;

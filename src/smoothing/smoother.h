@@ -2,6 +2,7 @@
 
 #include "math/quaternion.h"
 #include "sensors/sensor_hub.h"
+#include "smoothing/crop_certificate.h"
 #include "smoothing/frame_correction.h"
 #include "smoothing/point_mapper.h"
 #include "smoothing/shared_array.h"
@@ -76,6 +77,7 @@ protected:
     const ZPR_Param* params_;
     SensorHub* hub_;
     ViewGeometry view_;
+    CropCertificate certificate_;
     double sensorTimeOffset_ = 0.0;
     double framePeriod_ = 0.03333333333333333;
     uint32_t readCount_ = 0;
