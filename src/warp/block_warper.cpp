@@ -2,7 +2,6 @@
 
 #include "warp/band_conversion.h"
 #include "warp/block_span.h"
-#include "warp/row_renderer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -36,8 +35,10 @@ int32_t cornerDelta(double position, int64_t output) {
 }  // namespace
 
 BlockWarper::BlockWarper(int32_t inWidth, int32_t inHeight, int32_t outWidth, int32_t outHeight,
-                         uint32_t /*outFormat*/, MemoryHandle memory, WorkerPool* pool)
-    : memory_(memory), pool_(pool), grid_(inWidth, inHeight, outWidth, outHeight) {
+                         uint32_t /*outFormat*/, MemoryHandle memory, WorkerPool* pool,
+                         const RowKernels& kernels)
+    : memory_(memory), pool_(pool), grid_(inWidth, inHeight, outWidth, outHeight),
+      kernels_(kernels) {
     rowRecords_.resize(static_cast<uint32_t>(grid_.rows));
     CorrectionRecord* record = rowRecords_.writable();
     for (int32_t row = 0; row < grid_.rows; ++row, ++record) {
@@ -142,8 +143,9 @@ void BlockWarper::runTask(void* argument) {
     const SourceFrame source{task.source->plane[0], task.source->plane[1], task.source->pitch[0],
                              task.source->pitch[1], warper.grid_.inWidth,  warper.grid_.inHeight};
     const size_t first = warper.blockIndex(0, task.row);
-    renderRow(warper.grid_, source, *task.target, task.row, warper.cornerDeltas_ + first,
-              warper.blockSpans_ + first, warper.edgeSteps_ + first);
+    warper.kernels_.renderRow(warper.grid_, source, *task.target,
+                              {task.row, warper.cornerDeltas_ + first, warper.blockSpans_ + first,
+                               warper.edgeSteps_ + first});
     task.result = 0;
 }
 

@@ -4,7 +4,7 @@
 #include "runtime/worker_pool.h"
 #include "warp/block_grid.h"
 #include "warp/image_warper.h"
-#include "warp/row_pair.h"
+#include "warp/row_kernels.h"
 
 namespace qlx::zpr_framehold {
 
@@ -15,7 +15,8 @@ public:
     /// Takes its work area from `memory`; `status` tells whether that went well. A null `pool`
     /// renders on the calling thread alone.
     BlockWarper(int32_t inWidth, int32_t inHeight, int32_t outWidth, int32_t outHeight,
-                uint32_t outFormat, MemoryHandle memory, WorkerPool* pool);
+                uint32_t outFormat, MemoryHandle memory, WorkerPool* pool,
+                const RowKernels& kernels = selectRowKernels());
     ~BlockWarper() override;
 
     /// Bytes of work area for an output of this size, as 32-bit devices need them.
@@ -57,6 +58,7 @@ private:
     MemoryHandle memory_;
     WorkerPool* pool_;
     BlockGrid grid_;
+    const RowKernels& kernels_;
     int status_ = ZPR_OK;
     FrameCorrection rowRecords_;  // one for each block row, for band corrections
     void* workArea_ = nullptr;

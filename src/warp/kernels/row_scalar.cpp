@@ -1,32 +1,11 @@
-#include "warp/row_pair.h"
+#include "warp/kernels/levels.h"
+#include "warp/kernels/row_walk.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace qlx::zpr_framehold {
 
 namespace {
-
-// Running source offsets are in 2^-18 pixel: 4 bits of 1/16 pixel, and kBlockShift bits each for
-// the interpolation down and across a block. Samples use the upper 4 fractional bits.
-constexpr int kOffsetShift = 2 * kBlockShift + 4;
-constexpr int kFractionShift = 2 * kBlockShift;
-constexpr int32_t kFractionMask = (1 << kOffsetShift) - 1;
-constexpr int32_t kGroup = 8;
-
-int32_t alignDown(int32_t x) { return x & ~(kGroup - 1); }
-int32_t alignUp(int32_t x) { return alignDown(x + kGroup - 1); }
-
-/// One block's share of a row pair. The offsets belong to column xFrom.
-struct Segment {
-    int32_t y;
-    int32_t xFrom;
-    int32_t xTo;
-    int64_t ax;
-    int64_t ay;
-    int32_t slopeX;
-    int32_t slopeY;
-};
 
 /// Reads a source whose taps are known to lie inside.
 class InsideTaps {
@@ -145,63 +124,51 @@ void renderSegment(const Taps& taps, const TargetRowPair& target, const Segment&
             ay += s.slopeY;
         }
     };
-    const int32_t middle = alignUp(s.xFrom);
-    const int32_t tail = alignDown(s.xTo);
-    renderPixels(s.xFrom, std::min(middle, s.xTo));
+    const int32_t middle = groupAtOrAfter(s.columns.begin);
+    const int32_t tail = groupAtOrBefore(s.columns.end);
+    renderPixels(s.columns.begin, std::min(middle, s.columns.end));
     for (int32_t x = middle; x < tail; x += 2) {
         renderPixelPair(taps, target, x, locate(x, s.y, ax, ay));
         ax += 2 * Offset{s.slopeX};
         ay += 2 * Offset{s.slopeY};
     }
-    renderPixels(tail, s.xTo);
+    renderPixels(tail, s.columns.end);
 }
 
-/// Whether the source positions of a segment along one axis, with their neighbours, lie within
-/// 0 and size - 1, and the offsets fit into 32 bits up to a group past the end. Positions change
-/// evenly, so the two ends tell.
-bool staysWithin(int64_t first, int64_t last, int64_t offset, int64_t slope, int32_t pixels,
-                 int32_t size) {
-    constexpr int kNeighbours = 2;
-    const int64_t endOffset = offset + slope * (pixels - 1);
-    const int64_t from = first + (offset >> kOffsetShift);
-    const int64_t to = last + (endOffset >> kOffsetShift);
-    const auto fits = [](int64_t a) {
-        return a >= std::numeric_limits<int32_t>::min() && a <= std::numeric_limits<int32_t>::max();
-    };
-    return std::min(from, to) >= 0 && std::max(from, to) + kNeighbours < size && fits(offset) &&
-           fits(endOffset + slope * kGroup);
-}
+constexpr int32_t kNeighbourRows = 2;
 
-bool liesInside(const SourceFrame& source, const Segment& s) {
-    const int32_t pixels = s.xTo - s.xFrom;
-    // A segment within one group of eight is walked in an order of its own.
-    if (alignUp(s.xFrom) > alignDown(s.xTo)) return false;
-    return staysWithin(s.xFrom, s.xTo - 1, s.ax, s.slopeX, pixels, source.width) &&
-           staysWithin(s.y, s.y, s.ay, s.slopeY, pixels, source.height);
-}
+class ScalarRenderer {
+public:
+    struct Block {};
+
+    explicit ScalarRenderer(const SourceFrame& source) : source_(source) {}
+
+    ColumnRange plan(Block&, const Segment&, const Segment&, const Segment&) const {
+        return {0, 0};
+    }
+    void renderBlock(Block&, const TargetRowPair&, int32_t) const {}
+    void renderSegment(const TargetRowPair& target, const Segment& s) const {
+        renderSegment_scalar(source_, target, s);
+    }
+
+private:
+    const SourceFrame& source_;
+};
 
 }  // namespace
 
-void renderRowPair(const SourceFrame& source, const TargetRowPair& target, int32_t y,
-                   int32_t rowXStart, int32_t rowXEnd, int32_t blockCols, const EdgeSteps* edges,
-                   const BlockSpan* spans) {
-    for (int32_t b = 0; b < blockCols; ++b) {
-        const EdgeSteps& edge = edges[b];
-        Segment s;
-        s.y = y;
-        s.xFrom = std::max(rowXStart, kBlockSize * b);
-        s.xTo = b == blockCols - 1 ? rowXEnd : std::min(rowXEnd, kBlockSize * (b + 1));
-        s.slopeX = edge.edgeRightX - edge.edgeLeftX;
-        s.slopeY = edge.edgeRightY - edge.edgeLeftY;
-        // Deliberate: the y offset starts from the span's yStart, not from its xStart.
-        s.ax = int64_t{spans[b].xStart} * s.slopeX + int64_t{kBlockSize} * edge.edgeLeftX;
-        s.ay = int64_t{spans[b].yStart} * s.slopeY + int64_t{kBlockSize} * edge.edgeLeftY;
-        if (liesInside(source, s)) {
-            renderSegment(InsideTaps(source), target, s);
-        } else {
-            renderSegment(ClampedTaps(source), target, s);
-        }
+void renderSegment_scalar(const SourceFrame& source, const TargetRowPair& target,
+                          const Segment& s) {
+    if (liesInside(source, s, kNeighbourRows)) {
+        renderSegment(InsideTaps(source), target, s);
+    } else {
+        renderSegment(ClampedTaps(source), target, s);
     }
+}
+
+void renderRow_scalar(const BlockGrid& grid, const SourceFrame& source, const ZPR_Image& target,
+                      const BlockRow& blocks) {
+    walkRow(ScalarRenderer(source), grid, target, blocks);
 }
 
 }  // namespace qlx::zpr_framehold
