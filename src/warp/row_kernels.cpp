@@ -10,6 +10,10 @@ namespace qlx::zpr_framehold {
 namespace {
 
 constexpr RowKernels kScalarKernels{"scalar", renderRow_scalar};
+#if defined(__x86_64__) || defined(__i386__)
+constexpr RowKernels kSse41Kernels{"sse41", renderRow_sse41};
+constexpr RowKernels kAvx2Kernels{"avx2", renderRow_avx2};
+#endif
 
 }  // namespace
 
@@ -17,6 +21,12 @@ const RowKernels* findRowKernels(KernelLevel level) {
     switch (level) {
         case KernelLevel::kScalar:
             return &kScalarKernels;
+#if defined(__x86_64__) || defined(__i386__)
+        case KernelLevel::kSse41:
+            return __builtin_cpu_supports("sse4.1") ? &kSse41Kernels : nullptr;
+        case KernelLevel::kAvx2:
+            return __builtin_cpu_supports("avx2") ? &kAvx2Kernels : nullptr;
+#endif
         default:
             return nullptr;
     }

@@ -1,0 +1,183 @@
+#pragma once
+
+#include "warp/kernels/row_walk.h"
+
+// What the vector kernels have in common: they render output in strips, and cut the strips into
+// pieces where the picture is scaled down or turned so much that a strip's taps are too far apart.
+// Local to each kernel's file; see segment.h.
+
+namespace qlx::zpr_framehold {
+
+namespace {
+
+/// Output columns of a strip. The taps of a piece of it lie in 17 bytes of four rows.
+constexpr int32_t kStrip = 16;
+constexpr int32_t kStripEvens = kStrip / 2;
+
+/// Into how many pieces the strips of a segment have to be cut; 0 if that is too many, or the
+/// columns run backwards.
+int piecesOf(const Segment& s) {
+    const int32_t rise = s.slopeY < 0 ? -s.slopeY : s.slopeY;
+    for (int pieces = 1; pieces <= 4; pieces *= 2) {
+        // From a piece's first even pixel to its last: columns that fit into the load, and less
+        // than one row.
+        const int32_t steps = kStripEvens / pieces - 1;
+        const int32_t widest = (kStripEvens - 1 - steps) << kOffsetShift;
+        if (s.slopeX >= -(1 << kOffsetShift) && s.slopeX * int64_t{steps} <= widest &&
+            2 * int64_t{steps} * rise < 1 << kOffsetShift) {
+            return pieces;
+        }
+    }
+    return 0;
+}
+
+/// Offsets of a segment's first pixel in 2^-18 pixel, and how they change to the next even one. From
+/// row pair to row pair of a block they change by the same amount.
+struct Course {
+    alignas(16) int32_t ax;
+    int32_t ay;
+    int32_t evenX;
+    int32_t evenY;
+
+    /// From column x of s on.
+    static Course of(const Segment& s, int32_t x) {
+        const Segment rest = part(s, x, s.columns.end);
+        return {static_cast<int32_t>(rest.ax), static_cast<int32_t>(rest.ay),
+                static_cast<int32_t>(2 * int64_t{s.slopeX}),
+                static_cast<int32_t>(2 * int64_t{s.slopeY})};
+    }
+
+    /// How to get from `other` to this.
+    Course minus(const Course& other) const {
+        const auto minus = [](int32_t a, int32_t b) {
+            return static_cast<int32_t>(int64_t{a} - b);
+        };
+        return {minus(ax, other.ax), minus(ay, other.ay), minus(evenX, other.evenX),
+                minus(evenY, other.evenY)};
+    }
+
+    /// The step past the last row pair may leave the range.
+    [[gnu::always_inline]] void add(const Course& step) {
+        const auto plus = [](int32_t a, int32_t b) {
+            return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+        };
+        ax = plus(ax, step.ax);
+        ay = plus(ay, step.ay);
+        evenX = plus(evenX, step.evenX);
+        evenY = plus(evenY, step.evenY);
+    }
+
+    /// Whether the first `pixels` columns have the same whole y offset.
+    bool isFlat(int32_t pixels) const {
+        return (ay ^ (ay + pixels / 2 * evenY)) >> kOffsetShift == 0;
+    }
+};
+
+/// Renders whole groups, at least a strip of them, of a segment that lies inside; the last strip
+/// renders some pixels for the second time.
+template <class Kernel, int kPieces>
+[[gnu::noinline]] void renderGroups(const SourceFrame& source, const TargetRowPair& target,
+                                    const Segment& s, int32_t begin, int32_t end) {
+    constexpr int32_t kStep = Kernel::kStep;
+    const Kernel kernel(source);
+    const auto render = [&](int32_t from, int32_t to) {
+        kernel.template render<kPieces>(target, Course::of(s, from), s.y, {from, to});
+    };
+    const int32_t whole = begin + ((end - begin) & -kStep);
+    if (begin < whole) render(begin, whole);
+    if (whole == end) return;
+    if (kStep > kStrip) {
+        const int32_t rest = end - whole < kStrip ? end - kStrip : whole;
+        renderGroups<typename Kernel::Narrow, kPieces>(source, target, s, rest, end);
+    } else {
+        render(end - kStrip, end);
+    }
+}
+
+/// The Renderer for walkRow, by Kernel, which has
+/// - constexpr int32_t kStep, the columns it renders at a time: a strip or more;
+/// - class Narrow, the kernel for a single strip;
+/// - void render<kPieces>(target, course, y, columns) const: renders whole steps of a segment that lies
+///   inside with its strips cut into kPieces.
+template <class Kernel>
+class StripRenderer {
+public:
+    struct Block {
+        ColumnRange columns;
+        int pieces;
+        Course now;   // at the current row pair
+        Course step;  // to the next
+    };
+
+    explicit StripRenderer(const SourceFrame& source)
+        : source_(source), kernel_(source),
+          fits_(source.width >= kStrip + 2 && source.lumaPitch * source.height <= INT32_MAX &&
+                source.chromaPitch * source.height <= INT32_MAX) {}
+
+    ColumnRange plan(Block& block, const Segment& first, const Segment& second,
+                     const Segment& last) const {
+        const int32_t begin = first.columns.begin;
+        const int32_t end = begin + ((first.columns.end - begin) & -kStep);
+        constexpr ColumnRange kNone{0, 0};
+        if (begin % kGroup != 0 || end <= begin || !liesInside(first) || !liesInside(last)) {
+            return kNone;
+        }
+        const int atFirst = piecesOf(first);
+        const int atLast = piecesOf(last);
+        block.pieces = atFirst > atLast ? atFirst : atLast;
+        if (atFirst == 0 || atLast == 0 || block.pieces > 2) return kNone;
+        block.columns = {begin, end};
+        block.now = Course::of(first, begin);
+        block.step = Course::of(second, begin).minus(block.now);
+        return block.columns;
+    }
+
+    [[gnu::always_inline]] void renderBlock(Block& block, const TargetRowPair& target,
+                                            int32_t y) const {
+        if (block.pieces == 1) {
+            kernel_.template render<1>(target, block.now, y, block.columns);
+        } else {
+            kernel_.template render<2>(target, block.now, y, block.columns);
+        }
+        block.now.add(block.step);
+    }
+
+    void renderSegment(const TargetRowPair& target, const Segment& s) const {
+        const int32_t begin = groupAtOrAfter(s.columns.begin);
+        const int32_t end = groupAtOrBefore(s.columns.end);
+        const int pieces = end - begin >= kStrip && liesInside(s) ? piecesOf(s) : 0;
+        if (pieces == 0) {
+            renderSegment_scalar(source_, target, s);
+            return;
+        }
+        const auto renderPixels = [&](int32_t from, int32_t to) {
+            if (from < to) renderSegment_scalar(source_, target, part(s, from, to));
+        };
+        renderPixels(s.columns.begin, begin);
+        if (pieces == 1) {
+            renderGroups<Kernel, 1>(source_, target, s, begin, end);
+        } else if (pieces == 2) {
+            renderGroups<Kernel, 2>(source_, target, s, begin, end);
+        } else {
+            renderGroups<Kernel, 4>(source_, target, s, begin, end);
+        }
+        renderPixels(end, s.columns.end);
+    }
+
+private:
+    static constexpr int32_t kStep = Kernel::kStep;
+
+    /// Strips read one row more than their taps need.
+    bool liesInside(const Segment& s) const {
+        constexpr int32_t kNeighbourRows = 3;
+        return fits_ && qlx::zpr_framehold::liesInside(source_, s, kNeighbourRows);
+    }
+
+    const SourceFrame source_;
+    const Kernel kernel_;
+    const bool fits_;  // offsets in 32 bits, and a load in a row
+};
+
+}  // namespace
+
+}  // namespace qlx::zpr_framehold
