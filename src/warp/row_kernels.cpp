@@ -10,7 +10,9 @@ namespace qlx::zpr_framehold {
 namespace {
 
 constexpr RowKernels kScalarKernels{"scalar", renderRow_scalar};
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__ARM_NEON)
+constexpr RowKernels kNeonKernels{"neon", renderRow_neon};
+#elif defined(__x86_64__) || defined(__i386__)
 constexpr RowKernels kSse41Kernels{"sse41", renderRow_sse41};
 constexpr RowKernels kAvx2Kernels{"avx2", renderRow_avx2};
 #endif
@@ -21,7 +23,10 @@ const RowKernels* findRowKernels(KernelLevel level) {
     switch (level) {
         case KernelLevel::kScalar:
             return &kScalarKernels;
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__ARM_NEON)
+        case KernelLevel::kNeon:
+            return &kNeonKernels;
+#elif defined(__x86_64__) || defined(__i386__)
         case KernelLevel::kSse41:
             return __builtin_cpu_supports("sse4.1") ? &kSse41Kernels : nullptr;
         case KernelLevel::kAvx2:
