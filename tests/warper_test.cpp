@@ -1,9 +1,11 @@
+#include "kernel_levels.h"
 #include "reference_renderer.h"
 #include "test_support.h"
 #include "warp/block_warper.h"
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 
 using namespace qlx::zpr_framehold;
 using namespace zpr_test;
@@ -22,15 +24,21 @@ void expectSame(const Frame& warped, const Frame& expected) {
            << int{expected.bytes[static_cast<size_t>(a - warped.bytes.begin())]} << " is expected";
 }
 
-/// A warper and the reference renderer for the same sizes, fed the same meshes and targets.
-class Pair {
+/// Warpers with the kernels of every level and the reference renderer for the same sizes, fed the
+/// same meshes and targets.
+class Comparison {
 public:
-    Pair(int inWidth, int inHeight, int outWidth, int outHeight, WorkerPool* pool = nullptr)
+    Comparison(int inWidth, int inHeight, int outWidth, int outHeight, WorkerPool* pool = nullptr)
         : outWidth_(outWidth), outHeight_(outHeight),
           source_(inWidth, inHeight, inWidth + 5, inWidth + 3),
-          warper_(inWidth, inHeight, outWidth, outHeight, ZPR_FORMAT_SEMIPLANAR_1, nullptr, pool),
           reference_(inWidth, inHeight, outWidth, outHeight) {
-        EXPECT_EQ(warper_.status(), ZPR_OK);
+        for (const RowKernels* kernels : availableKernels()) {
+            warpers_.emplace_back(
+                kernels->name,
+                std::make_unique<BlockWarper>(inWidth, inHeight, outWidth, outHeight,
+                                              ZPR_FORMAT_SEMIPLANAR_1, nullptr, pool, *kernels));
+            EXPECT_EQ(warpers_.back().second->status(), ZPR_OK);
+        }
     }
 
     /// Renders `rows` rows of random pixels, each mesh node at `position` of its output pixel.
@@ -52,17 +60,21 @@ public:
         Frame warped(outWidth_, rows, outWidth_ + pad, outWidth_ + 3 * pad);
         Frame expected(outWidth_, rows, outWidth_ + pad, outWidth_ + 3 * pad);
         source_.fillRandom(random);
-        warped.fillRandom(random);
-        expected.bytes = warped.bytes;
-        EXPECT_TRUE(warper_.warp(source_.image, warped.image, correction));
+        expected.fillRandom(random);
+        const std::vector<uint8_t> before = expected.bytes;
         reference_.render(source_.image, expected.image, nodes);
-        expectSame(warped, expected);
+        for (const auto& [level, warper] : warpers_) {
+            SCOPED_TRACE(level);
+            std::copy(before.begin(), before.end(), warped.bytes.begin());
+            EXPECT_TRUE(warper->warp(source_.image, warped.image, correction));
+            expectSame(warped, expected);
+        }
     }
 
 private:
     int outWidth_, outHeight_;
     Frame source_;
-    BlockWarper warper_;
+    std::vector<std::pair<const char*, std::unique_ptr<BlockWarper>>> warpers_;
     ReferenceRenderer reference_;
 };
 
@@ -89,9 +101,9 @@ TEST(BlockWarper, RendersRandomMeshesLikeTheReference) {
                              {2, 2, 2, 2},         {270, 150, 262, 146}};
     Random random(41);
     for (const auto& s : kSizes) {
-        // The spans of blocks that fail are those of the frames before, so one pair is used for
-        // all.
-        Pair pair(s[0], s[1], s[2], s[3]);
+        // The spans of blocks that fail are those of the frames before, so one comparison is
+        // used for all.
+        Comparison comparison(s[0], s[1], s[2], s[3]);
         for (const MeshKind& kind : kKinds) {
             for (int repeat = 0; repeat < 5; ++repeat) {
                 SCOPED_TRACE(testing::Message() << s[2] << 'x' << s[3] << ' ' << kind.name);
@@ -109,7 +121,7 @@ TEST(BlockWarper, RendersRandomMeshesLikeTheReference) {
                 };
                 // Also fewer and more rows than configured.
                 const int rows = repeat < 3 ? s[3] : 2 * random.integer(1, (s[3] + 127) / 128 * 64);
-                pair.check(random, position, rows, random.integer(0, 17));
+                comparison.check(random, position, rows, random.integer(0, 17));
             }
         }
     }
@@ -118,22 +130,25 @@ TEST(BlockWarper, RendersRandomMeshesLikeTheReference) {
 TEST(BlockWarper, ManyBlockRowsThroughAPool) {
     // Above 42 block rows there are more tasks than the pool's queue and ring can hold.
     Random random(45);
-    WorkerPool* pool = WorkerPool::create(nullptr, 4);
-    for (const int rows : {1, 3, 4, 9, 42, 43, 44, 150}) {
-        SCOPED_TRACE(rows);
-        const int height = 128 * rows - 6;
-        Pair pair(16, height, 16, height, pool);
-        for (int frame = 0; frame < 5; ++frame) {
-            const double shift = random.uniform(-3, 3);
-            pair.check(
-                random,
-                [&](int x, int y) {
-                    return ReferencePoint{x + shift, y - shift};
-                },
-                height);
+    for (const unsigned threads : {1u, 2u, 3u, 4u}) {
+        WorkerPool* pool = WorkerPool::create(nullptr, threads);
+        for (const int rows : {1, 3, 4, 9, 42, 43, 44, 150}) {
+            SCOPED_TRACE(testing::Message() << threads << " threads, " << rows << " block rows");
+            const int height = 128 * rows - 6;
+            const int width = rows <= 9 ? 392 : 16;
+            Comparison comparison(width, height, width, height, pool);
+            for (int frame = 0; frame < 3; ++frame) {
+                const double shift = random.uniform(-3, 3);
+                comparison.check(
+                    random,
+                    [&](int x, int y) {
+                        return ReferencePoint{x + shift, y - shift};
+                    },
+                    height);
+            }
         }
+        WorkerPool::destroy(pool);
     }
-    WorkerPool::destroy(pool);
 }
 
 TEST(BlockWarper, BusyPoolLeavesTheRowsToTheCaller) {
@@ -145,8 +160,8 @@ TEST(BlockWarper, BusyPoolLeavesTheRowsToTheCaller) {
     while (gate.running == 0) sched_yield();
     while (WorkerPool::submit(pool, Gate::pass, &gate) >= 0) {
     }
-    Pair pair(64, 1024, 64, 1024, pool);
-    pair.check(
+    Comparison comparison(64, 1024, 64, 1024, pool);
+    comparison.check(
         random,
         [](int x, int y) {
             return ReferencePoint{x + 1.0, y + 1.0};

@@ -73,8 +73,8 @@ struct Course {
     }
 };
 
-/// Renders whole groups, at least a strip of them, of a segment that lies inside; the last strip
-/// renders some pixels for the second time.
+/// Renders whole groups of a segment that lies inside and is a strip long at least. What is left
+/// of the last strip is rendered with some pixels before it, for the second time.
 template <class Kernel, int kPieces>
 [[gnu::noinline]] void renderGroups(const SourceFrame& source, const TargetRowPair& target,
                                     const Segment& s, int32_t begin, int32_t end) {
@@ -87,8 +87,7 @@ template <class Kernel, int kPieces>
     if (begin < whole) render(begin, whole);
     if (whole == end) return;
     if (kStep > kStrip) {
-        const int32_t rest = end - whole < kStrip ? end - kStrip : whole;
-        renderGroups<typename Kernel::Narrow, kPieces>(source, target, s, rest, end);
+        renderGroups<typename Kernel::Narrow, kPieces>(source, target, s, whole, end);
     } else {
         render(end - kStrip, end);
     }
