@@ -1,0 +1,20 @@
+#!/bin/sh
+# Checks that the objects of vector kernels define nothing for the linker but their kernel: it could
+# give an inline function that was compiled for one processor to code that runs on all.
+# Usage: check_kernels.sh NM OBJECT...
+set -eu
+nm=$1
+shift
+checked=0
+for object in "$@"; do
+    case $object in
+        */kernels/row_scalar.*) continue ;;
+        */kernels/*) ;;
+        *) continue ;;
+    esac
+    checked=$((checked + 1))
+    shared=$("$nm" -C --defined-only "$object" | grep -E ' [TWVuBDC] ' |
+        grep -vE 'renderRow_[a-z0-9]+\(|DW\.ref\.' || true)
+    [ -z "$shared" ] || { echo "$object shares:"; echo "$shared"; exit 1; }
+done
+[ "$checked" -ge 1 ] || { echo "no vector kernels among $*"; exit 1; }
