@@ -32,8 +32,16 @@ allow tools/session "session common $public"
 allow tools/media "media common libavcodec libavformat libavutil libswscale"
 allow tools/framehold "framehold simulation motion session media common libavutil $public"
 
+allow bench "bench api runtime warp smoothing sensors math $public"
+
+# The rules above keep bench/ out of everything but the tests.
+for file in $(grep -rlE '^ *# *include *["<](\.\./)*bench/' tests); do
+    echo "$file: must not include from bench/"
+    status=1
+done
+
 # A folder that no rule names could include anything.
-for folder in src/* tools/*; do
+for folder in src/* tools/* bench; do
     [ -d "$folder" ] || continue
     grep -q "^allow $folder " "$0" || { echo "$folder: no rule in $0"; status=1; }
 done

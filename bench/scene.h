@@ -1,0 +1,81 @@
+#pragma once
+
+#include "smoothing/frame_correction.h"
+#include "zpr_framehold.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace framehold::bench {
+
+struct Size {
+    int32_t width;
+    int32_t height;
+
+    int64_t pixels() const { return int64_t{width} * height; }
+    size_t frameBytes() const { return static_cast<size_t>(pixels()) * 3 / 2; }
+};
+
+/// A two-plane frame without gaps, filled with a smooth picture that `phase` moves.
+class Frame {
+public:
+    Frame(Size size, double phase);
+
+    const ZPR_Image& image() const { return image_; }
+    ZPR_Image& image() { return image_; }
+    const uint8_t* data() const { return bytes_.data(); }
+    uint8_t* data() { return bytes_.data(); }
+
+private:
+    std::vector<uint8_t> bytes_;
+    ZPR_Image image_;
+};
+
+/// Frames used in turn.
+class FrameRing {
+public:
+    FrameRing(Size size, int count);
+
+    Frame& at(int frame) { return frames_[static_cast<size_t>(frame) % frames_.size()]; }
+    int count() const { return static_cast<int>(frames_.size()); }
+
+private:
+    std::vector<Frame> frames_;
+};
+
+struct Point {
+    double x;
+    double y;
+};
+
+/// Where the pixels of an output frame come from: a rotation and zoom about the centre, a shift
+/// that grows from row to row (rolling shutter), and a shift.
+struct Motion {
+    double angle;  // radians
+    double zoom;   // source pixels per output pixel
+    double shear;  // source pixels per row
+    Point shift;
+    Point centre;
+
+    Point sourceOf(double x, double y) const;
+};
+
+/// Motions of random rotation up to `maxDegrees` that show 7 % less than the source has and leave
+/// every tap inside it. The first one has no shear, so that everybody can render it.
+std::vector<Motion> makeMotions(Size size, double maxDegrees, int count);
+
+/// What the warper is given for a motion.
+class MeshCorrection {
+public:
+    MeshCorrection(Size size, const Motion& motion);
+    MeshCorrection(MeshCorrection&&) = delete;
+
+    const qlx::zpr_framehold::FrameCorrection& correction() const { return correction_; }
+
+private:
+    qlx::zpr_framehold::SharedArray<qlx::zpr_framehold::MeshPoint> mesh_;
+    qlx::zpr_framehold::FrameCorrection correction_;
+};
+
+}  // namespace framehold::bench

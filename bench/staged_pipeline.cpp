@@ -1,0 +1,100 @@
+#include "bench/staged_pipeline.h"
+
+#include <stdexcept>
+
+namespace framehold::bench {
+
+namespace fh = qlx::zpr_framehold;
+
+namespace {
+
+constexpr double kFramePeriod = 1.0 / 30.0;
+
+void renderNothing(const fh::BlockGrid&, const fh::SourceFrame&, const ZPR_Image&,
+                   const fh::BlockRow&) {}
+
+ZPR_Param makeParam(Size size, int delayFrames) {
+    ZPR_Param param{};
+    ZPR_GetDefaultParam(&param);
+    param.inputImage = {
+        ZPR_FORMAT_SEMIPLANAR_1, size.width, size.height, {}, {size.width, size.width, 0, 0}};
+    param.outputImage = param.inputImage;
+    param.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
+    param.timeOffset = 0.0;
+    param.delayFrames = delayFrames;
+    return param;
+}
+
+}  // namespace
+
+const fh::RowKernels kNoKernels{"none", renderNothing};
+
+StagedPipeline::StagedPipeline(Size size, int delayFrames, bool usePool,
+                               const fh::RowKernels& kernels) {
+    ZPR_Instance* instance = nullptr;
+    if (fh::createInstance(nullptr, makeParam(size, delayFrames), instance) != ZPR_OK) {
+        throw std::runtime_error("no memory for an instance");
+    }
+    instance_.reset(instance);
+    const auto makeWarper = [&](fh::WorkerPool* pool, const fh::RowKernels& used) {
+        auto warper =
+            std::make_unique<fh::BlockWarper>(size.width, size.height, size.width, size.height,
+                                              ZPR_FORMAT_SEMIPLANAR_1, nullptr, pool, used);
+        if (warper->status() != ZPR_OK) throw std::runtime_error("no memory for a warper");
+        return warper;
+    };
+    mapper_ = makeWarper(nullptr, kNoKernels);
+    delete instance->warper;
+    instance->warper = nullptr;
+    instance->warper = makeWarper(usePool ? instance->pool : nullptr, kernels).release();
+    if (usePool) threads_ += static_cast<int>(instance->pool->threadCount());
+
+    const Frame first(size, 0.0);
+    Frame untouched(size, 0.0);
+    for (int i = 0; i < delayFrames; ++i, advance()) {
+        feedSamples();
+        stabilize(first.image(), untouched.image());
+    }
+}
+
+double StagedPipeline::time() const { return frame_ * kFramePeriod; }
+
+void StagedPipeline::feedSamples() {
+    shake_.feed(instance_.get(), time() + instance_->params.readoutTime + 0.005);
+}
+
+void StagedPipeline::copy(const ZPR_Image& input) {
+    if (instance_->params.delayFrames == 0) return;
+    fh::storeFrame(input, time(), instance_->ring.slotOf(frame_));
+}
+
+void StagedPipeline::smooth() {
+    correction_ = {};
+    correction_.reserve(1);
+    instance_->hub->findOrientationSensor();
+    if (!instance_->smoother->smoothFrame(time(), &correction_)) {
+        throw std::runtime_error("a frame has no orientation");
+    }
+}
+
+const ZPR_Image& StagedPipeline::sourceFor(const ZPR_Image& input) const {
+    const int delay = instance_->params.delayFrames;
+    return delay == 0 ? input : instance_->ring.slotOf(frame_ - delay).frame;
+}
+
+void StagedPipeline::map(const ZPR_Image& input, const ZPR_Image& output) {
+    mapper_->warp(sourceFor(input), output, correction_);
+}
+
+void StagedPipeline::warp(const ZPR_Image& input, const ZPR_Image& output) {
+    instance_->warper->warp(sourceFor(input), output, correction_);
+}
+
+void StagedPipeline::stabilize(const ZPR_Image& input, ZPR_Image& output) {
+    const int code = ZPR_Stabilize(instance_.get(), time(), &input, &output, nullptr);
+    if (code != ZPR_OK && code != ZPR_FRAME_BUFFERED) {
+        throw std::runtime_error("ZPR_Stabilize failed");
+    }
+}
+
+}  // namespace framehold::bench
