@@ -1,0 +1,90 @@
+#include "bench/contenders.h"
+#include "warp/block_warper.h"
+
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+namespace framehold::bench {
+
+namespace fh = qlx::zpr_framehold;
+
+namespace {
+
+struct CopyTask {
+    uint8_t* to;
+    const uint8_t* from;
+    size_t bytes;
+
+    static void run(void* argument) {
+        const auto& task = *static_cast<CopyTask*>(argument);
+        std::memcpy(task.to, task.from, task.bytes);
+    }
+};
+
+void copyFrame(Course& course, int frame) {
+    uint8_t* to = course.targets().at(frame).data();
+    const uint8_t* from = course.sources().at(frame).data();
+    const size_t bytes = course.size().frameBytes();
+    const auto count = static_cast<size_t>(course.threads());
+    CopyTask tasks[fh::WorkerPool::kMaxThreads];
+    int ids[fh::WorkerPool::kMaxThreads];
+    for (size_t i = 0; i < count; ++i) {
+        const size_t begin = bytes / count * i;
+        const size_t end = i + 1 == count ? bytes : bytes / count * (i + 1);
+        tasks[i] = {to + begin, from + begin, end - begin};
+        if (i + 1 < count) {
+            ids[i] = fh::WorkerPool::submit(course.pool(), CopyTask::run, &tasks[i]);
+        } else {
+            CopyTask::run(&tasks[i]);
+        }
+    }
+    for (size_t i = 0; i + 1 < count; ++i) fh::WorkerPool::wait(course.pool(), ids[i]);
+}
+
+struct WarperSetup {
+    WarperSetup(Course& course, const std::vector<Motion>& motions, const fh::RowKernels& kernels)
+        : warper(course.size().width, course.size().height, course.size().width,
+                 course.size().height, ZPR_FORMAT_SEMIPLANAR_1, nullptr, course.pool(), kernels) {
+        if (warper.status() != ZPR_OK) throw std::runtime_error("no memory for a warper");
+        for (const Motion& motion : motions) {
+            corrections.push_back(std::make_unique<MeshCorrection>(course.size(), motion));
+        }
+    }
+
+    fh::BlockWarper warper;
+    std::vector<std::unique_ptr<MeshCorrection>> corrections;
+};
+
+}  // namespace
+
+Contender makeCopy(Course& course) {
+    return {kCopyName, [&course](int frame) { copyFrame(course, frame); }, nullptr};
+}
+
+Contender makeWarper(Course& course, const std::string& name, const std::vector<Motion>& motions,
+                     const fh::RowKernels& kernels) {
+    const auto setup = std::make_shared<WarperSetup>(course, motions, kernels);
+    return {name,
+            [&course, setup](int frame) {
+                const auto i = static_cast<size_t>(frame) % setup->corrections.size();
+                setup->warper.warp(course.sources().at(frame).image(),
+                                   course.targets().at(frame).image(),
+                                   setup->corrections[i]->correction());
+            },
+            [&course](int frame) { return course.targets().at(frame).data(); }};
+}
+
+void addKernelContenders(Course& course, std::vector<Contender>& out) {
+    for (const fh::KernelLevel level : {fh::KernelLevel::kScalar, fh::KernelLevel::kNeon,
+                                        fh::KernelLevel::kSse41, fh::KernelLevel::kAvx2}) {
+        const fh::RowKernels* kernels = fh::findRowKernels(level);
+        if (kernels == nullptr) continue;
+        const std::string name = std::string("Framehold, ") + kernels->name;
+        out.push_back(makeWarper(course, name, course.shaken(), *kernels));
+        out.push_back(makeWarper(course, name + ", steady hand", course.steady(), *kernels));
+        out.back().luma = nullptr;  // not the motion that the others render
+    }
+}
+
+}  // namespace framehold::bench

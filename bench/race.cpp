@@ -1,0 +1,77 @@
+#include "bench/race.h"
+
+#include "bench/stopwatch.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace framehold::bench {
+
+namespace {
+
+Quartiles ratiosTo(const std::vector<Times>& times, const char* name, const Times& of) {
+    const auto base = std::find_if(times.begin(), times.end(),
+                                   [&](const Times& candidate) { return candidate.name == name; });
+    if (base == times.end()) return {};
+    std::vector<double> ratios;
+    ratios.reserve(of.ms.size());
+    for (size_t i = 0; i < of.ms.size(); ++i) ratios.push_back(of.ms[i] / base->ms[i]);
+    return quartilesOf(ratios);
+}
+
+}  // namespace
+
+Quartiles quartilesOf(std::vector<double> values) {
+    if (values.empty()) return {};
+    std::sort(values.begin(), values.end());
+    const auto at = [&](double share) {
+        const double position = share * static_cast<double>(values.size() - 1);
+        const auto below = static_cast<size_t>(position);
+        const size_t above = std::min(below + 1, values.size() - 1);
+        return values[below] +
+               (position - static_cast<double>(below)) * (values[above] - values[below]);
+    };
+    return {at(0.25), at(0.5), at(0.75)};
+}
+
+std::vector<Line> summarize(const std::vector<Times>& times) {
+    std::vector<Line> lines;
+    lines.reserve(times.size());
+    for (const Times& t : times) {
+        lines.push_back({t.name, quartilesOf(t.ms), ratiosTo(times, kCopyName, t),
+                         ratiosTo(times, kRemapName, t)});
+    }
+    return lines;
+}
+
+std::vector<Times> race(const std::vector<Contender>& contenders, int rounds, double seconds) {
+    struct Lane {
+        int frames;  // in each round
+        int next;
+    };
+    std::vector<Times> times;
+    std::vector<Lane> lanes;
+    for (const Contender& contender : contenders) {
+        contender.render(0);
+        Stopwatch watch;
+        contender.render(1);
+        const double frames = seconds * 1e3 / std::max(watch.ms(), 1e-4);
+        lanes.push_back({static_cast<int>(std::clamp(std::ceil(frames), 1.0, 1e6)), 2});
+        times.push_back({contender.name, {}});
+    }
+    const size_t count = contenders.size();
+    for (int round = 0; round < rounds; ++round) {
+        for (size_t turn = 0; turn < count; ++turn) {
+            const size_t i = (turn + static_cast<size_t>(round)) % count;
+            Lane& lane = lanes[i];
+            // One frame more, so that nobody is charged for what the one before left behind.
+            contenders[i].render(lane.next++);
+            Stopwatch watch;
+            for (int k = 0; k < lane.frames; ++k) contenders[i].render(lane.next++);
+            times[i].ms.push_back(watch.ms() / lane.frames);
+        }
+    }
+    return times;
+}
+
+}  // namespace framehold::bench
