@@ -25,6 +25,7 @@ constexpr int kUsage = 2;
 
 struct Options {
     std::vector<std::string> sizes{"640x480", "1280x720", "1920x1080", "3840x2160"};
+    std::set<std::string> sections{"rendering", "stages"};
     int threads = 0;
     int ring = 0;
     Effort effort{15, 0.05};
@@ -53,6 +54,9 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--sizes", options.sizes, "Frame sizes for rendering")
         ->delimiter(',')
         ->capture_default_str();
+    app.add_option("--only", options.sections, "Sections: rendering, stages")
+        ->delimiter(',')
+        ->check(CLI::IsMember({"rendering", "stages"}));
     constexpr int kMost = qlx::zpr_framehold::WorkerPool::kMaxThreads;
     app.add_option("--threads", options.threads,
                    "Threads where there are several; 1 leaves those parts out (default, and "
@@ -87,16 +91,31 @@ public:
         printMachine();
         fmt::print("{} rounds of {} s for each contender\n", options_.effort.rounds,
                    options_.effort.seconds);
-        runRendering();
+        if (wants("rendering")) runRendering();
+        if (wants("stages")) runStages();
         if (!options_.csv.empty()) writeCsv(options_.csv, tables_);
     }
 
 private:
+    bool wants(const char* section) const { return options_.sections.count(section) != 0; }
+
     void runRendering() {
         for (const Size size : sizes_) {
             for (const int threads : std::set<int>{1, threads_}) {
                 for (const int ring : {ringFor(size, options_), 1}) {
                     report(measureRendering(size, threads, ring, options_.effort));
+                }
+            }
+        }
+    }
+
+    void runStages() {
+        for (const Size size : {Size{640, 480}, Size{1920, 1080}}) {
+            for (const int delay : {0, 15, 30}) {
+                for (const bool usePool : {false, true}) {
+                    if (usePool && threads_ == 1) continue;
+                    report(measureStages(size, delay, usePool, ringFor(size, options_),
+                                         options_.effort));
                 }
             }
         }

@@ -15,6 +15,12 @@ struct Effort {
 /// Renders frames of a size: everybody's way of doing it.
 Table measureRendering(Size size, int threads, int ring, const Effort& effort);
 
+/// Whole calls of ZPR_Stabilize and their stages, on the instance's pool or on one thread.
+Table measureStages(Size size, int delayFrames, bool usePool, int ring, const Effort& effort);
+
+/// Names of the stages' lines in the order of ZPR_Stabilize.
+extern const std::vector<std::string> kStageNames;
+
 /// Prints what this was measured on and with.
 void printMachine();
 
