@@ -25,7 +25,7 @@ constexpr int kUsage = 2;
 
 struct Options {
     std::vector<std::string> sizes{"640x480", "1280x720", "1920x1080", "3840x2160"};
-    std::set<std::string> sections{"rendering", "stages"};
+    std::set<std::string> sections{"rendering", "stages", "pool", "memory"};
     int threads = 0;
     int ring = 0;
     Effort effort{15, 0.05};
@@ -51,12 +51,12 @@ int ringFor(Size size, const Options& options) {
 }
 
 void addOptions(CLI::App& app, Options& options) {
-    app.add_option("--sizes", options.sizes, "Frame sizes for rendering")
+    app.add_option("--sizes", options.sizes, "Frame sizes for rendering and memory")
         ->delimiter(',')
         ->capture_default_str();
-    app.add_option("--only", options.sections, "Sections: rendering, stages")
+    app.add_option("--only", options.sections, "Sections: rendering, stages, pool, memory")
         ->delimiter(',')
-        ->check(CLI::IsMember({"rendering", "stages"}));
+        ->check(CLI::IsMember({"rendering", "stages", "pool", "memory"}));
     constexpr int kMost = qlx::zpr_framehold::WorkerPool::kMaxThreads;
     app.add_option("--threads", options.threads,
                    "Threads where there are several; 1 leaves those parts out (default, and "
@@ -93,6 +93,12 @@ public:
                    options_.effort.seconds);
         if (wants("rendering")) runRendering();
         if (wants("stages")) runStages();
+        if (wants("pool") && threads_ > 1) {
+            report(measurePool({640, 480}, threads_, options_.effort));
+            const Size size{1920, 1080};
+            printIdleShare(size, threads_, ringFor(size, options_), options_.effort);
+        }
+        if (wants("memory")) printMemory(sizes_);
         if (!options_.csv.empty()) writeCsv(options_.csv, tables_);
     }
 

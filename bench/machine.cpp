@@ -1,8 +1,10 @@
 #include "bench/measurements.h"
 #include "warp/row_kernels.h"
+#include "zpr_framehold.h"
 
 #include <cstdlib>
 #include <fstream>
+#include <stdexcept>
 #include <thread>
 
 #include <fmt/format.h>
@@ -23,6 +25,19 @@ std::string processorModel() {
     return "unknown processor";
 }
 
+uint32_t memorySize(Size size, int delayFrames) {
+    ZPR_Param param{};
+    ZPR_GetDefaultParam(&param);
+    param.inputImage = {
+        ZPR_FORMAT_SEMIPLANAR_1, size.width, size.height, {}, {size.width, size.width, 0, 0}};
+    param.outputImage = param.inputImage;
+    param.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
+    param.delayFrames = delayFrames;
+    uint32_t bytes = 0;
+    if (ZPR_GetMemorySize(&param, &bytes) != ZPR_OK) throw std::runtime_error("bad parameters");
+    return bytes;
+}
+
 }  // namespace
 
 void printMachine() {
@@ -37,6 +52,20 @@ void printMachine() {
     // Others who want the processors show in every figure that follows.
     double load = 0.0;
     if (getloadavg(&load, 1) == 1) fmt::print("Load average before: {:.2f}\n", load);
+}
+
+void printMemory(const std::vector<Size>& sizes) {
+    constexpr int kDelays[] = {0, 8, 15, 30, 60};
+    constexpr double kMebibyte = 1024.0 * 1024.0;
+    fmt::print("\nZPR_GetMemorySize in MiB\n  {:<14}", "delayFrames");
+    for (const int delay : kDelays) fmt::print("{:>9}", delay);
+    for (const Size size : sizes) {
+        fmt::print("\n  {:<14}", fmt::format("{}x{}", size.width, size.height));
+        for (const int delay : kDelays) {
+            fmt::print("{:>9.1f}", static_cast<double>(memorySize(size, delay)) / kMebibyte);
+        }
+    }
+    fmt::print("\n");
 }
 
 }  // namespace framehold::bench

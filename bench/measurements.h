@@ -21,6 +21,15 @@ Table measureStages(Size size, int delayFrames, bool usePool, int ring, const Ef
 /// Names of the stages' lines in the order of ZPR_Stabilize.
 extern const std::vector<std::string> kStageNames;
 
+/// What handing a frame to the pool costs: warps that render nothing.
+Table measurePool(Size size, int threads, const Effort& effort);
+
+/// Prints how much of a warp's time each thread spends rendering.
+void printIdleShare(Size size, int threads, int ring, const Effort& effort);
+
+/// Prints ZPR_GetMemorySize at several delays.
+void printMemory(const std::vector<Size>& sizes);
+
 /// Prints what this was measured on and with.
 void printMachine();
 
