@@ -1,6 +1,7 @@
 // framehold_bench: what rendering and stabilizing a frame cost, beside copying it and beside other
 // ways of rendering it. Times of one run compare with each other, not with those of another run.
 #include "bench/measurements.h"
+#include "bench/plot.h"
 #include "runtime/worker_pool.h"
 
 #include <algorithm>
@@ -30,6 +31,7 @@ struct Options {
     int ring = 0;
     Effort effort{15, 0.05};
     std::string csv;
+    std::string plot;
 };
 
 Size parseSize(const std::string& text) {
@@ -71,6 +73,7 @@ void addOptions(CLI::App& app, Options& options) {
         ->check(CLI::Range(0.0, 10.0))
         ->capture_default_str();
     app.add_option("--csv", options.csv, "Write all lines to this file");
+    app.add_option("--plot", options.plot, "Draw the one-thread results into this SVG file");
 }
 
 class Session {
@@ -87,7 +90,9 @@ public:
 
     void run() {
         // A file that cannot be written should not show after minutes.
-        if (!options_.csv.empty()) fmt::output_file(options_.csv);
+        for (const std::string& path : {options_.csv, options_.plot}) {
+            if (!path.empty()) fmt::output_file(path);
+        }
         printMachine();
         fmt::print("{} rounds of {} s for each contender\n", options_.effort.rounds,
                    options_.effort.seconds);
@@ -100,6 +105,7 @@ public:
         }
         if (wants("memory")) printMemory(sizes_);
         if (!options_.csv.empty()) writeCsv(options_.csv, tables_);
+        if (!options_.plot.empty()) writePlot(options_.plot, tables_);
     }
 
 private:
