@@ -118,6 +118,24 @@ TEST(WorkerPool, RunsEveryTaskAndAnswersInAnyOrder) {
     WorkerPool::destroy(pool);
 }
 
+void noteThread(void* thread) { *static_cast<pthread_t*>(thread) = pthread_self(); }
+
+TEST(WorkerPool, WaiterRunsWhatNobodyHasStarted) {
+    WorkerPool* pool = WorkerPool::create(nullptr, 1);
+    Gate gate;
+    const int held = WorkerPool::submit(pool, Gate::pass, &gate);
+    while (gate.running == 0) sched_yield();
+    pthread_t thread[3] = {};
+    int ids[3];
+    for (int i = 0; i < 3; ++i) ids[i] = WorkerPool::submit(pool, noteThread, &thread[i]);
+    // Out of the middle of the queue, past tasks that cannot run yet.
+    EXPECT_EQ(WorkerPool::wait(pool, ids[1]), 0);
+    EXPECT_TRUE(pthread_equal(thread[1], pthread_self()));
+    gate.open = true;
+    for (const int id : {held, ids[0], ids[2]}) EXPECT_EQ(WorkerPool::wait(pool, id), 0);
+    WorkerPool::destroy(pool);
+}
+
 TEST(WorkerPool, RefusesWhatItCannotHold) {
     WorkerPool* pool = WorkerPool::create(nullptr, 1);
     Gate gate;

@@ -115,11 +115,16 @@ void WorkerPool::stopThreads() {
 }
 
 int WorkerPool::submit(WorkerPool* pool, TaskFunction fn, void* arg) {
-    if (pool == nullptr) return kErrNullPool;
-    const int id = pool->enqueue(fn, arg);
-    if (id >= 0) pthread_cond_broadcast(&pool->workAvailable_);
+    const int id = submitQuietly(pool, fn, arg);
+    if (id >= 0) wake(*pool);
     return id;
 }
+
+int WorkerPool::submitQuietly(WorkerPool* pool, TaskFunction fn, void* arg) {
+    return pool == nullptr ? kErrNullPool : pool->enqueue(fn, arg);
+}
+
+void WorkerPool::wake(WorkerPool& pool) { pthread_cond_broadcast(&pool.workAvailable_); }
 
 int WorkerPool::enqueue(TaskFunction fn, void* arg) {
     const Lock lock(queueLock_);
@@ -132,19 +137,19 @@ int WorkerPool::enqueue(TaskFunction fn, void* arg) {
 
 int WorkerPool::wait(WorkerPool* pool, int id) {
     if (pool == nullptr) return kErrNullPool;
+    PoolTask task{};
+    if (pool->takeQueued(id, task)) {
+        task.fn(task.arg);
+        return 0;
+    }
     const Lock lock(pool->doneLock_);
-    while (!pool->takeCompletion(id)) pthread_cond_wait(&pool->taskDone_, &pool->doneLock_);
+    while (!pool->done_.take(id, task)) pthread_cond_wait(&pool->taskDone_, &pool->doneLock_);
     return 0;
 }
 
-/// Removes the id from the completions; the others go round the ring and stay.
-bool WorkerPool::takeCompletion(int id) {
-    for (uint32_t left = done_.count; left > 0; --left) {
-        const PoolTask task = done_.pop();
-        if (task.id == id) return true;
-        done_.push(task);
-    }
-    return false;
+bool WorkerPool::takeQueued(int id, PoolTask& task) {
+    const Lock lock(queueLock_);
+    return queue_.take(id, task);
 }
 
 void* WorkerPool::workerMain(void* context) {

@@ -29,10 +29,19 @@ public:
     /// if `requested` is 0; 1 at least and 16 at most. Null if memory or threads are exhausted.
     static WorkerPool* create(MemoryHandle memory, unsigned requested);
 
-    /// Queues fn(arg). Returns the task's id, 0 or more; kErrNullPool; or kErrQueueFull.
+    /// Queues fn(arg) and wakes the threads. Returns the task's id, 0 or more; kErrNullPool; or
+    /// kErrQueueFull.
     static int submit(WorkerPool* pool, TaskFunction fn, void* arg);
 
-    /// Blocks until the task has finished. Returns 0, or kErrNullPool. Each id is waited for once.
+    /// submit without waking: for several tasks at once. The thread that is woken for the first of
+    /// them may take the submitter's processor, and leave the others without work until it is done.
+    static int submitQuietly(WorkerPool* pool, TaskFunction fn, void* arg);
+
+    /// Wakes the threads for tasks submitted quietly.
+    static void wake(WorkerPool& pool);
+
+    /// Blocks until the task has finished; runs it here if no thread has started it yet, rather than
+    /// wait for one to wake up. Returns 0, or kErrNullPool. Each id is waited for once.
     static int wait(WorkerPool* pool, int id);
 
     /// Joins the threads and frees the pool; tasks still queued never run. Returns 0, kErrNullPool
@@ -62,6 +71,20 @@ private:
             --count;
             return task;
         }
+        /// Takes out the task with this id, if it is there; the others keep their order.
+        bool take(int32_t id, PoolTask& taken) {
+            bool found = false;
+            for (uint32_t left = count; left > 0; --left) {
+                const PoolTask task = pop();
+                if (!found && task.id == id) {
+                    taken = task;
+                    found = true;
+                } else {
+                    push(task);
+                }
+            }
+            return found;
+        }
     };
 
     struct WorkerContext {
@@ -77,7 +100,7 @@ private:
     bool startThread(uint32_t index);
     void stopThreads();
     int enqueue(TaskFunction fn, void* arg);
-    bool takeCompletion(int id);
+    bool takeQueued(int id, PoolTask& task);
     void work();
     static void* workerMain(void* context);
 

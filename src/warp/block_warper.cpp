@@ -110,6 +110,7 @@ bool BlockWarper::warp(const ZPR_Image& source, const ZPR_Image& target,
     // The pool takes the upper rows, the calling thread the lowest quarter.
     const int32_t pooled = pool_ == nullptr ? 0 : grid_.rows - grid_.rows / 4;
     for (int32_t row = 0; row < pooled; ++row) submitRow(row);
+    if (pooled > 0) WorkerPool::wake(*pool_);
     for (int32_t row = pooled; row < grid_.rows; ++row) runTask(&tasks_[row]);
     for (int32_t row = 0; row < pooled; ++row) waitForRow(row);
     return true;
@@ -118,8 +119,11 @@ bool BlockWarper::warp(const ZPR_Image& source, const ZPR_Image& target,
 /// Hands a row to the pool, or runs it here if the pool is full.
 void BlockWarper::submitRow(int32_t row) {
     // The pool has room for so many finished tasks that nobody has waited for.
-    if (row >= kMaxOutstanding) waitForRow(row - kMaxOutstanding);
-    tickets_[row] = WorkerPool::submit(pool_, runTask, &tasks_[row]);
+    if (row >= kMaxOutstanding) {
+        WorkerPool::wake(*pool_);
+        waitForRow(row - kMaxOutstanding);
+    }
+    tickets_[row] = WorkerPool::submitQuietly(pool_, runTask, &tasks_[row]);
     if (tickets_[row] < 0) {
         tickets_[row] = kNoTicket;
         runTask(&tasks_[row]);
