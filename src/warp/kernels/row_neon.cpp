@@ -226,10 +226,13 @@ private:
         fetch(reinterpret_cast<uintptr_t>(strip.chroma[0][0]) +
               kRowPairsAhead * static_cast<uintptr_t>(source_.chromaPitch));
         const auto toTarget = static_cast<uintptr_t>(x + 2 * kTargetPairsAhead * target.lumaPitch);
-        fetch(reinterpret_cast<uintptr_t>(target.luma[0]) + toTarget);
-        fetch(reinterpret_cast<uintptr_t>(target.luma[1]) + toTarget);
-        fetch(reinterpret_cast<uintptr_t>(target.chroma) +
-              static_cast<uintptr_t>(x + kTargetPairsAhead * target.chromaPitch));
+        const auto fetchForWriting = [](uintptr_t address) {
+            __builtin_prefetch(reinterpret_cast<const void*>(address), 1);
+        };
+        fetchForWriting(reinterpret_cast<uintptr_t>(target.luma[0]) + toTarget);
+        fetchForWriting(reinterpret_cast<uintptr_t>(target.luma[1]) + toTarget);
+        fetchForWriting(reinterpret_cast<uintptr_t>(target.chroma) +
+                        static_cast<uintptr_t>(x + kTargetPairsAhead * target.chromaPitch));
     }
 
     const SourceFrame source_;

@@ -50,7 +50,9 @@ static inline TargetRowPair rowPair(const ZPR_Image& target, int32_t y) {
 template <class Renderer>
 static inline void walkRow(const Renderer& renderer, const BlockGrid& grid, const ZPR_Image& target,
                            const BlockRow& blocks) {
-    constexpr int32_t kPlanned = 64;  // blocks beyond these are not planned
+    // So many blocks at a time, through all row pairs: source rows that two of them share are still
+    // in the nearest cache for the second.
+    constexpr int32_t kTile = 16;
     const int32_t y0 = blocks.row * kBlockSize;
     const int32_t yEnd = target.height - y0 > kBlockSize ? y0 + kBlockSize : target.height;
     if (yEnd <= y0) return;
@@ -67,34 +69,35 @@ static inline void walkRow(const Renderer& renderer, const BlockGrid& grid, cons
         return segmentOf(y, columnsOf(col), edge, blocks.spans[col]);
     };
 
-    typename Renderer::Block planned[kPlanned];
-    ColumnRange plannedColumns[kPlanned];
-    for (int32_t col = 0; col < grid.cols; ++col) {
-        EdgeSteps& edge = blocks.edges[col];
-        edge = edgesFrom(blocks.deltas[col]);
-        if (col >= kPlanned) continue;
-        EdgeSteps second = edge;
-        EdgeSteps last = edge;
-        stepDown(second, 1);
-        stepDown(last, (yEnd - y0) / 2 - 1);
-        plannedColumns[col] =
-            renderer.plan(planned[col], segmentAt(y0, col, edge), segmentAt(y0 + 2, col, second),
-                          segmentAt(yEnd - 2, col, last));
-    }
-    for (int32_t y = y0; y < yEnd; y += 2) {
-        const TargetRowPair pair = rowPair(target, y);
-        for (int32_t col = 0; col < grid.cols; ++col) {
-            int32_t done = columnsOf(col).begin;
-            if (col < kPlanned && plannedColumns[col].begin < plannedColumns[col].end) {
-                renderer.renderBlock(planned[col], pair, y);
-                done = plannedColumns[col].end;
-                if (done == columnsOf(col).end) continue;
-            }
+    for (int32_t tile = 0; tile < grid.cols; tile += kTile) {
+        const int32_t tileEnd = tile + kTile < grid.cols ? tile + kTile : grid.cols;
+        typename Renderer::Block planned[kTile];
+        ColumnRange plannedColumns[kTile];
+        for (int32_t col = tile; col < tileEnd; ++col) {
             EdgeSteps& edge = blocks.edges[col];
-            const Segment s = segmentAt(y, col, edge);
-            renderer.renderSegment(pair,
-                                   done == s.columns.begin ? s : part(s, done, s.columns.end));
-            stepDown(edge, 1);
+            edge = edgesFrom(blocks.deltas[col]);
+            EdgeSteps second = edge;
+            EdgeSteps last = edge;
+            stepDown(second, 1);
+            stepDown(last, (yEnd - y0) / 2 - 1);
+            plannedColumns[col - tile] =
+                renderer.plan(planned[col - tile], segmentAt(y0, col, edge),
+                              segmentAt(y0 + 2, col, second), segmentAt(yEnd - 2, col, last));
+        }
+        for (int32_t y = y0; y < yEnd; y += 2) {
+            const TargetRowPair pair = rowPair(target, y);
+            for (int32_t col = tile; col < tileEnd; ++col) {
+                const ColumnRange& done = plannedColumns[col - tile];
+                if (done.begin < done.end) {
+                    renderer.renderBlock(planned[col - tile], pair, y);
+                    if (done.end == columnsOf(col).end) continue;
+                }
+                EdgeSteps& edge = blocks.edges[col];
+                const Segment s = segmentAt(y, col, edge);
+                const bool isPart = done.begin < done.end;
+                renderer.renderSegment(pair, isPart ? part(s, done.end, s.columns.end) : s);
+                stepDown(edge, 1);
+            }
         }
     }
 }

@@ -248,19 +248,24 @@ private:
         constexpr int kTargetPairsAhead = 1;
         constexpr int32_t kCacheLine = 64;
         // As numbers: what is ahead may lie beyond the planes, where pointers must not go.
-        const auto fetch = [](const uint8_t* plane, ptrdiff_t offset) {
-            const auto address =
-                reinterpret_cast<uintptr_t>(plane) + static_cast<uintptr_t>(offset);
-            _mm_prefetch(reinterpret_cast<const char*>(address), _MM_HINT_T0);
+        const auto ahead = [](const uint8_t* plane, ptrdiff_t offset) {
+            return reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(plane) +
+                                                 static_cast<uintptr_t>(offset));
+        };
+        const auto fetch = [&](const uint8_t* plane, ptrdiff_t offset) {
+            __builtin_prefetch(ahead(plane, offset));
+        };
+        const auto fetchForWriting = [&](const uint8_t* plane, ptrdiff_t offset) {
+            __builtin_prefetch(ahead(plane, offset), 1);
         };
         const ptrdiff_t lumaAhead = 2 * kRowPairsAhead * source_.lumaPitch;
         const ptrdiff_t chromaAhead = kRowPairsAhead * source_.chromaPitch;
         const ptrdiff_t targetLumaAhead = 2 * kTargetPairsAhead * target.lumaPitch;
         const ptrdiff_t targetChromaAhead = kTargetPairsAhead * target.chromaPitch;
         for (int32_t x = columns.begin; x < columns.end; x += kCacheLine) {
-            fetch(target.luma[0], targetLumaAhead + x);
-            fetch(target.luma[1], targetLumaAhead + x);
-            fetch(target.chroma, targetChromaAhead + x);
+            fetchForWriting(target.luma[0], targetLumaAhead + x);
+            fetchForWriting(target.luma[1], targetLumaAhead + x);
+            fetchForWriting(target.chroma, targetChromaAhead + x);
         }
         for (int p = 0; p < (columns.end - columns.begin) / Pieces<V, kPieces>::kPixels;
              p += kCacheLine / kStrip) {
