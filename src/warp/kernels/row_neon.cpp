@@ -214,7 +214,7 @@ private:
     template <int kPieces>
     [[gnu::always_inline]] void fetchAhead(const TargetRowPair& target, const Strip<kPieces>& strip,
                                            int32_t x) const {
-        constexpr int kRowPairsAhead = 2;
+        constexpr int kRowPairsAhead = 3;
         constexpr int kTargetPairsAhead = 1;
         const uintptr_t luma = reinterpret_cast<uintptr_t>(strip.luma[0]);
         const auto pitch = static_cast<uintptr_t>(source_.lumaPitch);

@@ -138,9 +138,8 @@ struct Taps {
     }
 };
 
-/// Renders the columns x to end, whole vectors, of a segment that lies inside. kFlat: all pixels
-/// have their taps in the same rows.
-template <class V, int kPieces, bool kFlat>
+/// Renders the columns x to end, whole vectors, of a segment that lies inside.
+template <class V, int kPieces>
 [[gnu::always_inline]] inline void renderStrips(
     const Constants<V>& constants, const SourceFrame& source, const TargetRowPair& target,
     const Line<V, kPieces>& line, const Taps<V, kPieces>& taps, int32_t x, int32_t end) {
@@ -187,9 +186,8 @@ template <class V, int kPieces, bool kFlat>
             V h[3];
             for (int row = 0; row < 3; ++row) {
                 const ptrdiff_t offset = row * lumaPitch + odd;
-                const V pairs = kFlat ? luma.gather(offset, index)
-                                      : luma.gather(offset, index | isLower) |
-                                            luma.gather(offset + lumaPitch, index | isUpper);
+                const V pairs = luma.gather(offset, index | isLower) |
+                                luma.gather(offset + lumaPitch, index | isUpper);
                 h[row] = pairs.weighted(weightsX);
             }
             sums[0][odd] = h[0] * weight0 + h[1] * weight1;
@@ -199,9 +197,8 @@ template <class V, int kPieces, bool kFlat>
             const V pixels = (sums[row][0] >> 8) | (sums[row][1] & constants.highByte);
             pixels.store(targetLuma[row] + x);
         }
-        const V pairs = kFlat ? chroma.gather(0, chromaIndex)
-                              : chroma.gather(0, chromaIndex | isLower) |
-                                    nextChroma.gather(0, chromaIndex | isUpper);
+        const V pairs =
+            chroma.gather(0, chromaIndex | isLower) | nextChroma.gather(0, chromaIndex | isUpper);
         pairs.store(targetChroma + x);
 
         firstX = firstX + stepX;
@@ -228,13 +225,7 @@ public:
         taps.set(source_, course, y, columns.begin, columns.end);
         line.set(constants_, course);
         fetchAhead(target, taps, columns);
-        if (course.isFlat(columns.end - columns.begin)) {
-            renderStrips<V, kPieces, true>(constants_, source_, target, line, taps, columns.begin,
-                                           columns.end);
-        } else {
-            renderStrips<V, kPieces, false>(constants_, source_, target, line, taps, columns.begin,
-                                            columns.end);
-        }
+        renderStrips(constants_, source_, target, line, taps, columns.begin, columns.end);
     }
 
 private:
@@ -244,16 +235,17 @@ private:
     [[gnu::always_inline]] void fetchAhead(const TargetRowPair& target,
                                            const Taps<V, kPieces>& taps,
                                            const ColumnRange& columns) const {
-        constexpr int kRowPairsAhead = 2;
+        constexpr int kRowPairsAhead = 3;
         constexpr int kTargetPairsAhead = 1;
         constexpr int32_t kCacheLine = 64;
+        constexpr int kSecondCache = 2;  // the first one is too small for so many rows
         // As numbers: what is ahead may lie beyond the planes, where pointers must not go.
         const auto ahead = [](const uint8_t* plane, ptrdiff_t offset) {
             return reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(plane) +
                                                  static_cast<uintptr_t>(offset));
         };
         const auto fetch = [&](const uint8_t* plane, ptrdiff_t offset) {
-            __builtin_prefetch(ahead(plane, offset));
+            __builtin_prefetch(ahead(plane, offset), 0, kSecondCache);
         };
         const auto fetchForWriting = [&](const uint8_t* plane, ptrdiff_t offset) {
             __builtin_prefetch(ahead(plane, offset), 1);

@@ -66,11 +66,6 @@ struct Course {
         evenX = plus(evenX, step.evenX);
         evenY = plus(evenY, step.evenY);
     }
-
-    /// Whether the first `pixels` columns have the same whole y offset.
-    bool isFlat(int32_t pixels) const {
-        return (ay ^ (ay + pixels / 2 * evenY)) >> kOffsetShift == 0;
-    }
 };
 
 /// Renders whole groups of a segment that lies inside and is a strip long at least. What is left
