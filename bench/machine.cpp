@@ -26,13 +26,7 @@ std::string processorModel() {
 }
 
 uint32_t memorySize(Size size, int delayFrames) {
-    ZPR_Param param{};
-    ZPR_GetDefaultParam(&param);
-    param.inputImage = {
-        ZPR_FORMAT_SEMIPLANAR_1, size.width, size.height, {}, {size.width, size.width, 0, 0}};
-    param.outputImage = param.inputImage;
-    param.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
-    param.delayFrames = delayFrames;
+    const ZPR_Param param = makeParam(size, delayFrames);
     uint32_t bytes = 0;
     if (ZPR_GetMemorySize(&param, &bytes) != ZPR_OK) throw std::runtime_error("bad parameters");
     return bytes;

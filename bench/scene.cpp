@@ -103,4 +103,16 @@ MeshCorrection::MeshCorrection(Size size, const Motion& motion) {
     correction_.writable()[0].mesh = &mesh_;
 }
 
+ZPR_Param makeParam(Size size, int delayFrames) {
+    ZPR_Param param{};
+    ZPR_GetDefaultParam(&param);
+    param.inputImage = {
+        ZPR_FORMAT_SEMIPLANAR_1, size.width, size.height, {}, {size.width, size.width, 0, 0}};
+    param.outputImage = param.inputImage;
+    param.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
+    param.timeOffset = 0.0;
+    param.delayFrames = delayFrames;
+    return param;
+}
+
 }  // namespace framehold::bench

@@ -17,6 +17,9 @@ struct Size {
     size_t frameBytes() const { return static_cast<size_t>(pixels()) * 3 / 2; }
 };
 
+/// Parameters for frames of one size in and out, without gaps, with rates and gravity.
+ZPR_Param makeParam(Size size, int delayFrames);
+
 /// A two-plane frame without gaps, filled with a smooth picture that `phase` moves.
 class Frame {
 public:

@@ -13,18 +13,6 @@ constexpr double kFramePeriod = 1.0 / 30.0;
 void renderNothing(const fh::BlockGrid&, const fh::SourceFrame&, const ZPR_Image&,
                    const fh::BlockRow&) {}
 
-ZPR_Param makeParam(Size size, int delayFrames) {
-    ZPR_Param param{};
-    ZPR_GetDefaultParam(&param);
-    param.inputImage = {
-        ZPR_FORMAT_SEMIPLANAR_1, size.width, size.height, {}, {size.width, size.width, 0, 0}};
-    param.outputImage = param.inputImage;
-    param.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
-    param.timeOffset = 0.0;
-    param.delayFrames = delayFrames;
-    return param;
-}
-
 }  // namespace
 
 const fh::RowKernels kNoKernels{"none", renderNothing};

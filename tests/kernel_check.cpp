@@ -223,11 +223,10 @@ bool check(const RowKernels& scalar, const RowKernels& kernels, uint32_t seed, i
     return false;
 }
 
-/// Median seconds of a block row of a 1920-column frame that moves like this.
+/// Prints, for each kind of motion, how long the largest of its first cases takes on each level.
 void bench(const std::vector<const RowKernels*>& levels, uint32_t seed) {
     constexpr int kRounds = 200;
     for (size_t m = 0; m < std::size(kMotions); ++m) {
-        // The case of this motion that has the most pixels.
         int best = static_cast<int>(m);
         for (int k = 0; k < 40; ++k) {
             const int index = static_cast<int>(m) + k * static_cast<int>(std::size(kMotions));

@@ -88,14 +88,14 @@ static inline void walkRow(const Renderer& renderer, const BlockGrid& grid, cons
             const TargetRowPair pair = rowPair(target, y);
             for (int32_t col = tile; col < tileEnd; ++col) {
                 const ColumnRange& done = plannedColumns[col - tile];
-                if (done.begin < done.end) {
+                const bool isPlanned = done.begin < done.end;
+                if (isPlanned) {
                     renderer.renderBlock(planned[col - tile], pair, y);
                     if (done.end == columnsOf(col).end) continue;
                 }
                 EdgeSteps& edge = blocks.edges[col];
                 const Segment s = segmentAt(y, col, edge);
-                const bool isPart = done.begin < done.end;
-                renderer.renderSegment(pair, isPart ? part(s, done.end, s.columns.end) : s);
+                renderer.renderSegment(pair, isPlanned ? part(s, done.end, s.columns.end) : s);
                 stepDown(edge, 1);
             }
         }
