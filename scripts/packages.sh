@@ -1,10 +1,12 @@
 # Debian packages that the scripts beside this file need; to be sourced.
 
 build_packages="ca-certificates cmake g++ ninja-build pkg-config libavcodec-dev libavformat-dev \
-libavutil-dev libswscale-dev libcli11-dev libeigen3-dev libfmt-dev nlohmann-json3-dev"
+libavutil-dev libswscale-dev libcli11-dev libeigen3-dev libfmt-dev libopencv-calib3d-dev \
+libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev libopencv-video-dev \
+nlohmann-json3-dev"
 test_packages="$build_packages binutils clang-format ffmpeg g++-aarch64-linux-gnu \
 g++-arm-linux-gnueabi googletest qemu-user valgrind"
-bench_packages="$build_packages libopencv-core-dev libopencv-imgproc-dev libvidstab-dev"
+bench_packages="$build_packages libvidstab-dev"
 arm_packages="ca-certificates cmake g++-arm-linux-gnueabi libeigen3-dev ninja-build qemu-user"
 
 # install_packages PACKAGE...: installs what is missing.

@@ -30,7 +30,8 @@ allow tools/simulation "simulation"
 allow tools/motion "motion common"
 allow tools/session "session common $public"
 allow tools/media "media common libavcodec libavformat libavutil libswscale"
-allow tools/framehold "framehold simulation motion session media common libavutil $public"
+allow tools/analysis "analysis motion media common math sensors smoothing $public"
+allow tools/framehold "framehold analysis math sensors smoothing simulation motion session media common libavutil $public"
 
 allow bench "bench api runtime warp smoothing sensors math $public"
 

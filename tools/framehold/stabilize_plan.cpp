@@ -1,6 +1,6 @@
 #include "framehold/stabilize_plan.h"
 
-#include "motion/gcsv_reader.h"
+#include "motion/motion_log_reader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -230,7 +230,7 @@ StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video)
     if (logName.empty()) {
         throw std::runtime_error("no motion log: give --motion, or --clip with one that names it");
     }
-    MotionLog log = readGcsv(logName);
+    MotionLog log = readMotionLog(logName);
 
     chooseSizes(options, video, plan);
     chooseView(options, facts, video, plan);

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "math/quaternion.h"
+#include "zpr_framehold.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// What became of one output frame.
+struct FrameRecord {
+    double time;  // seconds, of the first row, on the motion log's clock
+    /// Orientations from device to world; none where the log does not reach the frame.
+    std::optional<qlx::zpr_framehold::Quaternion> measured;
+    std::optional<qlx::zpr_framehold::Quaternion> corrected;  // of the virtual camera
+    /// Share of the margin between output window and input border that the correction takes up:
+    /// 0 for the centred crop, 1 where a corner touches the border.
+    double marginUsed = 0.0;
+    double milliseconds = 0.0;  // spent in ZPR_Stabilize
+};
+
+/// What was done to a clip, with which parameters.
+struct RunRecord {
+    std::string input;
+    std::string output;
+    std::string motionLog;
+    ZPR_Param param{};
+    std::string axes;  // letters, as AxisMapping::fromLetters takes them
+    double framesPerSecond = 0.0;
+    double secondsTaken = 0.0;
+    std::vector<std::string> notes;
+    std::vector<std::string> warnings;
+    std::vector<FrameRecord> frames;
+};
+
+}  // namespace framehold
