@@ -31,7 +31,8 @@ allow tools/motion "motion common"
 allow tools/session "session common $public"
 allow tools/media "media common libavcodec libavformat libavutil libswscale"
 allow tools/analysis "analysis motion media common math sensors smoothing $public"
-allow tools/framehold "framehold analysis math sensors smoothing simulation motion session media common libavutil $public"
+allow tools/report "report analysis media common math $public"
+allow tools/framehold "framehold report analysis math sensors smoothing simulation motion session media common libavutil $public"
 
 allow bench "bench api runtime warp smoothing sensors math $public"
 
