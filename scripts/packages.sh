@@ -4,8 +4,8 @@ build_packages="ca-certificates cmake g++ ninja-build pkg-config libavcodec-dev 
 libavutil-dev libswscale-dev libcli11-dev libeigen3-dev libfmt-dev libopencv-calib3d-dev \
 libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev libopencv-video-dev \
 nlohmann-json3-dev"
-test_packages="$build_packages binutils clang-format ffmpeg g++-aarch64-linux-gnu \
-g++-arm-linux-gnueabi googletest qemu-user valgrind"
+test_packages="$build_packages binutils clang-format ffmpeg fish g++-aarch64-linux-gnu \
+g++-arm-linux-gnueabi googletest groff qemu-user valgrind zsh"
 bench_packages="$build_packages libvidstab-dev"
 arm_packages="ca-certificates cmake g++-arm-linux-gnueabi libeigen3-dev ninja-build qemu-user"
 

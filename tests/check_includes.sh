@@ -30,9 +30,10 @@ allow tools/simulation "simulation"
 allow tools/motion "motion common"
 allow tools/session "session common $public"
 allow tools/media "media common libavcodec libavformat libavutil libswscale"
+allow tools/cli "cli common"
 allow tools/analysis "analysis motion media common math sensors smoothing $public"
 allow tools/report "report analysis media common math $public"
-allow tools/framehold "framehold report analysis math sensors smoothing simulation motion session media common libavutil $public"
+allow tools/framehold "framehold analysis cli math sensors smoothing simulation motion session media common libavutil $public report"
 
 allow bench "bench api runtime warp smoothing sensors math $public"
 

@@ -1,3 +1,5 @@
+#include "cli/help_formatter.h"
+#include "cli/usage_errors.h"
 #include "common/interruption.h"
 #include "framehold/commands.h"
 #include "zpr_framehold.h"
@@ -27,22 +29,28 @@ std::string versionText() {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Video stabilization from motion-sensor data.", "framehold");
+    CLI::App app("Video stabilization from motion-sensor data", "framehold");
+    app.formatter(std::make_shared<framehold::HelpFormatter>());
     app.footer(
         "`framehold COMMAND --help` tells more.\n"
         "Exit code: 0 done, 1 failed, 2 wrong usage, 130 interrupted.");
-    app.set_version_flag("--version", versionText());
+    app.set_help_flag("-h,--help", "What this command does and takes");
+    app.set_help_all_flag("--help-all", "The same, with options that are rarely needed");
     app.require_subcommand(1);
-    app.set_help_all_flag("--help-all", "Help of all commands");
     framehold::addStabilizeCommand(app);
     framehold::addSimulateCommand(app);
     framehold::addCompareCommand(app);
+    framehold::addDocumentationCommands(app);
+    // Only now, so that commands do not inherit it.
+    app.set_version_flag("--version", versionText(), "Print the version");
     av_log_set_level(AV_LOG_ERROR);
     framehold::catchInterruptions();
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : kUsage;
+        if (error.get_exit_code() == 0) return app.exit(error);
+        std::fputs(framehold::describeUsageError(app, error).c_str(), stderr);
+        return kUsage;
     }
     return 0;
 }

@@ -225,6 +225,7 @@ StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video)
     StabilizePlan plan{};
     ZPR_GetDefaultParam(&plan.param);
     const ClipFacts facts = options.clip.empty() ? ClipFacts() : readClipFacts(options.clip);
+    plan.warnings = facts.warnings;
     const std::string logName =
         !options.motion.empty() ? options.motion : facts.motionLog.value_or("");
     if (logName.empty()) {

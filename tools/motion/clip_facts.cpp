@@ -1,7 +1,9 @@
 #include "motion/clip_facts.h"
 
+#include "common/nearest_name.h"
 #include "common/text_fields.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include <fmt/format.h>
@@ -24,6 +26,24 @@ void readKey(const std::string& path, const json& object, const char* key, Read 
     } catch (const std::exception& error) {
         throw FileError(path, 0, fmt::format("{}: {}", key, error.what()));
     }
+}
+
+/// Keys that are not known are remarks, unless they look like one that is.
+std::vector<std::string> misspeltKeys(const std::string& path, const json& root) {
+    const std::vector<std::string> kKnown = {
+        "name",       "video",    "frames",    "width",         "height", "fps",
+        "duration_s", "focal_px", "readout_s", "time_offset_s", "axes",   "gravity_hint_mps2",
+        "imu"};
+    std::vector<std::string> warnings;
+    for (const auto& [key, value] : root.items()) {
+        const bool isRemark = key.size() > 5 && key.compare(key.size() - 5, 5, "_note") == 0;
+        if (isRemark || std::find(kKnown.begin(), kKnown.end(), key) != kKnown.end()) continue;
+        const std::string nearest = nearestName(key, kKnown);
+        if (nearest.empty()) continue;
+        warnings.push_back(
+            fmt::format("{}: {} is not a known key; did you mean {}?", path, key, nearest));
+    }
+    return warnings;
 }
 
 double atLeast(double low, const json& value) {
@@ -66,6 +86,7 @@ ClipFacts readClipFacts(const std::string& path) {
     if (!root.is_object()) throw FileError(path, 0, "not a JSON object");
 
     ClipFacts facts;
+    facts.warnings = misspeltKeys(path, root);
     readKey(path, root, "width",
             [&](const json& v) { facts.width = static_cast<int>(atLeast(2.0, v)); });
     readKey(path, root, "focal_px", [&](const json& v) { facts.focalLength = atLeast(1.0, v); });

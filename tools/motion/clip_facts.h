@@ -17,7 +17,8 @@ struct ClipFacts {
     std::optional<AxisMapping> axes;
     std::optional<Vec3> gravityHint;  // m/s^2 in device axes, at the start
     std::optional<std::string> motionLog;
-    std::vector<double> frameTimes;  // seconds; empty if there is no frames.csv
+    std::vector<double> frameTimes;     // seconds; empty if there is no frames.csv
+    std::vector<std::string> warnings;  // of keys that look like misspelt ones
 };
 
 /// Reads a clip.json (keys width, focal_px, readout_s, time_offset_s, axes, gravity_hint_mps2,

@@ -1,0 +1,137 @@
+#include "cli/help_formatter.h"
+
+#include "cli/option_text.h"
+
+#include <algorithm>
+#include <sstream>
+#include <vector>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+constexpr size_t kWidth = 80;
+constexpr size_t kWidestHeading = 30;
+
+/// Rows of a heading and a text, the texts below each other.
+class Rows {
+public:
+    explicit Rows(size_t headingWidth) : column_(headingWidth + 4) {}
+
+    void title(const std::string& text) { out_ += fmt::format("\n{}:\n", text); }
+
+    void row(const std::string& heading, const std::string& text) {
+        out_ += "  " + heading;
+        size_t used = heading.size() + 2;
+        for (const std::string& line : wrapped(text, kWidth - column_)) {
+            if (used + 2 > column_ && used != 0) {
+                out_ += '\n';
+                used = 0;
+            }
+            out_ += std::string(column_ - used, ' ') + line + '\n';
+            used = 0;
+        }
+    }
+
+    std::string take() { return std::move(out_); }
+
+private:
+    size_t column_;
+    std::string out_;
+};
+
+/// Whether help need not tell of it, because it was just found.
+bool isHelpOption(const OptionText& option) { return option.longName.rfind("--help", 0) == 0; }
+
+/// The sections to show: what is below each title.
+std::vector<OptionGroup> sectionsOf(const CLI::App& command, bool withMore) {
+    std::vector<OptionGroup> sections;
+    if (auto arguments = argumentsOf(command); !arguments.empty()) {
+        sections.push_back({"Arguments", std::move(arguments)});
+    }
+    for (OptionGroup& group : optionGroupsOf(command)) {
+        if (group.isMore() && !withMore) continue;
+        auto& options = group.options;
+        options.erase(std::remove_if(options.begin(), options.end(), isHelpOption), options.end());
+        if (!options.empty()) sections.push_back(std::move(group));
+    }
+    return sections;
+}
+
+std::string commandList(const CLI::App& program) {
+    size_t widest = 0;
+    for (const CLI::App* command : commandsOf(program)) {
+        widest = std::max(widest, command->get_name().size());
+    }
+    Rows rows(widest);
+    rows.title("Commands");
+    for (const CLI::App* command : commandsOf(program)) {
+        rows.row(command->get_name(), command->get_description());
+    }
+    return rows.take();
+}
+
+std::string optionList(const CLI::App& command, bool withMore) {
+    const std::vector<OptionGroup> sections = sectionsOf(command, withMore);
+    size_t widest = 0;
+    for (const OptionGroup& section : sections) {
+        for (const OptionText& option : section.options) {
+            const size_t width = option.heading().size();
+            if (width <= kWidestHeading) widest = std::max(widest, width);
+        }
+    }
+    Rows rows(widest);
+    for (const OptionGroup& section : sections) {
+        rows.title(section.name);
+        for (const OptionText& option : section.options) {
+            rows.row(option.heading(), option.description);
+        }
+    }
+    return rows.take();
+}
+
+bool hasMore(const CLI::App& command) {
+    const auto groups = optionGroupsOf(command);
+    return std::any_of(groups.begin(), groups.end(),
+                       [](const OptionGroup& group) { return group.isMore(); });
+}
+
+/// Paragraphs filled to the width; indented lines stay as they are.
+std::string footerOf(const CLI::App& command) {
+    std::string out;
+    std::string paragraph;
+    const auto flush = [&] {
+        if (paragraph.empty()) return;
+        for (const std::string& line : wrapped(paragraph, kWidth)) out += line + "\n";
+        paragraph.clear();
+    };
+    std::istringstream in(command.get_footer());
+    for (std::string line; std::getline(in, line);) {
+        const bool isText = !line.empty() && line.front() != ' ' && line.back() != ':';
+        if (isText) {
+            paragraph += line + " ";
+        } else {
+            flush();
+            out += line + "\n";
+        }
+    }
+    flush();
+    return out;
+}
+
+}  // namespace
+
+std::string HelpFormatter::make_help(const CLI::App* app, std::string /*name*/,
+                                     CLI::AppFormatMode mode) const {
+    const bool withMore = mode == CLI::AppFormatMode::All;
+    std::string help = fmt::format("{}.\nUsage: {}\n", app->get_description(), usageOf(*app));
+    if (!commandsOf(*app).empty()) help += commandList(*app);
+    help += optionList(*app, withMore);
+    if (hasMore(*app) && !withMore) help += "\nMore options: --help-all\n";
+    if (!app->get_footer().empty()) help += "\n" + footerOf(*app);
+    return help;
+}
+
+}  // namespace framehold

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+namespace framehold {
+
+/// Lays help out in 80 columns, a line for an option where it fits.
+class HelpFormatter final : public CLI::FormatterBase {
+public:
+    std::string make_help(const CLI::App* app, std::string name,
+                          CLI::AppFormatMode mode) const override;
+};
+
+}  // namespace framehold

@@ -1,0 +1,95 @@
+#include "cli/manual_page.h"
+
+#include "cli/option_text.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+/// Text that troff prints as it stands.
+std::string escaped(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        if (c == '\\') {
+            out += "\\e";
+        } else if (c == '-') {
+            out += "\\-";
+        } else {
+            if ((c == '.' || c == '\'') && (out.empty() || out.back() == '\n')) out += "\\&";
+            out += c;
+        }
+    }
+    return out;
+}
+
+std::string upper(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return text;
+}
+
+/// Paragraphs; indented lines stay lines of their own.
+std::string paragraphs(const std::string& text) {
+    std::string out;
+    bool isLiteral = false;
+    const auto setLiteral = [&](bool on) {
+        if (on != isLiteral) out += on ? ".PP\n.RS 4\n.nf\n" : ".fi\n.RE\n";
+        isLiteral = on;
+    };
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        const bool indented = line.rfind("  ", 0) == 0;
+        setLiteral(indented);
+        if (line.empty()) {
+            out += ".PP\n";
+        } else {
+            out += escaped(indented ? line.substr(2) : line) + "\n";
+        }
+    }
+    setLiteral(false);
+    return out;
+}
+
+std::string entry(const OptionText& option) {
+    return fmt::format(".TP\n\\fB{}\\fR\n{}.\n", escaped(option.heading()),
+                       escaped(option.description));
+}
+
+std::string commandSection(const CLI::App& command) {
+    std::string out = fmt::format(".SH {}\n{}.\n.PP\n.B {}\n", upper(command.get_name()),
+                                  escaped(command.get_description()), escaped(usageOf(command)));
+    for (const OptionText& argument : argumentsOf(command)) out += entry(argument);
+    for (const OptionGroup& group : optionGroupsOf(command)) {
+        out += fmt::format(".SS {}\n", escaped(group.name));
+        for (const OptionText& option : group.options) out += entry(option);
+    }
+    if (!command.get_footer().empty()) out += ".SS Notes\n" + paragraphs(command.get_footer());
+    return out;
+}
+
+}  // namespace
+
+std::string manualPage(const CLI::App& program, const std::string& version) {
+    const std::string name = program.get_name();
+    std::string out =
+        fmt::format(".TH {} 1 \"\" \"{}\" \"User Commands\"\n", upper(name), escaped(version));
+    out += fmt::format(".SH NAME\n{} \\- {}\n", name, escaped(program.get_description()));
+    out += ".SH SYNOPSIS\n";
+    for (const CLI::App* command : commandsOf(program)) {
+        out += fmt::format(".B {}\n.br\n", escaped(usageOf(*command)));
+    }
+    out += ".SH DESCRIPTION\n" + paragraphs(program.get_footer());
+    out += ".SH OPTIONS\n";
+    for (const OptionGroup& group : optionGroupsOf(program)) {
+        for (const OptionText& option : group.options) out += entry(option);
+    }
+    for (const CLI::App* command : commandsOf(program)) out += commandSection(*command);
+    return out;
+}
+
+}  // namespace framehold

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <CLI/App.hpp>
+
+namespace framehold {
+
+/// Options of groups whose name starts so are left out of `--help`; `--help-all` and the manual
+/// show them.
+constexpr const char* kMorePrefix = "More ";
+
+/// What help texts, the manual and shell completions say of one option or argument: all three are
+/// made of this.
+struct OptionText {
+    std::string shortName;             // "-o", or empty
+    std::string longName;              // "--output", or empty
+    std::string value;                 // "FILE"; empty for a flag
+    std::vector<std::string> choices;  // the only values, if not empty
+    std::string description;           // with range and default
+    bool takesFile = false;
+    bool isPositional = false;
+    bool isRequired = false;
+    bool isRepeated = false;
+
+    /// "-o, --output FILE", or the name of an argument.
+    std::string heading() const;
+};
+
+OptionText describe(const CLI::Option& option);
+
+struct OptionGroup {
+    std::string name;
+    std::vector<OptionText> options;
+
+    bool isMore() const { return name.rfind(kMorePrefix, 0) == 0; }
+};
+
+/// The positional arguments of a command, in their order.
+std::vector<OptionText> argumentsOf(const CLI::App& command);
+
+/// The options of a command by group, in the order in which they were added.
+std::vector<OptionGroup> optionGroupsOf(const CLI::App& command);
+
+/// The commands of a program, in the order in which they were added.
+std::vector<const CLI::App*> commandsOf(const CLI::App& program);
+
+/// "framehold stabilize [OPTIONS] VIDEO..."
+std::string usageOf(const CLI::App& command);
+
+/// Breaks a text at blanks into lines of at most `width` characters; longer words stay whole.
+std::vector<std::string> wrapped(const std::string& text, size_t width);
+
+}  // namespace framehold
