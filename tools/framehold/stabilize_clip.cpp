@@ -3,14 +3,18 @@
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "framehold/canvas.h"
+#include "framehold/motion_feed.h"
+#include "framehold/path_observer.h"
+#include "framehold/path_table.h"
+#include "framehold/run_messages.h"
 #include "framehold/stabilize_plan.h"
 #include "framehold/stabilizer.h"
 #include "media/video_reader.h"
 #include "media/video_writer.h"
 
 #include <algorithm>
+#include <chrono>
 #include <deque>
-#include <filesystem>
 #include <memory>
 
 #include <fmt/format.h>
@@ -19,28 +23,11 @@ namespace framehold {
 
 namespace {
 
-/// Feeds the plan's samples to the library in step with the frames.
-class MotionFeed {
-public:
-    /// shift: seconds from the log's clock to the library's.
-    MotionFeed(const std::vector<ZPR_SensorData>& samples, double shift, Stabilizer& stabilizer)
-        : samples_(samples), shift_(shift), stabilizer_(stabilizer) {}
+using Clock = std::chrono::steady_clock;
 
-    /// Feeds all samples up to the first one not before `time`.
-    void feedUpTo(double time) {
-        while (next_ < samples_.size() && (next_ == 0 || samples_[next_ - 1].timestamp < time)) {
-            ZPR_SensorData sample = samples_[next_++];
-            sample.timestamp += shift_;
-            stabilizer_.addSample(sample);
-        }
-    }
-
-private:
-    const std::vector<ZPR_SensorData>& samples_;
-    double shift_;
-    Stabilizer& stabilizer_;
-    size_t next_ = 0;
-};
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
 
 ZPR_Image imageOf(const AVFrame& frame) {
     ZPR_Image image{};
@@ -62,25 +49,26 @@ void clear(const ZPR_Image& image) {
     std::fill_n(image.plane[1], ptrdiff_t{image.pitch[1]} * image.height / 2, uint8_t{kNoChroma});
 }
 
-std::string defaultOutput(const std::string& video) {
-    const std::filesystem::path path(video);
-    return (path.parent_path() / (path.stem().string() + "-stable.mp4")).string();
-}
-
 class ClipStabilizer {
 public:
-    ClipStabilizer(const StabilizeOptions& options, const std::string& output)
-        : options_(options), reader_(options.video), canvas_(reader_.width()),
+    ClipStabilizer(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record)
+        : options_(options), record_(record), messages_(record, display.label, options.quiet),
+          reader_(options.video), canvas_(reader_.width()),
           plan_(makePlan(options, {reader_.width(), reader_.height(), reader_.framesPerSecond(),
                                    canvas_.width()})),
-          writer_(output, videoSettings(), &reader_),
-          progress_("stabilizing", reader_.expectedFrames(), !options.quiet) {
+          writer_(options.output, videoSettings(), &reader_),
+          progress_("stabilizing", reader_.expectedFrames(), display.progress && !options.quiet),
+          observesPath_(display.observePath) {
         reader_.setPacketSink([this](const AVPacket& packet) { writer_.copyPacket(packet); });
-        for (const std::string& note : plan_.notes) say("{}", note);
-        for (const std::string& warning : plan_.warnings) warn(warning);
+        for (const std::string& note : plan_.notes) messages_.note(note);
+        for (const std::string& warning : plan_.warnings) messages_.warn(warning);
+        record_.motionLog = plan_.motionLog;
+        record_.axes = plan_.axes;
+        record_.framesPerSecond = reader_.framesPerSecond();
     }
 
     void run() {
+        const Clock::time_point start = Clock::now();
         while (const AVFrame* frame = reader_.next()) {
             throwIfInterrupted();
             take(usesCanvas() ? *canvas_.place(*frame) : *frame);
@@ -91,23 +79,19 @@ public:
         if (recorder_) recorder_->finish();
         progress_.clear();
         warnAboutCoverage();
-        say("{} frames in, {} out, {:.1f} frames per second", taken_, progress_.done(),
-            progress_.perSecond());
+        record_.param = plan_.param;
+        record_.secondsTaken = secondsSince(start);
+        messages_.say(fmt::format("{} frames in, {} out, {:.1f} frames per second", taken_,
+                                  progress_.done(), progress_.perSecond()));
     }
 
 private:
+    /// A frame that the library has been given and not yet given back.
     struct WaitingFrame {
         int64_t pts;
         int64_t duration;
+        double time;  // seconds, of the first row, on the motion log's clock
     };
-
-    template <class... Args>
-    void say(fmt::format_string<Args...> format, Args&&... args) const {
-        if (!options_.quiet)
-            fmt::print(stderr, "{}\n", fmt::format(format, std::forward<Args>(args)...));
-    }
-
-    static void warn(const std::string& text) { fmt::print(stderr, "warning: {}\n", text); }
 
     /// Outputs of a size of their own are rendered as they are.
     bool usesCanvas() const { return !options_.outputSize; }
@@ -153,9 +137,14 @@ private:
             recorder_ = std::make_unique<SessionWriter>(options_.session, plan_.param);
         }
         stabilizer_ = std::make_unique<Stabilizer>(plan_.param, recorder_.get());
+        if (observesPath_) observer_ = std::make_unique<PathObserver>(plan_.param);
         firstTime_ = time + plan_.param.timeOffset;
         shift_ = 1.0 - std::min(firstTime_, plan_.samples.front().timestamp);
-        feed_ = std::make_unique<MotionFeed>(plan_.samples, shift_, *stabilizer_);
+        feed_ =
+            std::make_unique<MotionFeed>(plan_.samples, shift_, [this](const ZPR_SensorData& s) {
+                stabilizer_->addSample(s);
+                if (observer_) observer_->addSample(s);
+            });
     }
 
     void take(const AVFrame& frame) {
@@ -163,7 +152,7 @@ private:
         if (!stabilizer_) start(frame, time);
         lastTime_ = time + plan_.param.timeOffset + plan_.param.readoutTime;
         feed_->feedUpTo(lastTime_);
-        waiting_.push_back({frame.pts, frame.pkt_duration});
+        waiting_.push_back({frame.pts, frame.pkt_duration, time + plan_.param.timeOffset});
         ++taken_;
         lastFrame_ = &frame;
         lastFrameTime_ = time;
@@ -185,7 +174,19 @@ private:
     void render(double time, const AVFrame& frame) {
         AvPtr<AVFrame> stable = makeOutputFrame();
         ZPR_Image image = imageOf(*stable);
-        if (stabilizer_->stabilize(time + shift_, imageOf(frame), image)) emit(*stable);
+        const Clock::time_point start = Clock::now();
+        const bool isWritten = stabilizer_->stabilize(time + shift_, imageOf(frame), image);
+        const double seconds = secondsSince(start);
+        std::optional<ObservedPath> path;
+        if (observer_) path = observer_->takeFrame(time + shift_);
+        if (!isWritten) return;
+        note(path.value_or(ObservedPath()), seconds);
+        emit(*stable);
+    }
+
+    void note(const ObservedPath& path, double seconds) {
+        record_.frames.push_back({waiting_.front().time, path.measured, path.corrected,
+                                  path.marginUsed, 1000.0 * seconds});
     }
 
     void emit(AVFrame& frame) {
@@ -197,24 +198,28 @@ private:
         progress_.advance();
     }
 
-    void warnAboutCoverage() const {
+    void warnAboutCoverage() {
         const double from = plan_.samples.front().timestamp;
         const double to = plan_.samples.back().timestamp;
         if (from <= firstTime_ && to >= lastTime_) return;
-        warn(
+        messages_.warn(
             fmt::format("the motion log covers {:.3f} s to {:.3f} s, the frames need {:.3f} s to "
                         "{:.3f} s: frames outside are only cropped",
                         from, to, firstTime_, lastTime_));
     }
 
     const StabilizeOptions& options_;
+    RunRecord& record_;
+    RunMessages messages_;
     VideoReader reader_;
     Canvas canvas_;
     StabilizePlan plan_;
     VideoWriter writer_;
     Progress progress_;
+    bool observesPath_;
     std::unique_ptr<SessionWriter> recorder_;
     std::unique_ptr<Stabilizer> stabilizer_;
+    std::unique_ptr<PathObserver> observer_;  // null if nobody asks for the path
     std::unique_ptr<MotionFeed> feed_;
     std::deque<WaitingFrame> waiting_;
     size_t taken_ = 0;
@@ -227,15 +232,12 @@ private:
 
 }  // namespace
 
-void stabilizeClip(const StabilizeOptions& options) {
-    const std::string output =
-        options.output.empty() ? defaultOutput(options.video) : options.output;
-    std::error_code ignored;
-    if (std::filesystem::equivalent(options.video, output, ignored)) {
-        throw std::runtime_error(output + ": is the input itself");
-    }
-    ClipStabilizer(options, output).run();
-    if (!options.quiet) fmt::print(stderr, "written: {}\n", output);
+void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record) {
+    record.input = options.video;
+    record.output = options.output;
+    ClipStabilizer(options, display, record).run();
+    if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
+    RunMessages(record, display.label, options.quiet).say("written: " + options.output);
 }
 
 }  // namespace framehold

@@ -1,12 +1,23 @@
 #pragma once
 
 #include "framehold/stabilize_options.h"
+#include "report/run_record.h"
+
+#include <string>
 
 namespace framehold {
 
+/// How a clip's run shows itself.
+struct RunDisplay {
+    std::string label;        // what messages start with; empty: nothing
+    bool progress = true;     // a progress bar, if standard error is a terminal
+    bool observePath = true;  // fill in orientations and margins of the record's frames
+};
+
 /// Stabilizes one recorded clip: reads the video and its motion log, feeds both to the library and
-/// writes the result, with the source's timestamps and audio. Tells on standard error what it does.
+/// writes the result to `options.output`, with the source's timestamps and other streams. Tells on
+/// standard error what it does. Fills `record` as far as it gets.
 /// Throws std::exception; nothing stands under the output's name then.
-void stabilizeClip(const StabilizeOptions& options);
+void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record);
 
 }  // namespace framehold

@@ -2,11 +2,34 @@
 #include "framehold/option_checks.h"
 #include "framehold/stabilize_clip.h"
 
+#include <filesystem>
 #include <memory>
+#include <stdexcept>
 
 #include <CLI/CLI.hpp>
 
 namespace framehold {
+
+namespace {
+
+std::string defaultOutput(const std::string& video) {
+    const std::filesystem::path path(video);
+    return (path.parent_path() / (path.stem().string() + "-stable.mp4")).string();
+}
+
+void stabilize(StabilizeOptions options) {
+    if (options.output.empty()) options.output = defaultOutput(options.video);
+    std::error_code ignored;
+    if (std::filesystem::equivalent(options.video, options.output, ignored)) {
+        throw std::runtime_error(options.output + ": is the input itself");
+    }
+    RunDisplay display;
+    display.observePath = !options.exportPath.empty();
+    RunRecord record;
+    stabilizeClip(options, display, record);
+}
+
+}  // namespace
 
 void addStabilizeCommand(CLI::App& app) {
     auto options = std::make_shared<StabilizeOptions>();
@@ -87,8 +110,12 @@ void addStabilizeCommand(CLI::App& app) {
         ->group(result);
     command->add_option("--record-session", o.session, "Record what the library is fed to a file")
         ->group(result);
+    command
+        ->add_option("--export-path", o.exportPath,
+                     "Write measured and corrected orientation of each frame to this .csv file")
+        ->group(result);
     command->add_flag("-q,--quiet", o.quiet, "Only warnings and errors")->group(result);
-    command->callback([options] { stabilizeClip(*options); });
+    command->callback([options] { stabilize(*options); });
 }
 
 }  // namespace framehold

@@ -32,7 +32,8 @@ struct StabilizeOptions {
 
     int quality = 18;
     std::string preset = "medium";
-    std::string session;  // file to record the session to
+    std::string session;     // file to record the session to; empty: none
+    std::string exportPath;  // file for the path's table; empty: none
     bool quiet = false;
 };
 

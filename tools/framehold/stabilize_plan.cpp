@@ -232,6 +232,7 @@ StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video)
         throw std::runtime_error("no motion log: give --motion, or --clip with one that names it");
     }
     MotionLog log = readMotionLog(logName);
+    plan.motionLog = logName;
 
     chooseSizes(options, video, plan);
     chooseView(options, facts, video, plan);
@@ -246,9 +247,10 @@ StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video)
     Choice<AxisMapping> axes;
     if (options.axes) axes.from(AxisMapping::fromLetters(*options.axes), "--axes");
     axes.from(facts.axes, options.clip).from(log.orientation, logName);
+    plan.axes = axes.value().letters();
     plan.notes.push_back(fmt::format("{}: {} samples at {:.0f} Hz, axes {} ({})", logName,
-                                     log.rates.size(), samplesPerSecond(log.rates),
-                                     axes.value().letters(), axes.source()));
+                                     log.rates.size(), samplesPerSecond(log.rates), plan.axes,
+                                     axes.source()));
     if (log.outOfOrder > 0) {
         plan.warnings.push_back(fmt::format("{}: {} samples were out of order and have been sorted",
                                             logName, log.outOfOrder));

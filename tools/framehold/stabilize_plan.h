@@ -22,6 +22,8 @@ struct VideoFacts {
 /// precedence; on the log's clock.
 struct StabilizePlan {
     ZPR_Param param;
+    std::string motionLog;                // file
+    std::string axes;                     // letters, as AxisMapping::fromLetters takes them
     std::vector<ZPR_SensorData> samples;  // in device axes and in order of time; gravity first
     std::vector<double> frameTimes;       // seconds; empty: take the video's timestamps
     std::vector<std::string> notes;       // what was chosen, for the user

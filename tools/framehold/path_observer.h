@@ -1,0 +1,48 @@
+#pragma once
+
+#include "math/quaternion.h"
+#include "sensors/sensor_hub.h"
+#include "smoothing/iir_smoother.h"
+#include "zpr_framehold.h"
+
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace framehold {
+
+/// What was measured and made of the camera's path at one output frame, see FrameRecord.
+struct ObservedPath {
+    std::optional<qlx::zpr_framehold::Quaternion> measured;
+    std::optional<qlx::zpr_framehold::Quaternion> corrected;
+    double marginUsed = 0.0;
+};
+
+/// Sees the camera's path as an instance of the library does that is fed the same samples and
+/// frame times in the same order. Instances do not tell what they found, only render it.
+class PathObserver {
+public:
+    explicit PathObserver(const ZPR_Param& param);
+    PathObserver(const PathObserver&) = delete;
+    PathObserver& operator=(const PathObserver&) = delete;
+
+    void addSample(const ZPR_SensorData& sample) { hub_.addSample(sample); }
+
+    /// timestamp: what ZPR_Stabilize is given. Returns the path at the frame that it gives back;
+    /// none while it only buffers.
+    std::optional<ObservedPath> takeFrame(double timestamp);
+
+private:
+    using Nodes = std::vector<qlx::zpr_framehold::MeshPoint>;
+
+    Nodes borderNodes(const qlx::zpr_framehold::FrameCorrection& correction) const;
+    double marginUsedBy(const qlx::zpr_framehold::FrameCorrection& correction) const;
+
+    ZPR_Param param_;
+    qlx::zpr_framehold::SensorHub hub_;
+    qlx::zpr_framehold::IIRSmoother smoother_;
+    Nodes plainCrop_;  // input positions of the output's border under no correction
+    std::deque<std::optional<qlx::zpr_framehold::Quaternion>> measured_;  // of the waiting frames
+};
+
+}  // namespace framehold
