@@ -54,6 +54,17 @@ Vec3 AxisMapping::toDevice(const Vec3& logged) const {
     return {sign_[0] * logged[axis_[0]], sign_[1] * logged[axis_[1]], sign_[2] * logged[axis_[2]]};
 }
 
+Vec3 AxisMapping::toLogged(const Vec3& device) const {
+    Vec3 logged{};
+    for (size_t i = 0; i < 3; ++i) logged[axis_[i]] = sign_[i] * device[i];
+    return logged;
+}
+
+std::string AxisMapping::term(size_t device) const {
+    return {sign_[device] < 0.0 ? '-' : '+',
+            static_cast<char>('x' + static_cast<int>(axis_[device]))};
+}
+
 std::string AxisMapping::letters() const {
     std::string text;
     for (size_t i = 0; i < 3; ++i) {

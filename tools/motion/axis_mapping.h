@@ -22,8 +22,12 @@ public:
     static AxisMapping fromTerms(const std::array<std::string, 3>& terms);
 
     Vec3 toDevice(const Vec3& logged) const;
+    Vec3 toLogged(const Vec3& device) const;
 
     std::string letters() const;
+
+    /// The logged axis of a device axis (0 to 2) as fromTerms takes it.
+    std::string term(size_t device) const;
 
 private:
     void set(size_t device, char letter, bool negated);

@@ -43,13 +43,8 @@ Eigen::Quaterniond CameraPath::at(double t) const {
 
     using Eigen::AngleAxisd;
     using Eigen::Vector3d;
-    // At rest the picture's right is world x, its up is world z, and it looks along world y.
-    Eigen::Matrix3d rest;
-    rest.col(0) = Vector3d::UnitZ();   // device x: up in the picture
-    rest.col(1) = -Vector3d::UnitX();  // device y: left in the picture
-    rest.col(2) = -Vector3d::UnitY();  // device z: towards the viewer
     return AngleAxisd(angle[0], Vector3d::UnitZ()) * AngleAxisd(angle[1], Vector3d::UnitX()) *
-           AngleAxisd(angle[2], Vector3d::UnitY()) * Eigen::Quaterniond(rest);
+           AngleAxisd(angle[2], Vector3d::UnitY()) * levelOrientation();
 }
 
 }  // namespace framehold::simulation

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "simulation/camera_motion.h"
+
 #include <cstdint>
 #include <vector>
-
-#include <Eigen/Geometry>
 
 namespace framehold::simulation {
 
@@ -17,14 +17,13 @@ struct PathSettings {
     uint32_t seed = 1;        // of the shake
 };
 
-/// The orientation of a simulated camera at any time: hand shake made of sines of random phase
-/// with the slow sway of an arm and the tremor of a hand, and eased pans.
-class CameraPath {
+/// Made-up motion: hand shake made of sines of random phase with the slow sway of an arm and the
+/// tremor of a hand, and eased pans.
+class CameraPath final : public CameraMotion {
 public:
     explicit CameraPath(const PathSettings& settings);
 
-    /// Device to world; the world's z axis points up, and at rest the camera looks along +y.
-    Eigen::Quaterniond at(double t) const;
+    Eigen::Quaterniond at(double t) const override;
 
 private:
     struct Wave {

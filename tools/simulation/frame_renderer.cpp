@@ -16,16 +16,17 @@ Picture::Picture(int width_, int height_)
     : width(width_), height(height_),
       luma(static_cast<size_t>(width) * static_cast<size_t>(height)), chroma(luma.size() / 2) {}
 
-Picture renderFrame(const World& world, const CameraModel& camera, const CameraPath& path,
+Picture renderFrame(const World& world, const CameraModel& camera, const CameraMotion& motion,
                     double frameTime) {
     Picture picture(camera.width, camera.height);
     const double footprint = 1.0 / camera.focal;
     uint8_t* luma = picture.luma.data();
     uint8_t* chroma = picture.chroma.data();
     for (int y = 0; y < camera.height; ++y) {
-        const Eigen::Matrix3d toWorld = path.at(camera.rowTime(frameTime, y)).toRotationMatrix();
+        const double time = camera.rowTime(frameTime, y);
+        const Eigen::Matrix3d toWorld = motion.at(time).toRotationMatrix();
         for (int x = 0; x < camera.width; ++x) {
-            const Colour c = world.look(toWorld * camera.ray(x, y), footprint);
+            const Colour c = world.look(toWorld * camera.ray(x, y), footprint, time);
             *luma++ = lumaLevel(c.luma);
             if (x % 2 == 0 && y % 2 == 0) {
                 *chroma++ = chromaLevel(c.cb);

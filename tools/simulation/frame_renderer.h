@@ -1,7 +1,7 @@
 #pragma once
 
 #include "simulation/camera.h"
-#include "simulation/camera_path.h"
+#include "simulation/camera_motion.h"
 #include "simulation/world.h"
 
 #include <cstdint>
@@ -19,8 +19,8 @@ struct Picture {
     Picture(int width_, int height_);
 };
 
-/// Renders what a camera on the path sees of the world in a frame, each row at its own time.
-Picture renderFrame(const World& world, const CameraModel& camera, const CameraPath& path,
+/// Renders what a camera in motion sees of the world in a frame, each row at its own time.
+Picture renderFrame(const World& world, const CameraModel& camera, const CameraMotion& motion,
                     double frameTime);
 
 }  // namespace framehold::simulation

@@ -34,19 +34,19 @@ private:
 
 }  // namespace
 
-std::vector<SensorReading> readSensors(const CameraPath& path, const SensorSettings& settings,
+std::vector<SensorReading> readSensors(const CameraMotion& motion, const SensorSettings& settings,
                                        double from, double to) {
     Noise noise(settings.seed);
     std::vector<SensorReading> readings;
-    Eigen::Quaterniond before = path.at(from - 1.0 / settings.rate);
+    Eigen::Quaterniond before = motion.at(from - 1.0 / settings.rate);
     for (int i = 0;; ++i) {
         const double time = from + i / settings.rate;
         if (time > to) return readings;
-        const Eigen::Quaterniond now = path.at(time);
+        const Eigen::Quaterniond now = motion.at(time);
         const Eigen::AngleAxisd turn(before.conjugate() * now);
         const Eigen::Vector3d up = now.conjugate() * Eigen::Vector3d(0.0, 0.0, kStandardGravity);
         readings.push_back({time, turn.axis() * turn.angle() * settings.rate, up});
-        readings.back().rate += noise.vector(settings.rateNoise);
+        readings.back().rate += settings.rateBias + noise.vector(settings.rateNoise);
         readings.back().gravity += noise.vector(settings.gravityNoise);
         before = now;
     }

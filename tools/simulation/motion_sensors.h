@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulation/camera_path.h"
+#include "simulation/camera_motion.h"
 
 #include <vector>
 
@@ -9,10 +9,11 @@
 namespace framehold::simulation {
 
 struct SensorSettings {
-    double rate = 200.0;        // samples per second
-    double rateNoise = 0.0;     // rad/s, standard deviation
-    double gravityNoise = 0.0;  // m/s^2, standard deviation
-    uint32_t seed = 1;          // of the noise
+    double rate = 200.0;                                 // samples per second
+    double rateNoise = 0.0;                              // rad/s, standard deviation
+    double gravityNoise = 0.0;                           // m/s^2, standard deviation
+    uint32_t seed = 1;                                   // of the noise
+    Eigen::Vector3d rateBias = Eigen::Vector3d::Zero();  // rad/s, in device axes
 };
 
 /// A gyroscope and an accelerometer read at the same time, in device axes.
@@ -22,9 +23,9 @@ struct SensorReading {
     Eigen::Vector3d gravity;  // m/s^2, pointing up
 };
 
-/// What the sensors of a phone that follows the path read from `from` to `to`. Without noise the
-/// rates, applied each from the reading before it to its own time, give the path exactly.
-std::vector<SensorReading> readSensors(const CameraPath& path, const SensorSettings& settings,
+/// What the sensors of a phone that moves so read from `from` to `to`. Without noise and
+/// bias the rates, applied each from the reading before it to its own time, give the motion exactly.
+std::vector<SensorReading> readSensors(const CameraMotion& motion, const SensorSettings& settings,
                                        double from, double to);
 
 }  // namespace framehold::simulation

@@ -16,15 +16,15 @@ class World {
 public:
     virtual ~World() = default;
 
-    /// The colour in a direction (world coordinates, z up, any length), averaged over about
-    /// `footprint` radians.
-    virtual Colour look(const Eigen::Vector3d& direction, double footprint) const = 0;
+    /// The colour in a direction (world coordinates, z up, any length) at a time, averaged over
+    /// about `footprint` radians.
+    virtual Colour look(const Eigen::Vector3d& direction, double footprint, double time) const = 0;
 };
 
 /// A town on a plain: tiled ground, buildings with windows around the horizon, clouds.
 class Town final : public World {
 public:
-    Colour look(const Eigen::Vector3d& direction, double footprint) const override;
+    Colour look(const Eigen::Vector3d& direction, double footprint, double time) const override;
 };
 
 }  // namespace framehold::simulation
