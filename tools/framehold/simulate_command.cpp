@@ -113,9 +113,11 @@ void addSimulateCommand(CLI::App& app) {
         ->capture_default_str();
     command->add_option("--seed", o.path.seed, "Of the shake, the noise and the moving things")
         ->capture_default_str();
-    command->add_option("--facts", o.factsFolder,
-                        "Folder for clip.json, frames.csv and truth.csv (default: FOLDER); the log "
-                        "then tells neither axes nor readout");
+    command
+        ->add_option("--facts", o.factsFolder,
+                     "Folder for clip.json, frames.csv and truth.csv (default: FOLDER); the log "
+                     "then tells neither axes nor readout")
+        ->type_name("DIR");
     command->add_flag("-q,--quiet", o.quiet, "No progress bar");
     addPathOptions(*command, o);
     addSensorOptions(*command, o);
