@@ -40,6 +40,7 @@ int run(int argc, char** argv) {
     framehold::addStabilizeCommand(app);
     framehold::addSimulateCommand(app);
     framehold::addCompareCommand(app);
+    framehold::addMeasureCommand(app);
     framehold::addDocumentationCommands(app);
     // Only now, so that commands do not inherit it.
     app.set_version_flag("--version", versionText(), "Print the version");

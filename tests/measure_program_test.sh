@@ -1,0 +1,48 @@
+#!/bin/bash
+# Runs `framehold measure` as a user would, on a simulated clip.
+# Usage: measure_program_test.sh FRAMEHOLD
+set -u
+framehold=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+
+# expect CODE "TEXT" COMMAND...: the command's exit code, and a text that it prints.
+expect() {
+    local code=$1 text=$2
+    shift 2
+    local printed
+    printed=$("$@" 2>&1 </dev/null)
+    local got=$?
+    if [ $got -ne "$code" ] || [[ $printed != *"$text"* ]]; then
+        echo "FAILED: $* ended with $got, expected $code and '$text': $printed"
+        failures=$((failures + 1))
+    fi
+}
+
+"$framehold" simulate "$work/sim" -q --size 320x180 --focal 250 --duration 1.5 --pan 0
+clip=$work/sim/clip.mp4
+steady=$work/steady.mp4
+"$framehold" stabilize "$clip" --clip "$work/sim/clip.json" -q -o "$steady"
+
+expect 0 "translation, px RMS" "$framehold" measure "$clip"
+"$framehold" measure "$clip" "$steady" --json --csv "$work/paths.csv" > "$work/all.json"
+# The values of a key in all.json, in order.
+values() { sed -n "s/.*\"$1\": \([0-9.e-]*\).*/\1/p" "$work/all.json"; }
+# The translation of both clips, then what remains of the first one's; from the paths, and as told.
+recomputed=$(awk -F, 'NR > 1 { s[$1] += $8 * $8 + $9 * $9; n[$1]++ }
+    END { a = sqrt(s[0] / n[0]); b = sqrt(s[1] / n[1]); print a, b, b / a, n[0], n[1] }' "$work/paths.csv")
+# shellcheck disable=SC2046
+echo $recomputed $(values translation_px) $(values frames) $(values shown_percent) | awk '
+    function near(a, b) { return a - b < 1e-3 && b - a < 1e-3 }
+    { exit !(near($1, $6) && near($2, $7) && near($3, $8) && $3 < 0.4 && $4 == 45 && $5 == 45 &&
+             $9 == 45 && $10 == 45 && $11 > 60 && $11 < 68 && NF == 11) }' || {
+    echo "FAILED: paths.csv tells $recomputed; all.json: $(cat "$work/all.json")"
+    failures=$((failures + 1))
+}
+
+expect 2 "CLIP is required" "$framehold" measure
+expect 2 "--cutoff" "$framehold" measure "$clip" --cutoff 0
+expect 1 "imu.gcsv" "$framehold" measure "$work/sim/imu.gcsv"
+expect 1 "/nowhere/x.csv: cannot be written" "$framehold" measure "$clip" --csv /nowhere/x.csv
+[ $failures -eq 0 ]

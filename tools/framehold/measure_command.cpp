@@ -1,0 +1,171 @@
+#include "analysis/clip_measures.h"
+#include "analysis/measure_rows.h"
+#include "analysis/shown_share.h"
+#include "common/interruption.h"
+#include "common/output_file.h"
+#include "common/progress.h"
+#include "framehold/commands.h"
+#include "media/video_reader.h"
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <vector>
+
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+namespace framehold {
+
+namespace {
+
+struct MeasureOptions {
+    std::vector<std::string> videos;  // the first one is the original
+    double cutoff = 1.0;              // Hz
+    int delay = 0;
+    bool json = false;
+    std::string csv;  // empty: none
+    bool quiet = false;
+};
+
+constexpr double kDegrees = 180.0 / 3.14159265358979323846;
+
+std::vector<ClipMeasures> measureAll(const MeasureOptions& options) {
+    std::vector<ClipMeasures> clips;
+    for (const std::string& video : options.videos) {
+        Progress progress("measuring " + video, 2 * VideoReader(video).expectedFrames(),
+                          !options.quiet);
+        clips.push_back(measureClip(video, options.cutoff, [&progress] {
+            throwIfInterrupted();
+            progress.advance();
+        }));
+        if (clips.size() > 1) {
+            clips.back().shownShare = shownShare(options.videos[0], video, options.delay);
+        }
+    }
+    return clips;
+}
+
+void printTable(const std::vector<ClipMeasures>& clips) {
+    constexpr int kColumn = 17;
+    const auto printRow = [&](const std::string& label, const auto& cell) {
+        fmt::print("{:<32}", label);
+        for (const ClipMeasures& clip : clips) fmt::print("{:>{}}", cell(clip), kColumn);
+        fmt::print("\n");
+    };
+    printRow("", [](const ClipMeasures& clip) {
+        const std::string name = std::filesystem::path(clip.video).filename().string();
+        return name.size() < kColumn ? name : "~" + name.substr(name.size() - kColumn + 2);
+    });
+    printRow("size", [](const ClipMeasures& clip) {
+        return fmt::format("{}x{}", clip.width, clip.height);
+    });
+    printRow("frames", [](const ClipMeasures& clip) { return clip.times.size(); });
+    for (const MeasureRow& row : measureRows()) {
+        printRow(row.label, [&row, &clips](const ClipMeasures& clip) {
+            const auto value = row.value(clip);
+            std::string text = value ? fmt::format("{:.{}f}", *value, row.digits) : "-";
+            const auto ratio = &clip == &clips[0] ? std::nullopt : remaining(row, clips[0], clip);
+            return ratio ? text + fmt::format(" ({:.0f} %)", 100.0 * *ratio) : text;
+        });
+    }
+    if (clips.size() > 1) fmt::print("(in brackets: what is left of the first clip's)\n");
+}
+
+void printJson(const std::vector<ClipMeasures>& clips, double cutoff) {
+    nlohmann::ordered_json all;
+    all["cutoff_hz"] = cutoff;
+    for (const ClipMeasures& clip : clips) {
+        nlohmann::ordered_json one;
+        one["video"] = clip.video;
+        one["width"] = clip.width;
+        one["height"] = clip.height;
+        one["frames"] = clip.times.size();
+        one["lost_frames"] = clip.lostFrames;
+        for (const MeasureRow& row : measureRows()) {
+            if (const auto value = row.value(clip)) one[row.key] = *value;
+        }
+        for (const MeasureRow& row : measureRows()) {
+            if (&clip == &clips[0]) break;
+            if (const auto r = remaining(row, clips[0], clip)) one["remaining"][row.key] = *r;
+        }
+        all["clips"].push_back(one);
+    }
+    fmt::print("{}\n", all.dump(1));
+}
+
+void writePaths(const std::string& path, const std::vector<ClipMeasures>& clips) {
+    OutputFile target(path);
+    std::ofstream out(target.temporary());
+    fmt::print(out,
+               "video,frame,time_s,x_px,y_px,rotation_deg,scale,"
+               "shake_x_px,shake_y_px,shake_rotation_deg,shake_scale\n");
+    const auto print = [&out](const PicturePath& part, size_t i) {
+        fmt::print(out, ",{:.4f},{:.4f},{:.6f},{:.8f}", part.x[i], part.y[i],
+                   kDegrees * part.rotation[i], std::exp(part.logScale[i]));
+    };
+    for (size_t clip = 0; clip < clips.size(); ++clip) {
+        for (size_t i = 0; i < clips[clip].times.size(); ++i) {
+            fmt::print(out, "{},{},{:.6f}", clip, i, clips[clip].times[i]);
+            print(clips[clip].path, i);
+            print(clips[clip].shake, i);
+            fmt::print(out, "\n");
+        }
+    }
+    out.close();
+    if (!out) throw std::runtime_error(path + ": cannot be written");
+    target.commit();
+}
+
+void measure(const MeasureOptions& options) {
+    const std::vector<ClipMeasures> clips = measureAll(options);
+    if (!options.csv.empty()) writePaths(options.csv, clips);
+    if (options.json) {
+        printJson(clips, options.cutoff);
+    } else {
+        printTable(clips);
+    }
+    for (const ClipMeasures& clip : clips) {
+        if (clip.lostFrames == 0) continue;
+        fmt::print(stderr, "warning: {}: the motion of {} of {} frames could not be found\n",
+                   clip.video, clip.lostFrames, clip.times.size());
+    }
+}
+
+}  // namespace
+
+void addMeasureCommand(CLI::App& app) {
+    auto options = std::make_shared<MeasureOptions>();
+    MeasureOptions& o = *options;
+    CLI::App* command = app.add_subcommand("measure", "Measure how shaky clips are");
+    command->footer(
+        "Examples:\n"
+        "  framehold measure walk.mp4\n"
+        "  framehold measure walk.mp4 steady.mp4 other-tool.mp4 --json\n"
+        "\n"
+        "The first clip is the original; the others may come from any stabilizer, in any size.\n"
+        "Shake is what the picture moves faster than --cutoff; pans and slow sway do not count.\n"
+        "Sizes may differ, and so may numbers of frames: frames belong together that are shown at\n"
+        "the same time after the first one, or --delay frames apart. A black border is found, a\n"
+        "mirrored or stretched one is not.");
+    command->add_option("CLIP", o.videos, "The original, then stabilized clips")
+        ->required()
+        ->check(CLI::ExistingFile);
+    command->add_option("--cutoff", o.cutoff, "Hz; slower motion is not shake")
+        ->check(CLI::Range(0.05, 10.0))
+        ->capture_default_str();
+    command->add_option("--delay", o.delay, "Frames by which the stabilized clips are late")
+        ->check(CLI::Range(0, 1000))
+        ->capture_default_str();
+    command->add_flag("--json", o.json, "Print JSON");
+    command->add_option("--csv", o.csv, "Write the path of every clip's picture to this file")
+        ->type_name("FILE");
+    command->add_flag("-q,--quiet", o.quiet, "No progress bar");
+    command->callback([options] { measure(*options); });
+}
+
+}  // namespace framehold
