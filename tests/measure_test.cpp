@@ -3,6 +3,7 @@
 #include "analysis/path_energy.h"
 #include "analysis/shown_share.h"
 #include "media/video_writer.h"
+#include "simulation/camera_path.h"
 #include "simulation/frame_renderer.h"
 
 #include <cmath>
