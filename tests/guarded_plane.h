@@ -16,21 +16,25 @@ public:
     GuardedPlane(int width, int rows, int pitch, bool atEnd)
         : width_(width), rows_(rows), pitch_(pitch) {
         const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-        const size_t bytes =
-            static_cast<size_t>(pitch) * static_cast<size_t>(rows - 1) + static_cast<size_t>(width);
-        const size_t inside = (bytes + page - 1) / page * page;
-        size_ = inside + 2 * page;
-        base_ = mmap(nullptr, size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        const size_t inside = (size() + page - 1) / page * page;
+        mapped_ = inside + 2 * page;
+        base_ = mmap(nullptr, mapped_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (base_ == MAP_FAILED) throw std::bad_alloc();
         uint8_t* first = static_cast<uint8_t*>(base_) + page;
         if (mprotect(first, inside, PROT_READ | PROT_WRITE) != 0) throw std::bad_alloc();
-        data_ = atEnd ? first + (inside - bytes) : first;
+        data_ = atEnd ? first + (inside - size()) : first;
     }
-    ~GuardedPlane() { munmap(base_, size_); }
+    ~GuardedPlane() { munmap(base_, mapped_); }
     GuardedPlane(const GuardedPlane&) = delete;
 
-    uint8_t* data() { return data_; }
+    uint8_t* data() const { return data_; }
     int pitch() const { return pitch_; }
+
+    /// Bytes from the first pixel to the last.
+    size_t size() const {
+        return static_cast<size_t>(pitch_) * static_cast<size_t>(rows_ - 1) +
+               static_cast<size_t>(width_);
+    }
 
     /// Calls f with each byte of the plane, those between the rows included.
     template <class Function>
@@ -47,7 +51,7 @@ private:
     int rows_;
     int pitch_;
     void* base_;
-    size_t size_;
+    size_t mapped_;
     uint8_t* data_;
 };
 
