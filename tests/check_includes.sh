@@ -27,7 +27,7 @@ allow src/api "api runtime warp smoothing sensors math $public"
 
 allow tools/common "common"
 allow tools/simulation "simulation"
-allow tools/motion "motion common"
+allow tools/motion "motion media/telemetry_track.h common"
 allow tools/session "session common $public"
 allow tools/media "media common libavcodec libavformat libavutil libswscale"
 allow tools/cli "cli common"

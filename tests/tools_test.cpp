@@ -3,46 +3,19 @@
 #include "framehold/canvas.h"
 #include "framehold/stabilize_plan.h"
 #include "motion/clip_facts.h"
-#include "motion/gcsv_reader.h"
+#include "motion/motion_log_reader.h"
+#include "temporary_folder.h"
 #include "test_support.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 
 #include <fmt/format.h>
 
 using namespace framehold;
+using zpr_test::errorOf;
+using zpr_test::TemporaryFolder;
 
 namespace {
-
-/// A folder of the test's own, removed afterwards.
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "framehold_XXXXXX").string();
-        path_ = mkdtemp(name.data());
-    }
-    ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-
-    std::string write(const std::string& name, const std::string& text) const {
-        std::ofstream(path_ / name) << text;
-        return (path_ / name).string();
-    }
-
-private:
-    std::filesystem::path path_;
-};
-
-std::string errorOf(const std::function<void()>& call) {
-    try {
-        call();
-        return "none";
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-}
 
 TEST(AxisMapping, MapsAndRefuses) {
     const std::pair<const char*, Vec3> kCases[] = {
@@ -63,11 +36,11 @@ const std::string kScales = "tscale,0.001\ngscale,0.5\nascale,2\nframe_readout_t
 
 TEST(Gcsv, ReadsScalesAndOrder) {
     const TemporaryFolder folder;
-    const MotionLog log = readGcsv(folder.write(
+    const MotionLog log = readMotionLog(folder.write(
         "a.gcsv", kHead + kScales +
                       "t,gx,gy,gz,ax,ay,az\r\n\n2000,2,4,6,0.5,0,0\n 1000 , 1,1,1, 0,0,0.25\n"));
     ASSERT_EQ(log.rates.size(), 2u);
-    EXPECT_EQ(log.outOfOrder, 1u);
+    EXPECT_EQ(log.outOfOrder.rates, 1u);
     EXPECT_EQ(log.rates[0].time, 1.0);
     EXPECT_EQ(log.rates[1].value, (Vec3{1, 2, 3}));
     EXPECT_NEAR(log.gravity[0].value[2], 0.5 * 9.81, 1e-12);
@@ -79,7 +52,7 @@ TEST(Gcsv, ErrorsNameLineAndField) {
     const std::string columns = "t,gx,gy,gz\n";
     const std::pair<std::string, const char*> kCases[] = {
         {"", "cannot be read, or is empty"},
-        {"hello\n", ":1: not a .gcsv motion log"},
+        {"hello\n", ":1: not a motion log of a format that is known: the first line is \"hello\""},
         {kHead, ":3: ends before the line of column names"},
         {kHead + columns, ":4: holds no samples"},
         {kHead + "t,gx,gz\n", ":4: column 3 is not gy"},
@@ -94,7 +67,7 @@ TEST(Gcsv, ErrorsNameLineAndField) {
     const TemporaryFolder folder;
     for (const auto& [text, message] : kCases) {
         const std::string path = folder.write("bad.gcsv", text);
-        const std::string error = errorOf([&] { readGcsv(path); });
+        const std::string error = errorOf([&] { readMotionLog(path); });
         EXPECT_NE(error.find(message), std::string::npos) << error;
         EXPECT_EQ(error.rfind(path, 0), 0u) << error;
     }

@@ -20,14 +20,27 @@ std::string_view trim(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-std::vector<std::string_view> splitFields(std::string_view line) {
+std::vector<std::string_view> splitFields(std::string_view line, char separator) {
     std::vector<std::string_view> fields;
     for (;;) {
-        const size_t comma = line.find(',');
-        fields.push_back(trim(line.substr(0, comma)));
-        if (comma == std::string_view::npos) return fields;
-        line.remove_prefix(comma + 1);
+        const size_t end = line.find(separator);
+        fields.push_back(trim(line.substr(0, end)));
+        if (end == std::string_view::npos) return fields;
+        line.remove_prefix(end + 1);
     }
+}
+
+std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return lower;
+}
+
+std::string_view firstLine(std::string_view text) {
+    LineReader lines({}, text);
+    return lines.next() ? lines.line() : std::string_view();
 }
 
 std::string readFile(const std::string& path) {
@@ -35,6 +48,14 @@ std::string readFile(const std::string& path) {
     std::ostringstream text;
     if (!in || !(text << in.rdbuf())) throw FileError(path, 0, "cannot be read, or is empty");
     return text.str();
+}
+
+LineReader::LineReader(std::string file, std::string_view text)
+    : file_(std::move(file)), rest_(text) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (rest_.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+        rest_.remove_prefix(kByteOrderMark.size());
+    }
 }
 
 bool LineReader::next() {

@@ -15,16 +15,21 @@ public:
 
 std::string_view trim(std::string_view text);
 
-/// The trimmed fields of a comma-separated line.
-std::vector<std::string_view> splitFields(std::string_view line);
+/// The trimmed fields of a line.
+std::vector<std::string_view> splitFields(std::string_view line, char separator = ',');
+
+std::string lowerCase(std::string_view text);
+
+/// The first line that is not blank, trimmed and without a byte order mark.
+std::string_view firstLine(std::string_view text);
 
 /// The whole of a file; throws FileError.
 std::string readFile(const std::string& path);
 
-/// Walks over the lines of a text, counting them.
+/// Walks over the lines of a text, counting them. A byte order mark is left out.
 class LineReader {
 public:
-    LineReader(std::string file, std::string_view text) : file_(std::move(file)), rest_(text) {}
+    LineReader(std::string file, std::string_view text);
 
     /// Goes to the next line that is not blank; false at the end.
     bool next();

@@ -46,7 +46,8 @@ void addStabilizeCommand(CLI::App& app) {
         ->required()
         ->check(CLI::ExistingFile);
     command->add_option("-o,--output", o.output, "Result (default: VIDEO's name with -stable.mp4)");
-    command->add_option("-m,--motion", o.motion, "Motion log (.gcsv)")->check(CLI::ExistingFile);
+    command->add_option("-m,--motion", o.motion, "Motion log (default: the telemetry in VIDEO)")
+        ->check(CLI::ExistingFile);
     command->add_option("--clip", o.clip, "clip.json with the recording's facts")
         ->check(CLI::ExistingFile);
 

@@ -1,5 +1,6 @@
 #include "framehold/stabilize_plan.h"
 
+#include "framehold/log_samples.h"
 #include "motion/motion_log_reader.h"
 
 #include <algorithm>
@@ -179,30 +180,70 @@ std::vector<MotionSample> chooseGravity(const StabilizeOptions& options, const C
     return gravity;
 }
 
-/// Puts both kinds of samples in order of time, as the types that the mask enables.
-std::vector<ZPR_SensorData> merge(const std::vector<MotionSample>& gravity,
-                                  const std::vector<MotionSample>& rates, int32_t mask) {
-    const auto firstEnabled = [&](int32_t a, int32_t b) {
-        for (const int32_t type : {a, b}) {
-            if ((mask & ZPR_SENSOR_BIT(type)) != 0) return type;
-        }
-        throw std::runtime_error(fmt::format(
-            "--sensor-mask: {} enables neither type {} nor type {}; a motion log needs both "
-            "gravity (1 or 2) and rates (3 or 4)",
-            mask, a, b));
-    };
-    std::vector<ZPR_SensorData> samples;
-    const auto add = [&](int32_t type, const MotionSample& s) {
-        samples.push_back({type, s.time, {s.value[0], s.value[1], s.value[2], 0.0}});
-    };
-    const int32_t gravityType = firstEnabled(ZPR_SENSOR_GRAVITY_1, ZPR_SENSOR_GRAVITY_2);
-    const int32_t rateType = firstEnabled(ZPR_SENSOR_RATE_1, ZPR_SENSOR_RATE_2);
-    auto next = gravity.begin();
-    for (const MotionSample& rate : rates) {
-        while (next != gravity.end() && next->time <= rate.time) add(gravityType, *next++);
-        add(rateType, rate);
+/// The log that is named, else the telemetry in the video.
+MotionLog chooseLog(const StabilizeOptions& options, const ClipFacts& facts, StabilizePlan& plan) {
+    plan.motionLog = !options.motion.empty() ? options.motion : facts.motionLog.value_or("");
+    if (!plan.motionLog.empty()) return readMotionLog(plan.motionLog);
+    plan.motionLog = options.video;
+    if (!options.video.empty()) {
+        if (auto log = readVideoTelemetry(options.video)) return *std::move(log);
     }
-    return samples;
+    throw std::runtime_error(
+        "no motion log: give --motion, or --clip with one that names it; the video itself has no "
+        "telemetry");
+}
+
+/// Puts the log in device axes and says what it is.
+void chooseAxes(const StabilizeOptions& options, const ClipFacts& facts, MotionLog& log,
+                StabilizePlan& plan) {
+    Choice<AxisMapping> axes;
+    if (options.axes) axes.from(AxisMapping::fromLetters(*options.axes), "--axes");
+    axes.from(facts.axes, options.clip).from(log.orientation, plan.motionLog);
+    plan.axes = axes.value().letters();
+    const bool orientations = feedsOrientations(log, options.sensorMask);
+    plan.notes.push_back(
+        fmt::format("{}: {}, {} {} at {:.0f} Hz, axes {} ({})", fmt::join(log.files, " and "),
+                    log.format, orientations ? log.orientations.size() : log.rates.size(),
+                    orientations ? "orientations" : "samples",
+                    orientations ? samplesPerSecond(log.orientations) : samplesPerSecond(log.rates),
+                    plan.axes, axes.source()));
+    for (const std::string& note : log.notes) {
+        plan.notes.push_back(fmt::format("{}: {}", plan.motionLog, note));
+    }
+    const size_t late = orientations ? log.outOfOrder.orientations : log.outOfOrder.rates;
+    if (late > 0) {
+        plan.warnings.push_back(fmt::format("{}: {} samples were out of order and have been sorted",
+                                            plan.motionLog, late));
+    }
+    log.toDeviceAxes(axes.value());
+}
+
+/// Averages or leaves out what the library cannot hold.
+template <class Sample>
+void thin(std::vector<Sample>& samples, const char* how, const StabilizeOptions& options,
+          const VideoFacts& video, StabilizePlan& plan) {
+    const double limit =
+        largestSampleRate(options.delay, video.framesPerSecond, plan.param.readoutTime);
+    if (samplesPerSecond(samples) <= limit) return;
+    samples = thinned(samples, limit);
+    plan.notes.push_back(
+        fmt::format("{} to {:.0f} samples per second, as many as the library holds with --delay {}",
+                    how, samplesPerSecond(samples), options.delay));
+}
+
+void chooseSamples(const StabilizeOptions& options, const ClipFacts& facts, const VideoFacts& video,
+                   MotionLog& log, StabilizePlan& plan) {
+    if (feedsOrientations(log, options.sensorMask)) {
+        plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1));
+        thin(log.orientations, "thinned", options, video, plan);
+        plan.samples = samplesOf(log.orientations, plan.param.sensorMask);
+        return;
+    }
+    plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) |
+                                                        ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1));
+    thin(log.rates, "averaged", options, video, plan);
+    plan.samples = samplesOf(chooseGravity(options, facts, log, plan.motionLog, plan), log.rates,
+                             plan.param.sensorMask);
 }
 
 }  // namespace
@@ -226,46 +267,17 @@ StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video)
     ZPR_GetDefaultParam(&plan.param);
     const ClipFacts facts = options.clip.empty() ? ClipFacts() : readClipFacts(options.clip);
     plan.warnings = facts.warnings;
-    const std::string logName =
-        !options.motion.empty() ? options.motion : facts.motionLog.value_or("");
-    if (logName.empty()) {
-        throw std::runtime_error("no motion log: give --motion, or --clip with one that names it");
-    }
-    MotionLog log = readMotionLog(logName);
-    plan.motionLog = logName;
+    MotionLog log = chooseLog(options, facts, plan);
 
     chooseSizes(options, video, plan);
     chooseView(options, facts, video, plan);
-    chooseTiming(options, facts, log, logName, plan);
+    chooseTiming(options, facts, log, plan.motionLog, plan);
     plan.param.cropPercent = options.crop;
     plan.param.smoothingLevel = options.smoothing;
     plan.param.delayFrames = options.delay;
-    plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) |
-                                                        ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1));
     plan.frameTimes = facts.frameTimes;
-
-    Choice<AxisMapping> axes;
-    if (options.axes) axes.from(AxisMapping::fromLetters(*options.axes), "--axes");
-    axes.from(facts.axes, options.clip).from(log.orientation, logName);
-    plan.axes = axes.value().letters();
-    plan.notes.push_back(fmt::format("{}: {} samples at {:.0f} Hz, axes {} ({})", logName,
-                                     log.rates.size(), samplesPerSecond(log.rates), plan.axes,
-                                     axes.source()));
-    if (log.outOfOrder > 0) {
-        plan.warnings.push_back(fmt::format("{}: {} samples were out of order and have been sorted",
-                                            logName, log.outOfOrder));
-    }
-    log.toDeviceAxes(axes.value());
-    const double limit =
-        largestSampleRate(options.delay, video.framesPerSecond, plan.param.readoutTime);
-    if (samplesPerSecond(log.rates) > limit) {
-        log.rates = thinned(log.rates, limit);
-        plan.notes.push_back(fmt::format(
-            "averaged to {:.0f} samples per second, as many as the library holds with --delay {}",
-            samplesPerSecond(log.rates), options.delay));
-    }
-    plan.samples =
-        merge(chooseGravity(options, facts, log, logName, plan), log.rates, plan.param.sensorMask);
+    chooseAxes(options, facts, log, plan);
+    chooseSamples(options, facts, video, log, plan);
     return plan;
 }
 

@@ -28,6 +28,16 @@ MediaError::MediaError(const std::string& file, const std::string& what)
 MediaError::MediaError(const std::string& file, const std::string& what, int code)
     : MediaError(file, fmt::format("{}: {}", what, describe(code))) {}
 
+AvInput openInput(const std::string& path) {
+    AVFormatContext* format = nullptr;
+    int code = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
+    if (code < 0) throw MediaError(path, "cannot be opened", code);
+    AvInput input(format);
+    code = avformat_find_stream_info(format, nullptr);
+    if (code < 0) throw MediaError(path, "cannot be read", code);
+    return input;
+}
+
 AvPtr<AVFrame> makeFrame() { return owned(av_frame_alloc()); }
 
 AvPtr<AVPacket> makePacket() { return owned(av_packet_alloc()); }

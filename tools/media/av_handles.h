@@ -28,6 +28,16 @@ struct AvDeleter {
     void operator()(SwsContext* p) const { sws_freeContext(p); }
 };
 
+struct CloseInput {
+    void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
+};
+
+/// An open file with what is known of its streams.
+using AvInput = std::unique_ptr<AVFormatContext, CloseInput>;
+
+/// Throws MediaError.
+AvInput openInput(const std::string& path);
+
 template <class T>
 using AvPtr = std::unique_ptr<T, AvDeleter>;
 

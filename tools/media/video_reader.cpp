@@ -5,17 +5,11 @@
 namespace framehold {
 
 VideoReader::VideoReader(const std::string& path)
-    : path_(path), decoded_(makeFrame()), packet_(makePacket()) {
-    AVFormatContext* format = nullptr;
-    int code = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
-    if (code < 0) throw MediaError(path, "cannot be opened", code);
-    format_.reset(format);
-    code = avformat_find_stream_info(format, nullptr);
-    if (code < 0) throw MediaError(path, "cannot be read", code);
+    : path_(path), format_(openInput(path)), decoded_(makeFrame()), packet_(makePacket()) {
     const AVCodec* decoder = nullptr;
-    code = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
+    int code = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
     if (code < 0) throw MediaError(path, "holds no video that can be decoded", code);
-    stream_ = format->streams[code];
+    stream_ = format_->streams[code];
     codec_.reset(avcodec_alloc_context3(decoder));
     if (!codec_) throw std::bad_alloc();
     avcodec_parameters_to_context(codec_.get(), stream_->codecpar);

@@ -39,16 +39,12 @@ public:
     const AVFrame* next();
 
 private:
-    struct CloseInput {
-        void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
-    };
-
     bool decode();
     void feedDecoder();
     void convert();
 
     std::string path_;
-    std::unique_ptr<AVFormatContext, CloseInput> format_;
+    AvInput format_;
     AVStream* stream_ = nullptr;
     AvPtr<AVCodecContext> codec_;
     AvPtr<AVFrame> decoded_;

@@ -1,6 +1,6 @@
 #include "motion/gcsv_reader.h"
 
-#include "common/text_fields.h"
+#include "motion/log_rows.h"
 
 #include <algorithm>
 
@@ -10,97 +10,167 @@ namespace framehold {
 
 namespace {
 
-constexpr double kStandardGravity = 9.81;  // m/s^2, what the library takes for 1 g
-
-bool isFirstLine(std::string_view line) {
-    return line == "CAMERA IMU LOG" || line == "GYROFLOW IMU LOG";
-}
-
 struct Scales {
     double time = 1.0;
     double rate = 1.0;
     double gravity = 1.0;
 };
 
-/// Reads one "key,value" line.
-void readHeader(const LineReader& lines, const std::vector<std::string_view>& fields,
-                MotionLog& log, Scales& scales) {
-    const std::string_view key = fields[0];
-    const std::string_view value = fields.size() > 1 ? fields[1] : std::string_view();
-    const auto positive = [&] {
-        const double number = lines.number(value, key);
-        if (number <= 0.0) lines.fail(fmt::format("{}: {} is not above 0", key, value));
-        return number;
-    };
-    if (key == "tscale") scales.time = positive();
-    if (key == "gscale") scales.rate = positive();
-    if (key == "ascale") scales.gravity = positive();
-    if (key == "frame_readout_time") {
-        const double milliseconds = lines.number(value, key);
-        if (milliseconds < 0.0) lines.fail(fmt::format("{}: {} is below 0", key, value));
-        log.readoutTime = milliseconds / 1000.0;
-    }
-    if (key == "orientation") {
-        try {
-            log.orientation = AxisMapping::fromLetters(std::string(value));
-        } catch (const std::invalid_argument& error) {
-            lines.fail(fmt::format("orientation: {}", error.what()));
+/// The lines above the table.
+class GcsvHeader {
+public:
+    GcsvHeader(const LineReader& lines, MotionLog& log) : lines_(lines), log_(log) {}
+
+    const Scales& scales() const { return scales_; }
+
+    /// Reads one line, "key,value".
+    void read() {
+        const std::string_view line = lines_.line();
+        const size_t comma = line.find(',');
+        key_ = std::string(trim(line.substr(0, comma)));
+        value_ = comma == std::string_view::npos ? "" : std::string(trim(line.substr(comma + 1)));
+        log_.headers.emplace_back(key_, value_);
+        if (!readScale() && !readCamera() && !isKept()) {
+            log_.notes.push_back(fmt::format("header key '{}' is not known and not used", key_));
         }
     }
-}
+
+private:
+    double number() const { return lines_.number(value_, key_); }
+
+    [[noreturn]] void fail(const std::string& what) const {
+        lines_.fail(fmt::format("{}: {} {}", key_, value_, what));
+    }
+
+    double positive() const {
+        const double value = number();
+        if (value <= 0.0) fail("is not above 0");
+        return value;
+    }
+
+    bool readScale() {
+        if (key_ == "tscale")
+            scales_.time = positive();
+        else if (key_ == "gscale")
+            scales_.rate = positive();
+        else if (key_ == "ascale")
+            scales_.gravity = positive();
+        else if (key_ == "mscale")
+            positive();
+        else
+            return false;
+        return true;
+    }
+
+    bool readCamera() {
+        if (key_ == "version")
+            readVersion();
+        else if (key_ == "orientation")
+            readOrientation();
+        else if (key_ == "frame_readout_time")
+            readReadoutTime();
+        else if (key_ == "frame_readout_direction")
+            readReadoutDirection();
+        else
+            return false;
+        return true;
+    }
+
+    bool isKept() const {
+        constexpr std::string_view kKept[] = {"id",          "note",     "fwversion",
+                                              "timestamp",   "vendor",   "videofilename",
+                                              "lensprofile", "lens_info"};
+        return std::find(std::begin(kKept), std::end(kKept), key_) != std::end(kKept);
+    }
+
+    void readVersion() {
+        constexpr double kNewest = 1.3;
+        if (number() > kNewest) {
+            log_.notes.push_back(
+                fmt::format("version {} is newer than {}, and read as that", value_, kNewest));
+        }
+        log_.format = "gcsv " + value_;
+    }
+
+    void readOrientation() {
+        try {
+            log_.orientation = AxisMapping::fromLetters(value_);
+        } catch (const std::invalid_argument& error) {
+            lines_.fail(fmt::format("orientation: {}", error.what()));
+        }
+    }
+
+    void readReadoutTime() {
+        const double milliseconds = number();
+        if (milliseconds < 0.0) fail("is below 0");
+        log_.readoutTime = milliseconds / 1000.0;
+    }
+
+    void readReadoutDirection() {
+        const double direction = number();
+        if (direction != 0.0 && direction != 1.0 && direction != 2.0 && direction != 3.0) {
+            fail("is not 0 (down), 1 (up), 2 (to the left) or 3 (to the right)");
+        }
+        if (direction != 0.0) {
+            log_.notes.push_back(
+                "the picture is not read from its first row to its last, as is assumed: the "
+                "rolling shutter will be corrected wrongly; rotate the video so that it is, or "
+                "give --readout 0");
+        }
+    }
+
+    const LineReader& lines_;
+    MotionLog& log_;
+    Scales scales_;
+    std::string key_;
+    std::string value_;
+};
 
 }  // namespace
 
-MotionLog readGcsv(const std::string& path) {
-    const std::string text = readFile(path);
-    LineReader lines(path, text);
-    if (!lines.next() || !isFirstLine(lines.line())) {
+bool detectGcsv(std::string_view content) {
+    const std::string_view line = firstLine(content);
+    return line == "CAMERA IMU LOG" || line == "GYROFLOW IMU LOG";
+}
+
+MotionLog parseGcsv(const std::string& name, std::string_view content) {
+    LineReader lines(name, content);
+    if (!lines.next() || !detectGcsv(content)) {
         lines.fail(
             "not a .gcsv motion log: the first line is not \"CAMERA IMU LOG\" or "
             "\"GYROFLOW IMU LOG\"");
     }
     MotionLog log;
-    Scales scales;
-    std::vector<std::string_view> columns;
-    while (columns.empty()) {
+    log.format = "gcsv";
+    log.toldBy = fmt::format("the first line, \"{}\"", lines.line());
+    GcsvHeader header(lines, log);
+    RowLayout layout;
+    while (layout.names.empty()) {
         if (!lines.next()) lines.fail("ends before the line of column names, t,gx,gy,gz");
         const auto fields = splitFields(lines.line());
         if (fields[0] == "t") {
-            columns = fields;
+            layout.names.assign(fields.begin(), fields.end());
         } else {
-            readHeader(lines, fields, log, scales);
+            header.read();
         }
     }
     constexpr std::string_view kColumns[] = {"t", "gx", "gy", "gz", "ax", "ay", "az"};
-    const bool hasGravity = columns.size() >= 7;
-    const size_t used = hasGravity ? 7 : 4;
-    for (size_t i = 0; i < used; ++i) {
-        if (i >= columns.size() || columns[i] != kColumns[i]) {
+    const bool hasGravity = layout.names.size() >= 7;
+    for (size_t i = 0; i < (hasGravity ? 7 : 4); ++i) {
+        if (i >= layout.names.size() || layout.names[i] != kColumns[i]) {
             lines.fail(fmt::format("column {} is not {}", i + 1, kColumns[i]));
         }
     }
 
-    while (lines.next()) {
-        const auto fields = splitFields(lines.line());
-        if (fields.size() < used) {
-            lines.fail(fmt::format("{} fields where {} are expected", fields.size(), used));
-        }
-        double v[7] = {};
-        for (size_t i = 0; i < used; ++i) v[i] = lines.number(fields[i], kColumns[i]);
-        const double time = v[0] * scales.time;
-        const double toGravity = scales.gravity * kStandardGravity;
-        if (!log.rates.empty() && time < log.rates.back().time) ++log.outOfOrder;
-        log.rates.push_back({time, {v[1] * scales.rate, v[2] * scales.rate, v[3] * scales.rate}});
-        if (hasGravity) {
-            log.gravity.push_back({time, {v[4] * toGravity, v[5] * toGravity, v[6] * toGravity}});
-        }
+    const Scales& scales = header.scales();
+    std::vector<RowReading> readings = {
+        vectorReading(0, {1, 2, 3}, scales.time, scales.rate, log.rates)};
+    if (hasGravity) {
+        readings.push_back(vectorReading(0, {4, 5, 6}, scales.time,
+                                         scales.gravity * kStandardGravity, log.gravity));
     }
-    if (log.rates.empty()) lines.fail("holds no samples");
-    for (auto* samples : {&log.rates, &log.gravity}) {
-        std::stable_sort(
-            samples->begin(), samples->end(),
-            [](const MotionSample& a, const MotionSample& b) { return a.time < b.time; });
-    }
+    readRows(lines, layout, readings);
+    log.sortByTime();
     return log;
 }
 

@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include <Eigen/Geometry>
 
 namespace framehold {
 
@@ -20,12 +25,49 @@ MotionSample meanOf(const std::vector<MotionSample>& samples, size_t first, size
     return mean;
 }
 
-}  // namespace
-
-double samplesPerSecond(const std::vector<MotionSample>& samples) {
+template <class Sample>
+double perSecond(const std::vector<Sample>& samples) {
     if (samples.size() < 2) return 0.0;
     const double span = samples.back().time - samples.front().time;
     return span > 0.0 ? static_cast<double>(samples.size() - 1) / span : 0.0;
+}
+
+/// Returns how many samples come after a later one.
+template <class Sample>
+size_t sortSamples(std::vector<Sample>& samples) {
+    size_t late = 0;
+    for (size_t i = 1; i < samples.size(); ++i) {
+        if (samples[i].time < samples[i - 1].time) ++late;
+    }
+    if (late > 0) {
+        std::stable_sort(samples.begin(), samples.end(),
+                         [](const Sample& a, const Sample& b) { return a.time < b.time; });
+    }
+    return late;
+}
+
+/// The rotation that takes device axes to logged ones.
+Eigen::Quaterniond fromDeviceAxes(const AxisMapping& mapping) {
+    Eigen::Matrix3d toDevice;
+    for (int column = 0; column < 3; ++column) {
+        Vec3 unit{};
+        unit[static_cast<size_t>(column)] = 1.0;
+        const Vec3 device = mapping.toDevice(unit);
+        toDevice.col(column) = Eigen::Vector3d(device[0], device[1], device[2]);
+    }
+    if (toDevice.determinant() < 0.0) {
+        throw std::invalid_argument(fmt::format(
+            "axes {} mirror; logged orientations can only be rotated", mapping.letters()));
+    }
+    return Eigen::Quaterniond(toDevice.transpose());
+}
+
+}  // namespace
+
+double samplesPerSecond(const std::vector<MotionSample>& samples) { return perSecond(samples); }
+
+double samplesPerSecond(const std::vector<OrientationSample>& samples) {
+    return perSecond(samples);
 }
 
 std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, double rate) {
@@ -40,9 +82,30 @@ std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, doub
     return result;
 }
 
+std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& samples, double rate) {
+    const double excess = samplesPerSecond(samples) / rate;
+    if (!(excess > 1.0)) return samples;
+    const auto step = static_cast<size_t>(std::ceil(excess));
+    std::vector<OrientationSample> result;
+    for (size_t i = 0; i < samples.size(); i += step) result.push_back(samples[i]);
+    return result;
+}
+
+void MotionLog::sortByTime() {
+    outOfOrder.rates += sortSamples(rates);
+    outOfOrder.gravity += sortSamples(gravity);
+    outOfOrder.orientations += sortSamples(orientations);
+}
+
 void MotionLog::toDeviceAxes(const AxisMapping& mapping) {
     for (auto* samples : {&rates, &gravity}) {
         for (MotionSample& sample : *samples) sample.value = mapping.toDevice(sample.value);
+    }
+    if (orientations.empty()) return;
+    const Eigen::Quaterniond toLogged = fromDeviceAxes(mapping);
+    for (OrientationSample& s : orientations) {
+        const Eigen::Quaterniond turned = Eigen::Quaterniond(s.w, s.x, s.y, s.z) * toLogged;
+        s = {s.time, turned.w(), turned.x(), turned.y(), turned.z()};
     }
 }
 

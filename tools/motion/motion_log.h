@@ -5,9 +5,12 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace framehold {
+
+constexpr double kStandardGravity = 9.81;  // m/s^2, what the library takes for 1 g
 
 /// One reading of a motion sensor.
 struct MotionSample {
@@ -27,20 +30,42 @@ struct OrientationSample {
 
 /// Samples per second on average; 0 if there are fewer than two.
 double samplesPerSecond(const std::vector<MotionSample>& samples);
+double samplesPerSecond(const std::vector<OrientationSample>& samples);
 
 /// Averages neighbouring samples until at most `rate` samples per second are left. A sample stands
 /// for the time since the one before it, so that no rotation is lost.
 std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, double rate);
 
+/// Leaves samples out until at most `rate` samples per second are left.
+std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& samples, double rate);
+
+/// How many samples of each kind came after a later one in the file.
+struct OutOfOrder {
+    size_t rates = 0;
+    size_t gravity = 0;
+    size_t orientations = 0;
+};
+
 /// A motion log, samples in order of time, in the logged axes until `toDeviceAxes`.
 struct MotionLog {
+    std::string format;  // with its version, if it has one: "gcsv 1.3"
+    std::string toldBy;  // what in the file tells the format
+    std::vector<std::string> files;
+    std::vector<std::pair<std::string, std::string>> headers;  // facts of the log, as they are said
+    std::vector<std::string> notes;  // what had to be assumed or was left out, for the user
+
     std::vector<MotionSample> rates;
     std::vector<MotionSample> gravity;            // empty if not logged
     std::vector<OrientationSample> orientations;  // empty if not logged
-    size_t outOfOrder = 0;                        // samples that came after a later one in the file
-    AxisMapping orientation;                      // from logged to device axes, as the log says
-    std::optional<double> readoutTime;            // seconds, if the log says
+    OutOfOrder outOfOrder;
+    AxisMapping orientation;            // from logged to device axes, as the log says
+    std::optional<double> readoutTime;  // seconds, if the log says
 
+    /// Puts the samples in order of time and counts those that were not.
+    void sortByTime();
+
+    /// Throws std::invalid_argument if orientations are to be mirrored: `mapping` must be a
+    /// rotation then.
     void toDeviceAxes(const AxisMapping& mapping);
 };
 

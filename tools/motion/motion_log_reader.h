@@ -2,11 +2,23 @@
 
 #include "motion/motion_log.h"
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace framehold {
 
-/// Reads a motion log of any format that is known, told by its content. Throws FileError.
+/// Reads a motion log of any format that is known, told by its content: a text log, with the file of
+/// the other sensor beside it where the format keeps them apart, or the telemetry in a video file.
+/// Throws FileError, or std::exception for a video that cannot be read.
 MotionLog readMotionLog(const std::string& path);
+
+/// Reads the telemetry in a video file; none if it has none. Throws as above.
+std::optional<MotionLog> readVideoTelemetry(const std::string& path);
+
+/// Reads a text log, told by its content; it may hold one sensor only.
+/// name: of the file. Throws FileError with line and field; of what is not known it says what was
+/// seen and which formats are known.
+MotionLog parseTextLog(const std::string& name, std::string_view content);
 
 }  // namespace framehold
