@@ -1,24 +1,30 @@
 #include "common/interruption.h"
 
+#include <atomic>
 #include <csignal>
 
 namespace framehold {
 
 namespace {
 
-volatile std::sig_atomic_t interrupted = 0;
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers may not lock");
 
-extern "C" void onInterruption(int) { interrupted = 1; }
+extern "C" void onInterruption(int) { interrupted = true; }
 
 }  // namespace
 
 void catchInterruptions() {
-    std::signal(SIGINT, onInterruption);
-    std::signal(SIGTERM, onInterruption);
+    struct sigaction action {};
+    action.sa_handler = onInterruption;
+    sigemptyset(&action.sa_mask);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
 }
 
+bool isInterrupted() { return interrupted; }
+
 void throwIfInterrupted() {
-    if (interrupted != 0) throw Interrupted();
+    if (isInterrupted()) throw Interrupted();
 }
 
 }  // namespace framehold

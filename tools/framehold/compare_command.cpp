@@ -1,6 +1,7 @@
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "framehold/commands.h"
+#include "framehold/side_by_side.h"
 #include "media/picture_writer.h"
 #include "media/video_reader.h"
 #include "media/video_writer.h"
@@ -27,31 +28,6 @@ struct CompareOptions {
     int frames = 30;
     bool quiet = false;
 };
-
-/// Columns between the two pictures.
-constexpr int kDivider = 4;
-
-/// Both pictures beside each other, a white line between them; the right one's rows are cut or
-/// left black to the height of the left one.
-AvPtr<AVFrame> sideBySide(const AVFrame& left, const AVFrame& right) {
-    AvPtr<AVFrame> both = makeNv12Frame(left.width + kDivider + right.width, left.height);
-    for (int plane = 0; plane < 2; ++plane) {
-        const int rightRows = right.height >> plane;
-        for (int y = 0; y < both->height >> plane; ++y) {
-            const auto row = [&](const AVFrame& frame) {
-                return frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane];
-            };
-            uint8_t* out = std::copy_n(row(left), left.width, row(*both));
-            out = std::fill_n(out, kDivider, static_cast<uint8_t>(plane == 0 ? 235 : 128));
-            if (y < rightRows) {
-                std::copy_n(row(right), right.width, out);
-            } else {
-                std::fill_n(out, right.width, static_cast<uint8_t>(plane == 0 ? 16 : 128));
-            }
-        }
-    }
-    return both;
-}
 
 /// The mean of a number of frames: what moves is blurred.
 class MeanFrame {
@@ -114,7 +90,6 @@ void compare(const CompareOptions& options) {
         if (left == nullptr || right == nullptr) break;
         AvPtr<AVFrame> both = sideBySide(*left, *right);
         both->pts = left->pts;
-        both->pkt_duration = left->pkt_duration;
         if (writer) writer->write(*both);
         if (progress.done() >= options.firstFrame && progress.done() < end) mean.add(*both);
         progress.advance();

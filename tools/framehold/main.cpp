@@ -61,8 +61,8 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return run(argc, argv);
-    } catch (const framehold::Interrupted&) {
-        std::fputs("framehold: interrupted; nothing was written\n", stderr);
+    } catch (const framehold::Interrupted& error) {
+        std::fprintf(stderr, "framehold: %s\n", error.what());
         return kInterrupted;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "framehold: %s\n", error.what());

@@ -13,8 +13,9 @@ namespace framehold {
 class RunMessages {
 public:
     /// label: what every line starts with, to tell the clips of a batch apart; may be empty.
-    RunMessages(RunRecord& record, const std::string& label, bool quiet)
-        : record_(record), prefix_(label.empty() ? "" : label + ": "), quiet_(quiet) {}
+    /// showsNotes: else only warnings are told.
+    RunMessages(RunRecord& record, const std::string& label, bool showsNotes)
+        : record_(record), prefix_(label.empty() ? "" : label + ": "), showsNotes_(showsNotes) {}
 
     /// Something that was chosen or found.
     void note(const std::string& text) {
@@ -30,13 +31,13 @@ public:
 
     /// What only matters while the program runs.
     void say(const std::string& text) const {
-        if (!quiet_) fmt::print(stderr, "{}{}\n", prefix_, text);
+        if (showsNotes_) fmt::print(stderr, "{}{}\n", prefix_, text);
     }
 
 private:
     RunRecord& record_;
     std::string prefix_;
-    bool quiet_;
+    bool showsNotes_;
 };
 
 }  // namespace framehold

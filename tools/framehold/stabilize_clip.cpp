@@ -3,6 +3,7 @@
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "framehold/canvas.h"
+#include "framehold/clip_output.h"
 #include "framehold/motion_feed.h"
 #include "framehold/path_observer.h"
 #include "framehold/path_table.h"
@@ -10,7 +11,6 @@
 #include "framehold/stabilize_plan.h"
 #include "framehold/stabilizer.h"
 #include "media/video_reader.h"
-#include "media/video_writer.h"
 
 #include <algorithm>
 #include <chrono>
@@ -41,27 +41,28 @@ ZPR_Image imageOf(const AVFrame& frame) {
     return image;
 }
 
-/// Limited-range black, for pixels that have no source.
-void clear(const ZPR_Image& image) {
-    constexpr int kBlackLuma = 16;
-    constexpr int kNoChroma = 128;
-    std::fill_n(image.plane[0], ptrdiff_t{image.pitch[0]} * image.height, uint8_t{kBlackLuma});
-    std::fill_n(image.plane[1], ptrdiff_t{image.pitch[1]} * image.height / 2, uint8_t{kNoChroma});
+/// Black, for pixels that have no source.
+void clear(AVFrame& frame) {
+    std::fill_n(frame.data[0], ptrdiff_t{frame.linesize[0]} * frame.height, levelsOf(frame).black);
+    std::fill_n(frame.data[1], ptrdiff_t{frame.linesize[1]} * frame.height / 2, Levels::kNoChroma);
 }
 
 class ClipStabilizer {
 public:
     ClipStabilizer(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record)
-        : options_(options), record_(record), messages_(record, display.label, options.quiet),
+        : options_(options), record_(record),
+          messages_(record, display.label, display.showNotes && !options.quiet),
           reader_(options.video), canvas_(reader_.width()),
           plan_(makePlan(options, {reader_.width(), reader_.height(), reader_.framesPerSecond(),
                                    canvas_.width()})),
-          writer_(options.output, videoSettings(), &reader_),
-          progress_("stabilizing", reader_.expectedFrames(), display.progress && !options.quiet),
+          output_(options, reader_, usesCanvas() ? &canvas_ : nullptr),
+          progress_("stabilizing", reader_.expectedFrames(),
+                    display.showProgress && !options.quiet),
           observesPath_(display.observePath) {
-        reader_.setPacketSink([this](const AVPacket& packet) { writer_.copyPacket(packet); });
+        reader_.setPacketSink([this](const AVPacket& packet) { output_.copyPacket(packet); });
         for (const std::string& note : plan_.notes) messages_.note(note);
         for (const std::string& warning : plan_.warnings) messages_.warn(warning);
+        output_.tell(messages_);
         record_.motionLog = plan_.motionLog;
         record_.axes = plan_.axes;
         record_.framesPerSecond = reader_.framesPerSecond();
@@ -71,14 +72,15 @@ public:
         const Clock::time_point start = Clock::now();
         while (const AVFrame* frame = reader_.next()) {
             throwIfInterrupted();
-            take(usesCanvas() ? *canvas_.place(*frame) : *frame);
+            take(*frame);
         }
         flush();
         if (taken_ == 0) throw MediaError(options_.video, "holds no frames");
-        writer_.finish();
+        output_.finish();
         if (recorder_) recorder_->finish();
         progress_.clear();
         warnAboutCoverage();
+        warnAboutDamage();
         record_.param = plan_.param;
         record_.secondsTaken = secondsSince(start);
         messages_.say(fmt::format("{} frames in, {} out, {:.1f} frames per second", taken_,
@@ -88,24 +90,12 @@ public:
 private:
     /// A frame that the library has been given and not yet given back.
     struct WaitingFrame {
-        int64_t pts;
-        int64_t duration;
+        AvPtr<AVFrame> original;
         double time;  // seconds, of the first row, on the motion log's clock
     };
 
     /// Outputs of a size of their own are rendered as they are.
     bool usesCanvas() const { return !options_.outputSize; }
-
-    VideoSettings videoSettings() const {
-        VideoSettings settings;
-        settings.width = usesCanvas() ? reader_.width() : plan_.param.outputImage.width;
-        settings.height = plan_.param.outputImage.height;
-        settings.timeBase = reader_.timeBase();
-        settings.frameRate = reader_.frameRate();
-        settings.quality = options_.quality;
-        settings.preset = options_.preset;
-        return settings;
-    }
 
     /// Seconds, on the motion log's clock but for the time offset.
     double timeOf(const AVFrame& frame) const {
@@ -126,7 +116,9 @@ private:
     AvPtr<AVFrame> makeOutputFrame() const {
         AvPtr<AVFrame> frame =
             makeNv12Frame(plan_.param.outputImage.width, plan_.param.outputImage.height);
-        clear(imageOf(*frame));
+        frame->color_range = reader_.colours().range;
+        frame->colorspace = reader_.colours().matrix;
+        clear(*frame);
         return frame;
     }
 
@@ -147,16 +139,26 @@ private:
             });
     }
 
-    void take(const AVFrame& frame) {
-        const double time = timeOf(frame);
+    void take(const AVFrame& original) {
+        const AVFrame& frame = usesCanvas() ? *canvas_.place(original) : original;
+        const double time = timeOf(original);
         if (!stabilizer_) start(frame, time);
         lastTime_ = time + plan_.param.timeOffset + plan_.param.readoutTime;
         feed_->feedUpTo(lastTime_);
-        waiting_.push_back({frame.pts, frame.pkt_duration, time + plan_.param.timeOffset});
+        waiting_.push_back({keep(original), time + plan_.param.timeOffset});
         ++taken_;
         lastFrame_ = &frame;
         lastFrameTime_ = time;
         render(time, frame);
+    }
+
+    /// What is needed of a frame until its turn comes: times, and pixels only if they are shown.
+    AvPtr<AVFrame> keep(const AVFrame& frame) const {
+        AvPtr<AVFrame> kept(options_.sideBySide ? av_frame_clone(&frame) : av_frame_alloc());
+        if (!kept) throw std::bad_alloc();
+        kept->pts = frame.pts;
+        kept->pkt_duration = frame.pkt_duration;
+        return kept;
     }
 
     /// Gets the delayed frames out by repeating the last one. The library's own way to drain looks
@@ -189,13 +191,19 @@ private:
                                   path.marginUsed, 1000.0 * seconds});
     }
 
-    void emit(AVFrame& frame) {
-        frame.pts = waiting_.front().pts;
-        frame.pkt_duration = waiting_.front().duration;
+    void emit(AVFrame& stable) {
+        const AVFrame& original = *waiting_.front().original;
+        stable.pts = original.pts;
+        stable.pkt_duration = original.pkt_duration;
+        output_.write(stable, original);
         waiting_.pop_front();
-        if (usesCanvas()) canvas_.cut(frame);
-        writer_.write(frame);
         progress_.advance();
+    }
+
+    void warnAboutDamage() {
+        if (reader_.damagedPackets() == 0) return;
+        messages_.warn(fmt::format("{} damaged packets were left out, with their frames",
+                                   reader_.damagedPackets()));
     }
 
     void warnAboutCoverage() {
@@ -214,7 +222,7 @@ private:
     VideoReader reader_;
     Canvas canvas_;
     StabilizePlan plan_;
-    VideoWriter writer_;
+    ClipOutput output_;
     Progress progress_;
     bool observesPath_;
     std::unique_ptr<SessionWriter> recorder_;
@@ -237,7 +245,8 @@ void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, R
     record.output = options.output;
     ClipStabilizer(options, display, record).run();
     if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
-    RunMessages(record, display.label, options.quiet).say("written: " + options.output);
+    RunMessages(record, display.label, display.showNotes && !options.quiet)
+        .say("written: " + (options.output == "-" ? "standard output" : options.output));
 }
 
 }  // namespace framehold

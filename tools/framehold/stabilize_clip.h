@@ -9,9 +9,10 @@ namespace framehold {
 
 /// How a clip's run shows itself.
 struct RunDisplay {
-    std::string label;        // what messages start with; empty: nothing
-    bool progress = true;     // a progress bar, if standard error is a terminal
-    bool observePath = true;  // fill in orientations and margins of the record's frames
+    std::string label;         // what messages start with; empty: nothing
+    bool showNotes = true;     // what was chosen, not only what is wrong
+    bool showProgress = true;  // a progress bar, if standard error is a terminal
+    bool observePath = true;   // fill in orientations and margins of the record's frames
 };
 
 /// Stabilizes one recorded clip: reads the video and its motion log, feeds both to the library and

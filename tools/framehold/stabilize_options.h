@@ -30,10 +30,14 @@ struct StabilizeOptions {
     int smoothing = 9;
     int delay = 30;
 
-    int quality = 18;
-    std::string preset = "medium";
-    std::string session;     // file to record the session to; empty: none
-    std::string exportPath;  // file for the path's table; empty: none
+    // Of the result's coding, see VideoSettings.
+    std::string encoder;
+    std::string pixelFormat;
+    std::optional<int> quality;
+    std::string preset;
+    bool sideBySide = false;  // the source beside the result
+    std::string session;      // file to record the session to; empty: none
+    std::string exportPath;   // file for the path's table; empty: none
     bool quiet = false;
 };
 

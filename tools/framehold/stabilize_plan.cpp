@@ -185,7 +185,7 @@ MotionLog chooseLog(const StabilizeOptions& options, const ClipFacts& facts, Sta
     plan.motionLog = !options.motion.empty() ? options.motion : facts.motionLog.value_or("");
     if (!plan.motionLog.empty()) return readMotionLog(plan.motionLog);
     plan.motionLog = options.video;
-    if (!options.video.empty()) {
+    if (!options.video.empty() && options.video != "-") {
         if (auto log = readVideoTelemetry(options.video)) return *std::move(log);
     }
     throw std::runtime_error(

@@ -1,5 +1,7 @@
 #include "media/av_handles.h"
 
+#include "common/interruption.h"
+
 #include <new>
 
 #include <fmt/format.h>
@@ -13,6 +15,8 @@ std::string describe(int code) {
     av_strerror(code, text, sizeof text);
     return text;
 }
+
+int stopsWaiting(void*) { return isInterrupted() ? 1 : 0; }
 
 template <class T>
 AvPtr<T> owned(T* p) {
@@ -29,11 +33,20 @@ MediaError::MediaError(const std::string& file, const std::string& what, int cod
     : MediaError(file, fmt::format("{}: {}", what, describe(code))) {}
 
 AvInput openInput(const std::string& path) {
-    AVFormatContext* format = nullptr;
-    int code = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
+    const bool isPipe = path == "-";
+    AVFormatContext* format = avformat_alloc_context();
+    if (format == nullptr) throw std::bad_alloc();
+    format->interrupt_callback = {stopsWaiting, nullptr};
+    const AVInputFormat* y4m = isPipe ? av_find_input_format("yuv4mpegpipe") : nullptr;
+    int code = avformat_open_input(&format, isPipe ? "pipe:0" : path.c_str(), y4m, nullptr);
+    throwIfInterrupted();
+    if (code < 0 && isPipe) {
+        throw MediaError("standard input", "is not YUV4MPEG2 (ffmpeg -f yuv4mpegpipe makes it)");
+    }
     if (code < 0) throw MediaError(path, "cannot be opened", code);
     AvInput input(format);
     code = avformat_find_stream_info(format, nullptr);
+    throwIfInterrupted();
     if (code < 0) throw MediaError(path, "cannot be read", code);
     return input;
 }
@@ -49,6 +62,10 @@ AvPtr<AVFrame> makeNv12Frame(int width, int height) {
     frame->height = height;
     if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
     return frame;
+}
+
+Levels levelsOf(const AVFrame& frame) {
+    return frame.color_range == AVCOL_RANGE_JPEG ? Levels{0, 255} : Levels{16, 235};
 }
 
 }  // namespace framehold

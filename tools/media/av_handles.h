@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -35,7 +36,8 @@ struct CloseInput {
 /// An open file with what is known of its streams.
 using AvInput = std::unique_ptr<AVFormatContext, CloseInput>;
 
-/// Throws MediaError.
+/// path: any file that FFmpeg reads; or "-", a YUV4MPEG2 stream on standard input. Waiting for data
+/// ends when the program is interrupted. Throws MediaError and Interrupted.
 AvInput openInput(const std::string& path);
 
 template <class T>
@@ -46,5 +48,16 @@ AvPtr<AVPacket> makePacket();
 
 /// A two-plane 4:2:0 frame with buffers of its own.
 AvPtr<AVFrame> makeNv12Frame(int width, int height);
+
+/// Sample values of 8-bit frames.
+struct Levels {
+    static constexpr uint8_t kNoChroma = 128;
+
+    uint8_t black;
+    uint8_t white;
+};
+
+/// By the frame's range.
+Levels levelsOf(const AVFrame& frame);
 
 }  // namespace framehold

@@ -1,14 +1,47 @@
 #include "media/video_reader.h"
 
+#include "common/interruption.h"
+
+#include <algorithm>
 #include <cmath>
+#include <cstring>
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
 
 namespace framehold {
 
+namespace {
+
+/// Repeats the last column and row of odd content in a frame that has room for one more.
+void repeatOddEdges(AVFrame& frame, int width, int height) {
+    uint8_t* luma = frame.data[0];
+    const ptrdiff_t pitch = frame.linesize[0];
+    if (width < frame.width) {
+        for (int y = 0; y < height; ++y) luma[y * pitch + width] = luma[y * pitch + width - 1];
+    }
+    if (height < frame.height) {
+        std::copy_n(luma + (height - 1) * pitch, frame.width, luma + height * pitch);
+    }
+}
+
+}  // namespace
+
 VideoReader::VideoReader(const std::string& path)
-    : path_(path), format_(openInput(path)), decoded_(makeFrame()), packet_(makePacket()) {
+    : name_(path == "-" ? "standard input" : path), format_(openInput(path)), decoded_(makeFrame()),
+      packet_(makePacket()) {
+    openDecoder();
+    converted_ = makeNv12Frame(width(), height());
+    const ColourTags tags = colours();
+    converted_->color_range = tags.range;
+    converted_->colorspace = tags.matrix;
+}
+
+void VideoReader::openDecoder() {
     const AVCodec* decoder = nullptr;
     int code = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
-    if (code < 0) throw MediaError(path, "holds no video that can be decoded", code);
+    if (code < 0) throw MediaError(name_, "holds no video that can be decoded", code);
     stream_ = format_->streams[code];
     codec_.reset(avcodec_alloc_context3(decoder));
     if (!codec_) throw std::bad_alloc();
@@ -16,8 +49,11 @@ VideoReader::VideoReader(const std::string& path)
     codec_->pkt_timebase = stream_->time_base;
     codec_->thread_count = 0;
     code = avcodec_open2(codec_.get(), decoder, nullptr);
-    if (code < 0) throw MediaError(path, "cannot be decoded", code);
-    converted_ = makeNv12Frame(width(), height());
+    if (code < 0) throw MediaError(name_, "cannot be decoded", code);
+    content_ = {codec_->width, codec_->height};
+    if (codec_->width < 2 || codec_->height < 2) {
+        throw MediaError(name_, "holds no video of a known size");
+    }
 }
 
 AVRational VideoReader::frameRate() const {
@@ -32,26 +68,41 @@ int64_t VideoReader::expectedFrames() const {
     return std::llround(std::max(0.0, seconds * framesPerSecond()));
 }
 
+ColourTags VideoReader::colours() const {
+    if (isRgb(codec_->pix_fmt)) {
+        return {AVCOL_RANGE_MPEG, codec_->color_primaries, codec_->color_trc, AVCOL_SPC_BT709,
+                AVCHROMA_LOC_LEFT};
+    }
+    const AVPixFmtDescriptor* pixels = av_pix_fmt_desc_get(codec_->pix_fmt);
+    const bool is420 =
+        pixels != nullptr && pixels->log2_chroma_w == 1 && pixels->log2_chroma_h == 1;
+    return {codec_->color_range, codec_->color_primaries, codec_->color_trc, codec_->colorspace,
+            is420 ? codec_->chroma_sample_location : AVCHROMA_LOC_LEFT};
+}
+
+void VideoReader::sendPacket() {
+    const int code = avcodec_send_packet(codec_.get(), packet_.get());
+    av_packet_unref(packet_.get());
+    // A damaged packet costs its frame; the decoder goes on with the next one.
+    if (code == AVERROR_INVALIDDATA) {
+        ++damagedPackets_;
+    } else if (code < 0) {
+        throw MediaError(name_, "cannot be decoded on", code);
+    }
+}
+
 /// Hands the decoder its next packet, or tells it that there are no more.
 void VideoReader::feedDecoder() {
     for (;;) {
-        int code = av_read_frame(format_.get(), packet_.get());
+        const int code = av_read_frame(format_.get(), packet_.get());
+        throwIfInterrupted();
         if (code == AVERROR_EOF) {
             avcodec_send_packet(codec_.get(), nullptr);
             return;
         }
-        if (code < 0) throw MediaError(path_, "cannot be read on", code);
-        const bool isVideo = packet_->stream_index == stream_->index;
-        if (!isVideo && sink_) sink_(*packet_);
-        if (isVideo) {
-            code = avcodec_send_packet(codec_.get(), packet_.get());
-            av_packet_unref(packet_.get());
-            // A damaged packet costs its frame; the decoder goes on with the next one.
-            if (code < 0 && code != AVERROR_INVALIDDATA) {
-                throw MediaError(path_, "cannot be decoded on", code);
-            }
-            return;
-        }
+        if (code < 0) throw MediaError(name_, "cannot be read on", code);
+        if (packet_->stream_index == stream_->index) return sendPacket();
+        if (sink_) sink_(*packet_);
         av_packet_unref(packet_.get());
     }
 }
@@ -61,30 +112,27 @@ bool VideoReader::decode() {
         const int code = avcodec_receive_frame(codec_.get(), decoded_.get());
         if (code == 0) return true;
         if (code == AVERROR_EOF) return false;
-        if (code != AVERROR(EAGAIN)) throw MediaError(path_, "cannot be decoded on", code);
+        if (code == AVERROR_INVALIDDATA) {
+            ++damagedPackets_;
+        } else if (code != AVERROR(EAGAIN)) {
+            throw MediaError(name_, "cannot be decoded on", code);
+        }
         feedDecoder();
     }
 }
 
 void VideoReader::convert() {
-    const auto format = static_cast<AVPixelFormat>(decoded_->format);
-    // Same size before and after, so that nothing is scaled; frames of another size than the
-    // first one are.
-    const bool sameSize = decoded_->width == codec_->width && decoded_->height == codec_->height;
-    const int fromWidth = sameSize ? width() : decoded_->width;
-    const int fromHeight = sameSize ? height() : decoded_->height;
-    scaler_.reset(sws_getCachedContext(scaler_.release(), fromWidth, fromHeight, format, width(),
-                                       height(), AV_PIX_FMT_NV12, SWS_BICUBIC | SWS_ACCURATE_RND,
-                                       nullptr, nullptr, nullptr));
-    if (!scaler_) throw MediaError(path_, "has a pixel format that cannot be converted");
-    // The range of the levels stays what it is.
-    const int fullRange = codec_->color_range == AVCOL_RANGE_JPEG ? 1 : 0;
-    const int* coefficients = sws_getCoefficients(SWS_CS_DEFAULT);
-    sws_setColorspaceDetails(scaler_.get(), coefficients, fullRange, coefficients, fullRange, 0,
-                             1 << 16, 1 << 16);
     if (av_frame_make_writable(converted_.get()) < 0) throw std::bad_alloc();
-    sws_scale(scaler_.get(), decoded_->data, decoded_->linesize, 0, fromHeight, converted_->data,
-              converted_->linesize);
+    // What the stream says of its levels holds for frames that say nothing.
+    if (decoded_->color_range == AVCOL_RANGE_UNSPECIFIED) {
+        decoded_->color_range = codec_->color_range;
+    }
+    try {
+        converter_.convert(*decoded_, {decoded_->width, decoded_->height}, *converted_, content_);
+    } catch (const std::runtime_error& error) {
+        throw MediaError(name_, error.what());
+    }
+    repeatOddEdges(*converted_, content_.width, content_.height);
     converted_->pts = decoded_->best_effort_timestamp;
     converted_->pkt_duration = decoded_->pkt_duration;
 }

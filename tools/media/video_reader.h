@@ -1,6 +1,7 @@
 #pragma once
 
 #include "media/av_handles.h"
+#include "media/pixel_converter.h"
 
 #include <functional>
 #include <memory>
@@ -8,18 +9,34 @@
 
 namespace framehold {
 
-/// Decodes the best video stream of a file to two-plane 4:2:0 frames of even size; an odd last
-/// column or row is left out.
+/// How the numbers in a frame stand for colours.
+struct ColourTags {
+    AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
+    AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
+    AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+    AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
+    AVChromaLocation chromaLocation = AVCHROMA_LOC_UNSPECIFIED;
+};
+
+/// Decodes the best video stream of a file to 8-bit two-plane 4:2:0 frames of even size; an odd
+/// last column or row is there twice.
 class VideoReader {
 public:
     /// Gets every packet of the other streams, in file order.
     using PacketSink = std::function<void(const AVPacket&)>;
 
-    /// Throws MediaError if the file cannot be opened or holds no video that can be decoded.
+    /// path: any file that FFmpeg reads; or "-", a YUV4MPEG2 stream on standard input.
+    /// Throws MediaError if it cannot be opened or holds no video that can be decoded.
     explicit VideoReader(const std::string& path);
 
-    int width() const { return codec_->width & ~1; }
-    int height() const { return codec_->height & ~1; }
+    /// Of the frames that `next` gives.
+    int width() const { return contentWidth() + (contentWidth() & 1); }
+    int height() const { return contentHeight() + (contentHeight() & 1); }
+
+    /// Of the video itself.
+    int contentWidth() const { return content_.width; }
+    int contentHeight() const { return content_.height; }
+
     AVRational timeBase() const { return stream_->time_base; }
     /// 30 if neither container nor codec tells.
     AVRational frameRate() const;
@@ -32,26 +49,36 @@ public:
     const AVStream& stream() const { return *stream_; }
     const AVCodecContext& codec() const { return *codec_; }
 
+    /// Of the frames that `next` gives.
+    ColourTags colours() const;
+
+    /// Packets that could not be decoded and have cost their frames.
+    int damagedPackets() const { return damagedPackets_; }
+
     void setPacketSink(PacketSink sink) { sink_ = std::move(sink); }
 
     /// The next frame (its pts in `timeBase`), valid until the next call; null at the end.
-    /// Throws MediaError.
+    /// Throws MediaError; Interrupted where it waits for standard input.
     const AVFrame* next();
 
 private:
+    void openDecoder();
     bool decode();
     void feedDecoder();
+    void sendPacket();
     void convert();
 
-    std::string path_;
+    std::string name_;  // of the source, for messages
     AvInput format_;
     AVStream* stream_ = nullptr;
     AvPtr<AVCodecContext> codec_;
+    FrameArea content_{};  // streams may change their size; ours stays
     AvPtr<AVFrame> decoded_;
     AvPtr<AVFrame> converted_;
     AvPtr<AVPacket> packet_;
-    AvPtr<SwsContext> scaler_;
+    PixelConverter converter_;
     PacketSink sink_;
+    int damagedPackets_ = 0;
 };
 
 }  // namespace framehold

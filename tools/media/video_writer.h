@@ -2,38 +2,38 @@
 
 #include "common/output_file.h"
 #include "media/av_handles.h"
+#include "media/stream_copier.h"
+#include "media/video_encoder.h"
 #include "media/video_reader.h"
 
-#include <map>
-#include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace framehold {
 
-struct VideoSettings {
-    int width = 0;
-    int height = 0;
-    AVRational timeBase{1, 90000};
-    AVRational frameRate{30, 1};
-    int quality = 18;               // constant rate factor, 0 (lossless) to 51
-    std::string preset = "medium";  // of the encoder: speed against size
-};
-
-/// Encodes two-plane 4:2:0 frames as H.264. The file appears under its name when `finish` returns;
-/// before that, and if it is never called, there is only a temporary file, which is removed.
-/// All functions throw MediaError.
+/// Encodes 8-bit two-plane 4:2:0 frames into a file. The file appears under its name when `finish`
+/// returns; before that, and if it is never called, there is only a temporary file, which is
+/// removed. All functions throw MediaError.
 class VideoWriter {
 public:
-    /// The container follows from the name's extension. With a `source`, its colour tags, sample
-    /// aspect, rotation and metadata are taken over, and its audio streams can be copied.
+    /// path: the container follows from its extension; "-" is a YUV4MPEG2 stream on standard
+    /// output. With a `source`, its colour tags, sample aspect, rotation, metadata and chapters are
+    /// taken over, and its other streams can be copied.
     VideoWriter(const std::string& path, const VideoSettings& settings,
                 const VideoReader* source = nullptr);
     ~VideoWriter();
     VideoWriter(const VideoWriter&) = delete;
     VideoWriter& operator=(const VideoWriter&) = delete;
 
-    /// Takes a frame whose pts is in the settings' time base.
-    void write(const AVFrame& frame);
+    /// What of the source is left behind, each a sentence for the user.
+    std::vector<std::string> losses() const;
+
+    const AVCodecContext& codec() const { return encoder_->codec(); }
+
+    /// Takes a frame whose pts is in the settings' time base, of the settings' size rounded up to
+    /// even.
+    void write(const AVFrame& frame) { encode(&frame); }
 
     /// Takes a packet of the source; those of streams that are not copied are left out.
     void copyPacket(const AVPacket& packet);
@@ -41,23 +41,20 @@ public:
     void finish();
 
 private:
-    struct CopiedStream {
-        AVStream* stream;
-        AVRational sourceTimeBase;
-    };
-
-    void openEncoder(const VideoSettings& settings, const VideoReader* source);
-    void addVideoStream(const VideoReader* source);
-    void copyAudioStreams(const VideoReader& source);
+    void start(const VideoSettings& settings, const VideoReader* source);
+    void addVideoStream(const VideoSettings& settings, const VideoReader* source);
+    void copySideData(const VideoReader& source);
+    void close();
     void encode(const AVFrame* frame);
     void require(int code, const char* what) const;
 
-    OutputFile file_;
+    std::string name_;                // of the result, for messages
+    std::optional<OutputFile> file_;  // none: standard output
     AVFormatContext* format_ = nullptr;
-    AvPtr<AVCodecContext> codec_;
+    std::optional<VideoEncoder> encoder_;
     AVStream* stream_ = nullptr;
-    AvPtr<AVPacket> packet_;
-    std::map<int, CopiedStream> copied_;  // by stream index in the source
+    std::optional<StreamCopier> copier_;
+    std::vector<std::string> losses_;
 };
 
 }  // namespace framehold

@@ -87,6 +87,7 @@ ClipFacts readClipFacts(const std::string& path) {
 
     ClipFacts facts;
     facts.warnings = misspeltKeys(path, root);
+    readKey(path, root, "video", [&](const json& v) { facts.video = v.get<std::string>(); });
     readKey(path, root, "width",
             [&](const json& v) { facts.width = static_cast<int>(atLeast(2.0, v)); });
     readKey(path, root, "focal_px", [&](const json& v) { facts.focalLength = atLeast(1.0, v); });

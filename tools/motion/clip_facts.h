@@ -10,6 +10,7 @@ namespace framehold {
 
 /// What a clip.json says of a recording.
 struct ClipFacts {
+    std::optional<std::string> video;   // file name
     std::optional<int> width;           // pixels
     std::optional<double> focalLength;  // pixels, at this width
     std::optional<double> readoutTime;  // seconds
@@ -21,7 +22,7 @@ struct ClipFacts {
     std::vector<std::string> warnings;  // of keys that look like misspelt ones
 };
 
-/// Reads a clip.json (keys width, focal_px, readout_s, time_offset_s, axes, gravity_hint_mps2,
+/// Reads a clip.json (keys video, width, focal_px, readout_s, time_offset_s, axes, gravity_hint_mps2,
 /// imu.file) and, if it stands beside it, frames.csv (columns frame,timestamp_s). All keys are
 /// optional. Throws FileError.
 ClipFacts readClipFacts(const std::string& path);

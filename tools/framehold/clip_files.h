@@ -1,0 +1,31 @@
+#pragma once
+
+#include "framehold/stabilize_options.h"
+
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// The clips that a list of inputs names: files and "-" (standard input) as they are, and in place
+/// of a folder all videos in it and below, told by their extension, in order of their names.
+/// Results of earlier runs, whose names end in "-stable", are left out of folders.
+/// Throws std::runtime_error for folders that cannot be read or hold no video.
+std::vector<std::string> findClips(const std::vector<std::string>& inputs);
+
+/// The name that `pattern` stands for with a video: {name} is the video's name without extension,
+/// {folder} the name of the folder it is in, {ext} its extension; a folder stands for the default
+/// name in it; an empty pattern for the default name beside the video, or standard output for
+/// standard input. The default name is {name}-stable, with the video's extension if it is .mp4,
+/// .mov or .mkv, else .mp4. Throws std::invalid_argument.
+std::string nameFor(const std::string& pattern, const std::string& video);
+
+/// Whether a pattern gives videos of different names different results.
+bool namesEach(const std::string& pattern);
+
+/// Looks beside the video for what is not given: facts in a .json file of the video's name or in a
+/// clip.json that is the video's; and, if these name none, a motion log of the video's name.
+/// Throws FileError for facts that cannot be read.
+void findMotion(StabilizeOptions& options);
+
+}  // namespace framehold

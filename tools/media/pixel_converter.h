@@ -1,0 +1,45 @@
+#pragma once
+
+#include "media/av_handles.h"
+
+namespace framehold {
+
+/// The part of a frame, from its top left corner, that is converted.
+struct FrameArea {
+    int width;
+    int height;
+};
+
+/// Converts frames from one pixel format to another. Levels keep the range that the frames'
+/// color_range says. Chroma of half width is taken to sit on the left luma column of its pair, as
+/// in MPEG-2 and H.264; RGB is read with the matrix of the other frame's colorspace.
+class PixelConverter {
+public:
+    /// Fills `to`, which must be writable. Scales only if the areas differ. Areas may be odd where
+    /// the planes have room for all chroma. Throws std::runtime_error if there is no such
+    /// conversion.
+    void convert(const AVFrame& from, FrameArea fromArea, AVFrame& to, FrameArea toArea);
+
+private:
+    /// What a scaler is made for.
+    struct Task {
+        FrameArea from;
+        FrameArea to;
+        AVPixelFormat fromFormat;
+        AVPixelFormat toFormat;
+        bool fromFullRange;
+        bool toFullRange;
+        AVColorSpace matrix;
+
+        bool operator==(const Task& other) const;
+    };
+
+    static AvPtr<SwsContext> makeScaler(const Task& task);
+
+    Task task_{};
+    AvPtr<SwsContext> scaler_;  // made for task_; null at first
+};
+
+bool isRgb(AVPixelFormat format);
+
+}  // namespace framehold

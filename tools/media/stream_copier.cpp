@@ -1,0 +1,105 @@
+#include "media/stream_copier.h"
+
+#include <cstring>
+
+#include <fmt/format.h>
+
+extern "C" {
+#include <libavutil/mem.h>
+}
+
+namespace framehold {
+
+namespace {
+
+/// Tracks that containers make by themselves, of the video's metadata and of the chapters.
+bool isMadeByContainer(const AVFormatContext& file, const AVStream& stream) {
+    const uint32_t tag = stream.codecpar->codec_tag;
+    const bool isData = stream.codecpar->codec_type == AVMEDIA_TYPE_DATA;
+    const bool isTimecode = tag == MKTAG('t', 'm', 'c', 'd');
+    const bool isChapters = tag == MKTAG('t', 'e', 'x', 't') && file.nb_chapters > 0;
+    return isData && (isTimecode || isChapters);
+}
+
+/// The tag that the container is to give the stream; 0 leaves the choice to it.
+uint32_t tagFor(const AVOutputFormat& container, const AVCodecParameters& codec) {
+    if (container.codec_tag == nullptr) return codec.codec_tag;
+    const bool isItsOwn = av_codec_get_id(container.codec_tag, codec.codec_tag) == codec.codec_id;
+    return isItsOwn ? codec.codec_tag : 0;
+}
+
+bool canHold(const AVOutputFormat& container, const AVCodecParameters& codec) {
+    if (avformat_query_codec(&container, codec.codec_id, FF_COMPLIANCE_NORMAL) != 1) return false;
+    // Data without a codec of its own is told by the tag alone.
+    return codec.codec_type != AVMEDIA_TYPE_DATA || tagFor(container, codec) != 0;
+}
+
+std::string describe(const AVStream& stream) {
+    const AVCodecParameters& codec = *stream.codecpar;
+    const char* type = av_get_media_type_string(codec.codec_type);
+    char tag[AV_FOURCC_MAX_STRING_SIZE] = {};
+    const bool isKnown =
+        codec.codec_id != AV_CODEC_ID_NONE && codec.codec_id != AV_CODEC_ID_BIN_DATA;
+    const char* name =
+        isKnown ? avcodec_get_name(codec.codec_id) : av_fourcc_make_string(tag, codec.codec_tag);
+    return fmt::format("stream {} ({}, {})", stream.index, type != nullptr ? type : "unknown",
+                       name);
+}
+
+}  // namespace
+
+StreamCopier::StreamCopier(AVFormatContext& to, const AVFormatContext& from, int leaveOut)
+    : to_(to) {
+    for (unsigned i = 0; i < from.nb_streams; ++i) {
+        const AVStream& stream = *from.streams[i];
+        if (stream.index == leaveOut || isMadeByContainer(from, stream)) continue;
+        if (canHold(*to.oformat, *stream.codecpar)) {
+            addStream(stream);
+        } else {
+            losses_.push_back(fmt::format("{} is left out: {} cannot hold it", describe(stream),
+                                          to.oformat->name));
+        }
+    }
+    addChapters(from);
+}
+
+void StreamCopier::addStream(const AVStream& from) {
+    AVStream* to = avformat_new_stream(&to_, nullptr);
+    if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0) {
+        throw std::bad_alloc();
+    }
+    to->codecpar->codec_tag = tagFor(*to_.oformat, *from.codecpar);
+    to->time_base = from.time_base;
+    to->disposition = from.disposition;
+    to->sample_aspect_ratio = from.sample_aspect_ratio;
+    av_dict_copy(&to->metadata, from.metadata, 0);
+    copies_[from.index] = {to, from.time_base};
+}
+
+void StreamCopier::addChapters(const AVFormatContext& from) {
+    if (from.nb_chapters == 0) return;
+    to_.chapters = static_cast<AVChapter**>(av_calloc(from.nb_chapters, sizeof *to_.chapters));
+    if (to_.chapters == nullptr) throw std::bad_alloc();
+    for (unsigned i = 0; i < from.nb_chapters; ++i) {
+        auto* chapter = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));
+        if (chapter == nullptr) throw std::bad_alloc();
+        *chapter = *from.chapters[i];
+        chapter->metadata = nullptr;
+        to_.chapters[to_.nb_chapters++] = chapter;
+        av_dict_copy(&chapter->metadata, from.chapters[i]->metadata, 0);
+    }
+}
+
+int StreamCopier::copy(const AVPacket& packet) const {
+    const auto found = copies_.find(packet.stream_index);
+    if (found == copies_.end()) return 0;
+    const Copy& target = found->second;
+    const AvPtr<AVPacket> copy(av_packet_clone(&packet));
+    if (!copy) throw std::bad_alloc();
+    copy->stream_index = target.stream->index;
+    copy->pos = -1;
+    av_packet_rescale_ts(copy.get(), target.sourceTimeBase, target.stream->time_base);
+    return av_interleaved_write_frame(&to_, copy.get());
+}
+
+}  // namespace framehold
