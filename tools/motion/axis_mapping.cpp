@@ -65,6 +65,11 @@ std::string AxisMapping::term(size_t device) const {
             static_cast<char>('x' + static_cast<int>(axis_[device]))};
 }
 
+bool AxisMapping::isProper() const {
+    const bool isCyclic = axis_[1] == (axis_[0] + 1) % 3;
+    return sign_[0] * sign_[1] * sign_[2] == (isCyclic ? 1.0 : -1.0);
+}
+
 std::string AxisMapping::letters() const {
     std::string text;
     for (size_t i = 0; i < 3; ++i) {

@@ -24,6 +24,9 @@ public:
     Vec3 toDevice(const Vec3& logged) const;
     Vec3 toLogged(const Vec3& device) const;
 
+    /// Whether a right hand stays one.
+    bool isProper() const;
+
     std::string letters() const;
 
     /// The logged axis of a device axis (0 to 2) as fromTerms takes it.
