@@ -1,6 +1,6 @@
 #include "analysis/axis_search.h"
 
-#include "analysis/picture_motion.h"
+#include "analysis/global_motion.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,11 +27,11 @@ struct Pair {
 std::vector<Pair> pairsOf(const FeatureTracks& tracks) {
     std::vector<Pair> pairs;
     for (size_t i = 0; i < tracks.motions.size(); ++i) {
-        const auto motion = picturesMotion(tracks.motions[i], tracks.width, tracks.height);
+        const auto motion = estimateGlobalMotion(tracks.motions[i], tracks.width, tracks.height);
         if (!motion) continue;
         pairs.push_back({tracks.frameTimes[i],
                          tracks.frameTimes[i + 1],
-                         {motion->right, -motion->down, motion->turn}});
+                         {motion->dx, -motion->dy, motion->rotation}});
     }
     return pairs;
 }

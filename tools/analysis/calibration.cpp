@@ -30,6 +30,9 @@ constexpr double kDriftFloor = 3e-6;
 constexpr Estimate kUsualReadout = {0.02, 0.02};
 constexpr double kUsualDrift = 5e-4;
 
+// The comparison of axes alone finds the offset about as well.
+constexpr double kDoubtfulOffset = 0.01;  // seconds
+
 constexpr double kLeastExplained = 0.3;  // of the shake, for the log to be the clip's
 
 /// A mapping with the first guesses of all clips.
@@ -260,6 +263,7 @@ private:
         lower(result.readout, Telling::kNot);
         for (ClockFinding& clock : result.clocks) {
             lower(clock.offset, Telling::kRoughly);
+            clock.offset.deviation = std::max(clock.offset.deviation, kDoubtfulOffset);
             lower(clock.drift, Telling::kNot);
         }
     }

@@ -29,7 +29,7 @@ struct CalibrationSettings {
 enum class Telling {
     kGiven,    // was not to be found
     kTold,     // as exactly as stabilizing needs it
-    kRoughly,  // up to three times worse
+    kRoughly,  // better than not known
     kNot,      // the clips do not excite it: the value means nothing
 };
 

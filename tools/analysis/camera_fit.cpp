@@ -1,6 +1,6 @@
 #include "analysis/camera_fit.h"
 
-#include "analysis/picture_motion.h"
+#include "analysis/median.h"
 #include "analysis/rolling_camera.h"
 
 #include <algorithm>

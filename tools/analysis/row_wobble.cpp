@@ -1,5 +1,6 @@
 #include "analysis/row_wobble.h"
 
+#include "analysis/median.h"
 #include "analysis/path_energy.h"
 
 #include <algorithm>
@@ -17,12 +18,6 @@ struct Band {
     std::vector<double> x;
     std::vector<double> y;
 };
-
-double median(std::vector<double>& values) {
-    const auto middle = values.begin() + static_cast<ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 std::vector<Band> bandsOf(const std::vector<FeatureMotion>& features, const GlobalMotion& motion,
                           int height) {
