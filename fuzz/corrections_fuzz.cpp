@@ -84,7 +84,7 @@ void drawCorrection(Draw& draw, const Sizes& sizes, SharedArray<MeshPoint>& mesh
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Draw draw(data, size);
-    const Sizes sizes{draw.even(2, 420), draw.even(2, 300), draw.even(2, 420), draw.even(2, 420)};
+    const Sizes sizes{draw.even(2, 300), draw.even(2, 300), draw.even(2, 300), draw.even(2, 300)};
     WorkerPool* pool = draw.flag() ? sharedPool() : nullptr;
     std::vector<std::unique_ptr<BlockWarper>> warpers;
     for (const RowKernels* kernels : zpr_test::availableKernels()) {
