@@ -125,7 +125,8 @@ void addStabilizeCommand(CLI::App& app) {
                      "File; folder; pattern of {name}, {folder}, {ext}; or - for y4m on "
                      "standard output (default: {name}-stable beside VIDEO)")
         ->type_name("FILE");
-    command->add_option("-m,--motion", o.motion, "Motion log (default: the telemetry in VIDEO)")->check(CLI::ExistingFile);
+    command->add_option("-m,--motion", o.motion, "Motion log (default: the telemetry in VIDEO)")
+        ->check(CLI::ExistingFile);
     command->add_option("--clip", o.clip, "clip.json with the recording's facts")
         ->check(CLI::ExistingFile);
     command->add_option("-j,--parallel", options->parallel, "Clips to stabilize at a time")
