@@ -4,11 +4,15 @@ build_packages="ca-certificates cmake g++ ninja-build pkg-config libavcodec-dev 
 libavutil-dev libswscale-dev libcli11-dev libeigen3-dev libfmt-dev libopencv-calib3d-dev \
 libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev libopencv-video-dev \
 nlohmann-json3-dev"
-test_packages="$build_packages binutils clang-format ffmpeg fish g++-aarch64-linux-gnu \
-g++-arm-linux-gnueabi googletest groff python3 qemu-user valgrind zsh"
+test_packages="$build_packages binutils chromium clang-format ffmpeg fish g++-aarch64-linux-gnu \
+g++-arm-linux-gnueabi googletest groff qemu-user valgrind zsh"
 bench_packages="$build_packages libvidstab-dev"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
 arm_packages="ca-certificates cmake g++-arm-linux-gnueabi libeigen3-dev ninja-build qemu-user"
+
+# Node comes from elsewhere on some machines; Debian's would replace it.
+command -v node >/dev/null || test_packages="$test_packages nodejs"
+command -v npm >/dev/null || test_packages="$test_packages npm"
 
 # install_packages PACKAGE...: installs what is missing.
 install_packages() {

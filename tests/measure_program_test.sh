@@ -1,8 +1,9 @@
 #!/bin/bash
-# Runs `framehold measure` as a user would, on a simulated clip.
-# Usage: measure_program_test.sh FRAMEHOLD
+# Runs `framehold measure` and `report` as a user would, on a simulated clip.
+# Usage: measure_program_test.sh FRAMEHOLD REPORTS   (ON, or OFF if the program is built without)
 set -u
 framehold=$1
+reports=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failures=0
@@ -23,7 +24,7 @@ expect() {
 "$framehold" simulate "$work/sim" -q --size 320x180 --focal 250 --duration 1.5 --pan 0
 clip=$work/sim/clip.mp4
 steady=$work/steady.mp4
-"$framehold" stabilize "$clip" --clip "$work/sim/clip.json" -q -o "$steady"
+"$framehold" stabilize "$clip" --clip "$work/sim/clip.json" -q -o "$steady" --save-run "$work/run.json"
 
 expect 0 "translation, px RMS" "$framehold" measure "$clip"
 "$framehold" measure "$clip" "$steady" --json --csv "$work/paths.csv" > "$work/all.json"
@@ -45,4 +46,22 @@ expect 2 "CLIP is required" "$framehold" measure
 expect 2 "--cutoff" "$framehold" measure "$clip" --cutoff 0
 expect 1 "imu.gcsv" "$framehold" measure "$work/sim/imu.gcsv"
 expect 1 "/nowhere/x.csv: cannot be written" "$framehold" measure "$clip" --csv /nowhere/x.csv
+
+page=$work/page.html
+if [ "$reports" = ON ]; then
+    expect 0 "written: $page" "$framehold" report "$clip" "$steady" --run "$work/run.json" -o "$page"
+    expect 0 "" "$framehold" stabilize "$clip" --clip "$work/sim/clip.json" -q -o "$work/again.mp4" \
+        --report "$work/again.html"
+    for file in "$page" "$work/again.html"; do
+        grep -q '"frames":45,' "$file" || { echo "FAILED: $file knows no run"; failures=$((failures + 1)); }
+    done
+    expect 1 "page.html: cannot be written" "$framehold" report "$clip" "$steady" -o /nowhere/page.html
+    expect 1 "all.json: is not what stabilize --save-run writes" \
+        "$framehold" report "$clip" "$steady" --run "$work/all.json" -o "$page"
+    expect 2 "--report" "$framehold" stabilize "$clip" --clip "$work/sim/clip.json" -o - --report "$page"
+else
+    expect 1 "reports are off" "$framehold" report "$clip" "$steady" -o "$page"
+    expect 1 "reports are off" "$framehold" stabilize "$clip" -o "$work/again.mp4" --report "$page"
+    [ ! -e "$page" ] && [ ! -e "$work/again.mp4" ] || { echo "FAILED: written"; failures=$((failures + 1)); }
+fi
 [ $failures -eq 0 ]

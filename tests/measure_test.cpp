@@ -5,9 +5,9 @@
 #include "media/video_writer.h"
 #include "simulation/camera_path.h"
 #include "simulation/frame_renderer.h"
+#include "temporary_folder.h"
 
 #include <cmath>
-#include <filesystem>
 #include <functional>
 
 #include <gtest/gtest.h>
@@ -69,14 +69,11 @@ TEST(StabilityScore, IsTheShareOfTheFiveLowestFrequencies) {
 class MadeUpClip : public testing::Test {
 protected:
     MadeUpClip() {
-        std::string name = (std::filesystem::temp_directory_path() / "framehold_XXXXXX").string();
-        folder_ = mkdtemp(name.data());
         camera_.width = 480;
         camera_.height = 270;
         camera_.focal = 400.0;
         camera_.readout = 0.0;
     }
-    ~MadeUpClip() override { std::filesystem::remove_all(folder_); }
 
     std::string write(const std::string& name, int frames,
                       const std::function<Picture(int)>& make) const {
@@ -87,7 +84,7 @@ protected:
         settings.frameRate = {kRate, 1};
         settings.quality = 0;  // lossless
         settings.preset = "ultrafast";
-        VideoWriter writer(folder_ / name, settings);
+        VideoWriter writer(folder_.path(name), settings);
         for (int i = 0; i < frames; ++i) {
             const Picture picture = make(i);
             AvPtr<AVFrame> frame = makeNv12Frame(picture.width, picture.height);
@@ -103,7 +100,7 @@ protected:
             writer.write(*frame);
         }
         writer.finish();
-        return folder_ / name;
+        return folder_.path(name);
     }
 
     std::string film(const std::string& name, const CameraModel& camera, const CameraPath& path,
@@ -146,7 +143,7 @@ protected:
     CameraModel camera_;
 
 private:
-    std::filesystem::path folder_;
+    zpr_test::TemporaryFolder folder_;
 };
 
 TEST_F(MadeUpClip, ShakeIsWhatTheCameraDid) {

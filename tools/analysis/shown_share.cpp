@@ -1,10 +1,9 @@
 #include "analysis/shown_share.h"
 
-#include "media/video_reader.h"
+#include "media/frame_walk.h"
 
 #include <algorithm>
 #include <cmath>
-#include <deque>
 #include <vector>
 
 #include <opencv2/calib3d.hpp>
@@ -68,40 +67,6 @@ std::optional<double> shareOf(const Described& original, const Described& stabil
     const float area = cv::intersectConvexConvex(shown, corners(original.size), common);
     return area / static_cast<double>(original.size.area());
 }
-
-/// Walks over a video in steps of time since its first frame.
-class FrameWalk {
-public:
-    explicit FrameWalk(const std::string& video) : reader_(video) {}
-
-    const VideoReader& reader() const { return reader_; }
-
-    /// The next frame; null at the end.
-    const AVFrame* next() {
-        const AVFrame* frame = reader_.next();
-        if (frame == nullptr) return nullptr;
-        const double time = static_cast<double>(frame->pts) * av_q2d(reader_.timeBase());
-        if (!started_) first_ = time;
-        started_ = true;
-        time_ = time - first_;
-        return frame;
-    }
-
-    /// The first frame that is not yet past half a period before `time`; null at the end.
-    const AVFrame* seek(double time) {
-        const AVFrame* frame = next();
-        while (frame != nullptr && time_ < time - 0.5 / reader_.framesPerSecond()) frame = next();
-        return frame;
-    }
-
-    double time() const { return time_; }
-
-private:
-    VideoReader reader_;
-    bool started_ = false;
-    double first_ = 0.0;
-    double time_ = 0.0;
-};
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace framehold {
 
@@ -24,5 +25,9 @@ private:
     std::string temporary_;
     bool committed_ = false;
 };
+
+/// Writes a file as a whole: under its name stands all of it or what stood there before. Throws
+/// std::runtime_error with the file's name and the cause.
+void writeWholeFile(const std::string& path, std::string_view bytes);
 
 }  // namespace framehold

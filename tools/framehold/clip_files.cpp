@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include <fmt/args.h>
 #include <fmt/format.h>
 
 namespace framehold {

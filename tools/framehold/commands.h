@@ -9,6 +9,7 @@ void addStabilizeCommand(CLI::App& app);
 void addSimulateCommand(CLI::App& app);
 void addCompareCommand(CLI::App& app);
 void addMeasureCommand(CLI::App& app);
+void addReportCommand(CLI::App& app);
 void addDocumentationCommands(CLI::App& app);  // manual and completion
 
 }  // namespace framehold

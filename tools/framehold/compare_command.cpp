@@ -2,6 +2,7 @@
 #include "common/progress.h"
 #include "framehold/commands.h"
 #include "framehold/side_by_side.h"
+#include "media/mean_frame.h"
 #include "media/picture_writer.h"
 #include "media/video_reader.h"
 #include "media/video_writer.h"
@@ -27,45 +28,6 @@ struct CompareOptions {
     int firstFrame = 0;
     int frames = 30;
     bool quiet = false;
-};
-
-/// The mean of a number of frames: what moves is blurred.
-class MeanFrame {
-public:
-    void add(const AVFrame& frame) {
-        if (!mean_) {
-            mean_ = makeNv12Frame(frame.width, frame.height);
-            sums_.resize(static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height) * 3 /
-                         2);
-        }
-        auto sum = sums_.begin();
-        visit(frame, [&](const uint8_t& byte) { *sum++ += byte; });
-        ++count_;
-    }
-
-    const AVFrame& frame() {
-        auto sum = sums_.begin();
-        visit(*mean_,
-              [&](uint8_t& byte) { byte = static_cast<uint8_t>((*sum++ + count_ / 2) / count_); });
-        return *mean_;
-    }
-
-    bool isEmpty() const { return count_ == 0; }
-
-private:
-    template <class Visit>
-    static void visit(const AVFrame& frame, Visit visit) {
-        for (int plane = 0; plane < 2; ++plane) {
-            for (int y = 0; y < frame.height >> plane; ++y) {
-                uint8_t* row = frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane];
-                std::for_each(row, row + frame.width, visit);
-            }
-        }
-    }
-
-    AvPtr<AVFrame> mean_;
-    std::vector<uint32_t> sums_;
-    uint32_t count_ = 0;
 };
 
 void compare(const CompareOptions& options) {

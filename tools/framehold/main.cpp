@@ -2,7 +2,6 @@
 #include "cli/usage_errors.h"
 #include "common/interruption.h"
 #include "framehold/commands.h"
-#include "media/libav_messages.h"
 #include "zpr_framehold.h"
 
 #include <cstdio>
@@ -11,6 +10,10 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+
+extern "C" {
+#include <libavutil/log.h>
+}
 
 namespace {
 
@@ -38,10 +41,11 @@ int run(int argc, char** argv) {
     framehold::addSimulateCommand(app);
     framehold::addCompareCommand(app);
     framehold::addMeasureCommand(app);
+    framehold::addReportCommand(app);
     framehold::addDocumentationCommands(app);
     // Only now, so that commands do not inherit it.
     app.set_version_flag("--version", versionText(), "Print the version");
-    framehold::keepLibavMessages();
+    av_log_set_level(AV_LOG_ERROR);
     framehold::catchInterruptions();
     try {
         app.parse(argc, argv);

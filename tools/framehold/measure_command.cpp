@@ -1,20 +1,14 @@
-#include "analysis/clip_measures.h"
 #include "analysis/measure_rows.h"
-#include "analysis/shown_share.h"
-#include "common/interruption.h"
 #include "common/output_file.h"
-#include "common/progress.h"
 #include "framehold/commands.h"
-#include "media/video_reader.h"
+#include "framehold/measured_clips.h"
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <vector>
 
 #include <fmt/format.h>
-#include <fmt/ostream.h>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -25,30 +19,13 @@ namespace {
 
 struct MeasureOptions {
     std::vector<std::string> videos;  // the first one is the original
-    double cutoff = 1.0;              // Hz
-    int delay = 0;
+    MeasureSettings settings;
     bool json = false;
     std::string csv;  // empty: none
     bool quiet = false;
 };
 
 constexpr double kDegrees = 180.0 / 3.14159265358979323846;
-
-std::vector<ClipMeasures> measureAll(const MeasureOptions& options) {
-    std::vector<ClipMeasures> clips;
-    for (const std::string& video : options.videos) {
-        Progress progress("measuring " + video, 2 * VideoReader(video).expectedFrames(),
-                          !options.quiet);
-        clips.push_back(measureClip(video, options.cutoff, [&progress] {
-            throwIfInterrupted();
-            progress.advance();
-        }));
-        if (clips.size() > 1) {
-            clips.back().shownShare = shownShare(options.videos[0], video, options.delay);
-        }
-    }
-    return clips;
-}
 
 void printTable(const std::vector<ClipMeasures>& clips) {
     constexpr int kColumn = 17;
@@ -98,34 +75,30 @@ void printJson(const std::vector<ClipMeasures>& clips, double cutoff) {
     fmt::print("{}\n", all.dump(1));
 }
 
-void writePaths(const std::string& path, const std::vector<ClipMeasures>& clips) {
-    OutputFile target(path);
-    std::ofstream out(target.temporary());
-    fmt::print(out,
-               "video,frame,time_s,x_px,y_px,rotation_deg,scale,"
-               "shake_x_px,shake_y_px,shake_rotation_deg,shake_scale\n");
-    const auto print = [&out](const PicturePath& part, size_t i) {
-        fmt::print(out, ",{:.4f},{:.4f},{:.6f},{:.8f}", part.x[i], part.y[i],
-                   kDegrees * part.rotation[i], std::exp(part.logScale[i]));
+std::string pathTable(const std::vector<ClipMeasures>& clips) {
+    std::string table =
+        "video,frame,time_s,x_px,y_px,rotation_deg,scale,"
+        "shake_x_px,shake_y_px,shake_rotation_deg,shake_scale\n";
+    const auto add = [&table](const PicturePath& part, size_t i) {
+        table += fmt::format(",{:.4f},{:.4f},{:.6f},{:.8f}", part.x[i], part.y[i],
+                             kDegrees * part.rotation[i], std::exp(part.logScale[i]));
     };
     for (size_t clip = 0; clip < clips.size(); ++clip) {
         for (size_t i = 0; i < clips[clip].times.size(); ++i) {
-            fmt::print(out, "{},{},{:.6f}", clip, i, clips[clip].times[i]);
-            print(clips[clip].path, i);
-            print(clips[clip].shake, i);
-            fmt::print(out, "\n");
+            table += fmt::format("{},{},{:.6f}", clip, i, clips[clip].times[i]);
+            add(clips[clip].path, i);
+            add(clips[clip].shake, i);
+            table += '\n';
         }
     }
-    out.close();
-    if (!out) throw std::runtime_error(path + ": cannot be written");
-    target.commit();
+    return table;
 }
 
 void measure(const MeasureOptions& options) {
-    const std::vector<ClipMeasures> clips = measureAll(options);
-    if (!options.csv.empty()) writePaths(options.csv, clips);
+    const std::vector<ClipMeasures> clips = measureClips(options.videos, options.settings);
+    if (!options.csv.empty()) writeWholeFile(options.csv, pathTable(clips));
     if (options.json) {
-        printJson(clips, options.cutoff);
+        printJson(clips, options.settings.cutoff);
     } else {
         printTable(clips);
     }
@@ -155,17 +128,21 @@ void addMeasureCommand(CLI::App& app) {
     command->add_option("CLIP", o.videos, "The original, then stabilized clips")
         ->required()
         ->check(CLI::ExistingFile);
-    command->add_option("--cutoff", o.cutoff, "Hz; slower motion is not shake")
+    command->add_option("--cutoff", o.settings.cutoff, "Hz; slower motion is not shake")
         ->check(CLI::Range(0.05, 10.0))
         ->capture_default_str();
-    command->add_option("--delay", o.delay, "Frames by which the stabilized clips are late")
+    command
+        ->add_option("--delay", o.settings.delay, "Frames by which the stabilized clips are late")
         ->check(CLI::Range(0, 1000))
         ->capture_default_str();
     command->add_flag("--json", o.json, "Print JSON");
     command->add_option("--csv", o.csv, "Write the path of every clip's picture to this file")
         ->type_name("FILE");
     command->add_flag("-q,--quiet", o.quiet, "No progress bar");
-    command->callback([options] { measure(*options); });
+    command->callback([options] {
+        options->settings.progress = !options->quiet;
+        measure(*options);
+    });
 }
 
 }  // namespace framehold

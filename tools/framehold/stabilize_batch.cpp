@@ -4,12 +4,11 @@
 #include "framehold/clip_files.h"
 #include "framehold/run_summary.h"
 #include "framehold/stabilize_clip.h"
+#include "report/report_page.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <thread>
@@ -31,6 +30,17 @@ std::string fillIn(const std::string& option, const std::string& pattern,
         throw CLI::ValidationError(option, error.what());
     }
 }
+
+/// What is written for each clip, named by a pattern.
+struct PatternOption {
+    const char* name;
+    std::string StabilizeOptions::*value;
+};
+
+constexpr PatternOption kPatternOptions[] = {{"--output", &StabilizeOptions::output},
+                                             {"--export-path", &StabilizeOptions::exportPath},
+                                             {"--report", &StabilizeOptions::report},
+                                             {"--save-run", &StabilizeOptions::saveRun}};
 
 class Batch {
 public:
@@ -59,9 +69,10 @@ private:
     void addClip(const std::string& video) {
         StabilizeOptions clip = options_.each;
         clip.video = video;
-        clip.output = fillIn("--output", options_.each.output, video);
-        if (!clip.exportPath.empty()) {
-            clip.exportPath = fillIn("--export-path", options_.each.exportPath, video);
+        for (const auto& [name, value] : kPatternOptions) {
+            const bool hasDefault = value == &StabilizeOptions::output;
+            if (hasDefault || !(clip.*value).empty())
+                clip.*value = fillIn(name, clip.*value, video);
         }
         clips_.push_back(clip);
     }
@@ -72,15 +83,15 @@ private:
             throw CLI::ValidationError(option, why);
         };
         const StabilizeOptions& each = options_.each;
+        if (!each.report.empty()) requireReports();
         if (!isSingle()) {
             for (const auto& [option, value] : {std::pair{"--motion", each.motion},
                                                 {"--clip", each.clip},
                                                 {"--record-session", each.session}}) {
                 if (!value.empty()) refuse(option, "goes with one video only");
             }
-            for (const auto& [option, value] :
-                 {std::pair{"--output", each.output}, {"--export-path", each.exportPath}}) {
-                if (namesEach(value)) continue;
+            for (const auto& [option, value] : kPatternOptions) {
+                if (namesEach(each.*value)) continue;
                 refuse(option, "several videos need a folder or a pattern such as out/{name}.mp4");
             }
         }
@@ -88,6 +99,10 @@ private:
         for (const StabilizeOptions& clip : clips_) {
             if (clip.output == "-" && options_.json) {
                 refuse("--json", "the video takes up standard output");
+            }
+            if (!clip.report.empty() && (clip.output == "-" || clip.video == "-")) {
+                refuse("--report",
+                       "needs files that can be read again, not standard input or output");
             }
             const auto [user, isNew] = users.emplace(clip.output, clip.video);
             if (!isNew) {
@@ -106,9 +121,9 @@ private:
     /// The folders that patterns ask for.
     void makeFolders() const {
         for (const StabilizeOptions& clip : clips_) {
-            for (const auto& [pattern, name] : {std::pair{options_.each.output, clip.output},
-                                                {options_.each.exportPath, clip.exportPath}}) {
-                const auto folder = std::filesystem::path(name).parent_path();
+            for (const PatternOption& option : kPatternOptions) {
+                const std::string& pattern = options_.each.*option.value;
+                const auto folder = std::filesystem::path(clip.*option.value).parent_path();
                 const bool isAsked = !pattern.empty() && namesEach(pattern);
                 if (isAsked && !folder.empty()) std::filesystem::create_directories(folder);
             }
@@ -128,7 +143,8 @@ private:
         display.label = isSingle() ? "" : clip.video;
         display.showNotes = isSingle();
         display.showProgress = options_.parallel == 1 || isSingle();
-        display.observePath = options_.json || !clip.exportPath.empty();
+        display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
+                              !clip.report.empty();
         result.record.input = clip.video;
         result.record.output = clip.output;
         try {
@@ -166,12 +182,8 @@ private:
         summary["interrupted"] = count(End::kInterrupted);
         summary["clips"] = nlohmann::ordered_json::array();
         for (const ClipResult& result : results_) summary["clips"].push_back(summaryOf(result));
-        const std::string text =
-            summary.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-        if (std::puts(text.c_str()) < 0 || std::fflush(stdout) != 0) {
-            throw std::runtime_error(
-                fmt::format("standard output: cannot be written: {}", std::strerror(errno)));
-        }
+        fmt::print("{}\n",
+                   summary.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
     }
 
     /// The last word: what main prints, and the exit code.

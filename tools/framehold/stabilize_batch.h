@@ -10,7 +10,7 @@ namespace framehold {
 /// What one call of `framehold stabilize` does: any number of clips.
 struct BatchOptions {
     std::vector<std::string> inputs;  // see findClips
-    StabilizeOptions each;            // `video` is not used; `output`, `exportPath` are patterns
+    StabilizeOptions each;            // `video` is not used; names of files to write are patterns
     int parallel = 1;                 // clips at a time
     bool json = false;                // print a summary on standard output
 };

@@ -4,6 +4,7 @@
 #include "common/progress.h"
 #include "framehold/canvas.h"
 #include "framehold/clip_output.h"
+#include "framehold/clip_report.h"
 #include "framehold/motion_feed.h"
 #include "framehold/path_observer.h"
 #include "framehold/path_table.h"
@@ -11,6 +12,7 @@
 #include "framehold/stabilize_plan.h"
 #include "framehold/stabilizer.h"
 #include "media/video_reader.h"
+#include "report/run_record_file.h"
 
 #include <algorithm>
 #include <chrono>
@@ -75,10 +77,7 @@ public:
             take(*frame);
         }
         flush();
-        if (taken_ == 0) {
-            throw MediaError(options_.video, fmt::format("holds no frames but {} damaged packets",
-                                                         reader_.damagedPackets()));
-        }
+        if (taken_ == 0) throw MediaError(options_.video, "holds no frames");
         output_.finish();
         if (recorder_) recorder_->finish();
         progress_.clear();
@@ -241,6 +240,16 @@ private:
     double lastTime_ = 0.0;
 };
 
+void report(const StabilizeOptions& options, const RunDisplay& display, const RunRecord& record) {
+    ReportRequest request;
+    request.original = options.video;
+    request.stabilized = options.output;
+    request.run = record;
+    request.page = options.report;
+    request.progress = display.showProgress && !options.quiet;
+    makeReport(request);
+}
+
 }  // namespace
 
 void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record) {
@@ -248,6 +257,8 @@ void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, R
     record.output = options.output;
     ClipStabilizer(options, display, record).run();
     if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
+    if (!options.saveRun.empty()) saveRunRecord(options.saveRun, record);
+    if (!options.report.empty()) report(options, display, record);
     RunMessages(record, display.label, display.showNotes && !options.quiet)
         .say("written: " + (options.output == "-" ? "standard output" : options.output));
 }

@@ -83,6 +83,9 @@ void addResultOptions(CLI::App& command, BatchOptions& batch) {
     command.add_option("--export-path", o.exportPath, "Write each frame's orientations as CSV")
         ->type_name("FILE")
         ->group(result);
+    command.add_option("--report", o.report, "Write an HTML page that shows what was done")
+        ->type_name("FILE")
+        ->group(result);
     command.add_flag("--json", batch.json, "Print a summary on standard output")->group(result);
 
     const std::string more = "More result options";
@@ -95,6 +98,9 @@ void addResultOptions(CLI::App& command, BatchOptions& batch) {
     command
         .add_option("--pixel-format", o.pixelFormat,
                     "FFmpeg's name of it (yuv420p; for odd sizes in H.264 yuv444p)")
+        ->group(more);
+    command.add_option("--save-run", o.saveRun, "Keep what `framehold report` needs")
+        ->type_name("FILE")
         ->group(more);
     command.add_option("--record-session", o.session, "Record what the library is fed to a file")
         ->type_name("FILE")

@@ -38,6 +38,8 @@ struct StabilizeOptions {
     bool sideBySide = false;  // the source beside the result
     std::string session;      // file to record the session to; empty: none
     std::string exportPath;   // file for the path's table; empty: none
+    std::string saveRun;      // file for the run's record; empty: none
+    std::string report;       // file for the page that shows the run; empty: none
     bool quiet = false;
 };
 

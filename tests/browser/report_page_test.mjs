@@ -1,0 +1,102 @@
+// Opens a report in a headless browser and checks what its reader would see.
+// Usage: node report_page_test.mjs BROWSER PAGE SCREENSHOT
+import assert from "node:assert/strict";
+import { pathToFileURL } from "node:url";
+import { chromium } from "playwright-core";
+
+const [executablePath, page_file, screenshot] = process.argv.slice(2);
+const browser = await chromium.launch({
+  executablePath,
+  args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+         "--disable-background-networking", "--disable-component-update", "--disable-sync"],
+});
+const page = await browser.newPage({ viewport: { width: 1200, height: 900 }, colorScheme: "light" });
+const address = pathToFileURL(page_file).href;
+const complaints = [];
+const requests = [];
+page.on("console", (message) => complaints.push(`${message.type()}: ${message.text()}`));
+page.on("pageerror", (error) => complaints.push(`error: ${error}`));
+page.on("request", (request) => {
+  const url = request.url();
+  if (url !== address && !url.startsWith("data:")) requests.push(url);
+});
+
+// Of every plot: its label, and how many pixels of each line's colour it shows.
+const readPlots = () => page.evaluate(() => [...document.querySelectorAll(".plots figure")].map((figure) => {
+  const canvas = figure.querySelector("canvas");
+  const copy = new OffscreenCanvas(canvas.width, canvas.height).getContext("2d", { willReadFrequently: true });
+  copy.drawImage(canvas, 0, 0);
+  const pixels = copy.getImageData(0, 0, canvas.width, canvas.height).data;
+  const lines = [...figure.querySelectorAll(".key")].map((key) => {
+    const probe = document.createElement("i");
+    probe.style.color = getComputedStyle(key).getPropertyValue("--colour");
+    figure.append(probe);
+    const wanted = getComputedStyle(probe).color.match(/\d+/g).map(Number);
+    probe.remove();
+    let count = 0;
+    for (let i = 0; i < pixels.length; i += 4) {
+      const isLine = pixels[i + 3] > 200 && wanted.every((c, k) => Math.abs(c - pixels[i + k]) < 24);
+      if (isLine) ++count;
+    }
+    return count;
+  });
+  return { label: canvas.getAttribute("aria-label"), lines };
+}));
+
+function checkPlots(plots, expected) {
+  assert.equal(plots.length, expected);
+  for (const { label, lines } of plots) {
+    assert.ok(label && lines.length > 0, label);
+    lines.forEach((count, i) => assert.ok(count > 50, `${label}: line ${i} shows ${count} pixels`));
+  }
+}
+
+try {
+  await page.goto(address);
+  const plots = await readPlots();
+  checkPlots(plots, 8);
+  console.log(plots.map(({ label, lines }) => `drawn: ${label}: ${lines.join(" and ")} pixels`).join("\n"));
+
+  // The slider moves the edge between the pictures, by mouse and by keyboard.
+  const wipe = page.locator(".wipe");
+  const edge = async () => (await page.locator(".wipe .edge").boundingBox()).x;
+  const box = await wipe.boundingBox();
+  const before = await edge();
+  await page.mouse.click(box.x + 0.2 * box.width, box.y + 0.5 * box.height);
+  const clicked = await edge();
+  assert.ok(Math.abs(clicked - (box.x + 0.2 * box.width)) < 0.03 * box.width, `${clicked} after a click`);
+  await page.keyboard.press("ArrowRight");
+  assert.ok((await edge()) > clicked, "the arrow key did not move the slider");
+  console.log(`slider: edge at ${before.toFixed(0)}, after a click at ${clicked.toFixed(0)} px`);
+  const shown = () => page.evaluate(() => [...document.querySelectorAll(".wipe img")].map((image) =>
+    [image.src.slice(0, 23), image.naturalWidth > 0, image.src.length]));
+  const first = await shown();
+  assert.ok(first.every(([start, isLoaded]) => start === "data:image/jpeg;base64," && isLoaded), `${first}`);
+  await page.locator(".choices button").last().click();
+  await page.waitForFunction(() => [...document.querySelectorAll(".wipe img")].every((i) => i.complete));
+  assert.notDeepEqual(await shown(), first);
+  await page.locator(".wipe input").fill("50");
+
+  // Warnings and values are text of the page, whatever they hold.
+  const text = await page.locator("body").innerText();
+  for (const wanted of ["frames have no orientation", "ZPR_GetDefaultParam(&param);", "</script><b>odd</b>",
+                        "translation, px RMS", "of the shake is left", "Readout time"]) {
+    assert.ok(text.includes(wanted), `the page does not say: ${wanted}`);
+  }
+  await page.screenshot({ path: screenshot, fullPage: true });
+
+  // Dark colours, and the width of a phone.
+  await page.emulateMedia({ colorScheme: "dark" });
+  await page.setViewportSize({ width: 390, height: 800 });
+  await page.waitForTimeout(300);
+  const overhang = await page.evaluate(() => document.documentElement.scrollWidth - window.innerWidth);
+  assert.ok(overhang <= 0, `wider than a phone by ${overhang} px`);
+  checkPlots(await readPlots(), 8);
+  await page.screenshot({ path: screenshot.replace(".png", "_dark.png"), fullPage: true });
+
+  assert.deepEqual(complaints, []);
+  assert.deepEqual(requests, []);
+  console.log("console: nothing; network: nothing");
+} finally {
+  await browser.close();
+}

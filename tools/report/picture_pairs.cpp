@@ -1,0 +1,57 @@
+#include "report/picture_pairs.h"
+
+#include "media/frame_walk.h"
+#include "media/jpeg_picture.h"
+#include "media/mean_frame.h"
+
+#include <optional>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+constexpr int kWidth = 960;  // pixels
+
+/// The coming frames of both videos on top of each other.
+std::optional<PicturePair> takeMeans(FrameWalk& before, FrameWalk& after) {
+    constexpr int kFrames = 15;
+    MeanFrame shaky;
+    MeanFrame steady;
+    for (int i = 0; i < kFrames; ++i) {
+        const AVFrame* left = before.next();
+        const AVFrame* right = after.next();
+        if (left == nullptr || right == nullptr) return std::nullopt;
+        shaky.add(*left);
+        steady.add(*right);
+    }
+    return PicturePair{fmt::format("{} frames on top of each other", kFrames),
+                       jpegDataUrl(shaky.frame(), kWidth), jpegDataUrl(steady.frame(), kWidth)};
+}
+
+}  // namespace
+
+std::vector<PicturePair> takePictures(const std::string& original, const std::string& stabilized,
+                                      int delay) {
+    constexpr double kMoments[] = {0.2, 0.5, 0.75};  // of the stabilized video
+    FrameWalk before(original);
+    FrameWalk after(stabilized);
+    const double rate = after.reader().framesPerSecond();
+    const double late = delay / rate;
+    const double length = static_cast<double>(after.reader().expectedFrames()) / rate - late;
+    std::vector<PicturePair> pairs;
+    for (const double moment : kMoments) {
+        const double time = moment * length;
+        const AVFrame* shaky = before.seek(time);
+        const AVFrame* steady = after.seek(time + late);
+        if (shaky == nullptr || steady == nullptr) break;
+        pairs.push_back({fmt::format("{:.1f} s", time), jpegDataUrl(*shaky, kWidth),
+                         jpegDataUrl(*steady, kWidth)});
+    }
+    if (auto means = takeMeans(before, after)) pairs.push_back(std::move(*means));
+    return pairs;
+}
+
+}  // namespace framehold

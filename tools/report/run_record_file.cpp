@@ -1,0 +1,102 @@
+#include "report/run_record_file.h"
+
+#include "common/output_file.h"
+#include "common/text_fields.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+namespace framehold {
+
+using nlohmann::ordered_json;
+using qlx::zpr_framehold::Quaternion;
+
+namespace {
+
+constexpr const char* kKind = "framehold run";
+
+ordered_json toJson(const std::optional<Quaternion>& q) {
+    return q ? ordered_json{q->w, q->x, q->y, q->z} : ordered_json();
+}
+
+std::optional<Quaternion> orientationFrom(const ordered_json& json) {
+    if (json.is_null()) return std::nullopt;
+    return Quaternion(json.at(0), json.at(1), json.at(2), json.at(3));
+}
+
+/// Calls visit(name, field) for every field of a run but the frames; for both directions.
+template <class Run, class Visit>
+void visitFields(Run& run, Visit visit) {
+    visit("input", run.input);
+    visit("output", run.output);
+    visit("motion_log", run.motionLog);
+    visit("axes", run.axes);
+    visit("frames_per_second", run.framesPerSecond);
+    visit("seconds_taken", run.secondsTaken);
+    visit("input_width", run.param.inputImage.width);
+    visit("input_height", run.param.inputImage.height);
+    visit("output_width", run.param.outputImage.width);
+    visit("output_height", run.param.outputImage.height);
+    visit("field_of_view", run.param.fieldOfView);
+    visit("field_of_view_mode", run.param.fieldOfViewMode);
+    visit("readout_time_s", run.param.readoutTime);
+    visit("time_offset_s", run.param.timeOffset);
+    visit("sensor_mask", run.param.sensorMask);
+    visit("crop_percent", run.param.cropPercent);
+    visit("smoothing_level", run.param.smoothingLevel);
+    visit("delay_frames", run.param.delayFrames);
+    visit("notes", run.notes);
+    visit("warnings", run.warnings);
+}
+
+FrameRecord frameFrom(const ordered_json& json) {
+    FrameRecord frame{};
+    frame.time = json.at("time_s");
+    frame.measured = orientationFrom(json.at("measured_wxyz"));
+    frame.corrected = orientationFrom(json.at("corrected_wxyz"));
+    frame.marginUsed = json.at("margin_used");
+    frame.milliseconds = json.at("milliseconds");
+    return frame;
+}
+
+}  // namespace
+
+void saveRunRecord(const std::string& path, const RunRecord& run) {
+    ordered_json json;
+    json["kind"] = kKind;
+    visitFields(run, [&json](const char* name, const auto& field) { json[name] = field; });
+    json["frames"] = ordered_json::array();
+    for (const FrameRecord& frame : run.frames) {
+        json["frames"].push_back({{"time_s", frame.time},
+                                  {"measured_wxyz", toJson(frame.measured)},
+                                  {"corrected_wxyz", toJson(frame.corrected)},
+                                  {"margin_used", frame.marginUsed},
+                                  {"milliseconds", frame.milliseconds}});
+    }
+    writeWholeFile(path, json.dump() + "\n");
+}
+
+RunRecord loadRunRecord(const std::string& path) {
+    const std::string text = readFile(path);
+    try {
+        const ordered_json json = ordered_json::parse(text);
+        if (!json.is_object() || json.value("kind", "") != kKind) {
+            throw FileError(path, 0, "is not what stabilize --save-run writes");
+        }
+        RunRecord run;
+        visitFields(run, [&](const char* name, auto& field) {
+            try {
+                json.at(name).get_to(field);
+            } catch (const nlohmann::json::exception& error) {
+                throw FileError(path, 0, fmt::format("{}: {}", name, error.what()));
+            }
+        });
+        for (const ordered_json& frame : json.at("frames")) run.frames.push_back(frameFrom(frame));
+        return run;
+    } catch (const nlohmann::json::exception& error) {
+        throw FileError(path, 0, error.what());
+    }
+}
+
+}  // namespace framehold
