@@ -3,27 +3,11 @@
 # project, on a real one. Exit code 77: a part was skipped, and is named.
 # Usage: program_test.sh FRAMEHOLD SHARED_CLIPS
 set -u
+. "$(dirname "$0")/shell_checks.sh"
 framehold=$1
 clips=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() {
-    echo "FAILED: $*"
-    failures=$((failures + 1))
-}
-
-# expect CODE "TEXT" COMMAND...: the command's exit code, and a text that it prints.
-expect() {
-    local code=$1 text=$2
-    shift 2
-    local printed
-    printed=$("$@" 2>&1 </dev/null)
-    local got=$?
-    [ $got -eq "$code" ] || fail "$* ended with $got, expected $code: $printed"
-    [[ $printed == *"$text"* ]] || fail "$* did not say '$text': $printed"
-}
 
 timestamps() { ffprobe -v error -select_streams v -show_entries frame=pts_time -of csv=p=0 "$1"; }
 

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include <fmt/args.h>
 #include <fmt/format.h>
 
 namespace framehold {

@@ -2,6 +2,7 @@
 #include "cli/usage_errors.h"
 #include "common/interruption.h"
 #include "framehold/commands.h"
+#include "media/libav_messages.h"
 #include "zpr_framehold.h"
 
 #include <cstdio>
@@ -10,10 +11,6 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-
-extern "C" {
-#include <libavutil/log.h>
-}
 
 namespace {
 
@@ -45,7 +42,7 @@ int run(int argc, char** argv) {
     framehold::addDocumentationCommands(app);
     // Only now, so that commands do not inherit it.
     app.set_version_flag("--version", versionText(), "Print the version");
-    av_log_set_level(AV_LOG_ERROR);
+    framehold::keepLibavMessages();
     framehold::catchInterruptions();
     try {
         app.parse(argc, argv);

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <thread>
@@ -182,8 +184,12 @@ private:
         summary["interrupted"] = count(End::kInterrupted);
         summary["clips"] = nlohmann::ordered_json::array();
         for (const ClipResult& result : results_) summary["clips"].push_back(summaryOf(result));
-        fmt::print("{}\n",
-                   summary.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+        const std::string text =
+            summary.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+        if (std::puts(text.c_str()) < 0 || std::fflush(stdout) != 0) {
+            throw std::runtime_error(
+                fmt::format("standard output: cannot be written: {}", std::strerror(errno)));
+        }
     }
 
     /// The last word: what main prints, and the exit code.

@@ -77,7 +77,10 @@ public:
             take(*frame);
         }
         flush();
-        if (taken_ == 0) throw MediaError(options_.video, "holds no frames");
+        if (taken_ == 0) {
+            throw MediaError(options_.video, fmt::format("holds no frames but {} damaged packets",
+                                                         reader_.damagedPackets()));
+        }
         output_.finish();
         if (recorder_) recorder_->finish();
         progress_.clear();

@@ -1,6 +1,7 @@
 #include "media/av_handles.h"
 
 #include "common/interruption.h"
+#include "media/libav_messages.h"
 
 #include <new>
 
@@ -38,12 +39,13 @@ AvInput openInput(const std::string& path) {
     if (format == nullptr) throw std::bad_alloc();
     format->interrupt_callback = {stopsWaiting, nullptr};
     const AVInputFormat* y4m = isPipe ? av_find_input_format("yuv4mpegpipe") : nullptr;
+    forgetLibavMessage();
     int code = avformat_open_input(&format, isPipe ? "pipe:0" : path.c_str(), y4m, nullptr);
     throwIfInterrupted();
     if (code < 0 && isPipe) {
         throw MediaError("standard input", "is not YUV4MPEG2 (ffmpeg -f yuv4mpegpipe makes it)");
     }
-    if (code < 0) throw MediaError(path, "cannot be opened", code);
+    if (code < 0) throw MediaError(path, "cannot be opened" + libavMessage(), code);
     AvInput input(format);
     code = avformat_find_stream_info(format, nullptr);
     throwIfInterrupted();

@@ -1,5 +1,7 @@
 #include "media/video_encoder.h"
 
+#include "media/libav_messages.h"
+
 #include <algorithm>
 #include <vector>
 
@@ -156,13 +158,16 @@ void VideoEncoder::open(const VideoSettings& settings) {
     if (hasOption(*encoder_, "x265-params")) {
         av_dict_set(&options, "x265-params", "log-level=error", 0);
     }
+    forgetLibavMessage();
     const int code = avcodec_open2(codec_.get(), encoder_, &options);
     const AVDictionaryEntry* unused = av_dict_get(options, "", nullptr, AV_DICT_IGNORE_SUFFIX);
     const std::string refused = unused != nullptr ? unused->key : "";
     av_dict_free(&options);
     if (code < 0) {
-        throw MediaError(file_, fmt::format("the encoder {} cannot be started", encoder_->name),
-                         code);
+        throw MediaError(
+            file_,
+            fmt::format("the encoder {} cannot be started{}", encoder_->name, libavMessage()),
+            code);
     }
     if (!refused.empty()) {
         throw MediaError(file_,
