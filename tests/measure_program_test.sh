@@ -2,24 +2,11 @@
 # Runs `framehold measure` and `report` as a user would, on a simulated clip.
 # Usage: measure_program_test.sh FRAMEHOLD REPORTS   (ON, or OFF if the program is built without)
 set -u
+. "$(dirname "$0")/shell_checks.sh"
 framehold=$1
 reports=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-failures=0
-
-# expect CODE "TEXT" COMMAND...: the command's exit code, and a text that it prints.
-expect() {
-    local code=$1 text=$2
-    shift 2
-    local printed
-    printed=$("$@" 2>&1 </dev/null)
-    local got=$?
-    if [ $got -ne "$code" ] || [[ $printed != *"$text"* ]]; then
-        echo "FAILED: $* ended with $got, expected $code and '$text': $printed"
-        failures=$((failures + 1))
-    fi
-}
 
 "$framehold" simulate "$work/sim" -q --size 320x180 --focal 250 --duration 1.5 --pan 0
 clip=$work/sim/clip.mp4
@@ -37,10 +24,8 @@ recomputed=$(awk -F, 'NR > 1 { s[$1] += $8 * $8 + $9 * $9; n[$1]++ }
 echo $recomputed $(values translation_px) $(values frames) $(values shown_percent) | awk '
     function near(a, b) { return a - b < 1e-3 && b - a < 1e-3 }
     { exit !(near($1, $6) && near($2, $7) && near($3, $8) && $3 < 0.4 && $4 == 45 && $5 == 45 &&
-             $9 == 45 && $10 == 45 && $11 > 60 && $11 < 68 && NF == 11) }' || {
-    echo "FAILED: paths.csv tells $recomputed; all.json: $(cat "$work/all.json")"
-    failures=$((failures + 1))
-}
+             $9 == 45 && $10 == 45 && $11 > 60 && $11 < 68 && NF == 11) }' ||
+    fail "paths.csv tells $recomputed; all.json: $(cat "$work/all.json")"
 
 expect 2 "CLIP is required" "$framehold" measure
 expect 2 "--cutoff" "$framehold" measure "$clip" --cutoff 0
@@ -53,7 +38,7 @@ if [ "$reports" = ON ]; then
     expect 0 "" "$framehold" stabilize "$clip" --clip "$work/sim/clip.json" -q -o "$work/again.mp4" \
         --report "$work/again.html"
     for file in "$page" "$work/again.html"; do
-        grep -q '"frames":45,' "$file" || { echo "FAILED: $file knows no run"; failures=$((failures + 1)); }
+        grep -q '"frames":45,' "$file" || fail "$file knows no run"
     done
     expect 1 "page.html: cannot be written" "$framehold" report "$clip" "$steady" -o /nowhere/page.html
     expect 1 "all.json: is not what stabilize --save-run writes" \
@@ -62,6 +47,6 @@ if [ "$reports" = ON ]; then
 else
     expect 1 "reports are off" "$framehold" report "$clip" "$steady" -o "$page"
     expect 1 "reports are off" "$framehold" stabilize "$clip" -o "$work/again.mp4" --report "$page"
-    [ ! -e "$page" ] && [ ! -e "$work/again.mp4" ] || { echo "FAILED: written"; failures=$((failures + 1)); }
+    [ ! -e "$page" ] && [ ! -e "$work/again.mp4" ] || fail "something was written"
 fi
 [ $failures -eq 0 ]

@@ -33,7 +33,7 @@ const std::vector<MeasureRow>& measureRows() {
         {"fidelity_db", "inter-frame fidelity, dB", 2,
          [](Clip c) -> Value { return c.pictures.fidelity; }, nullptr,
          "Mean PSNR between consecutive frames as they are; higher is steadier."},
-        {"aligned_fidelity_db", "  after alignment, dB", 2,
+        {"aligned_fidelity_db", "fidelity after alignment, dB", 2,
          [](Clip c) -> Value { return c.pictures.alignedFidelity; }, nullptr,
          "The same after the motion between the frames was taken out."},
         {"translation_stability", "stability score, translation", 4,
@@ -50,7 +50,7 @@ const std::vector<MeasureRow>& measureRows() {
         {"border_percent", "black border, % of area", 2,
          [](Clip c) -> Value { return kPercent * c.pictures.border; }, nullptr,
          "Black pixels connected to the picture's edge, on average."},
-        {"largest_border_percent", "  in the worst frame, %", 2,
+        {"largest_border_percent", "black border, worst frame", 2,
          [](Clip c) -> Value { return kPercent * c.pictures.largestBorder; }, nullptr,
          "The same in the frame where there are most."},
     };

@@ -205,7 +205,7 @@
   function showMeasures() {
     for (const { label, meaning, before, after, remaining } of data.measures) {
       const row = element("tr");
-      const head = element("th", label.trim());
+      const head = element("th", label);
       head.scope = "row";
       head.append(element("small", meaning));
       row.append(head, element("td", before), element("td", after),

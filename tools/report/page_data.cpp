@@ -75,8 +75,8 @@ ordered_json parametersOf(const RunRecord& run) {
     add("Motion log", std::filesystem::path(run.motionLog).filename().string());
     add("Axes of the log", run.axes);
     add("Frames per second", fmt::format("{:.3f}", run.framesPerSecond));
-    add("Input", fmt::format("{} × {}", p.inputImage.width, p.inputImage.height));
-    add("Output", fmt::format("{} × {}", p.outputImage.width, p.outputImage.height));
+    add("Frames to the library", fmt::format("{} × {}", p.inputImage.width, p.inputImage.height));
+    add("Frames from it", fmt::format("{} × {}", p.outputImage.width, p.outputImage.height));
     add(isFocal ? "Focal length" : "Field of view",
         fmt::format("{:.6g} {}", p.fieldOfView, isFocal ? "px" : "°"));
     add("Readout time", fmt::format("{:.6g} ms", 1000.0 * p.readoutTime));
