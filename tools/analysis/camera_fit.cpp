@@ -1,7 +1,7 @@
 #include "analysis/camera_fit.h"
 
-#include "analysis/median.h"
 #include "analysis/rolling_camera.h"
+#include "common/median.h"
 
 #include <algorithm>
 #include <array>

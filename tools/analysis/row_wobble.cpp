@@ -1,7 +1,7 @@
 #include "analysis/row_wobble.h"
 
-#include "analysis/median.h"
 #include "analysis/path_energy.h"
+#include "common/median.h"
 
 #include <algorithm>
 #include <cmath>

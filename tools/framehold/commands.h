@@ -8,6 +8,7 @@ namespace framehold {
 void addStabilizeCommand(CLI::App& app);
 void addSimulateCommand(CLI::App& app);
 void addCompareCommand(CLI::App& app);
+void addInspectCommand(CLI::App& app);
 void addMeasureCommand(CLI::App& app);
 void addReportCommand(CLI::App& app);
 void addDocumentationCommands(CLI::App& app);  // manual and completion

@@ -37,6 +37,7 @@ int run(int argc, char** argv) {
     framehold::addStabilizeCommand(app);
     framehold::addSimulateCommand(app);
     framehold::addCompareCommand(app);
+    framehold::addInspectCommand(app);
     framehold::addMeasureCommand(app);
     framehold::addReportCommand(app);
     framehold::addDocumentationCommands(app);

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "common/median.h"
 #include "common/text_fields.h"
 #include "motion/motion_log.h"
 
-#include <algorithm>
+#include <array>
 #include <cmath>
 #include <functional>
 #include <string>
@@ -47,9 +48,7 @@ double applyLikelyTimeUnit(std::vector<Sample>& samples) {
     for (size_t i = 1; i < samples.size(); ++i) {
         steps.push_back(std::abs(samples[i].time - samples[i - 1].time));
     }
-    const auto median = steps.begin() + static_cast<ptrdiff_t>(steps.size() / 2);
-    std::nth_element(steps.begin(), median, steps.end());
-    const double unit = likelyTimeUnit(*median);
+    const double unit = likelyTimeUnit(median(steps));
     for (Sample& sample : samples) sample.time *= unit;
     return unit;
 }

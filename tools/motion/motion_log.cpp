@@ -46,18 +46,20 @@ size_t sortSamples(std::vector<Sample>& samples) {
     return late;
 }
 
+Eigen::Quaterniond quaternionOf(const OrientationSample& s) { return {s.w, s.x, s.y, s.z}; }
+
 /// The rotation that takes device axes to logged ones.
 Eigen::Quaterniond fromDeviceAxes(const AxisMapping& mapping) {
+    if (!mapping.isProper()) {
+        throw std::invalid_argument(fmt::format(
+            "axes {} mirror; logged orientations can only be rotated", mapping.letters()));
+    }
     Eigen::Matrix3d toDevice;
     for (int column = 0; column < 3; ++column) {
         Vec3 unit{};
         unit[static_cast<size_t>(column)] = 1.0;
         const Vec3 device = mapping.toDevice(unit);
         toDevice.col(column) = Eigen::Vector3d(device[0], device[1], device[2]);
-    }
-    if (toDevice.determinant() < 0.0) {
-        throw std::invalid_argument(fmt::format(
-            "axes {} mirror; logged orientations can only be rotated", mapping.letters()));
     }
     return Eigen::Quaterniond(toDevice.transpose());
 }
@@ -91,6 +93,19 @@ std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& sam
     return result;
 }
 
+std::vector<MotionSample> ratesOf(const std::vector<OrientationSample>& orientations) {
+    std::vector<MotionSample> rates;
+    for (size_t i = 1; i < orientations.size(); ++i) {
+        const double seconds = orientations[i].time - orientations[i - 1].time;
+        if (seconds <= 0.0) continue;
+        const Eigen::AngleAxisd turn(quaternionOf(orientations[i - 1]).conjugate() *
+                                     quaternionOf(orientations[i]));
+        const Eigen::Vector3d rate = turn.axis() * (turn.angle() / seconds);
+        rates.push_back({orientations[i].time, {rate.x(), rate.y(), rate.z()}});
+    }
+    return rates;
+}
+
 void MotionLog::sortByTime() {
     outOfOrder.rates += sortSamples(rates);
     outOfOrder.gravity += sortSamples(gravity);
@@ -104,7 +119,7 @@ void MotionLog::toDeviceAxes(const AxisMapping& mapping) {
     if (orientations.empty()) return;
     const Eigen::Quaterniond toLogged = fromDeviceAxes(mapping);
     for (OrientationSample& s : orientations) {
-        const Eigen::Quaterniond turned = Eigen::Quaterniond(s.w, s.x, s.y, s.z) * toLogged;
+        const Eigen::Quaterniond turned = quaternionOf(s) * toLogged;
         s = {s.time, turned.w(), turned.x(), turned.y(), turned.z()};
     }
 }

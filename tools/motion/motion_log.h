@@ -39,6 +39,9 @@ std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, doub
 /// Leaves samples out until at most `rate` samples per second are left.
 std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& samples, double rate);
 
+/// The angular rates between orientations, each at the time of the later one.
+std::vector<MotionSample> ratesOf(const std::vector<OrientationSample>& orientations);
+
 /// How many samples of each kind came after a later one in the file.
 struct OutOfOrder {
     size_t rates = 0;

@@ -11,7 +11,6 @@
 #include "motion/sensor_csv_reader.h"
 #include "motion/xyz_csv_reader.h"
 
-#include <filesystem>
 #include <fstream>
 
 #include <fmt/format.h>
@@ -31,15 +30,6 @@ constexpr TextFormat kTextFormats[] = {
     {detectXyzCsv, parseXyzCsv},       {detectRotationVector, parseRotationVector},
     {detectSensorCsv, parseSensorCsv},
 };
-
-/// Text logs have no zero bytes, and the boxes at the start of a video do.
-bool isBinary(const std::string& path) {
-    char head[64] = {};
-    std::ifstream in(path, std::ios::binary);
-    in.read(head, sizeof head);
-    return std::string_view(head, static_cast<size_t>(in.gcount())).find('\0') !=
-           std::string_view::npos;
-}
 
 std::string quotedStart(std::string_view line) {
     constexpr size_t kShown = 60;
@@ -75,8 +65,17 @@ std::optional<MotionLog> readVideoTelemetry(const std::string& path) {
     return log;
 }
 
+bool isVideoFile(const std::string& path) {
+    // Text has no zero bytes, and the boxes at the start of a video do.
+    char head[64] = {};
+    std::ifstream in(path, std::ios::binary);
+    in.read(head, sizeof head);
+    return std::string_view(head, static_cast<size_t>(in.gcount())).find('\0') !=
+           std::string_view::npos;
+}
+
 MotionLog readMotionLog(const std::string& path) {
-    if (isBinary(path)) {
+    if (isVideoFile(path)) {
         if (auto log = readVideoTelemetry(path)) return *std::move(log);
         throw FileError(path, 0, "holds no motion telemetry (no GPMF or CAMM track)");
     }

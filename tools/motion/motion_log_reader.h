@@ -13,6 +13,9 @@ namespace framehold {
 /// Throws FileError, or std::exception for a video that cannot be read.
 MotionLog readMotionLog(const std::string& path);
 
+/// Whether a file is no text, as videos are.
+bool isVideoFile(const std::string& path);
+
 /// Reads the telemetry in a video file; none if it has none. Throws as above.
 std::optional<MotionLog> readVideoTelemetry(const std::string& path);
 

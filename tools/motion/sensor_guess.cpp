@@ -1,8 +1,8 @@
 #include "motion/sensor_guess.h"
 
+#include "common/median.h"
 #include "common/text_fields.h"
 
-#include <algorithm>
 #include <cmath>
 #include <filesystem>
 
@@ -24,10 +24,7 @@ double medianLength(const std::vector<MotionSample>& samples) {
     for (const MotionSample& s : samples) {
         lengths.push_back(std::hypot(s.value[0], s.value[1], s.value[2]));
     }
-    if (lengths.empty()) return 0.0;
-    const auto middle = lengths.begin() + static_cast<ptrdiff_t>(lengths.size() / 2);
-    std::nth_element(lengths.begin(), middle, lengths.end());
-    return *middle;
+    return median(lengths);
 }
 
 void placeUnnamed(const std::string& file, std::vector<MotionSample> samples, MotionLog& log) {
