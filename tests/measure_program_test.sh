@@ -44,6 +44,7 @@ if [ "$reports" = ON ]; then
     expect 1 "all.json: is not what stabilize --save-run writes" \
         "$framehold" report "$clip" "$steady" --run "$work/all.json" -o "$page"
     expect 2 "--report" "$framehold" stabilize "$clip" --clip "$work/sim/clip.json" -o - --report "$page"
+    expect 2 "--side-by-side" "$framehold" stabilize "$clip" --side-by-side --report "$page"
 else
     expect 1 "reports are off" "$framehold" report "$clip" "$steady" -o "$page"
     expect 1 "reports are off" "$framehold" stabilize "$clip" -o "$work/again.mp4" --report "$page"

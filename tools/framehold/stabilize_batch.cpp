@@ -85,7 +85,10 @@ private:
             throw CLI::ValidationError(option, why);
         };
         const StabilizeOptions& each = options_.each;
-        if (!each.report.empty()) requireReports();
+        if (!each.report.empty()) {
+            requireReports();
+            if (each.sideBySide) refuse("--report", "does not go with --side-by-side");
+        }
         if (!isSingle()) {
             for (const auto& [option, value] : {std::pair{"--motion", each.motion},
                                                 {"--clip", each.clip},

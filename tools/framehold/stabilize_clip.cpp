@@ -261,9 +261,11 @@ void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, R
     ClipStabilizer(options, display, record).run();
     if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
     if (!options.saveRun.empty()) saveRunRecord(options.saveRun, record);
-    if (!options.report.empty()) report(options, display, record);
-    RunMessages(record, display.label, display.showNotes && !options.quiet)
-        .say("written: " + (options.output == "-" ? "standard output" : options.output));
+    const RunMessages messages(record, display.label, display.showNotes && !options.quiet);
+    messages.say("written: " + (options.output == "-" ? "standard output" : options.output));
+    if (options.report.empty()) return;
+    report(options, display, record);
+    messages.say("written: " + options.report);
 }
 
 }  // namespace framehold
