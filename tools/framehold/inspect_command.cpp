@@ -1,5 +1,6 @@
 #include "common/interruption.h"
 #include "common/progress.h"
+#include "framehold/clip_files.h"
 #include "framehold/commands.h"
 #include "framehold/inspection.h"
 #include "media/video_reader.h"
@@ -38,6 +39,17 @@ MotionLog readLogOf(const InspectOptions& o, const ClipFacts& facts, bool isVide
                              "with --motion or --clip");
 }
 
+/// Takes clip.json and log from beside the video where they are not given, as stabilizing does.
+void findBeside(InspectOptions& o) {
+    StabilizeOptions beside;
+    beside.video = o.file;
+    beside.motion = o.motion;
+    beside.clip = o.clip;
+    findMotion(beside);
+    o.motion = beside.motion;
+    o.clip = beside.clip;
+}
+
 VideoInspection inspectVideoOf(const InspectOptions& o, const ClipFacts& facts,
                                const MotionLog& log) {
     Progress progress("tracking", VideoReader(o.file).expectedFrames(), !o.quiet);
@@ -47,11 +59,12 @@ VideoInspection inspectVideoOf(const InspectOptions& o, const ClipFacts& facts,
     });
 }
 
-void inspect(const InspectOptions& o) {
+void inspect(InspectOptions o) {
     const bool isVideo = isVideoFile(o.file);
     if (!isVideo && (!o.motion.empty() || !o.clip.empty())) {
         throw std::runtime_error(o.file + ": is not a video; --motion and --clip go with a video");
     }
+    if (isVideo) findBeside(o);
     ClipFacts facts = o.clip.empty() ? ClipFacts() : readClipFacts(o.clip);
     if (o.timeOffset) facts.timeOffset = o.timeOffset;
     if (o.readoutTime) facts.readoutTime = o.readoutTime;
@@ -84,12 +97,12 @@ void addInspectCommand(CLI::App& app) {
         "\n"
         "Tells the format, rates, gaps, noise and range of the log, with a video also how the two\n"
         "clocks stand to each other, and what will go wrong. Exit code 0 if the log is usable, 1\n"
-        "if it is not or cannot be read.");
+        "if it is not or cannot be read. What is not given is looked for beside the video, as\n"
+        "stabilize does.");
     command->add_option("FILE", o.file, "A motion log, or a video")
         ->required()
         ->check(CLI::ExistingFile);
-    command->add_option("-m,--motion", o.motion, "The video's log (default: its telemetry)")
-        ->check(CLI::ExistingFile);
+    command->add_option("-m,--motion", o.motion, "The video's log")->check(CLI::ExistingFile);
     command->add_option("--clip", o.clip, "clip.json with the video's facts")
         ->check(CLI::ExistingFile);
     command->add_option("--time-offset", o.timeOffset, "Seconds that are added to frame times")

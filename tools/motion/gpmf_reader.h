@@ -21,9 +21,9 @@ bool detectGpmf(std::string_view packet);
 ///
 /// Times: a line through the packets' times over TSMP, or over the number of samples that have come
 /// if it is missing, so that the samples have equal steps and lost ones leave a gap.
-/// Axes: of the camera turned by a quarter, so that a picture's top is device +x as on a phone:
-/// channels are put in the order Z, X, Y by MTRX, or by ORIN; without either they are taken to be
-/// in that order, and a note says so.
+/// Axes: the channels are put in the order Z, X, Y of the camera by MTRX, or by ORIN; without either
+/// they are taken to be in it, and a note says so. That order stands for device x, y, z, with the
+/// picture's top at +x as on a phone.
 /// name: of the file. Throws FileError with the packet and the key.
 MotionLog parseGpmf(const std::string& name, const std::vector<TelemetryPacket>& packets);
 
