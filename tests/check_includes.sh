@@ -36,7 +36,7 @@ allow tools/report "report analysis media common math $public"
 allow tools/framehold "framehold analysis cli math sensors smoothing simulation motion session media common libavutil $public report"
 
 allow bench "bench api runtime warp smoothing sensors math $public"
-allow fuzz "draw.h guarded_frame.h guarded_plane.h kernel_levels.h fault_gate.h warp runtime smoothing sensors math motion $public"
+allow fuzz "draw.h guarded_frame.h guarded_plane.h kernel_levels.h fault_gate.h checked_log.h temporary_folder.h warp runtime sensors motion session common $public"
 
 # The rules above keep bench/ out of everything but the tests.
 for file in $(grep -rlE '^ *# *include *["<](\.\./)*bench/' tests); do

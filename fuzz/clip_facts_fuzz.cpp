@@ -1,0 +1,28 @@
+// Any text as a clip.json and, behind the first zero byte, the frames.csv beside it.
+#include "common/text_fields.h"
+#include "draw.h"
+#include "motion/clip_facts.h"
+#include "temporary_folder.h"
+
+#include <algorithm>
+#include <cmath>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const zpr_test::TemporaryFolder folder;
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    const size_t json = std::min(text.find('\0'), size);
+    folder.write("frames.csv", text.substr(std::min(json + 1, size)));
+    try {
+        const auto facts =
+            framehold::readClipFacts(folder.write("clip.json", text.substr(0, json)));
+        const auto isFinite = [](double v) { return std::isfinite(v); };
+        zpr_fuzz::require(!facts.width || *facts.width >= 2, "a width is one");
+        for (const auto& fact : {facts.focalLength, facts.readoutTime, facts.timeOffset}) {
+            zpr_fuzz::require(isFinite(fact.value_or(1.0)), "facts are finite");
+        }
+        zpr_fuzz::require(std::all_of(facts.frameTimes.begin(), facts.frameTimes.end(), isFinite),
+                          "times are finite");
+    } catch (const framehold::FileError&) {
+    }
+    return 0;
+}
