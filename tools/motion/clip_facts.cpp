@@ -54,6 +54,15 @@ double atLeast(double low, const json& value) {
     return number;
 }
 
+int pictureWidth(const json& value) {
+    constexpr double kLargest = 65536.0;
+    const double width = atLeast(2.0, value);
+    if (width > kLargest) {
+        throw std::invalid_argument(fmt::format("{} is not at most {}", width, kLargest));
+    }
+    return static_cast<int>(width);
+}
+
 std::vector<double> readFrameTimes(const std::string& path) {
     const std::string text = readFile(path);
     LineReader lines(path, text);
@@ -80,7 +89,7 @@ ClipFacts readClipFacts(const std::string& path) {
     json root;
     try {
         root = json::parse(readFile(path));
-    } catch (const json::parse_error& error) {
+    } catch (const json::exception& error) {
         throw FileError(path, 0, fmt::format("not JSON: {}", error.what()));
     }
     if (!root.is_object()) throw FileError(path, 0, "not a JSON object");
@@ -88,8 +97,7 @@ ClipFacts readClipFacts(const std::string& path) {
     ClipFacts facts;
     facts.warnings = misspeltKeys(path, root);
     readKey(path, root, "video", [&](const json& v) { facts.video = v.get<std::string>(); });
-    readKey(path, root, "width",
-            [&](const json& v) { facts.width = static_cast<int>(atLeast(2.0, v)); });
+    readKey(path, root, "width", [&](const json& v) { facts.width = pictureWidth(v); });
     readKey(path, root, "focal_px", [&](const json& v) { facts.focalLength = atLeast(1.0, v); });
     readKey(path, root, "readout_s", [&](const json& v) { facts.readoutTime = atLeast(0.0, v); });
     readKey(path, root, "time_offset_s",

@@ -42,21 +42,22 @@ private:
         lines_.fail(fmt::format("{}: {} {}", key_, value_, what));
     }
 
-    double positive() const {
+    double scale() const {
+        constexpr double kLargest = 1e30;
         const double value = number();
-        if (value <= 0.0) fail("is not above 0");
+        if (!(value > 0.0 && value <= kLargest)) fail("is not above 0 and at most 1e30");
         return value;
     }
 
     bool readScale() {
         if (key_ == "tscale")
-            scales_.time = positive();
+            scales_.time = scale();
         else if (key_ == "gscale")
-            scales_.rate = positive();
+            scales_.rate = scale();
         else if (key_ == "ascale")
-            scales_.gravity = positive();
+            scales_.gravity = scale();
         else if (key_ == "mscale")
-            positive();
+            scale();
         else
             return false;
         return true;

@@ -179,11 +179,16 @@ private:
         return static_cast<size_t>(values[0]);
     }
 
-    static Vec3 scaled(const StreamState& state, Vec3 value) {
+    Vec3 scaled(const StreamState& state, Vec3 value) const {
         for (size_t i = 0; i < 3; ++i) {
             value[i] *= state.unit / state.divisors[state.divisors.size() == 1 ? 0 : i];
         }
-        return state.toDevice ? times(*state.toDevice, value) : value;
+        if (state.toDevice) value = times(*state.toDevice, value);
+        if (!std::all_of(value.begin(), value.end(), [](double v) { return std::isfinite(v); })) {
+            throw std::invalid_argument(
+                fmt::format("{}: holds a value that is not finite", sensor_.key));
+        }
+        return value;
     }
 
     const GpmfSensor& sensor_;

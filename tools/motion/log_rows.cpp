@@ -17,6 +17,16 @@ size_t fieldsNeeded(const std::vector<RowReading>& readings) {
     return needed;
 }
 
+/// Far beyond every clock and sensor, and small enough to stay finite in whatever unit.
+double numberInRange(const LineReader& lines, std::string_view field, std::string_view name) {
+    constexpr double kLargest = 1e30;
+    const double value = lines.number(field, name);
+    if (!(std::abs(value) <= kLargest)) {
+        lines.fail(fmt::format("{}: {} is not within {} and {}", name, field, -kLargest, kLargest));
+    }
+    return value;
+}
+
 }  // namespace
 
 RowReading vectorReading(size_t time, const std::array<size_t, 3>& axes, double timeUnit,
@@ -39,7 +49,7 @@ void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowR
             lines.fail(fmt::format("{} fields where {} are expected", fields.size(), needed));
         }
         const auto number = [&](size_t column) {
-            return lines.number(fields[column], layout.names[column]);
+            return numberInRange(lines, fields[column], layout.names[column]);
         };
         for (const RowReading& reading : readings) {
             const bool omitted = std::all_of(reading.values.begin(), reading.values.end(),

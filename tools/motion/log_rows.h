@@ -32,7 +32,7 @@ struct RowLayout {
 };
 
 /// Takes the readings of all rows that are left. Fails with line and column name where a field is
-/// missing or not a number, and if no row is left.
+/// missing, not a number or one beyond 1e30, and if no row is left.
 void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings);
 
 /// The unit of time, in seconds, in which readings `step` units apart come from a motion sensor of

@@ -32,6 +32,11 @@ double perSecond(const std::vector<Sample>& samples) {
     return span > 0.0 ? static_cast<double>(samples.size() - 1) / span : 0.0;
 }
 
+/// `excess` rounded up, and no more than there are: samples at nearly the same time make it huge.
+size_t samplesIn(double excess, size_t count) {
+    return static_cast<size_t>(std::min(std::ceil(excess), static_cast<double>(count)));
+}
+
 /// Returns how many samples come after a later one.
 template <class Sample>
 size_t sortSamples(std::vector<Sample>& samples) {
@@ -75,7 +80,7 @@ double samplesPerSecond(const std::vector<OrientationSample>& samples) {
 std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, double rate) {
     const double excess = samplesPerSecond(samples) / rate;
     if (!(excess > 1.0)) return samples;
-    const auto group = static_cast<size_t>(std::ceil(excess));
+    const size_t group = samplesIn(excess, samples.size());
     // The first sample stays: nothing says how long it stands for.
     std::vector<MotionSample> result = {samples.front()};
     for (size_t first = 1; first < samples.size(); first += group) {
@@ -87,7 +92,7 @@ std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, doub
 std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& samples, double rate) {
     const double excess = samplesPerSecond(samples) / rate;
     if (!(excess > 1.0)) return samples;
-    const auto step = static_cast<size_t>(std::ceil(excess));
+    const size_t step = samplesIn(excess, samples.size());
     std::vector<OrientationSample> result;
     for (size_t i = 0; i < samples.size(); i += step) result.push_back(samples[i]);
     return result;

@@ -12,7 +12,8 @@ namespace {
 const std::vector<std::string> kNames = {"x", "y", "z", "timestamp_ns"};
 
 bool isColumnLine(std::string_view line) {
-    const auto fields = splitFields(lowerCase(line));
+    const std::string lower = lowerCase(line);
+    const auto fields = splitFields(lower);
     return std::equal(fields.begin(), fields.end(), kNames.begin(), kNames.end());
 }
 

@@ -11,6 +11,12 @@ constexpr char kSampleTag = 'S';
 constexpr char kFrameTag = 'F';
 constexpr char kDrainTag = 'D';
 
+constexpr char kCut[] = ": ends within an event";
+
+constexpr int32_t kLargestSide = 65536;
+
+bool isPossible(int32_t side) { return side >= 2 && side <= kLargestSide; }
+
 #if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
 #error "numbers are stored as they lie in memory, which has to be little-endian"
 #endif
@@ -86,9 +92,23 @@ SessionReader::SessionReader(const std::string& path) : path_(path), in_(path, s
     visitParam(param_, [this](auto& value) { get(in_, value); });
     if (!in_ || head != kHead) throw std::runtime_error(path_ + ": not a session file");
     for (ZPR_Image* image : {&param_.inputImage, &param_.outputImage}) {
+        if (!isPossible(image->width) || !isPossible(image->height)) {
+            throw std::runtime_error(path_ + ": damaged: a picture of " +
+                                     std::to_string(image->width) + " x " +
+                                     std::to_string(image->height) + ", where sides of 2 to " +
+                                     std::to_string(kLargestSide) + " are possible");
+        }
         image->pitch[0] = image->pitch[1] = image->width;
     }
     frame_ = param_.inputImage;
+}
+
+uint64_t SessionReader::bytesLeft() {
+    const auto here = in_.tellg();
+    in_.seekg(0, std::ios::end);
+    const auto end = in_.tellg();
+    in_.seekg(here);
+    return static_cast<uint64_t>(end - here);
 }
 
 SessionReader::Event SessionReader::next() {
@@ -103,8 +123,11 @@ SessionReader::Event SessionReader::next() {
     } else if (tag == kFrameTag) {
         event = Event::kFrame;
         get(in_, timestamp_);
-        const size_t luma = static_cast<size_t>(frame_.width) * static_cast<size_t>(frame_.height);
-        pixels_.resize(luma + luma / 2);
+        const uint64_t luma =
+            static_cast<uint64_t>(frame_.width) * static_cast<uint64_t>(frame_.height);
+        const uint64_t bytes = luma + luma / 2;
+        if (bytes > bytesLeft()) throw std::runtime_error(path_ + kCut);
+        pixels_.resize(static_cast<size_t>(bytes));
         in_.read(reinterpret_cast<char*>(pixels_.data()),
                  static_cast<std::streamsize>(pixels_.size()));
         frame_.plane[0] = pixels_.data();
@@ -112,7 +135,7 @@ SessionReader::Event SessionReader::next() {
     } else if (tag != kDrainTag) {
         throw std::runtime_error(path_ + ": damaged: unknown event");
     }
-    if (!in_) throw std::runtime_error(path_ + ": ends within an event");
+    if (!in_) throw std::runtime_error(path_ + kCut);
     return event;
 }
 

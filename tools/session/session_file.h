@@ -33,6 +33,7 @@ class SessionReader {
 public:
     enum class Event { kEnd, kSample, kFrame, kDrain };
 
+    /// Refuses pictures with sides below 2 or above 65536.
     explicit SessionReader(const std::string& path);
 
     /// The parameters; pitches are the widths.
@@ -46,6 +47,8 @@ public:
     const ZPR_Image& frame() const { return frame_; }
 
 private:
+    uint64_t bytesLeft();
+
     std::string path_;
     std::ifstream in_;
     ZPR_Param param_{};
