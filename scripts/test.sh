@@ -30,6 +30,9 @@ scripts/compare_builds.sh build/release \
     "build/armv7=qemu-arm -L /usr/arm-linux-gnueabi" \
     "build/arm64=qemu-aarch64 -L /usr/aarch64-linux-gnu" || failed="$failed compare_builds"
 
+echo "== fuzz targets, for a moment each"
+scripts/fuzz.sh 5 || failed="$failed fuzz"
+
 echo "== memcheck"
 scripts/memcheck.sh build/release/framehold ../shared/clips || failed="$failed memcheck"
 
