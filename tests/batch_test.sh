@@ -45,6 +45,7 @@ END
 expect 2 "several videos need a folder or a pattern" stabilize clip1 clip3 -o one.mp4
 expect 2 "would be written for clip1/clip.mp4 and for clip3/clip.mp4" stabilize clip1 clip3 -o out
 expect 2 "known are {name}, {folder} and {ext}" stabilize clip1 clip3 -o 'out/{nam}.mp4'
+expect 2 "--export-path: paths.csv would be" stabilize clip1 clip3 -o 'out/{folder}.mp4' --export-path 'paths{ext:.0}.csv'
 expect 2 "goes with one video only" stabilize clip1 clip3 --motion clip1/imu.gcsv
 expect 2 "--json" stabilize clip1 -o - --json
 mkdir empty

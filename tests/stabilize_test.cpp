@@ -24,10 +24,11 @@ TEST(ClipFiles, NamesFollowThePattern) {
         {"{folder}/{name}.{ext}", "/a/b/../c/walk.mp4", "c/walk.mp4"},
         {"{name}{ext}", "walk", "walk"},
     };
-    for (const auto& [pattern, video, name] : kCases) EXPECT_EQ(nameFor(pattern, video), name);
+    for (const auto& [pattern, video, name] : kCases)
+        EXPECT_EQ(nameFor(pattern, video, kStablePattern), name);
     for (const char* bad : {"{nam}.mp4", "{name"})
-        EXPECT_THROW(nameFor(bad, "walk.mp4"), std::invalid_argument) << bad;
-    EXPECT_THROW(nameFor("out/", "-"), std::invalid_argument);
+        EXPECT_THROW(nameFor(bad, "walk.mp4", kStablePattern), std::invalid_argument) << bad;
+    EXPECT_THROW(nameFor("out/", "-", kStablePattern), std::invalid_argument);
 }
 
 TEST(ClipFiles, FoldersGiveTheirVideos) {

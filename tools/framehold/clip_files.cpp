@@ -15,8 +15,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kStable = "-stable";
-
 std::string lowerExtension(const fs::path& path) {
     std::string extension = path.extension().string();
     for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -34,7 +32,7 @@ bool isVideo(const fs::path& path) {
 
 bool isEarlierResult(const fs::path& path) {
     const std::string stem = path.stem().string();
-    const std::string end = kStable;
+    const std::string end = "-stable";
     return stem.size() >= end.size() &&
            stem.compare(stem.size() - end.size(), end.size(), end) == 0;
 }
@@ -55,12 +53,6 @@ std::vector<std::string> videosIn(const std::string& folder) {
     return videos;
 }
 
-std::string defaultName(const fs::path& video) {
-    const bool isKept = isOneOf(lowerExtension(video), {".mp4", ".mov", ".mkv"});
-    const std::string extension = isKept ? video.extension().string() : ".mp4";
-    return video.stem().string() + kStable + extension;
-}
-
 bool isFolder(const std::string& pattern) {
     return !pattern.empty() && (pattern.back() == '/' || fs::is_directory(pattern));
 }
@@ -69,12 +61,13 @@ bool hasField(const std::string& pattern) { return pattern.find('{') != std::str
 
 std::string filledIn(const std::string& pattern, const fs::path& video) {
     const std::string extension = video.extension().string();
+    const bool isKept = isOneOf(lowerExtension(video), {".mp4", ".mov", ".mkv"});
     const fs::path folder = fs::absolute(video).lexically_normal().parent_path();
     try {
-        return fmt::format(
-            fmt::runtime(pattern), fmt::arg("name", video.stem().string()),
-            fmt::arg("folder", folder.filename().string()),
-            fmt::arg("ext", extension.empty() ? std::string() : extension.substr(1)));
+        return fmt::format(fmt::runtime(pattern), fmt::arg("name", video.stem().string()),
+                           fmt::arg("folder", folder.filename().string()),
+                           fmt::arg("ext", extension.empty() ? std::string() : extension.substr(1)),
+                           fmt::arg("same", isKept ? extension.substr(1) : "mp4"));
     } catch (const fmt::format_error&) {
         throw std::invalid_argument("'" + pattern + "': known are {name}, {folder} and {ext}");
     }
@@ -106,15 +99,16 @@ std::vector<std::string> findClips(const std::vector<std::string>& inputs) {
     return clips;
 }
 
-std::string nameFor(const std::string& pattern, const std::string& video) {
+std::string nameFor(const std::string& pattern, const std::string& video,
+                    const std::string& standard) {
     if (video == "-" && pattern.empty()) return "-";
     if (video == "-" && (hasField(pattern) || isFolder(pattern))) {
         throw std::invalid_argument("'" + pattern + "': standard input has no name");
     }
     const fs::path path(video);
-    if (pattern.empty()) return (path.parent_path() / defaultName(path)).string();
+    if (pattern.empty()) return (path.parent_path() / filledIn(standard, path)).string();
     if (hasField(pattern)) return filledIn(pattern, path);
-    if (isFolder(pattern)) return (fs::path(pattern) / defaultName(path)).string();
+    if (isFolder(pattern)) return (fs::path(pattern) / filledIn(standard, path)).string();
     return pattern;
 }
 

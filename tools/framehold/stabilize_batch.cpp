@@ -4,61 +4,39 @@
 #include "framehold/clip_files.h"
 #include "framehold/run_summary.h"
 #include "framehold/stabilize_clip.h"
-#include "report/report_page.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <map>
-#include <thread>
+#include <future>
 
 #include <fmt/format.h>
-
-#include <CLI/CLI.hpp>
 
 namespace framehold {
 
 namespace {
 
-/// The name that a pattern option stands for.
-std::string fillIn(const std::string& option, const std::string& pattern,
-                   const std::string& video) {
-    try {
-        return nameFor(pattern, video);
-    } catch (const std::invalid_argument& error) {
-        throw CLI::ValidationError(option, error.what());
-    }
-}
-
-/// What is written for each clip, named by a pattern.
-struct PatternOption {
-    const char* name;
-    std::string StabilizeOptions::*value;
-};
-
-constexpr PatternOption kPatternOptions[] = {{"--output", &StabilizeOptions::output},
-                                             {"--export-path", &StabilizeOptions::exportPath},
-                                             {"--report", &StabilizeOptions::report},
-                                             {"--save-run", &StabilizeOptions::saveRun}};
-
 class Batch {
 public:
-    explicit Batch(const BatchOptions& options) : options_(options) {
-        for (const std::string& video : findClips(options.inputs)) addClip(video);
-        results_.resize(clips_.size());
-        check();
+    explicit Batch(const BatchOptions& options)
+        : options_(options), clips_(planBatch(options)), results_(clips_.size()) {
+        for (size_t i = 0; i < clips_.size(); ++i) {
+            results_[i].record.input = clips_[i].video;
+            results_[i].record.output = clips_[i].output;
+        }
     }
 
     void run() {
-        makeFolders();
+        makeFolders(options_, clips_);
         const size_t count = std::min(static_cast<size_t>(options_.parallel), clips_.size());
-        std::vector<std::thread> threads;
-        for (size_t i = 1; i < count; ++i) threads.emplace_back([this] { work(); });
+        std::vector<std::future<void>> others;
+        for (size_t i = 1; i < count; ++i) {
+            others.push_back(std::async(std::launch::async, [this] { work(); }));
+        }
         work();
-        for (std::thread& thread : threads) thread.join();
+        for (std::future<void>& other : others) other.get();
         if (options_.json) printSummary();
         finish();
     }
@@ -67,73 +45,6 @@ private:
     using End = ClipResult::End;
 
     bool isSingle() const { return clips_.size() == 1; }
-
-    void addClip(const std::string& video) {
-        StabilizeOptions clip = options_.each;
-        clip.video = video;
-        for (const auto& [name, value] : kPatternOptions) {
-            const bool hasDefault = value == &StabilizeOptions::output;
-            if (hasDefault || !(clip.*value).empty())
-                clip.*value = fillIn(name, clip.*value, video);
-        }
-        clips_.push_back(clip);
-    }
-
-    /// What would spoil the run of all clips is found before the first one is touched.
-    void check() const {
-        const auto refuse = [](const std::string& option, const std::string& why) {
-            throw CLI::ValidationError(option, why);
-        };
-        const StabilizeOptions& each = options_.each;
-        if (!each.report.empty()) {
-            requireReports();
-            if (each.sideBySide) refuse("--report", "does not go with --side-by-side");
-        }
-        if (!isSingle()) {
-            for (const auto& [option, value] : {std::pair{"--motion", each.motion},
-                                                {"--clip", each.clip},
-                                                {"--record-session", each.session}}) {
-                if (!value.empty()) refuse(option, "goes with one video only");
-            }
-            for (const auto& [option, value] : kPatternOptions) {
-                if (namesEach(each.*value)) continue;
-                refuse(option, "several videos need a folder or a pattern such as out/{name}.mp4");
-            }
-        }
-        std::map<std::string, std::string> users;
-        for (const StabilizeOptions& clip : clips_) {
-            if (clip.output == "-" && options_.json) {
-                refuse("--json", "the video takes up standard output");
-            }
-            if (!clip.report.empty() && (clip.output == "-" || clip.video == "-")) {
-                refuse("--report",
-                       "needs files that can be read again, not standard input or output");
-            }
-            const auto [user, isNew] = users.emplace(clip.output, clip.video);
-            if (!isNew) {
-                refuse("--output", fmt::format("{} would be written for {} and for {}", clip.output,
-                                               user->second, clip.video));
-            }
-            std::error_code ignored;
-            for (const StabilizeOptions& other : clips_) {
-                if (std::filesystem::equivalent(clip.output, other.video, ignored)) {
-                    throw std::runtime_error(clip.output + ": is the input itself");
-                }
-            }
-        }
-    }
-
-    /// The folders that patterns ask for.
-    void makeFolders() const {
-        for (const StabilizeOptions& clip : clips_) {
-            for (const PatternOption& option : kPatternOptions) {
-                const std::string& pattern = options_.each.*option.value;
-                const auto folder = std::filesystem::path(clip.*option.value).parent_path();
-                const bool isAsked = !pattern.empty() && namesEach(pattern);
-                if (isAsked && !folder.empty()) std::filesystem::create_directories(folder);
-            }
-        }
-    }
 
     /// Does one clip after the other until there are no more.
     void work() {
@@ -150,8 +61,6 @@ private:
         display.showProgress = options_.parallel == 1 || isSingle();
         display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
                               !clip.report.empty();
-        result.record.input = clip.video;
-        result.record.output = clip.output;
         try {
             findMotion(clip);
             stabilizeClip(clip, display, result.record);
@@ -199,9 +108,12 @@ private:
     void finish() const {
         const size_t done = count(End::kDone);
         if (isInterrupted() && done < clips_.size()) {
-            throw isSingle() ? Interrupted()
-                             : Interrupted(fmt::format("interrupted; {} of {} clips were written",
-                                                       done, clips_.size()));
+            if (!isSingle()) {
+                throw Interrupted(
+                    fmt::format("interrupted; {} of {} clips were written", done, clips_.size()));
+            }
+            throw clips_[0].output == "-" ? Interrupted("interrupted; the result ends early")
+                                          : Interrupted();
         }
         if (isSingle() && done == 0) throw std::runtime_error(results_[0].error);
         const std::string summary = fmt::format("{} of {} clips stabilized", done, clips_.size());

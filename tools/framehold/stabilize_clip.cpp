@@ -85,7 +85,7 @@ public:
         if (recorder_) recorder_->finish();
         progress_.clear();
         warnAboutCoverage();
-        warnAboutDamage();
+        warnAboutVideo();
         record_.param = plan_.param;
         record_.secondsTaken = secondsSince(start);
         messages_.say(fmt::format("{} frames in, {} out, {:.1f} frames per second", taken_,
@@ -105,9 +105,6 @@ private:
     /// Seconds, on the motion log's clock but for the time offset.
     double timeOf(const AVFrame& frame) const {
         if (plan_.frameTimes.empty()) {
-            if (frame.pts == AV_NOPTS_VALUE) {
-                throw MediaError(options_.video, fmt::format("frame {} has no timestamp", taken_));
-            }
             return static_cast<double>(frame.pts) * av_q2d(reader_.timeBase());
         }
         if (taken_ >= plan_.frameTimes.size()) {
@@ -205,10 +202,18 @@ private:
         progress_.advance();
     }
 
-    void warnAboutDamage() {
-        if (reader_.damagedPackets() == 0) return;
-        messages_.warn(fmt::format("{} damaged packets were left out, with their frames",
-                                   reader_.damagedPackets()));
+    void warnAboutVideo() {
+        if (reader_.damagedPackets() > 0) {
+            messages_.warn(fmt::format("{} damaged packets were left out, with their frames",
+                                       reader_.damagedPackets()));
+        }
+        if (reader_.untimedFrames() > 0) {
+            messages_.warn(fmt::format("{} frames have no timestamps: taking {:g} per second",
+                                       reader_.untimedFrames(), reader_.framesPerSecond()));
+        }
+        if (reader_.isInterlaced()) {
+            messages_.warn("the video is interlaced: its fields were stabilized as one picture");
+        }
     }
 
     void warnAboutCoverage() {
@@ -256,8 +261,6 @@ void report(const StabilizeOptions& options, const RunDisplay& display, const Ru
 }  // namespace
 
 void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record) {
-    record.input = options.video;
-    record.output = options.output;
     ClipStabilizer(options, display, record).run();
     if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
     if (!options.saveRun.empty()) saveRunRecord(options.saveRun, record);

@@ -29,7 +29,11 @@ uint32_t tagFor(const AVOutputFormat& container, const AVCodecParameters& codec)
 }
 
 bool canHold(const AVOutputFormat& container, const AVCodecParameters& codec) {
-    if (avformat_query_codec(&container, codec.codec_id, FF_COMPLIANCE_NORMAL) != 1) return false;
+    const int answer = avformat_query_codec(&container, codec.codec_id, FF_COMPLIANCE_NORMAL);
+    // Containers without a list of codecs, as transport streams, say that they do not know.
+    const bool isSound = codec.codec_type == AVMEDIA_TYPE_AUDIO;
+    if (answer < 0 && isSound) return container.audio_codec != AV_CODEC_ID_NONE;
+    if (answer != 1) return false;
     // Data without a codec of its own is told by the tag alone.
     return codec.codec_type != AVMEDIA_TYPE_DATA || tagFor(container, codec) != 0;
 }

@@ -3,6 +3,7 @@
 #include "media/libav_messages.h"
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include <fmt/format.h>
@@ -37,14 +38,22 @@ const AVCodec* findEncoder(const std::string& file, const AVOutputFormat& contai
                                            "`ffmpeg -encoders` lists those it has",
                                            name));
     }
+    // Transport streams have no list of codecs to ask.
     const bool holdsH264 =
-        avformat_query_codec(&container, AV_CODEC_ID_H264, FF_COMPLIANCE_NORMAL) == 1;
+        avformat_query_codec(&container, AV_CODEC_ID_H264, FF_COMPLIANCE_NORMAL) == 1 ||
+        std::strcmp(container.name, "mpegts") == 0;
     const AVCodec* encoder = holdsH264 ? avcodec_find_encoder_by_name("libx264") : nullptr;
     if (encoder == nullptr) {
         encoder = avcodec_find_encoder(holdsH264 ? AV_CODEC_ID_H264 : container.video_codec);
     }
     if (encoder != nullptr) return encoder;
     throw MediaError(file, fmt::format("no video encoder for {} is installed", container.name));
+}
+
+/// FFmpeg's flag for this is not set for MP4.
+bool countsFrames(const AVOutputFormat& container) {
+    const std::string name = container.name;
+    return name == "avi" || name == "yuv4mpegpipe";
 }
 
 /// The pixel formats that an encoder takes; empty if it does not tell.
@@ -85,11 +94,12 @@ bool hasOption(const AVCodec& encoder, const char* name) {
 VideoEncoder::VideoEncoder(const std::string& file, const AVOutputFormat& container,
                            const VideoSettings& settings, const VideoReader* source)
     : file_(file), encoder_(findEncoder(file, container, settings.encoder)),
-      codec_(avcodec_alloc_context3(encoder_)), packet_(makePacket()) {
+      hasFrameTimes_(!countsFrames(container)), codec_(avcodec_alloc_context3(encoder_)),
+      packet_(makePacket()) {
     if (!codec_) throw std::bad_alloc();
     choosePixelFormat(settings);
     chooseSize(settings);
-    codec_->time_base = settings.timeBase;
+    codec_->time_base = hasFrameTimes_ ? settings.timeBase : av_inv_q(settings.frameRate);
     codec_->framerate = settings.frameRate;
     codec_->thread_count = 0;
     if (source != nullptr) takeOver(*source);
@@ -184,8 +194,8 @@ AvPtr<AVFrame> VideoEncoder::convert(const AVFrame& frame) {
     if (av_frame_get_buffer(converted.get(), 0) < 0) throw std::bad_alloc();
     converted->color_range = codec_->color_range;
     converted->colorspace = codec_->colorspace;
-    converted->pts = frame.pts;
-    converted->pkt_duration = frame.pkt_duration;
+    converted->pts = hasFrameTimes_ ? frame.pts : frames_++;
+    converted->pkt_duration = hasFrameTimes_ ? frame.pkt_duration : 1;
     const FrameArea area{codec_->width, codec_->height};
     converter_.convert(frame, area, *converted, area);
     return converted;

@@ -33,8 +33,11 @@ public:
 
     const AVCodecContext& codec() const { return *codec_; }
 
+    /// Whether frames keep their times; else they go out at the settings' frame rate.
+    bool hasFrameTimes() const { return hasFrameTimes_; }
+
     /// Takes a frame whose pts is in the settings' time base; null: there are no more. Hands what
-    /// has been encoded to `sink`.
+    /// has been encoded to `sink`, its times in the codec's time base.
     void encode(const AVFrame* frame, const PacketSink& sink);
 
 private:
@@ -46,6 +49,8 @@ private:
 
     std::string file_;
     const AVCodec* encoder_;
+    bool hasFrameTimes_;  // else the container counts frames
+    int64_t frames_ = 0;
     AvPtr<AVCodecContext> codec_;
     AvPtr<AVPacket> packet_;
     PixelConverter converter_;

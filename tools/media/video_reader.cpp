@@ -133,8 +133,19 @@ void VideoReader::convert() {
         throw MediaError(name_, error.what());
     }
     repeatOddEdges(*converted_, content_.width, content_.height);
-    converted_->pts = decoded_->best_effort_timestamp;
+    isInterlaced_ = isInterlaced_ || decoded_->interlaced_frame != 0;
+    converted_->pts = timestamp();
     converted_->pkt_duration = decoded_->pkt_duration;
+}
+
+int64_t VideoReader::timestamp() {
+    int64_t pts = decoded_->best_effort_timestamp;
+    if (pts == AV_NOPTS_VALUE) {
+        pts = nextPts_;
+        ++untimedFrames_;
+    }
+    nextPts_ = pts + av_rescale_q(1, av_inv_q(frameRate()), timeBase());
+    return pts;
 }
 
 const AVFrame* VideoReader::next() {

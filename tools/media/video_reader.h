@@ -55,6 +55,12 @@ public:
     /// Packets that could not be decoded and have cost their frames.
     int damagedPackets() const { return damagedPackets_; }
 
+    /// Frames without a timestamp of their own, which got one by the frame rate.
+    int untimedFrames() const { return untimedFrames_; }
+
+    /// Whether a frame was two fields; they are not taken apart.
+    bool isInterlaced() const { return isInterlaced_; }
+
     void setPacketSink(PacketSink sink) { sink_ = std::move(sink); }
 
     /// The next frame (its pts in `timeBase`), valid until the next call; null at the end.
@@ -67,6 +73,7 @@ private:
     void feedDecoder();
     void sendPacket();
     void convert();
+    int64_t timestamp();
 
     std::string name_;  // of the source, for messages
     AvInput format_;
@@ -79,6 +86,9 @@ private:
     PixelConverter converter_;
     PacketSink sink_;
     int damagedPackets_ = 0;
+    int untimedFrames_ = 0;
+    bool isInterlaced_ = false;
+    int64_t nextPts_ = 0;  // for a frame without a timestamp
 };
 
 }  // namespace framehold

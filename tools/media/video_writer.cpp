@@ -28,6 +28,12 @@ bool isMovie(const AVOutputFormat& container) {
                        [&](const char* name) { return std::strcmp(name, container.name) == 0; });
 }
 
+/// Whether frames come at varying distances: on average others than the smallest one.
+bool isIrregular(const VideoReader& source) {
+    const AVStream& stream = source.stream();
+    return av_q2d(stream.r_frame_rate) > 1.01 * av_q2d(stream.avg_frame_rate);
+}
+
 }  // namespace
 
 VideoWriter::VideoWriter(const std::string& path, const VideoSettings& settings,
@@ -56,7 +62,7 @@ void VideoWriter::close() {
 
 void VideoWriter::start(const VideoSettings& settings, const VideoReader* source) {
     encoder_.emplace(name_, *format_->oformat, settings, source);
-    addVideoStream(settings, source);
+    addVideoStream(source);
     if (source != nullptr) {
         copySideData(*source);
         copier_.emplace(*format_, source->container(), source->stream().index);
@@ -73,15 +79,19 @@ void VideoWriter::require(int code, const char* what) const {
     if (code < 0) throw MediaError(name_, what, code);
 }
 
-void VideoWriter::addVideoStream(const VideoSettings& settings, const VideoReader* source) {
+void VideoWriter::addVideoStream(const VideoReader* source) {
     stream_ = avformat_new_stream(format_, nullptr);
     if (stream_ == nullptr) throw std::bad_alloc();
     const AVCodecContext& codec = encoder_->codec();
     require(avcodec_parameters_from_context(stream_->codecpar, &codec), "out of memory");
-    stream_->time_base = settings.timeBase;
+    stream_->time_base = codec.time_base;
     stream_->avg_frame_rate = codec.framerate;
     stream_->sample_aspect_ratio = codec.sample_aspect_ratio;
     if (source == nullptr) return;
+    if (!encoder_->hasFrameTimes() && isIrregular(*source)) {
+        losses_.push_back(fmt::format("{} holds no frame times: {:g} frames per second go out",
+                                      format_->oformat->name, av_q2d(codec.framerate)));
+    }
     av_dict_copy(&format_->metadata, source->container().metadata, 0);
     av_dict_copy(&stream_->metadata, source->stream().metadata, 0);
     stream_->disposition = source->stream().disposition;

@@ -42,7 +42,7 @@ public:
 
 private:
     void start(const VideoSettings& settings, const VideoReader* source);
-    void addVideoStream(const VideoSettings& settings, const VideoReader* source);
+    void addVideoStream(const VideoReader* source);
     void copySideData(const VideoReader& source);
     void close();
     void encode(const AVFrame* frame);
