@@ -4,6 +4,7 @@
 #include "runtime/memory_arena.h"
 #include "zpr_framehold.h"
 
+#include <cstring>
 #include <vector>
 
 namespace fh = qlx::zpr_framehold;

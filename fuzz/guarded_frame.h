@@ -3,8 +3,6 @@
 #include "guarded_plane.h"
 #include "zpr_framehold.h"
 
-#include <cstring>
-#include <memory>
 #include <vector>
 
 namespace zpr_fuzz {

@@ -5,8 +5,9 @@
 #include "guarded_frame.h"
 #include "zpr_framehold.h"
 
+#include <algorithm>
 #include <cstring>
-#include <memory>
+#include <limits>
 
 using zpr_fuzz::Draw;
 using zpr_fuzz::require;

@@ -4,6 +4,7 @@
 #include "temporary_folder.h"
 
 #include <stdexcept>
+#include <string>
 
 using framehold::SessionReader;
 

@@ -6,6 +6,8 @@
 #include "motion/gpmf_reader.h"
 
 #include <algorithm>
+#include <string>
+#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr double kTick = 0.1;

@@ -146,7 +146,8 @@ typedef struct ZPR_Param {
      * must reach from one frame before the output frame to the end of the newest frame's readout;
      * at 30 frames per second that works up to about 3500 samples per second with no delay, 750
      * with 8 frames, 900 with 15, 450 with 30. Average faster sensors down before feeding them:
-     * else frames lose their orientation and fall back to the plain crop. */
+     * else frames lose their orientation and fall back to the plain crop or, if that happens while
+     * they are delayed, to the correction of an earlier frame. */
     int32_t delayFrames;
 } ZPR_Param;
 

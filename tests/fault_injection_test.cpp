@@ -3,8 +3,9 @@
 #include "runtime/worker_pool.h"
 #include "shaky_input.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <functional>
-#include <map>
 
 using namespace zpr_test;
 using qlx::zpr_framehold::WorkerPool;

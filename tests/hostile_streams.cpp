@@ -5,11 +5,12 @@
 #include "shaky_input.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include <time.h>
 
