@@ -32,8 +32,8 @@ for target in "${targets[@]}"; do
     mkdir -p "$inputs" "$findings"
     TIMEFORMAT='%U %S'
     cpu=$({ time LLVM_PROFILE_FILE=/dev/null "$program" -max_total_time="$seconds" -max_len=2048 \
-        -len_control=0 -timeout=20 -print_final_stats=1 -artifact_prefix="$findings/" \
-        "$inputs" "fuzz/corpus/$target" >"$log" 2>&1 || true; } 2>&1)
+        -len_control=0 -timeout=20 -report_slow_units=20 -print_final_stats=1 \
+        -artifact_prefix="$findings/" "$inputs" "fuzz/corpus/$target" >"$log" 2>&1 || true; } 2>&1)
     # What all inputs reach, for the coverage.
     LLVM_PROFILE_FILE=$build/$target.profraw "$program" -runs=0 "$inputs" "fuzz/corpus/$target" \
         >"$log.coverage" 2>&1 || true

@@ -133,10 +133,10 @@ bool RotationalSensor::getOrientations(const std::vector<double>& times,
             const Record& hi = at(j + 1);
             q = slerp(lo.orientation, hi.orientation, hi.arc,
                       (times[i] - lo.timestamp) / (hi.timestamp - lo.timestamp));
-            if (!isUsable(q)) return false;
             // Deliberate: by one record at most; the times are meant to be denser than the records.
             if (i + 1 < times.size() && times[i + 1] > hi.timestamp) ++j;
         }
+        if (!isUsable(q)) return false;
         answers[i] = q;
     }
     for (size_t i = 0; i < first; ++i) answers[i] = answers[first];
