@@ -1,5 +1,7 @@
 #include "analysis/measure_rows.h"
 
+#include "common/angle_units.h"
+
 namespace framehold {
 
 namespace {
@@ -7,7 +9,6 @@ namespace {
 using Value = std::optional<double>;
 using Clip = const ClipMeasures&;
 
-constexpr double kDegrees = 180.0 / 3.14159265358979323846;
 constexpr double kPercent = 100.0;
 
 }  // namespace

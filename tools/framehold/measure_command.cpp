@@ -1,4 +1,5 @@
 #include "analysis/measure_rows.h"
+#include "common/angle_units.h"
 #include "common/output_file.h"
 #include "framehold/commands.h"
 #include "framehold/measured_clips.h"
@@ -24,8 +25,6 @@ struct MeasureOptions {
     std::string csv;  // empty: none
     bool quiet = false;
 };
-
-constexpr double kDegrees = 180.0 / 3.14159265358979323846;
 
 void printTable(const std::vector<ClipMeasures>& clips) {
     constexpr int kColumn = 17;

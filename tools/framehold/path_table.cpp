@@ -1,5 +1,6 @@
 #include "framehold/path_table.h"
 
+#include "common/angle_units.h"
 #include "common/output_file.h"
 #include "common/text_fields.h"
 
@@ -21,7 +22,6 @@ std::string fieldsOf(const std::optional<Quaternion>& q) {
 }
 
 double degreesBetween(const Quaternion& a, const Quaternion& b) {
-    constexpr double kDegrees = 180.0 / 3.14159265358979323846;
     const Quaternion d = a.inverse() * b;
     // The sine resolves small angles, which the cosine does not.
     return 2.0 * kDegrees * std::atan2(std::hypot(d.x, d.y, d.z), std::abs(d.w));

@@ -1,5 +1,7 @@
 #include "report/camera_angles.h"
 
+#include "common/angle_units.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -8,8 +10,6 @@ namespace framehold {
 using qlx::zpr_framehold::Quaternion;
 
 namespace {
-
-constexpr double kDegrees = 180.0 / 3.14159265358979323846;
 
 /// `angle` plus as many turns as bring it next to `neighbour`.
 double near(double neighbour, double angle) {

@@ -1,6 +1,7 @@
 #include "report/page_data.h"
 
 #include "analysis/measure_rows.h"
+#include "common/angle_units.h"
 #include "report/camera_angles.h"
 #include "report/parameter_snippet.h"
 
@@ -117,7 +118,6 @@ ordered_json runOf(const RunRecord& run) {
 
 /// factor: from the clip's pixels to the original's.
 ordered_json shakeOf(const ClipMeasures& clip, double factor) {
-    constexpr double kDegrees = 180.0 / 3.14159265358979323846;
     ordered_json result;
     result["time"] = ordered_json::array();
     for (const double time : clip.times) result["time"].push_back(rounded(time - clip.times[0]));
