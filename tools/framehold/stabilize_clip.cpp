@@ -78,7 +78,7 @@ public:
         }
         flush();
         if (taken_ == 0) {
-            throw MediaError(options_.video, fmt::format("holds no frames but {} damaged packets",
+            throw MediaError(options_.video, fmt::format("holds no frames; {} damaged packets",
                                                          reader_.damagedPackets()));
         }
         output_.finish();
