@@ -6,6 +6,7 @@ namespace framehold {
 
 // Each adds one command to the program; what it does is run when the command line is parsed.
 void addStabilizeCommand(CLI::App& app);
+void addCalibrateCommand(CLI::App& app);
 void addSimulateCommand(CLI::App& app);
 void addCompareCommand(CLI::App& app);
 void addInspectCommand(CLI::App& app);

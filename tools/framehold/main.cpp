@@ -35,6 +35,7 @@ int run(int argc, char** argv) {
     app.set_help_all_flag("--help-all", "The same, with options that are rarely needed");
     app.require_subcommand(1);
     framehold::addStabilizeCommand(app);
+    framehold::addCalibrateCommand(app);
     framehold::addSimulateCommand(app);
     framehold::addCompareCommand(app);
     framehold::addInspectCommand(app);

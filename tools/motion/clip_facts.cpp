@@ -33,7 +33,7 @@ std::vector<std::string> misspeltKeys(const std::string& path, const json& root)
     const std::vector<std::string> kKnown = {
         "name",       "video",          "frames",    "width",         "height", "fps",
         "duration_s", "focal_px",       "readout_s", "time_offset_s", "axes",   "gravity_hint_mps2",
-        "imu",        "clock_drift_ppm"};
+        "imu",        "clock_drift_ppm", "frames_file"};
     std::vector<std::string> warnings;
     for (const auto& [key, value] : root.items()) {
         const bool isRemark = key.size() > 5 && key.compare(key.size() - 5, 5, "_note") == 0;
@@ -63,6 +63,8 @@ int pictureWidth(const json& value) {
     return static_cast<int>(width);
 }
 
+}  // namespace
+
 std::vector<double> readFrameTimes(const std::string& path) {
     const std::string text = readFile(path);
     LineReader lines(path, text);
@@ -83,8 +85,6 @@ std::vector<double> readFrameTimes(const std::string& path) {
     return times;
 }
 
-}  // namespace
-
 ClipFacts readClipFacts(const std::string& path) {
     json root;
     try {
@@ -102,6 +102,8 @@ ClipFacts readClipFacts(const std::string& path) {
     readKey(path, root, "readout_s", [&](const json& v) { facts.readoutTime = atLeast(0.0, v); });
     readKey(path, root, "time_offset_s",
             [&](const json& v) { facts.timeOffset = v.get<double>(); });
+    readKey(path, root, "clock_drift_ppm",
+            [&](const json& v) { facts.clockDrift = 1e-6 * v.get<double>(); });
     readKey(path, root, "gravity_hint_mps2",
             [&](const json& v) { facts.gravityHint = v.get<Vec3>(); });
     readKey(path, root, "axes", [&](const json& v) {
@@ -114,8 +116,15 @@ ClipFacts readClipFacts(const std::string& path) {
         if (v.contains("file"))
             facts.motionLog = (folder / v.at("file").get<std::string>()).string();
     });
-    const auto frames = folder / "frames.csv";
-    if (std::filesystem::exists(frames)) facts.frameTimes = readFrameTimes(frames.string());
+    std::string frames = "frames.csv";
+    bool mustExist = false;
+    readKey(path, root, "frames_file", [&](const json& v) {
+        frames = v.get<std::string>();
+        mustExist = true;
+    });
+    if (frames.empty()) return facts;
+    frames = (folder / frames).string();
+    if (mustExist || std::filesystem::exists(frames)) facts.frameTimes = readFrameTimes(frames);
     return facts;
 }
 

@@ -15,6 +15,7 @@ struct ClipFacts {
     std::optional<double> focalLength;  // pixels, at this width
     std::optional<double> readoutTime;  // seconds
     std::optional<double> timeOffset;   // seconds, added to a frame's timestamp
+    std::optional<double> clockDrift;   // seconds that the log's clock gains per second
     std::optional<AxisMapping> axes;
     std::optional<Vec3> gravityHint;  // m/s^2 in device axes, at the start
     std::optional<std::string> motionLog;
@@ -22,9 +23,14 @@ struct ClipFacts {
     std::vector<std::string> warnings;  // of keys that look like misspelt ones
 };
 
-/// Reads a clip.json (keys video, width, focal_px, readout_s, time_offset_s, axes, gravity_hint_mps2,
-/// imu.file) and, if it stands beside it, frames.csv (columns frame,timestamp_s). All keys are
-/// optional. Throws FileError.
+/// Reads the times of frames, in seconds, from a file with the columns frame,timestamp_s.
+/// Throws FileError.
+std::vector<double> readFrameTimes(const std::string& path);
+
+/// Reads a clip.json (keys video, width, focal_px, readout_s, time_offset_s, clock_drift_ppm, axes,
+/// gravity_hint_mps2, imu.file, frames_file) and the times of the frames: those in frames_file, none
+/// if that is empty, or if it is not there, those in a frames.csv beside the clip.json. All keys
+/// are optional. Throws FileError.
 ClipFacts readClipFacts(const std::string& path);
 
 }  // namespace framehold
