@@ -94,7 +94,7 @@ public:
         if (!drifts(fit)) {
             fit = fitCamera(fitClips_, refined(hypotheses[best], false), {}, onRound_);
             for (size_t i = 0; i < clips_.size(); ++i) {
-                fit.camera.clocks[i].drift.deviation = withDrift.clocks[i].drift.deviation;
+                fit.camera.clocks[i].drift = {0.0, withDrift.clocks[i].drift.deviation};
             }
         }
         Calibration result = resultOf(fit);

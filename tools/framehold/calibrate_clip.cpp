@@ -78,7 +78,8 @@ ClipFacts factsOf(const Calibration& calibration, size_t clip) {
     };
     take(facts.focalLength, calibration.focal);
     // Noise can make a readout of about 0 a negative one.
-    if (calibration.readout.isUsable()) facts.readoutTime = std::max(0.0, calibration.readout.value);
+    if (calibration.readout.isUsable())
+        facts.readoutTime = std::max(0.0, calibration.readout.value);
     take(facts.timeOffset, calibration.clocks[clip].offset);
     if (calibration.clocks[clip].drift.value != 0.0) {
         take(facts.clockDrift, calibration.clocks[clip].drift);

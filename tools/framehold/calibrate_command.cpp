@@ -85,7 +85,8 @@ void run(CalibrateOptions options) {
         clips.push_back(loadClip(source, options.seconds, !options.quiet));
     }
     const Calibration found = calibrate(clips, options.known, throwIfInterrupted);
-    fmt::print("{}", options.json ? jsonOf(found, sources).dump(1) + "\n" : tableOf(found, sources));
+    fmt::print("{}",
+               options.json ? jsonOf(found, sources).dump(1) + "\n" : tableOf(found, sources));
     writeText(output, presetOf(found, sources, output).dump(1) + "\n");
     if (!options.snippet.empty()) writeText(options.snippet, snippetOf(found));
     if (!options.quiet) fmt::print(stderr, "written: {}\n", output);

@@ -19,9 +19,8 @@ constexpr double kSameOffset = 0.002;  // seconds within which clips share an of
 
 std::string rowOf(const std::string& label, const Finding& finding, double unit,
                   const std::string& unitName, const std::string& remark = "") {
-    const std::string deviation = finding.telling == Telling::kGiven
-                                      ? ""
-                                      : fmt::format("+-{:.1f}", unit * finding.deviation);
+    const std::string deviation =
+        finding.telling == Telling::kGiven ? "" : fmt::format("+-{:.1f}", unit * finding.deviation);
     return fmt::format("{:<14}{:>10.1f} {:<5}{:<10}{}{}{}\n", label, unit * finding.value, unitName,
                        deviation, nameOf(finding.telling), remark.empty() ? "" : ": ", remark);
 }
@@ -51,6 +50,9 @@ std::optional<double> sharedOffset(const Calibration& calibration) {
     if (most - least > kSameOffset) return std::nullopt;
     return sum / static_cast<double>(calibration.clocks.size());
 }
+
+/// As many digits as mean something: steps of one.
+double rounded(double value, double steps) { return std::round(value * steps) / steps; }
 
 /// How a file is called from the folder of another one.
 std::string relativeTo(const std::string& path, const std::string& file) {
@@ -121,16 +123,16 @@ ordered_json presetOf(const Calibration& c, const std::vector<CalibrationSource>
     if (sources.size() == 1) root["video"] = relativeTo(path, sources[0].video);
     root["width"] = c.width;
     root["height"] = c.height;
-    if (facts.focalLength) root["focal_px"] = *facts.focalLength;
-    if (facts.readoutTime) root["readout_s"] = *facts.readoutTime;
-    if (offset) root["time_offset_s"] = *offset;
+    if (facts.focalLength) root["focal_px"] = rounded(*facts.focalLength, 100);
+    if (facts.readoutTime) root["readout_s"] = rounded(*facts.readoutTime, 1e6);
+    if (offset) root["time_offset_s"] = rounded(*offset, 1e6);
     if (facts.axes) {
         for (size_t i = 0; i < 3; ++i) {
             root["axes"][std::string("device_") + "xyz"[i]] = facts.axes->term(i);
         }
     }
     if (sources.size() > 1) return root;
-    if (facts.clockDrift) root["clock_drift_ppm"] = kMillionths * *facts.clockDrift;
+    if (facts.clockDrift) root["clock_drift_ppm"] = rounded(kMillionths * *facts.clockDrift, 10);
     if (sources[0].motion != sources[0].video) {
         root["imu"] = {{"file", relativeTo(path, sources[0].motion)}};
     }

@@ -2,6 +2,7 @@
 
 #include "common/interruption.h"
 #include "common/progress.h"
+#include "framehold/calibrate_clip.h"
 #include "framehold/canvas.h"
 #include "framehold/clip_output.h"
 #include "framehold/clip_report.h"
@@ -55,8 +56,12 @@ public:
         : options_(options), record_(record),
           messages_(record, display.label, display.showNotes && !options.quiet),
           reader_(options.video), canvas_(reader_.width()),
-          plan_(makePlan(options, {reader_.width(), reader_.height(), reader_.framesPerSecond(),
-                                   canvas_.width()})),
+          plan_(makePlan(
+              options,
+              {reader_.width(), reader_.height(), reader_.framesPerSecond(), canvas_.width()},
+              options.findsUnknown
+                  ? findUnknownFacts(options, display.showProgress && !options.quiet)
+                  : ClipFacts())),
           output_(options, reader_, usesCanvas() ? &canvas_ : nullptr),
           progress_("stabilizing", reader_.expectedFrames(),
                     display.showProgress && !options.quiet),

@@ -40,6 +40,9 @@ void addCameraOptions(CLI::App& command, StabilizeOptions& o) {
     command.add_option("--axes", o.axes, "Logged axes as device x, y, z; lower case: negated")
         ->group(camera);
 
+    command.add_flag("--auto", o.findsUnknown, "Find in the clip itself what is not known")
+        ->group(camera);
+
     const std::string more = "More camera options";
     command.add_option("--fov-across", o.fieldOfViewAcross, "Which side --fov spans")
         ->check(CLI::IsMember({"width", "height", "diagonal"}))

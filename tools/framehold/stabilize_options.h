@@ -16,6 +16,7 @@ struct StabilizeOptions {
     std::string motion;
     std::string clip;
 
+    bool findsUnknown = false;          // calibrates with the clip itself first
     std::optional<double> focalLength;  // pixels
     std::optional<double> fieldOfView;  // degrees
     std::string fieldOfViewAcross = "width";

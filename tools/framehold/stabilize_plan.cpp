@@ -15,6 +15,7 @@ namespace framehold {
 namespace {
 
 constexpr int kMeshStep = 128;  // pixels; the library's grid
+constexpr const char* kFound = "found in the clip";
 
 /// The first of several sources that has a value, and a note of which one it was.
 template <class T>
@@ -44,8 +45,8 @@ void describeImage(int width, int height, ZPR_Image& image) {
     image.pitch[0] = image.pitch[1] = width;
 }
 
-void chooseView(const StabilizeOptions& options, const ClipFacts& facts, const VideoFacts& video,
-                StabilizePlan& plan) {
+void chooseView(const StabilizeOptions& options, const ClipFacts& facts, const ClipFacts& found,
+                const VideoFacts& video, StabilizePlan& plan) {
     const std::map<std::string, int> kModes = {
         {"width", ZPR_FOV_WIDTH}, {"height", ZPR_FOV_HEIGHT}, {"diagonal", ZPR_FOV_DIAGONAL}};
     Choice<double> focal;
@@ -62,6 +63,7 @@ void chooseView(const StabilizeOptions& options, const ClipFacts& facts, const V
         const double scale = facts.width ? static_cast<double>(video.width) / *facts.width : 1.0;
         focal.from(*facts.focalLength * scale, options.clip);
     }
+    focal.from(found.focalLength, kFound);
     if (!focal) {
         plan.warnings.push_back(fmt::format(
             "the focal length is not known: assuming a view of {:.1f} degrees across the width; "
@@ -75,11 +77,12 @@ void chooseView(const StabilizeOptions& options, const ClipFacts& facts, const V
         fmt::format("focal length {:.1f} pixels ({})", focal.value(), focal.source()));
 }
 
-void chooseTiming(const StabilizeOptions& options, const ClipFacts& facts, const MotionLog& log,
-                  const std::string& logName, StabilizePlan& plan) {
+void chooseTiming(const StabilizeOptions& options, const ClipFacts& facts, const ClipFacts& found,
+                  MotionLog& log, const std::string& logName, StabilizePlan& plan) {
     Choice<double> readout;
     readout.from(options.readoutTime, "--readout")
         .from(facts.readoutTime, options.clip)
+        .from(found.readoutTime, kFound)
         .from(log.readoutTime, logName)
         .from(plan.param.readoutTime, "default");
     plan.param.readoutTime = readout.value();
@@ -87,11 +90,21 @@ void chooseTiming(const StabilizeOptions& options, const ClipFacts& facts, const
     // Not the library's default, which is that of a phone's live camera.
     offset.from(options.timeOffset, "--time-offset")
         .from(facts.timeOffset, options.clip)
+        .from(found.timeOffset, kFound)
         .from(0.0, "default");
     plan.param.timeOffset = offset.value();
     plan.notes.push_back(fmt::format("readout {:.1f} ms ({}), time offset {:.1f} ms ({})",
                                      1000.0 * readout.value(), readout.source(),
                                      1000.0 * offset.value(), offset.source()));
+    Choice<double> drift;
+    drift.from(facts.clockDrift, options.clip).from(found.clockDrift, kFound);
+    if (!drift || drift.value() == 0.0) return;
+    // Frames keep their times; the log goes to their clock.
+    const double factor = 1.0 / (1.0 + drift.value());
+    log.stretch(factor);
+    plan.param.timeOffset *= factor;
+    plan.notes.push_back(fmt::format("clock drift {:.0f} millionths taken out of the log ({})",
+                                     1e6 * drift.value(), drift.source()));
 }
 
 /// Whether an output dimension shows more than the input has. The library adds half the size
@@ -194,11 +207,13 @@ MotionLog chooseLog(const StabilizeOptions& options, const ClipFacts& facts, Sta
 }
 
 /// Puts the log in device axes and says what it is.
-void chooseAxes(const StabilizeOptions& options, const ClipFacts& facts, MotionLog& log,
-                StabilizePlan& plan) {
+void chooseAxes(const StabilizeOptions& options, const ClipFacts& facts, const ClipFacts& found,
+                MotionLog& log, StabilizePlan& plan) {
     Choice<AxisMapping> axes;
     if (options.axes) axes.from(AxisMapping::fromLetters(*options.axes), "--axes");
-    axes.from(facts.axes, options.clip).from(log.orientation, plan.motionLog);
+    axes.from(facts.axes, options.clip)
+        .from(found.axes, kFound)
+        .from(log.orientation, plan.motionLog);
     plan.axes = axes.value().letters();
     const bool orientations = feedsOrientations(log, options.sensorMask);
     plan.notes.push_back(
@@ -262,21 +277,23 @@ double largestSampleRate(int delayFrames, double framesPerSecond, double readout
     return (records - 2.0) / seconds;
 }
 
-StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video) {
+StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video,
+                       const ClipFacts& found) {
     StabilizePlan plan{};
     ZPR_GetDefaultParam(&plan.param);
     const ClipFacts facts = options.clip.empty() ? ClipFacts() : readClipFacts(options.clip);
     plan.warnings = facts.warnings;
+    plan.warnings.insert(plan.warnings.end(), found.warnings.begin(), found.warnings.end());
     MotionLog log = chooseLog(options, facts, plan);
 
     chooseSizes(options, video, plan);
-    chooseView(options, facts, video, plan);
-    chooseTiming(options, facts, log, plan.motionLog, plan);
+    chooseView(options, facts, found, video, plan);
+    chooseTiming(options, facts, found, log, plan.motionLog, plan);
     plan.param.cropPercent = options.crop;
     plan.param.smoothingLevel = options.smoothing;
     plan.param.delayFrames = options.delay;
     plan.frameTimes = facts.frameTimes;
-    chooseAxes(options, facts, log, plan);
+    chooseAxes(options, facts, found, log, plan);
     chooseSamples(options, facts, video, log, plan);
     return plan;
 }

@@ -30,8 +30,10 @@ struct StabilizePlan {
     std::vector<std::string> warnings;
 };
 
+/// found: what the clip itself was found to tell, for what neither options nor facts say.
 /// Throws std::runtime_error, with file and field where it can.
-StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video);
+StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video,
+                       const ClipFacts& found = {});
 
 /// Samples per second that an instance can hold without losing one it needs.
 double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime);

@@ -30,10 +30,14 @@ void readKey(const std::string& path, const json& object, const char* key, Read 
 
 /// Keys that are not known are remarks, unless they look like one that is.
 std::vector<std::string> misspeltKeys(const std::string& path, const json& root) {
-    const std::vector<std::string> kKnown = {
-        "name",       "video",          "frames",    "width",         "height", "fps",
-        "duration_s", "focal_px",       "readout_s", "time_offset_s", "axes",   "gravity_hint_mps2",
-        "imu",        "clock_drift_ppm", "frames_file"};
+    const std::vector<std::string> kKnown = {"name",       "video",
+                                             "frames",     "width",
+                                             "height",     "fps",
+                                             "duration_s", "focal_px",
+                                             "readout_s",  "time_offset_s",
+                                             "axes",       "gravity_hint_mps2",
+                                             "imu",        "clock_drift_ppm",
+                                             "frames_file"};
     std::vector<std::string> warnings;
     for (const auto& [key, value] : root.items()) {
         const bool isRemark = key.size() > 5 && key.compare(key.size() - 5, 5, "_note") == 0;

@@ -129,4 +129,11 @@ void MotionLog::toDeviceAxes(const AxisMapping& mapping) {
     }
 }
 
+void MotionLog::stretch(double factor) {
+    for (auto* samples : {&rates, &gravity}) {
+        for (MotionSample& sample : *samples) sample.time *= factor;
+    }
+    for (OrientationSample& sample : orientations) sample.time *= factor;
+}
+
 }  // namespace framehold

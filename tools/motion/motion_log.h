@@ -70,6 +70,9 @@ struct MotionLog {
     /// Throws std::invalid_argument if orientations are to be mirrored: `mapping` must be a
     /// rotation then.
     void toDeviceAxes(const AxisMapping& mapping);
+
+    /// Multiplies all times, to take out that the log's clock runs at another speed.
+    void stretch(double factor);
 };
 
 }  // namespace framehold
