@@ -81,24 +81,24 @@ public:
             }
             gyros_.emplace_back(clip.rates);
         }
-        for (size_t i = 0; i < clips.size(); ++i)
-            fitClips_.push_back({&clips[i].tracks, &gyros_[i]});
     }
 
     Calibration run() {
         std::vector<Hypothesis> hypotheses = candidates();
-        for (Hypothesis& h : hypotheses) h.fit = fitCamera(fitClips_, startOf(h), kQuick, onRound_);
+        for (Hypothesis& h : hypotheses) h.fit = fit(h.axes, startOf(h), kQuick);
         const size_t best = choose(hypotheses);
-        CameraFit fit = fitCamera(fitClips_, refined(hypotheses[best], true), {}, onRound_);
-        const CameraEstimate withDrift = fit.camera;
-        if (!drifts(fit)) {
-            fit = fitCamera(fitClips_, refined(hypotheses[best], false), {}, onRound_);
+        const Hypothesis& chosen = hypotheses[best];
+        CameraFit found = fit(chosen.axes, refined(chosen, true), {});
+        if (!drifts(found)) {
+            const CameraEstimate drifting = found.camera;
+            found = fit(chosen.axes, refined(chosen, false), {});
             for (size_t i = 0; i < clips_.size(); ++i) {
-                fit.camera.clocks[i].drift = {0.0, withDrift.clocks[i].drift.deviation};
+                found.camera.clocks[i].drift = {0.0, drifting.clocks[i].drift.deviation};
             }
         }
-        Calibration result = resultOf(fit);
-        result.explained = hypotheses[best].explained();
+        Calibration result = resultOf(found);
+        result.axes = chosen.axes;
+        result.explained = chosen.explained();
         judgeAxes(hypotheses, best, result);
         if (!result.focal.isUsable() || result.axesTelling == Telling::kNot) doubt(result);
         return result;
@@ -106,6 +106,21 @@ public:
 
 private:
     static constexpr FitSettings kQuick = {60, 15};
+
+    /// Turns are taken to device axes before they are put together: a mirror has no place in them.
+    CameraFit fit(const AxisMapping& axes, const CameraEstimate& start,
+                  const FitSettings& settings) const {
+        std::vector<GyroPath> gyros;
+        for (const CalibrationClip& clip : clips_) {
+            std::vector<MotionSample> rates = clip.rates;
+            for (MotionSample& rate : rates) rate.value = axes.toDevice(rate.value);
+            gyros.emplace_back(rates);
+        }
+        std::vector<FitClip> fitClips;
+        for (size_t i = 0; i < clips_.size(); ++i)
+            fitClips.push_back({&clips_[i].tracks, &gyros[i]});
+        return fitCamera(fitClips, start, settings, onRound_);
+    }
 
     /// The mappings to look at closely, most likely first.
     std::vector<Hypothesis> candidates() const {
@@ -157,13 +172,15 @@ private:
         if (explained >= kLeastExplained) return;
         const GyroPath& gyro = gyros_[clip];
         const auto& times = clips_[clip].tracks.frameTimes;
-        throw std::runtime_error(fmt::format(
-            "{}: its motion log explains {:.0f} % of how the picture shakes; either it is not the "
-            "clip's, or their clocks differ by more than {:g} s (the log: {:.3f} s to {:.3f} s, "
-            "the clip: {:.3f} s to {:.3f} s), or the clip hardly turns",
-            clips_[clip].name, 100.0 * explained, settings_.range, gyro.firstTime(),
-            gyro.lastTime(), times.empty() ? 0.0 : times.front(),
-            times.empty() ? 0.0 : times.back()));
+        throw std::runtime_error(
+            fmt::format("{}: its motion log explains {:.0f} % of how the picture shakes; "
+                        "either it is not the "
+                        "clip's, or their clocks differ by more than {:g} s (the log: {:.3f} s "
+                        "to {:.3f} s, "
+                        "the clip: {:.3f} s to {:.3f} s), or the clip hardly turns",
+                        clips_[clip].name, 100.0 * explained, settings_.range, gyro.firstTime(),
+                        gyro.lastTime(), times.empty() ? 0.0 : times.front(),
+                        times.empty() ? 0.0 : times.back()));
     }
 
     SearchWindow whereToSearch(size_t clip) const {
@@ -181,7 +198,6 @@ private:
 
     CameraEstimate startOf(const Hypothesis& h) const {
         CameraEstimate start;
-        start.axes = h.axes;
         double logFocal = 0.0;
         for (const AxisGuess& guess : h.guesses) logFocal += std::log(guess.focal);
         start.logFocal = {logFocal / static_cast<double>(h.guesses.size()), 1.0};
@@ -272,7 +288,6 @@ private:
         Calibration result;
         result.width = clips_[0].tracks.width;
         result.height = clips_[0].tracks.height;
-        result.axes = fit.camera.axes;
         const double focal = std::exp(fit.camera.logFocal.value);
         result.focal = judged({focal, focal * fit.camera.logFocal.deviation}, focal * kFocalFloor,
                               focal * kFocalLimit, settings_.focal.has_value());
@@ -292,8 +307,7 @@ private:
     const std::vector<CalibrationClip>& clips_;
     const CalibrationSettings& settings_;
     const std::function<void()>& onRound_;
-    std::vector<GyroPath> gyros_;
-    std::vector<FitClip> fitClips_;
+    std::vector<GyroPath> gyros_;  // in logged axes
 };
 
 }  // namespace

@@ -53,8 +53,7 @@ public:
         : start_(start), values_(kShared + 2 * static_cast<Eigen::Index>(clips.size())) {
         fillValues();
         for (size_t i = 0; i < clips.size(); ++i) {
-            cameras_.emplace_back(clips[i].tracks->width, clips[i].tracks->height, *clips[i].gyro,
-                                  start.axes);
+            cameras_.emplace_back(clips[i].tracks->width, clips[i].tracks->height, *clips[i].gyro);
             addFeatures(clips[i], i, settings.maxFeatures);
         }
     }
@@ -323,7 +322,6 @@ private:
         const auto estimate = [&](Eigen::Index i) {
             return Estimate{values_[i], std::sqrt(std::max(0.0, spread(i, i)))};
         };
-        fit.camera.axes = start_.axes;
         fit.camera.logFocal = estimate(0);
         fit.camera.readout = estimate(1);
         for (size_t i = 0; i < start_.clocks.size(); ++i) {

@@ -2,7 +2,6 @@
 
 #include "analysis/feature_tracks.h"
 #include "analysis/gyro_path.h"
-#include "motion/axis_mapping.h"
 
 #include <functional>
 #include <vector>
@@ -25,7 +24,6 @@ struct ClockEstimate {
 /// What a fit finds, and what it starts from: there the deviations are how far the truth may be
 /// from the start; 0 keeps a value as it is.
 struct CameraEstimate {
-    AxisMapping axes;                   // is kept as it is
     Estimate logFocal;                  // natural logarithm of the focal length in pixels
     Estimate readout;                   // seconds
     std::vector<ClockEstimate> clocks;  // one for each clip
@@ -34,7 +32,7 @@ struct CameraEstimate {
 /// A clip to fit a camera to.
 struct FitClip {
     const FeatureTracks* tracks;
-    const GyroPath* gyro;
+    const GyroPath* gyro;  // in device axes
 };
 
 struct CameraFit {

@@ -20,16 +20,8 @@ struct TimedMotion {
 /// height / 2, picture x along device -y, picture y along device -x.
 class RollingCamera {
 public:
-    RollingCamera(int width, int height, const GyroPath& gyro, const AxisMapping& axes)
-        : gyro_(gyro), centre_(width / 2.0, height / 2.0), height_(height) {
-        for (size_t i = 0; i < 3; ++i) {
-            Vec3 unit{};
-            unit[i] = 1.0;
-            const Vec3 logged = axes.toLogged(unit);
-            toLogged_.col(static_cast<Eigen::Index>(i)) =
-                Eigen::Map<const Eigen::Vector3d>(logged.data());
-        }
-    }
+    RollingCamera(int width, int height, const GyroPath& gyro)
+        : gyro_(gyro), centre_(width / 2.0, height / 2.0), height_(height) {}
 
     /// The values that a fit looks for, for one clip.
     struct Values {
@@ -77,8 +69,8 @@ private:
     Eigen::Vector2d missAt(const TimedMotion& feature, double focal, double from, double to) const {
         const FeatureMotion& m = feature.motion;
         const Eigen::Vector3d ray(-(m.fromY - centre_.y()), -(m.fromX - centre_.x()), -focal);
-        const Eigen::Vector3d still = gyro_.at(from) * (toLogged_ * ray);
-        const Eigen::Vector3d seen = toLogged_.transpose() * (gyro_.at(to).conjugate() * still);
+        const Eigen::Vector3d still = gyro_.at(from) * ray;
+        const Eigen::Vector3d seen = gyro_.at(to).conjugate() * still;
         const double scale = focal / -seen.z();
         return {centre_.x() - scale * seen.y() - m.toX, centre_.y() - scale * seen.x() - m.toY};
     }
@@ -86,7 +78,6 @@ private:
     const GyroPath& gyro_;
     Eigen::Vector2d centre_;
     double height_;
-    Eigen::Matrix3d toLogged_;  // from device axes
 };
 
 }  // namespace framehold
