@@ -70,24 +70,8 @@ TEST(Lifecycle, NullArguments) {
     EXPECT_EQ(handle, nullptr);
 }
 
-TEST(Lifecycle, EveryArenaSizeIsGivenBackWhole) {
-    ZPR_Param param = makeParam(64, 64);
-    param.delayFrames = 2;
-    int failures = 0;
-    for (size_t size = 24; size < 60000; size += size < 6000 ? 8 : 256) {
-        std::vector<uint32_t> region(size / 4);
-        ASSERT_EQ(ZPR_FormatArena(region.data(), size), ZPR_OK);
-        ZPR_Handle handle = nullptr;
-        const int code = ZPR_Init(region.data(), &param, &handle);
-        ASSERT_EQ(code, handle == nullptr ? ZPR_ERR_NO_MEMORY : ZPR_OK);
-        failures += code == ZPR_OK ? 0 : 1;
-        ZPR_Deinit(&handle);
-        ASSERT_EQ(region[0], size - 16) << "the arena is one block again";
-        ASSERT_EQ(region[1], 0u);
-    }
-    EXPECT_GT(failures, 100);
-
-    param = makeParam(1920, 1080);
+TEST(Lifecycle, AnArenaOfTheSizeToldIsEnough) {
+    ZPR_Param param = makeParam(1920, 1080);
     param.delayFrames = 7;
     uint32_t size = 0;
     ASSERT_EQ(ZPR_GetMemorySize(&param, &size), ZPR_OK);

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <map>
 
 #include <unistd.h>
 
@@ -70,31 +69,6 @@ TEST(Arena, SplitsOnlyWhatLeavesAUsefulRest) {
         arena.free(p);
         EXPECT_EQ(arena.blocks(), Sizes{-128});
     }
-}
-
-TEST(Arena, KeepsBlocksApartUnderRandomUse) {
-    Random random(21);
-    Arena arena(20000);
-    std::map<unsigned char*, std::pair<uint32_t, unsigned char>> live;
-    for (int i = 0; i < 3000; ++i) {
-        arena.free(&i);  // a stranger
-        if (live.empty() || random.integer(0, 2) != 0) {
-            const auto size = static_cast<uint32_t>(random.integer(1, 700));
-            auto* p = static_cast<unsigned char*>(arena.alloc(size));
-            if (p == nullptr) continue;
-            const unsigned char mark = random.byte();
-            std::memset(p, mark, size);
-            ASSERT_TRUE(live.emplace(p, std::pair{size, mark}).second);
-        } else {
-            auto it = std::next(live.begin(), random.integer(0, static_cast<int>(live.size()) - 1));
-            const auto [size, mark] = it->second;
-            ASSERT_EQ(std::count(it->first, it->first + size, mark), size);
-            arena.free(it->first);
-            live.erase(it);
-        }
-    }
-    for (const auto& [p, block] : live) arena.free(p);
-    EXPECT_EQ(arena.blocks(), Sizes{-19984});
 }
 
 void count(void* counter) { ++*static_cast<std::atomic<int>*>(counter); }
