@@ -258,6 +258,8 @@ TEST(Gpmf, ErrorsNamePacketAndKey) {
         {with("GYROs", "GYROc"), "GYRO: type 'c' of 6 bytes is not one of numbers"},
         {gpmfInside("DEVC", gpmfInside("STRM", gpmf("GYRO", 's', 4, shorts({1, 2})))),
          "GYRO: 2 values in a sample where 3 are expected"},
+        {gpmfInside("DEVC", gpmfInside("STRM", gpmf("GYRO", 'f', 12, std::string(12, '\xFF')))),
+         "GYRO: holds a value that is not finite"},
         {with("TSMPL", "TSMPc"), "TSMP: type 'c' of 4 bytes is not one of numbers"},
     };
     for (const auto& [bytes, message] : kCases) {

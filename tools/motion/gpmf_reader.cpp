@@ -173,7 +173,7 @@ private:
 
     static size_t samplesOf(const GpmfRecord& record) {
         const std::vector<double> values = record.numbers();
-        if (values.size() != 1 || values[0] < 0.0 || values[0] > 1e12) {
+        if (values.size() != 1 || !(values[0] >= 0.0 && values[0] <= 1e12)) {
             throw std::invalid_argument("TSMP: is not one number of samples");
         }
         return static_cast<size_t>(values[0]);
