@@ -18,7 +18,7 @@ settings=(
     "2 10 960x540 0.037 900 0.024 YxZ 1"
     "13 10 1280x720 -0.2141 1166 0.0312 xzy 2 $phone"
     "23 8 640x480 0.7183 517 0.0117 zYX 3 $phone"
-    "30 8 854x480 -0.0463 744 0.0189 Zxy 4 $phone --imu-rate 100"
+    "30 8 854x480 -0.0463 744 0.0189 Zxy 4 $phone"
 )
 
 # value KEY: a number of clip.json in $1.
