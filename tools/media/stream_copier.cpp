@@ -1,6 +1,7 @@
 #include "media/stream_copier.h"
 
 #include <cstring>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -21,14 +22,23 @@ bool isMadeByContainer(const AVFormatContext& file, const AVStream& stream) {
     return isData && (isTimecode || isChapters);
 }
 
+/// Whether it is telemetry that FFmpeg does write, though its table of codecs does not say so.
+bool isUnlistedTelemetry(const AVOutputFormat& container, const AVCodecParameters& codec) {
+    const std::string_view name = container.name;
+    return (name == "mov" || name == "mp4") && codec.codec_tag == MKTAG('g', 'p', 'm', 'd');
+}
+
 /// The tag that the container is to give the stream; 0 leaves the choice to it.
 uint32_t tagFor(const AVOutputFormat& container, const AVCodecParameters& codec) {
-    if (container.codec_tag == nullptr) return codec.codec_tag;
+    if (container.codec_tag == nullptr || isUnlistedTelemetry(container, codec)) {
+        return codec.codec_tag;
+    }
     const bool isItsOwn = av_codec_get_id(container.codec_tag, codec.codec_tag) == codec.codec_id;
     return isItsOwn ? codec.codec_tag : 0;
 }
 
 bool canHold(const AVOutputFormat& container, const AVCodecParameters& codec) {
+    if (isUnlistedTelemetry(container, codec)) return true;
     const int answer = avformat_query_codec(&container, codec.codec_id, FF_COMPLIANCE_NORMAL);
     // Containers without a list of codecs, as transport streams, say that they do not know.
     const bool isSound = codec.codec_type == AVMEDIA_TYPE_AUDIO;
