@@ -65,6 +65,25 @@ TEST(StabilityScore, IsTheShareOfTheFiveLowestFrequencies) {
     EXPECT_EQ(stabilityScore({std::vector<double>(100, 0.0)}), 1.0);
 }
 
+TEST(MeanDisplacement, IsThatOfAllPixels) {
+    constexpr int kWidth = 64;
+    constexpr int kHeight = 48;
+    constexpr double kShift = 0.7;
+    constexpr double kTurn = 0.01;
+    constexpr double kGrowth = 0.02;
+    double sum = 0.0;
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const double px = x - (kWidth - 1) / 2.0;
+            const double py = y - (kHeight - 1) / 2.0;
+            sum += std::pow(kShift + kGrowth * px - kTurn * py, 2) +
+                   std::pow(kTurn * px + kGrowth * py, 2);
+        }
+    }
+    EXPECT_NEAR(meanDisplacement(kShift, kTurn, kGrowth, kWidth, kHeight),
+                std::sqrt(sum / (kWidth * kHeight)), 1e-3);
+}
+
 /// Writes made-up clips into a folder of its own.
 class MadeUpClip : public testing::Test {
 protected:

@@ -46,6 +46,11 @@ std::vector<double> addUp(const std::vector<GlobalMotion>& motions, double Globa
 
 }  // namespace
 
+double meanDisplacement(double translation, double rotation, double scale, int width, int height) {
+    const double radius = std::hypot(width, height) / std::sqrt(12.0);
+    return std::hypot(translation, radius * rotation, radius * scale);
+}
+
 ClipMeasures measureClip(const std::string& video, double cutoff,
                          const std::function<void()>& onFrame) {
     const FeatureTracks tracks = trackFeatures(video, TrackSettings{}, onFrame);
@@ -68,6 +73,8 @@ ClipMeasures measureClip(const std::string& video, double cutoff,
     result.translation = std::hypot(rootMeanSquare(result.shake.x), rootMeanSquare(result.shake.y));
     result.rotation = rootMeanSquare(result.shake.rotation);
     result.scale = rootMeanSquare(result.shake.logScale);
+    result.displacement = meanDisplacement(result.translation, result.rotation, result.scale,
+                                           result.width, result.height);
     result.wobble = rowWobble(tracks, motions, result.times, cutoff);
     result.translationStability = stabilityScore({result.path.x, result.path.y});
     result.rotationStability = stabilityScore({result.path.rotation});

@@ -29,9 +29,13 @@ struct ClipMeasures {
     PicturePath path;
     PicturePath shake;  // the path without its slow part
 
-    double translation = 0.0;           // pixels of the video, of both directions together
-    double rotation = 0.0;              // radians
-    double scale = 0.0;                 // 0.01: the picture grows and shrinks by 1 %
+    double translation = 0.0;  // pixels of the video, of both directions together
+    double rotation = 0.0;     // radians
+    double scale = 0.0;        // 0.01: the picture grows and shrinks by 1 %
+    /// Pixels of the video by which a point of the picture is off its slow path: the three above
+    /// together, on average over the picture. Points are (w^2 + h^2) / 12 from its centre in the
+    /// mean square, and shift, rotation and growth about the centre are independent in the mean.
+    double displacement = 0.0;
     double wobble = 0.0;                // pixels of the video, see rowWobble
     double translationStability = 0.0;  // see stabilityScore
     double rotationStability = 0.0;
@@ -39,10 +43,14 @@ struct ClipMeasures {
     /// See shownShare; none for an original, and where frames do not match.
     std::optional<double> shownShare;
 
-    /// For clips of any size: translation in shares of the picture's width.
+    /// For clips of any size: in shares of the picture's width.
+    double relativeDisplacement() const { return displacement / width; }
     double relativeTranslation() const { return translation / width; }
     double relativeWobble() const { return wobble / width; }
 };
+
+/// What ClipMeasures::displacement says, for a picture of width x height pixels.
+double meanDisplacement(double translation, double rotation, double scale, int width, int height);
 
 /// Measures one clip. cutoff: Hz. `onFrame` is called for each frame, twice. Throws MediaError;
 /// std::runtime_error for clips that are too short or have no order in their timestamps.

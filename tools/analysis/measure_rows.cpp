@@ -15,6 +15,11 @@ constexpr double kPercent = 100.0;
 
 const std::vector<MeasureRow>& measureRows() {
     static const std::vector<MeasureRow> rows{
+        {"shake_px", "shake, px RMS over the picture", 3,
+         [](Clip c) -> Value { return c.displacement; },
+         [](Clip c) { return c.relativeDisplacement(); },
+         "How far points of the picture are thrown off their slow path: shift, rotation and "
+         "growth."},
         {"translation_px", "translation, px RMS", 3, [](Clip c) -> Value { return c.translation; },
          [](Clip c) { return c.relativeTranslation(); },
          "How far the picture is thrown off its slow path, in pixels of the clip."},

@@ -45,7 +45,7 @@
       byId("tiles").append(box);
     };
     const measure = (key) => data.measures.find((row) => row.key === key);
-    const shake = measure("translation_px").remaining;
+    const shake = measure("shake_px").remaining;
     tile(shake === null ? "–" : percent(shake), "of the shake is left");
     tile(`${measure("shown_percent").after} %`, "of the picture's area is kept");
     if (!run || run.frames === 0) return;
