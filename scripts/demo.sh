@@ -17,11 +17,20 @@ mkdir -p $out
 echo "== simulating a shaky clip (1280x720, 6 s)"
 $framehold simulate $out/shaky --duration 6 --shake 1.2
 echo "== stabilizing it"
-$framehold stabilize $out/shaky/clip.mp4 --clip $out/shaky/clip.json -o $out/stable.mp4
+$framehold stabilize $out/shaky/clip.mp4 --clip $out/shaky/clip.json -o $out/stable.mp4 \
+    --save-run $out/run.json
 
 echo "== comparing"
 $framehold compare $out/shaky/clip.mp4 $out/stable.mp4 --video $out/side_by_side.mp4 \
     --picture $out/mean.png --from 6
+
+echo "== measuring"
+$framehold measure $out/shaky/clip.mp4 $out/stable.mp4
+page=""
+if $framehold report $out/shaky/clip.mp4 $out/stable.mp4 --run $out/run.json -o $out/report.html; then
+    page="
+  report.html         what was done: pictures, the camera's path, measures, parameters"
+fi
 
 cat <<END
 
@@ -29,5 +38,5 @@ Done. In $out:
   shaky/clip.mp4      the simulated clip, with its motion log (imu.gcsv) and the truth (truth.csv)
   stable.mp4          the same clip, stabilized
   side_by_side.mp4    both
-  mean.png            the mean of 30 frames of each: the shake blurs the one on the left
+  mean.png            the mean of 30 frames of each: the shake blurs the one on the left$page
 END

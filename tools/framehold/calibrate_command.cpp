@@ -98,7 +98,7 @@ void addCalibrateCommand(CLI::App& app) {
     auto options = std::make_shared<CalibrateOptions>();
     CalibrateOptions& o = *options;
     CLI::App* command = app.add_subcommand(
-        "calibrate", "Find a camera's focal length, readout, axes and time offset from clips");
+        "calibrate", "Find focal length, readout, axes and time offset from clips");
     command->footer(
         "Examples:\n"
         "  framehold calibrate walk.mp4 --motion walk.gcsv -o walk.json\n"

@@ -79,8 +79,10 @@ void addCompareCommand(CLI::App& app) {
         "second blurs it, and what stands still stays sharp.");
     command->add_option("BEFORE", o.before, "One clip")->required()->check(CLI::ExistingFile);
     command->add_option("AFTER", o.after, "The other one")->required()->check(CLI::ExistingFile);
-    command->add_option("--video", o.video, "Write both beside each other to this file");
-    command->add_option("--picture", o.picture, "Write the mean of some frames to this .png file");
+    command->add_option("--video", o.video, "Write both beside each other to this file")
+        ->type_name("FILE");
+    command->add_option("--picture", o.picture, "Write the mean of some frames to this .png file")
+        ->type_name("FILE");
     command->add_option("--from", o.firstFrame, "First frame of the picture")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
