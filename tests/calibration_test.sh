@@ -2,17 +2,12 @@
 # Calibrates with a simulated clip that hides its facts, and compares what is found with the truth.
 # Usage: calibration_test.sh FRAMEHOLD COMPILER INCLUDE
 set -u
+. "$(dirname "$0")/shell_checks.sh"
 framehold=$1
 compiler=$2
 include=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() {
-    echo "FAILED: $*"
-    failures=$((failures + 1))
-}
 
 # near KEY TRUTH LIMIT: a number of the found clip.json.
 near() {

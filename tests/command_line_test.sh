@@ -3,15 +3,10 @@
 # completions that know every option, and errors that suggest what was meant.
 # Usage: command_line_test.sh FRAMEHOLD
 set -u
+. "$(dirname "$0")/shell_checks.sh"
 framehold=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() {
-    echo "FAILED: $*"
-    failures=$((failures + 1))
-}
 
 commands=$("$framehold" --help | sed -n '/^Commands:/,/^$/s/^  \([a-z]*\) .*/\1/p')
 [ "$(wc -w <<<"$commands")" -ge 5 ] || fail "commands found in the help: $commands"
@@ -49,16 +44,8 @@ completed() {
 [ "$(completed framehold stabilize --fov-across h)" = height ] || fail "bash: --fov-across h"
 [ "$(completed framehold completion z)" = zsh ] || fail "bash: completion z"
 
-# refuses "TEXT" ARGUMENTS...: exit code 2 and the text.
-refuses() {
-    local text=$1
-    shift
-    local said
-    said=$("$framehold" "$@" 2>&1)
-    [ $? -eq 2 ] && [[ $said == *"$text"* ]] || fail "$*: $said"
-}
-refuses "stabilise: there is no such command; did you mean stabilize?" stabilise
-refuses "--focl: there is no such option; did you mean --focal?" stabilize "$0" --focl=900
-refuses "--crop: Value 0 not in range 1 to 100" stabilize "$0" --crop 0
-refuses "A subcommand is required"
+expect 2 "stabilise: there is no such command; did you mean stabilize?" "$framehold" stabilise
+expect 2 "--focl: there is no such option; did you mean --focal?" "$framehold" stabilize "$0" --focl=900
+expect 2 "--crop: Value 0 not in range 1 to 100" "$framehold" stabilize "$0" --crop 0
+expect 2 "A subcommand is required" "$framehold"
 [ $failures -eq 0 ]

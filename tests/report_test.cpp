@@ -97,7 +97,7 @@ ReportContent makeContent() {
         clip->width = clip == &content.before ? 640 : 320;
         clip->times = {5.0, 5.1};
         clip->shake = {{1.0, -1.0}, {0.0, 0.0}, {0.0, 0.0}, {0.0, 0.0}};
-        clip->translation = 1.0;
+        clip->displacement = 1.0;
     }
     return content;
 }
