@@ -83,8 +83,11 @@ public:
         }
         flush();
         if (taken_ == 0) {
-            throw MediaError(options_.video, fmt::format("holds no frames; {} damaged packets",
-                                                         reader_.damagedPackets()));
+            std::string what = "holds no frames";
+            if (const int damaged = reader_.damagedPackets(); damaged > 0) {
+                what += fmt::format("; {} packets are damaged", damaged);
+            }
+            throw MediaError(options_.video, what);
         }
         output_.finish();
         if (recorder_) recorder_->finish();
