@@ -63,7 +63,8 @@ public:
 
     void setPacketSink(PacketSink sink) { sink_ = std::move(sink); }
 
-    /// The next frame (its pts in `timeBase`), valid until the next call; null at the end.
+    /// The next frame (its pts in `timeBase`), valid until a call gives another; null at the end,
+    /// where the last frame stays valid.
     /// Throws MediaError; Interrupted where it waits for standard input.
     const AVFrame* next();
 
