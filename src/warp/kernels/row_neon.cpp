@@ -68,38 +68,36 @@ public:
     explicit NeonKernel(const SourceFrame& source) : source_(source) {}
 
     template <int kPieces>
-    void render(const TargetRowPair& target, const Course& course, int32_t y,
-                ColumnRange columns) const {
+    void render(const TargetRowPair& target, const Course& course, ColumnRange columns) const {
         constexpr int kEvens = kStripEvens / kPieces;
         const int32_t evenX = course.evenX;
         const int32_t evenY = course.evenY;
         // From a piece's first even pixel to that with the upper row.
         const int32_t toUpper = evenY < 0 ? (kEvens - 1) * evenY : 0;
 
-        // From the piece's first even pixel: fractions in 2^-16 pixel, and whole columns.
+        // From the piece's first even pixel: fractions, and whole columns.
         const uint16_t kCount[kStripEvens] = {0, 1, 2, 3, 4, 5, 6, 7};
         const uint16x8_t evens = vandq_u16(vld1q_u16(kCount), vdupq_n_u16(kEvens - 1));
-        const uint16x8_t fromFirstX = vmulq_n_u16(evens, static_cast<uint16_t>(evenX >> 2));
-        const uint16x8_t fromUpperY =
-            vsubq_u16(vmulq_n_u16(evens, static_cast<uint16_t>(evenY >> 2)),
-                      vdupq_n_u16(static_cast<uint16_t>(toUpper >> 2)));
+        const uint16x8_t fromFirstX = vmulq_n_u16(evens, static_cast<uint16_t>(evenX));
+        const uint16x8_t fromUpperY = vsubq_u16(vmulq_n_u16(evens, static_cast<uint16_t>(evenY)),
+                                                vdupq_n_u16(static_cast<uint16_t>(toUpper)));
         const auto wholeColumns = [&](uint16x4_t e) {
-            const int32x4_t offset = vmulq_n_s32(vreinterpretq_s32_u32(vmovl_u16(e)), evenX >> 2);
-            return vreinterpret_u16_s16(vshrn_n_s32(offset, 16));
+            const int32x4_t offset = vmulq_n_s32(vreinterpretq_s32_u32(vmovl_u16(e)), evenX);
+            return vreinterpret_u16_s16(vshrn_n_s32(offset, kPositionShift));
         };
         const uint16x8_t whole =
             vcombine_u16(wholeColumns(vget_low_u16(evens)), wholeColumns(vget_high_u16(evens)));
-        const uint8x8_t firstIndex = vmovn_u16(vaddq_u16(whole, vaddq_u16(evens, evens)));
+        const uint8x8_t firstIndex = vmovn_u16(whole);
 
-        int32_t ax = course.ax;
-        int32_t ay = course.ay + toUpper;
+        int32_t firstX = course.x;
+        int32_t upperY = course.y + toUpper;
         for (int32_t x = columns.begin; x < columns.end; x += kStrip) {
             Strip<kPieces> strip;
-            findPieces(strip, ax, ay, evenX, evenY, x, y);
+            findPieces(strip, firstX, upperY, evenX, evenY);
             if (x % kCacheLine == 0) fetchAhead(target, strip, x);
 
-            const uint16x8_t pieceX = spread<kPieces>(strip.ax);
-            const uint16x8_t pieceY = spread<kPieces>(strip.ay);
+            const uint16x8_t pieceX = spread<kPieces>(strip.firstX);
+            const uint16x8_t pieceY = spread<kPieces>(strip.upperY);
             const uint16x8_t fractionX = vaddq_u16(pieceX, fromFirstX);
             const uint16x8_t fractionY = vaddq_u16(pieceY, fromUpperY);
             const uint8x8_t carry = vmovn_u16(vcltq_u16(fractionX, pieceX));
@@ -115,8 +113,8 @@ public:
             const uint8x8_t even = vand_u8(vadd_u8(index, odd), vdup_n_u8(0xfe));
             renderChroma(target, x, strip, vadd_u8(even, lowerRow));
 
-            ax += kStripEvens * evenX;
-            ay += kStripEvens * evenY;
+            firstX += kStripEvens * evenX;
+            upperY += kStripEvens * evenY;
         }
     }
 
@@ -125,8 +123,8 @@ private:
 
     template <int kPieces>
     struct Strip {
-        int32_t ax[kPieces];  // in 2^-16 pixel, of each piece's first even pixel
-        int32_t ay[kPieces];  // likewise, of that with the upper row
+        int32_t firstX[kPieces];  // position of each piece's first even pixel
+        int32_t upperY[kPieces];  // of that with the upper row
         const uint8_t* luma[kPieces];
         const uint8_t* chroma[2][kPieces];  // that of the upper luma row, and one luma row down
         int32_t odd[kPieces];               // 1 where luma starts one column after chroma
@@ -135,25 +133,25 @@ private:
     };
 
     template <int kPieces>
-    void findPieces(Strip<kPieces>& strip, int32_t ax, int32_t ay, int32_t evenX, int32_t evenY,
-                    int32_t x, int32_t y) const {
+    void findPieces(Strip<kPieces>& strip, int32_t firstX, int32_t upperY, int32_t evenX,
+                    int32_t evenY) const {
         constexpr int kEvens = kStripEvens / kPieces;
         const int32_t lastLoad = source_.width - kStrip - 1;
         strip.isAtEdge = false;
         for (int p = 0; p < kPieces; ++p) {
-            const int32_t column = x + 2 * kEvens * p + (ax >> kOffsetShift);
-            const int32_t row = y + (ay >> kOffsetShift);
+            const int32_t column = firstX >> kPositionShift;
+            const int32_t row = upperY >> kPositionShift;
             const int32_t first = column < lastLoad ? column : lastLoad;
-            strip.ax[p] = ax >> 2;
-            strip.ay[p] = ay >> 2;
+            strip.firstX[p] = firstX;
+            strip.upperY[p] = upperY;
             strip.luma[p] = source_.luma + row * source_.lumaPitch + first;
             strip.chroma[0][p] = source_.chroma + (row >> 1) * source_.chromaPitch + (first & ~1);
             strip.chroma[1][p] = strip.chroma[0][p] + (-(row & 1) & source_.chromaPitch);
             strip.odd[p] = first & 1;
             strip.back[p] = column - first;
             strip.isAtEdge = strip.isAtEdge || first != column;
-            ax += kEvens * evenX;
-            ay += kEvens * evenY;
+            firstX += kEvens * evenX;
+            upperY += kEvens * evenY;
         }
     }
 

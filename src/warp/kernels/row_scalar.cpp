@@ -146,7 +146,7 @@ public:
     ColumnRange plan(Block&, const Segment&, const Segment&, const Segment&) const {
         return {0, 0};
     }
-    void renderBlock(Block&, const TargetRowPair&, int32_t) const {}
+    void renderBlock(Block&, const TargetRowPair&) const {}
     void renderSegment(const TargetRowPair& target, const Segment& s) const {
         renderSegment_scalar(source_, target, s);
     }

@@ -45,7 +45,7 @@ static inline TargetRowPair rowPair(const ZPR_Image& target, int32_t y) {
 /// - struct Block, what it keeps of a block from row pair to row pair;
 /// - ColumnRange plan(block, first, second, last): the columns of the block between these segments,
 ///   from their first one on, that it is going to render row pair by row pair; empty if none;
-/// - void renderBlock(block, target, y): renders these columns of the next row pair;
+/// - void renderBlock(block, target): renders these columns of the next row pair;
 /// - void renderSegment(target, segment): renders other columns of a row pair.
 template <class Renderer>
 static inline void walkRow(const Renderer& renderer, const BlockGrid& grid, const ZPR_Image& target,
@@ -90,7 +90,7 @@ static inline void walkRow(const Renderer& renderer, const BlockGrid& grid, cons
                 const ColumnRange& done = plannedColumns[col - tile];
                 const bool isPlanned = done.begin < done.end;
                 if (isPlanned) {
-                    renderer.renderBlock(planned[col - tile], pair, y);
+                    renderer.renderBlock(planned[col - tile], pair);
                     if (done.end == columnsOf(col).end) continue;
                 }
                 EdgeSteps& edge = blocks.edges[col];

@@ -3,6 +3,8 @@
 #include "warp/kernels/strips.h"
 #include "warp/kernels/vectors_sse41.h"
 
+#include <cstring>
+
 // The x86 kernel, for vectors V of one or more strips: one load and one shuffle give a source row's
 // byte pairs for all even pixels of a piece, the same shuffle on a load one byte later those for
 // the odd ones. Where the pixels of a piece differ by a row, the pairs of both rows are merged.
@@ -16,15 +18,52 @@ namespace {
 /// each segment.
 template <class V>
 struct Constants {
-    V evens = V::evens().opaque();
+    using N = typename V::Numbers;
+
     V sixteen = V::broadcast(16).opaque();
-    V firstPair = V::broadcast(0x0201).opaque();
+    V signBit = V::broadcast(0x8000).opaque();
+    V bothBytes = V::broadcast(0x0101).opaque();
+    V firstPair = V::broadcast(0x0100).opaque();
     V highNibble = V::broadcast(0xf000).opaque();
     V scaled255 = V::broadcast(255 << 4).opaque();
+    V middleWeights = V::broadcast(0x0808).opaque();
     V evenBytes = V::broadcast(0xfefe).opaque();
-    V oddByte = V::broadcast(0x0100).opaque();
     V highByte = V::broadcast(0xff00).opaque();
+    N one = N::broadcast(1).opaque();
+    N oddParity = N::broadcast(0x00010001).opaque();
+    N lastLoad, lumaPitch, chromaPitch;
+
+    explicit Constants(const SourceFrame& source)
+        : lastLoad(N::broadcast(source.width - kStrip - 1).opaque()),
+          lumaPitch(N::broadcast(static_cast<int32_t>(source.lumaPitch)).opaque()),
+          chromaPitch(N::broadcast(static_cast<int32_t>(source.chromaPitch)).opaque()) {}
 };
+
+/// Where each piece has its upper source row: at its first even pixel, or its last one where rows
+/// decrease along it.
+template <int kPieces>
+struct UpperEnds {
+    static constexpr int kEvens = kStripEvens / kPieces;
+    static constexpr int kStrips = kBlockSize / kStrip;
+
+    alignas(32) int32_t numbers[kStrips * kPieces] = {};  // of that pixel, for each piece
+    alignas(32) int16_t distances[2 * kStripEvens] = {};  // of two strips' even pixels from it
+
+    explicit constexpr UpperEnds(bool isLast) {
+        const int end = isLast ? kEvens - 1 : 0;
+        for (int i = 0; i < kStrips * kPieces; ++i) numbers[i] = i * kEvens + end;
+        for (int i = 0; i < 2 * kStripEvens; ++i) {
+            distances[i] = static_cast<int16_t>(i % kEvens - end);
+        }
+    }
+};
+
+template <int kPieces>
+constexpr UpperEnds<kPieces> kUpperEnds[2] = {UpperEnds<kPieces>(false), UpperEnds<kPieces>(true)};
+
+/// Numbers of two strips' even pixels.
+alignas(32) constexpr int16_t kEvenNumbers[2 * kStripEvens] = {0, 1, 2,  3,  4,  5,  6,  7,
+                                                               8, 9, 10, 11, 12, 13, 14, 15};
 
 /// A vector's strips, each cut into kPieces so narrow that the taps of a piece lie in 17 bytes of
 /// four rows.
@@ -44,6 +83,13 @@ struct Pieces {
         return V::template spread<kPieces>(words);
     }
 
+    /// The same columns one source row further down.
+    [[gnu::always_inline]] Pieces down(ptrdiff_t pitch) const {
+        Pieces below;
+        for (int p = 0; p < kCount; ++p) below.start[p] = start[p] + pitch;
+        return below;
+    }
+
     /// The byte pairs at `index` of each piece's 16 bytes, zero for negative ones.
     [[gnu::always_inline]] V gather(ptrdiff_t offset, V index) const {
         if (kPieces == 1) return V::load(start, kPieces, offset).at(index);
@@ -55,38 +101,33 @@ struct Pieces {
     }
 };
 
-/// Running offsets of a segment's vectors, in 2^-16 pixel without the whole pixels.
+/// How a segment's positions change along its vectors, without the whole pixels.
 template <class V, int kPieces>
 struct Line {
-    using P = Pieces<V, kPieces>;
-
-    V fractionX;  // of each even pixel
-    V firstX;     // of its piece's first one
+    V fractionX;  // of the first vector's even pixels, less a half
     V fractionY;
-    V upperY;  // of that end of its piece that has the upper source row
-    V evenX;   // change from one even pixel to the next
-    V evenY;
+    V stepX;  // to the next vector
+    V stepY;
+    V fromFirstX;  // from a piece's first even pixel, less a half: fractions below have run over
+    V fromUpperY;  // from that with the upper row: likewise
 
-    // Columns from the piece's first one on, as byte pairs (column, column + 1), and one more: that
-    // is taken back where the fractions have not run over.
+    // Columns from the piece's first one on, as byte pairs (column, column + 1); one less than that
+    // where the fractions have run over.
     V pairIndex;
 
     [[gnu::always_inline]] void set(const Constants<V>& constants, const Course& course) {
-        // Each number's low word twice.
-        int32_t words[4];
-        (Numbers4::load(&course.ax) >> 2).lowWordsTwice().store(words);
-        const V evens = constants.evens;
-        const V pieceEvens = evens & V::broadcast(P::kEvens - 1);
-        evenX = V::broadcastPair(words + 2);
-        evenY = V::broadcastPair(words + 3);
-        fractionX = V::broadcastPair(words) + evens * evenX;
-        fractionY = V::broadcastPair(words + 1) + evens * evenY;
-        firstX = fractionX - pieceEvens * evenX;
-        upperY = fractionY - pieceEvens * evenY;
-        if (course.evenY < 0) upperY = upperY + V::broadcast(P::kEvens - 1) * evenY;
-        const V columns = pieceEvens * V::broadcast(2 + (course.evenX >> kOffsetShift)) +
-                          pieceEvens.timesHigh(evenX);
-        pairIndex = (columns << 8) + columns + constants.firstPair;
+        const V evens = V::words(kEvenNumbers);
+        const V pieceEvens = V::words(kUpperEnds<kPieces>[0].distances);
+        const V evenX = V::broadcastLow(course.evenX);
+        const V evenY = V::broadcastLow(course.evenY);
+        fractionX = V::broadcastLow(course.x) + evens * evenX + constants.signBit;
+        fractionY = V::broadcastLow(course.y) + evens * evenY;
+        stepX = evenX << V::kLogEvens;
+        stepY = evenY << V::kLogEvens;
+        fromFirstX = pieceEvens * evenX + constants.signBit;
+        fromUpperY = V::words(kUpperEnds<kPieces>[course.evenY < 0].distances) * evenY;
+        const V columns = pieceEvens * V::broadcastHigh(course.evenX) + pieceEvens.timesHigh(evenX);
+        pairIndex = columns * constants.bothBytes + constants.firstPair;
     }
 };
 
@@ -104,39 +145,86 @@ struct Taps {
     int32_t back[kBlockPieces];        // bytes from the load's start to the first tap, only set
     bool atEdge;                       // if loads from the first tap would leave the row
 
-    /// Of the columns x to end of row y.
-    [[gnu::always_inline]] void set(const SourceFrame& source, const Course& course, int32_t y,
-                                    int32_t x, int32_t end) {
-        const int32_t lastLoad = source.width - kStrip - 1;
-        const int32_t toLastPiece = end - P::kPixels - x;
-        atEdge = x + toLastPiece + ((course.ax + toLastPiece / 2 * course.evenX) >> kOffsetShift) >
-                 lastLoad;
-        const N lumaPitch = N::broadcast(static_cast<int32_t>(source.lumaPitch));
-        const N chromaPitch = N::broadcast(static_cast<int32_t>(source.chromaPitch));
-        // Of the upper source row of the first piece.
-        const int32_t upperY = course.ay + (course.evenY < 0 ? (P::kEvens - 1) * course.evenY : 0);
-        for (int k = 0; k < kBlockPieces / N::kLanes; ++k) {
-            const int first = k * N::kLanes;
-            const N piece = N::sequence(first);
-            const N even = piece * N::broadcast(P::kEvens);
-            const N column =
-                ((N::broadcast(course.ax) + even * N::broadcast(course.evenX)) >> kOffsetShift) +
-                (even + even + N::broadcast(x));
-            const N row =
-                ((N::broadcast(upperY) + even * N::broadcast(course.evenY)) >> kOffsetShift) +
-                N::broadcast(y);
-            const N base = column.least(N::broadcast(lastLoad));
-            if (atEdge) ((column - base) * N::broadcast(0x01010101)).store(back + first);
-            const N odd = base & N::broadcast(1);
-            (row * lumaPitch + base).store(luma + first);
-            ((row >> 1) * chromaPitch + (base - odd)).store(chroma + first);
-            (((row + N::broadcast(1)) >> 1) * chromaPitch + (base - odd)).store(nextChroma + first);
+    /// Of as many pieces as a block has, whether or not the segment and the source have them.
+    [[gnu::always_inline]] void set(const Constants<V>& constants, const Course& course) {
+        const auto& firstEnds = kUpperEnds<kPieces>[0];
+        const auto& upperEnds = kUpperEnds<kPieces>[course.evenY < 0];
+        const N one = constants.one;
+        const N chromaPitch = constants.chromaPitch;
+        atEdge = false;
+        for (int k = 0; k < kBlockPieces; k += N::kLanes) {
+            const N column = (N::broadcast(course.x) +
+                              N::load(firstEnds.numbers + k) * N::broadcast(course.evenX)) >>
+                             kPositionShift;
+            const N row = (N::broadcast(course.y) +
+                           N::load(upperEnds.numbers + k) * N::broadcast(course.evenY)) >>
+                          kPositionShift;
+            const N base = column.least(constants.lastLoad);
+            if (column.anyAbove(base)) {
+                if (!atEdge) std::memset(back, 0, sizeof back);
+                atEdge = true;
+                ((column - base) * N::broadcast(0x01010101)).store(back + k);
+            }
+            const N odd = base & one;
+            const N chromaStart = (row >> 1).timesWord(chromaPitch) + (base - odd);
+            (row.timesWord(constants.lumaPitch) + base).store(luma + k);
+            chromaStart.store(chroma + k);
+            (chromaStart + (row & one).timesWord(chromaPitch)).store(nextChroma + k);
             // The bytes (0, -1) twice for even columns, (1, 0) for odd ones.
-            const N toOdd = N::broadcast(0x01000101);
-            (N::broadcast(-0x00ff0100) + ((N::broadcast(0) - odd) & toOdd)).store(parity + first);
+            (odd - one).plusBytes(constants.oddParity).store(parity + k);
         }
     }
 };
+
+/// Fetches what the row pairs to come need: the walk across the source rows is too slanted for the
+/// processor to foresee.
+class Fetcher {
+public:
+    Fetcher(const SourceFrame& source, const TargetRowPair& target)
+        : lumaPitch_(source.lumaPitch), luma_(2 * kRowPairsAhead * source.lumaPitch),
+          chroma_(kRowPairsAhead * source.chromaPitch),
+          target_{ahead(target.luma[0], 2 * kTargetPairsAhead * target.lumaPitch),
+                  ahead(target.luma[1], 2 * kTargetPairsAhead * target.lumaPitch),
+                  ahead(target.chroma, kTargetPairsAhead * target.chromaPitch)} {}
+
+    /// For the cache line's worth of target columns from x on, whose taps start at these bytes.
+    [[gnu::always_inline]] void fetch(const uint8_t* luma, const uint8_t* chroma, int32_t x) const {
+        constexpr int kSecondCache = 2;  // the first one is too small for so many rows
+        const auto fetch = [](uintptr_t address) {
+            __builtin_prefetch(reinterpret_cast<const void*>(address), 0, kSecondCache);
+        };
+        fetch(ahead(luma, luma_));
+        fetch(ahead(luma, luma_) + static_cast<uintptr_t>(lumaPitch_));
+        fetch(ahead(chroma, chroma_));
+        for (const uintptr_t row : target_) {
+            __builtin_prefetch(reinterpret_cast<const void*>(row + static_cast<uintptr_t>(x)), 1);
+        }
+    }
+
+private:
+    static constexpr int kRowPairsAhead = 3;
+    static constexpr int kTargetPairsAhead = 1;
+
+    /// As a number: what is ahead may lie beyond the planes, where pointers must not go.
+    [[gnu::always_inline]] static uintptr_t ahead(const uint8_t* byte, ptrdiff_t offset) {
+        return reinterpret_cast<uintptr_t>(byte) + static_cast<uintptr_t>(offset);
+    }
+
+    ptrdiff_t lumaPitch_;
+    ptrdiff_t luma_;
+    ptrdiff_t chroma_;
+    uintptr_t target_[3];
+};
+
+/// The high bytes of the words for even and odd pixels, by turns.
+template <class V>
+[[gnu::always_inline]] inline V highBytes(const Constants<V>& constants, V even, V odd) {
+    if constexpr (V::kBlends) {
+        return V::blend(constants.highByte, odd, even >> 8);
+    } else {
+        return (even >> 8) | (odd & constants.highByte);
+    }
+}
 
 /// Renders the columns x to end, whole vectors, of a segment that lies inside.
 template <class V, int kPieces>
@@ -145,6 +233,7 @@ template <class V, int kPieces>
     const Line<V, kPieces>& line, const Taps<V, kPieces>& taps, int32_t x, int32_t end) {
     using P = Pieces<V, kPieces>;
     constexpr int32_t kStep = V::kStrips * kStrip;
+    constexpr int32_t kCacheLine = 64;
 
     // Copies, since the stores to the target could change the originals for all the compiler knows.
     const uint8_t* const sourceLuma = source.luma;
@@ -152,13 +241,10 @@ template <class V, int kPieces>
     const ptrdiff_t lumaPitch = source.lumaPitch;
     uint8_t* const targetLuma[2] = {target.luma[0], target.luma[1]};
     uint8_t* const targetChroma = target.chroma;
+    const Fetcher fetcher(source, target);
 
     V fractionX = line.fractionX;
-    V firstX = line.firstX;
     V fractionY = line.fractionY;
-    V upperY = line.upperY;
-    const V stepX = line.evenX << V::kLogEvens;
-    const V stepY = line.evenY << V::kLogEvens;
 
     for (int k = 0; x < end; k += P::kCount, x += kStep) {
         P luma;
@@ -169,42 +255,55 @@ template <class V, int kPieces>
             chroma.start[p] = sourceChroma + taps.chroma[k + p];
             nextChroma.start[p] = sourceChroma + taps.nextChroma[k + p];
         }
-        V index = line.pairIndex.plusBytes(fractionX.notBelow(firstX));
+        if (k % (P::kCount * kCacheLine / kStep) == 0) {
+            fetcher.fetch(luma.start[0], chroma.start[0], x);
+        }
+
+        V index = line.pairIndex.minusBytes(fractionX.below(line.fromFirstX));
         if (taps.atEdge) index = index.plusBytes(V::template spread<kPieces>(taps.back + k));
+        const V isUpper = fractionY.notBelow(line.fromUpperY);
+        // Byte pairs of all pixels, of each from its own one of two rows.
+        const auto gather = [&](const P& upper, const P& lower, ptrdiff_t offset, V all) {
+            if constexpr (V::kBlends) {
+                return V::blend(isUpper, upper.gather(offset, all), lower.gather(offset, all));
+            } else {
+                // Inverted, an index takes nothing.
+                const V ofLower = all ^ isUpper;
+                const V ofUpper = ofLower ^ V::broadcast(-1);
+                return upper.gather(offset, ofUpper) | lower.gather(offset, ofLower);
+            }
+        };
+
         const V parity = V::template spread<kPieces>(taps.parity + k);
-        const V chromaIndex = (index.plusBytes(parity) & constants.evenBytes) | constants.oddByte;
-        const V isUpper = fractionY.notBelow(upperY);
-        const V isLower = isUpper ^ V::broadcast(-1);
+        const V chromaIndex = (index.plusBytes(parity) & constants.evenBytes) | constants.firstPair;
+        gather(chroma, nextChroma, 0, chromaIndex).store(targetChroma + x);
 
         // Weights (16 - fx, fx) of a pair's bytes, and of the rows.
-        const V weightsX =
-            (fractionX & constants.highNibble).timesHigh(constants.scaled255) + constants.sixteen;
+        const V weightsX = (fractionX & constants.highNibble).timesHighSigned(constants.scaled255) +
+                           constants.middleWeights;
         const V weight1 = fractionY >> 12;
         const V weight0 = constants.sixteen - weight1;
-        V sums[2][2];
-        for (int odd = 0; odd < 2; ++odd) {
-            V h[3];
-            for (int row = 0; row < 3; ++row) {
-                const ptrdiff_t offset = row * lumaPitch + odd;
-                const V pairs = luma.gather(offset, index | isLower) |
-                                luma.gather(offset + lumaPitch, index | isUpper);
-                h[row] = pairs.weighted(weightsX);
+
+        V h[3][2];  // of each row, even and odd pixels
+        for (int row = 0; row < 3; ++row) {
+            const P below = luma.down(lumaPitch);
+            for (int odd = 0; odd < 2; ++odd) {
+                h[row][odd] = gather(luma, below, odd, index).weighted(weightsX);
             }
-            sums[0][odd] = h[0] * weight0 + h[1] * weight1;
-            sums[1][odd] = h[1] * weight0 + h[2] * weight1;
+            luma = below;
+        }
+        V sums[2][2];
+        for (int row = 0; row < 2; ++row) {
+            for (int odd = 0; odd < 2; ++odd) {
+                sums[row][odd] = h[row][odd] * weight0 + h[row + 1][odd] * weight1;
+            }
         }
         for (int row = 0; row < 2; ++row) {
-            const V pixels = (sums[row][0] >> 8) | (sums[row][1] & constants.highByte);
-            pixels.store(targetLuma[row] + x);
+            highBytes(constants, sums[row][0], sums[row][1]).store(targetLuma[row] + x);
         }
-        const V pairs =
-            chroma.gather(0, chromaIndex | isLower) | nextChroma.gather(0, chromaIndex | isUpper);
-        pairs.store(targetChroma + x);
 
-        firstX = firstX + stepX;
-        fractionX = fractionX + stepX;
-        upperY = upperY + stepY;
-        fractionY = fractionY + stepY;
+        fractionX = fractionX + line.stepX;
+        fractionY = fractionY + line.stepY;
     }
 }
 
@@ -215,59 +314,19 @@ public:
 
     static constexpr int32_t kStep = V::kStrips * kStrip;
 
-    explicit ShuffleKernel(const SourceFrame& source) : source_(source) {}
+    explicit ShuffleKernel(const SourceFrame& source) : source_(source), constants_(source) {}
 
     template <int kPieces>
-    [[gnu::always_inline]] void render(const TargetRowPair& target, const Course& course, int32_t y,
+    [[gnu::always_inline]] void render(const TargetRowPair& target, const Course& course,
                                        ColumnRange columns) const {
         Taps<V, kPieces> taps;
         Line<V, kPieces> line;
-        taps.set(source_, course, y, columns.begin, columns.end);
+        taps.set(constants_, course);
         line.set(constants_, course);
-        fetchAhead(target, taps, columns);
         renderStrips(constants_, source_, target, line, taps, columns.begin, columns.end);
     }
 
 private:
-    /// Fetches what the row pairs to come need: the walk across the source rows is too slanted for
-    /// the processor to foresee.
-    template <int kPieces>
-    [[gnu::always_inline]] void fetchAhead(const TargetRowPair& target,
-                                           const Taps<V, kPieces>& taps,
-                                           const ColumnRange& columns) const {
-        constexpr int kRowPairsAhead = 3;
-        constexpr int kTargetPairsAhead = 1;
-        constexpr int32_t kCacheLine = 64;
-        constexpr int kSecondCache = 2;  // the first one is too small for so many rows
-        // As numbers: what is ahead may lie beyond the planes, where pointers must not go.
-        const auto ahead = [](const uint8_t* plane, ptrdiff_t offset) {
-            return reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(plane) +
-                                                 static_cast<uintptr_t>(offset));
-        };
-        const auto fetch = [&](const uint8_t* plane, ptrdiff_t offset) {
-            __builtin_prefetch(ahead(plane, offset), 0, kSecondCache);
-        };
-        const auto fetchForWriting = [&](const uint8_t* plane, ptrdiff_t offset) {
-            __builtin_prefetch(ahead(plane, offset), 1);
-        };
-        const ptrdiff_t lumaAhead = 2 * kRowPairsAhead * source_.lumaPitch;
-        const ptrdiff_t chromaAhead = kRowPairsAhead * source_.chromaPitch;
-        const ptrdiff_t targetLumaAhead = 2 * kTargetPairsAhead * target.lumaPitch;
-        const ptrdiff_t targetChromaAhead = kTargetPairsAhead * target.chromaPitch;
-        for (int32_t x = columns.begin; x < columns.end; x += kCacheLine) {
-            fetchForWriting(target.luma[0], targetLumaAhead + x);
-            fetchForWriting(target.luma[1], targetLumaAhead + x);
-            fetchForWriting(target.chroma, targetChromaAhead + x);
-        }
-        for (int p = 0; p < (columns.end - columns.begin) / Pieces<V, kPieces>::kPixels;
-             p += kCacheLine / kStrip) {
-            const ptrdiff_t luma = taps.luma[p] + lumaAhead;
-            fetch(source_.luma, luma);
-            fetch(source_.luma, luma + source_.lumaPitch);
-            fetch(source_.chroma, taps.chroma[p] + chromaAhead);
-        }
-    }
-
     const SourceFrame source_;
     const Constants<V> constants_;
 };

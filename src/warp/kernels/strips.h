@@ -31,20 +31,26 @@ int piecesOf(const Segment& s) {
     return 0;
 }
 
-/// Offsets of a segment's first pixel in 2^-18 pixel, and how they change to the next even one. From
-/// row pair to row pair of a block they change by the same amount.
+/// Fractional bits of source positions. Those of groups have no more, as slopes are even.
+constexpr int kPositionShift = 16;
+
+/// Source position of a segment's first pixel, and how it changes to the next even one. From row
+/// pair to row pair of a block all of it changes by the same amount.
 struct Course {
-    alignas(16) int32_t ax;
-    int32_t ay;
+    int32_t x;
+    int32_t y;
     int32_t evenX;
     int32_t evenY;
 
     /// From column x of s on.
     static Course of(const Segment& s, int32_t x) {
+        constexpr int kSurplus = kOffsetShift - kPositionShift;
         const Segment rest = part(s, x, s.columns.end);
-        return {static_cast<int32_t>(rest.ax), static_cast<int32_t>(rest.ay),
-                static_cast<int32_t>(2 * int64_t{s.slopeX}),
-                static_cast<int32_t>(2 * int64_t{s.slopeY})};
+        const auto position = [](int64_t pixel, int64_t offset) {
+            return static_cast<int32_t>(pixel * (1 << kPositionShift) + (offset >> kSurplus));
+        };
+        return {position(x, rest.ax), position(s.y, rest.ay), position(2, 2 * int64_t{s.slopeX}),
+                position(0, 2 * int64_t{s.slopeY})};
     }
 
     /// How to get from `other` to this.
@@ -52,7 +58,7 @@ struct Course {
         const auto minus = [](int32_t a, int32_t b) {
             return static_cast<int32_t>(int64_t{a} - b);
         };
-        return {minus(ax, other.ax), minus(ay, other.ay), minus(evenX, other.evenX),
+        return {minus(x, other.x), minus(y, other.y), minus(evenX, other.evenX),
                 minus(evenY, other.evenY)};
     }
 
@@ -61,8 +67,8 @@ struct Course {
         const auto plus = [](int32_t a, int32_t b) {
             return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
         };
-        ax = plus(ax, step.ax);
-        ay = plus(ay, step.ay);
+        x = plus(x, step.x);
+        y = plus(y, step.y);
         evenX = plus(evenX, step.evenX);
         evenY = plus(evenY, step.evenY);
     }
@@ -76,7 +82,7 @@ template <class Kernel, int kPieces>
     constexpr int32_t kStep = Kernel::kStep;
     const Kernel kernel(source);
     const auto render = [&](int32_t from, int32_t to) {
-        kernel.template render<kPieces>(target, Course::of(s, from), s.y, {from, to});
+        kernel.template render<kPieces>(target, Course::of(s, from), {from, to});
     };
     const int32_t whole = begin + ((end - begin) & -kStep);
     if (begin < whole) render(begin, whole);
@@ -91,7 +97,7 @@ template <class Kernel, int kPieces>
 /// The Renderer for walkRow, by Kernel, which has
 /// - constexpr int32_t kStep, the columns it renders at a time: a strip or more;
 /// - class Narrow, the kernel for a single strip;
-/// - void render<kPieces>(target, course, y, columns) const: renders whole steps of a segment that lies
+/// - void render<kPieces>(target, course, columns) const: renders whole steps of a segment that lies
 ///   inside with its strips cut into kPieces.
 template <class Kernel>
 class StripRenderer {
@@ -105,8 +111,9 @@ public:
 
     explicit StripRenderer(const SourceFrame& source)
         : source_(source), kernel_(source),
-          fits_(source.width >= kStrip + 2 && source.lumaPitch * source.height <= INT32_MAX &&
-                source.chromaPitch * source.height <= INT32_MAX) {}
+          fits_(source.width >= kStrip + 2 && source.width <= kLargest &&
+                source.height <= kLargest && source.lumaPitch <= INT16_MAX &&
+                source.chromaPitch <= INT16_MAX) {}
 
     ColumnRange plan(Block& block, const Segment& first, const Segment& second,
                      const Segment& last) const {
@@ -116,6 +123,8 @@ public:
         if (begin % kGroup != 0 || end <= begin || !liesInside(first) || !liesInside(last)) {
             return kNone;
         }
+        // Steps finer than a course's positions would be lost.
+        if (((first.ax | first.ay | second.ax | second.ay) & 3) != 0) return kNone;
         const int atFirst = piecesOf(first);
         const int atLast = piecesOf(last);
         block.pieces = atFirst > atLast ? atFirst : atLast;
@@ -126,12 +135,11 @@ public:
         return block.columns;
     }
 
-    [[gnu::always_inline]] void renderBlock(Block& block, const TargetRowPair& target,
-                                            int32_t y) const {
+    [[gnu::always_inline]] void renderBlock(Block& block, const TargetRowPair& target) const {
         if (block.pieces == 1) {
-            kernel_.template render<1>(target, block.now, y, block.columns);
+            kernel_.template render<1>(target, block.now, block.columns);
         } else {
-            kernel_.template render<2>(target, block.now, y, block.columns);
+            kernel_.template render<2>(target, block.now, block.columns);
         }
         block.now.add(block.step);
     }
@@ -160,6 +168,7 @@ public:
 
 private:
     static constexpr int32_t kStep = Kernel::kStep;
+    static constexpr int32_t kLargest = 1 << 14;  // positions past the end are in range, too
 
     /// Strips read one row more than their taps need.
     bool liesInside(const Segment& s) const {
@@ -169,7 +178,7 @@ private:
 
     const SourceFrame source_;
     const Kernel kernel_;
-    const bool fits_;  // offsets in 32 bits, and a load in a row
+    const bool fits_;  // positions in 32 bits, pitches in 16, and a load in a row
 };
 
 }  // namespace
