@@ -147,14 +147,35 @@ public:
     void renderSegment(const TargetRowPair& target, const Segment& s) const {
         const int32_t begin = groupAtOrAfter(s.columns.begin);
         const int32_t end = groupAtOrBefore(s.columns.end);
-        const int pieces = end - begin >= kStrip && liesInside(s) ? piecesOf(s) : 0;
+        if (end - begin < kStrip) {
+            renderSegment_scalar(source_, target, s);
+        } else if (liesInside(s)) {
+            renderInside(target, s, begin, end);
+        } else if (end - begin >= 2 * kStrip && (liesInside(part(s, begin, begin + kStrip)) ||
+                                                 liesInside(part(s, end - kStrip, end)))) {
+            const int32_t middle = groupAtOrBefore((begin + end) / 2);
+            renderSegment(target, part(s, s.columns.begin, middle));
+            renderSegment(target, part(s, middle, s.columns.end));
+        } else {
+            renderSegment_scalar(source_, target, s);
+        }
+    }
+
+private:
+    static constexpr int32_t kStep = Kernel::kStep;
+    static constexpr int32_t kLargest = 1 << 14;  // positions past the end are in range, too
+
+    /// Of a segment that lies inside; its whole groups are the columns begin to end.
+    void renderInside(const TargetRowPair& target, const Segment& s, int32_t begin,
+                      int32_t end) const {
+        const auto renderPixels = [&](int32_t from, int32_t to) {
+            if (from < to) renderSegment_scalar(source_, target, part(s, from, to));
+        };
+        const int pieces = piecesOf(s);
         if (pieces == 0) {
             renderSegment_scalar(source_, target, s);
             return;
         }
-        const auto renderPixels = [&](int32_t from, int32_t to) {
-            if (from < to) renderSegment_scalar(source_, target, part(s, from, to));
-        };
         renderPixels(s.columns.begin, begin);
         if (pieces == 1) {
             renderGroups<Kernel, 1>(source_, target, s, begin, end);
@@ -165,10 +186,6 @@ public:
         }
         renderPixels(end, s.columns.end);
     }
-
-private:
-    static constexpr int32_t kStep = Kernel::kStep;
-    static constexpr int32_t kLargest = 1 << 14;  // positions past the end are in range, too
 
     /// Strips read one row more than their taps need.
     bool liesInside(const Segment& s) const {
