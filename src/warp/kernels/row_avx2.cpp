@@ -101,6 +101,9 @@ struct Strip2 {
     Strip2 minusBytes(Strip2 b) const { return {_mm256_sub_epi8(v, b.v)}; }
     Strip2 notBelow(Strip2 b) const { return {_mm256_cmpeq_epi16(_mm256_max_epu16(v, b.v), v)}; }
     Strip2 below(Strip2 b) const { return {_mm256_cmpgt_epi16(b.v, v)}; }
+    static Strip2 blend(Strip2 mask, Strip2 a, Strip2 b) {
+        return {_mm256_blendv_epi8(b.v, a.v, mask.v)};
+    }
     Strip2 at(Strip2 index) const { return {_mm256_shuffle_epi8(v, index.v)}; }
     Strip2 weighted(Strip2 weights) const { return {_mm256_maddubs_epi16(v, weights.v)}; }
 

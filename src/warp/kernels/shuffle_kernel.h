@@ -264,7 +264,7 @@ template <class V, int kPieces>
         const V isUpper = fractionY.notBelow(line.fromUpperY);
         // Byte pairs of all pixels, of each from its own one of two rows.
         const auto gather = [&](const P& upper, const P& lower, ptrdiff_t offset, V all) {
-            if constexpr (V::kBlends) {
+            if constexpr (V::kBlends || kPieces > 1) {
                 return V::blend(isUpper, upper.gather(offset, all), lower.gather(offset, all));
             } else {
                 // Inverted, an index takes nothing.
