@@ -147,10 +147,11 @@ public:
     void renderSegment(const TargetRowPair& target, const Segment& s) const {
         const int32_t begin = groupAtOrAfter(s.columns.begin);
         const int32_t end = groupAtOrBefore(s.columns.end);
-        if (end - begin < kStrip) {
+        const int pieces = end - begin < kStrip ? 0 : piecesOf(s);
+        if (pieces == 0) {
             renderSegment_scalar(source_, target, s);
         } else if (liesInside(s)) {
-            renderInside(target, s, begin, end);
+            renderInside(target, s, {begin, end}, pieces);
         } else if (end - begin >= 2 * kStrip && (liesInside(part(s, begin, begin + kStrip)) ||
                                                  liesInside(part(s, end - kStrip, end)))) {
             const int32_t middle = groupAtOrBefore((begin + end) / 2);
@@ -165,26 +166,21 @@ private:
     static constexpr int32_t kStep = Kernel::kStep;
     static constexpr int32_t kLargest = 1 << 14;  // positions past the end are in range, too
 
-    /// Of a segment that lies inside; its whole groups are the columns begin to end.
-    void renderInside(const TargetRowPair& target, const Segment& s, int32_t begin,
-                      int32_t end) const {
+    /// A segment that lies inside, the columns `groups` of it with its strips cut into pieces.
+    void renderInside(const TargetRowPair& target, const Segment& s, ColumnRange groups,
+                      int pieces) const {
         const auto renderPixels = [&](int32_t from, int32_t to) {
             if (from < to) renderSegment_scalar(source_, target, part(s, from, to));
         };
-        const int pieces = piecesOf(s);
-        if (pieces == 0) {
-            renderSegment_scalar(source_, target, s);
-            return;
-        }
-        renderPixels(s.columns.begin, begin);
+        renderPixels(s.columns.begin, groups.begin);
         if (pieces == 1) {
-            renderGroups<Kernel, 1>(source_, target, s, begin, end);
+            renderGroups<Kernel, 1>(source_, target, s, groups.begin, groups.end);
         } else if (pieces == 2) {
-            renderGroups<Kernel, 2>(source_, target, s, begin, end);
+            renderGroups<Kernel, 2>(source_, target, s, groups.begin, groups.end);
         } else {
-            renderGroups<Kernel, 4>(source_, target, s, begin, end);
+            renderGroups<Kernel, 4>(source_, target, s, groups.begin, groups.end);
         }
-        renderPixels(end, s.columns.end);
+        renderPixels(groups.end, s.columns.end);
     }
 
     /// Strips read one row more than their taps need.
