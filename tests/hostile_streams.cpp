@@ -42,7 +42,7 @@ namespace {
 /// What the documents promise of frames of 1280 x 720: no call takes so many times as long as the
 /// median call on a steady stream, both on one thread. Most of it is pictures so distorted that the
 /// scalar kernel renders them.
-constexpr double kLongest = 25.0;
+constexpr double kLongest = 20.0;
 
 /// The most trigonometric calls of a frame: two for each interpolation, of which there are 20 for
 /// each point of a crop test. A frame has one test for each frame looked ahead to, and at most 34

@@ -74,8 +74,9 @@ uint8_t blend(int a0, int a1, int b0, int b1, int fx, int fy) {
 /// Output pixel x of both rows, sampled at p from source column p.x + shift on.
 /// Deliberate: the second row takes the first one's position, one source row lower.
 template <class Taps>
-void renderLuma(const Taps& taps, const TargetRowPair& target, int32_t x,
-                const Position<typename Taps::Offset>& p, int shift) {
+[[gnu::always_inline]] inline void renderLuma(const Taps& taps, const TargetRowPair& target,
+                                              int32_t x, const Position<typename Taps::Offset>& p,
+                                              int shift) {
     const typename Taps::Offset column = p.x + shift;
     const int b0 = taps.luma(p.y + 1, column);
     const int b1 = taps.luma(p.y + 1, column + 1);
