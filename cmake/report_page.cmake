@@ -1,8 +1,8 @@
-# get_plot_library(RESULT): runs `npm ci` for tools/report in the build folder, again whenever the
+# get_plot_library(RESULT): runs `npm ci` for toolkit/report in the build folder, again whenever the
 # lock file changes, and sets RESULT to uPlot's folder, or to nothing where that does not work.
 function(get_plot_library result)
   set(${result} "" PARENT_SCOPE)
-  set(source ${PROJECT_SOURCE_DIR}/tools/report)
+  set(source ${PROJECT_SOURCE_DIR}/toolkit/report)
   set(folder ${PROJECT_BINARY_DIR}/report_npm)
   foreach(file package.json package-lock.json .npmrc)
     configure_file(${source}/${file} ${folder}/${file} COPYONLY)
@@ -44,7 +44,7 @@ function(add_report_assets target)
   if(plots)
     set(FRAMEHOLD_HAS_REPORTS ON CACHE INTERNAL "Whether the program writes reports")
   endif()
-  set(page ${PROJECT_SOURCE_DIR}/tools/report)
+  set(page ${PROJECT_SOURCE_DIR}/toolkit/report)
   set(output ${CMAKE_CURRENT_BINARY_DIR}/page_assets.cpp)
   add_custom_command(
     OUTPUT ${output}

@@ -2,7 +2,7 @@
 #include "common/text_fields.h"
 #include "draw.h"
 #include "motion/clip_facts.h"
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 // level, on the calling thread and on a pool, the bytes must be the same.
 #include "draw.h"
 #include "guarded_frame.h"
-#include "kernel_levels.h"
+#include "support/kernel_levels.h"
 #include "warp/block_warper.h"
 
 #include <algorithm>

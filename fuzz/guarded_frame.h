@@ -1,6 +1,6 @@
 #pragma once
 
-#include "guarded_plane.h"
+#include "support/guarded_plane.h"
 #include "zpr_framehold.h"
 
 #include <vector>

@@ -2,7 +2,7 @@
 // as the scalar one, and touch nothing else.
 #include "draw.h"
 #include "guarded_frame.h"
-#include "kernel_levels.h"
+#include "support/kernel_levels.h"
 
 #include <algorithm>
 #include <optional>

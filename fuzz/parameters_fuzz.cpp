@@ -1,8 +1,8 @@
 // Any parameter record into the functions that take one: they agree on what is valid, and what is
 // valid gives an instance that takes a frame, or ZPR_ERR_NO_MEMORY with nothing left behind.
 #include "draw.h"
-#include "fault_gate.h"
 #include "guarded_frame.h"
+#include "support/fault_gate.h"
 #include "zpr_framehold.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // Any bytes as a recorded session, behind its head line.
 #include "draw.h"
 #include "session/session_file.h"
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 
 #include <stdexcept>
 #include <string>

@@ -49,7 +49,7 @@ objects=("$build/${targets[0]}_fuzz")
 for target in "${targets[@]:1}"; do objects+=(-object "$build/${target}_fuzz"); done
 llvm-profdata merge -o $build/fuzz.profdata $build/*.profraw
 llvm-cov report -instr-profile=$build/fuzz.profdata \
-    -ignore-filename-regex='/(fuzz|tests)/[a-z_]+\.(cpp|h)$|/tools/' "${objects[@]}" \
+    -ignore-filename-regex='/(fuzz|tests)/([a-z]+/)?[a-z_]+\.(cpp|h)$|/toolkit/' "${objects[@]}" \
     >$build/coverage.txt 2>$build/coverage.log
 awk '/^TOTAL/ { print "coverage of src/: lines " $10 ", functions " $7 ", regions " $4 ", branches " $13 }' \
     $build/coverage.txt

@@ -1,0 +1,39 @@
+# framehold_folder(NAME SOURCES FILES... [USES NAMES...] [PUBLIC LIBRARIES...] [PRIVATE LIBRARIES...]):
+# makes the current folder the static library framehold_NAME. Its headers are included as
+# "FOLDER/header.h", like those of its siblings.
+# USES: what its files may include beside its own folder and third parties, each a sibling's name,
+# a folder of src/ or zpr_framehold.h. The test `includes` holds every include against it.
+function(framehold_folder name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES;PUBLIC;PRIVATE" ${ARGN})
+  set(target framehold_${name})
+  add_library(${target} STATIC ${ARG_SOURCES})
+  cmake_path(GET CMAKE_CURRENT_SOURCE_DIR PARENT_PATH root)
+  target_include_directories(${target} PUBLIC ${root})
+  target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE} framehold_flags)
+  cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
+  framehold_include_rule(${CMAKE_CURRENT_SOURCE_DIR} ${folder} ${ARG_USES})
+  foreach(used ${ARG_USES})
+    if(EXISTS ${PROJECT_SOURCE_DIR}/src/${used})
+      target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+      target_link_libraries(${target} PUBLIC zpr_framehold_static)
+    elseif(used STREQUAL "zpr_framehold.h")
+      target_link_libraries(${target} PUBLIC zpr_framehold_static)
+    else()
+      target_link_libraries(${target} PUBLIC framehold_${used})
+    endif()
+  endforeach()
+endfunction()
+
+# framehold_include_rule(FOLDER NAMES...): files below FOLDER may include headers of these names.
+function(framehold_include_rule folder)
+  cmake_path(RELATIVE_PATH folder BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
+  list(JOIN ARGN " " names)
+  set_property(GLOBAL APPEND PROPERTY FRAMEHOLD_INCLUDE_RULES "${folder} ${names}")
+endfunction()
+
+# framehold_write_include_rules(FILE): one line for each folder, the folder first.
+function(framehold_write_include_rules file)
+  get_property(rules GLOBAL PROPERTY FRAMEHOLD_INCLUDE_RULES)
+  list(JOIN rules "\n" text)
+  file(WRITE ${file} "${text}\n")
+endfunction()

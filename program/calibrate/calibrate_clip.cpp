@@ -1,0 +1,123 @@
+#include "calibrate/calibrate_clip.h"
+
+#include "common/interruption.h"
+#include "common/progress.h"
+#include "media/video_reader.h"
+#include "motion/motion_log_reader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+constexpr double kSecondsForRun = 20.0;  // that are looked at before a clip is stabilized
+
+/// The focal length that options or facts say, in pixels of the video.
+std::optional<double> knownFocal(const StabilizeOptions& options, const ClipFacts& facts,
+                                 const VideoReader& video) {
+    if (options.focalLength) return options.focalLength;
+    if (options.fieldOfView) {
+        double side = video.width();
+        if (options.fieldOfViewAcross == "height") side = video.height();
+        if (options.fieldOfViewAcross == "diagonal") side = std::hypot(side, video.height());
+        constexpr double kDegree = 3.14159265358979323846 / 180.0;
+        return side / 2.0 / std::tan(*options.fieldOfView / 2.0 * kDegree);
+    }
+    if (!facts.focalLength) return std::nullopt;
+    return *facts.focalLength * (facts.width ? double(video.width()) / *facts.width : 1.0);
+}
+
+template <class T>
+std::optional<T> firstOf(const std::optional<T>& a, const std::optional<T>& b) {
+    return a ? a : b;
+}
+
+}  // namespace
+
+CalibrationClip loadClip(const CalibrationSource& source, double seconds, bool showProgress) {
+    CalibrationClip clip;
+    clip.name = source.video;
+    const MotionLog log = readMotionLog(source.motion);
+    clip.rates = log.rates.empty() ? ratesBetween(log.orientations) : log.rates;
+
+    TrackSettings settings;
+    int64_t expected = 0;
+    {
+        const VideoReader reader(source.video);
+        settings.maxFrames = static_cast<int>(std::ceil(seconds * reader.framesPerSecond()));
+        expected = std::min<int64_t>(reader.expectedFrames(), settings.maxFrames);
+    }
+    Progress progress("tracking " + source.video, expected, showProgress);
+    clip.tracks = trackFeatures(source.video, settings, [&progress] {
+        throwIfInterrupted();
+        progress.advance();
+    });
+    if (!source.framesFile.empty()) setFrameTimes(clip, readFrameTimes(source.framesFile));
+    return clip;
+}
+
+void setFrameTimes(CalibrationClip& clip, const std::vector<double>& times) {
+    std::vector<double>& frameTimes = clip.tracks.frameTimes;
+    if (times.size() < frameTimes.size()) {
+        throw std::runtime_error(fmt::format("{}: its times are those of {} frames, it has more",
+                                             clip.name, times.size()));
+    }
+    std::copy_n(times.begin(), frameTimes.size(), frameTimes.begin());
+}
+
+ClipFacts factsOf(const Calibration& calibration, size_t clip) {
+    ClipFacts facts;
+    facts.width = calibration.width;
+    const auto take = [](std::optional<double>& to, const Finding& finding) {
+        if (finding.isUsable()) to = finding.value;
+    };
+    take(facts.focalLength, calibration.focal);
+    // Noise can make a readout of about 0 a negative one.
+    if (calibration.readout.isUsable())
+        facts.readoutTime = std::max(0.0, calibration.readout.value);
+    take(facts.timeOffset, calibration.clocks[clip].offset);
+    if (calibration.clocks[clip].drift.value != 0.0) {
+        take(facts.clockDrift, calibration.clocks[clip].drift);
+    }
+    if (calibration.axesTelling != Telling::kNot) facts.axes = calibration.axes;
+    return facts;
+}
+
+ClipFacts findUnknownFacts(const StabilizeOptions& options, bool showProgress) {
+    if (options.video == "-") {
+        throw std::runtime_error("--auto: needs a file, standard input can be read only once");
+    }
+    const ClipFacts facts = options.clip.empty() ? ClipFacts() : readClipFacts(options.clip);
+    const std::string motion =
+        !options.motion.empty() ? options.motion : facts.motionLog.value_or(options.video);
+    CalibrationSettings known;
+    known.focal = knownFocal(options, facts, VideoReader(options.video));
+    known.readout = firstOf(options.readoutTime, facts.readoutTime);
+    known.timeOffset = firstOf(options.timeOffset, facts.timeOffset);
+    known.axes = facts.axes;
+    if (options.axes) known.axes = AxisMapping::fromLetters(*options.axes);
+    CalibrationClip clip = loadClip({options.video, motion, ""}, kSecondsForRun, showProgress);
+    if (!facts.frameTimes.empty()) setFrameTimes(clip, facts.frameTimes);
+
+    ClipFacts found = factsOf(calibrate({clip}, known, throwIfInterrupted), 0);
+    std::string missing;
+    const auto name = [&missing](bool isKnown, const char* what) {
+        if (!isKnown) missing += (missing.empty() ? "" : ", ") + std::string(what);
+    };
+    name(found.focalLength.has_value(), "focal length");
+    name(found.readoutTime.has_value(), "readout");
+    name(found.timeOffset.has_value(), "time offset");
+    name(found.axes.has_value(), "axes");
+    if (!missing.empty()) {
+        found.warnings.push_back(
+            fmt::format("{}: shakes too little to tell: {}", options.video, missing));
+    }
+    return found;
+}
+
+}  // namespace framehold

@@ -1,0 +1,169 @@
+#include "calibrate/calibration_texts.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace fs = std::filesystem;
+using nlohmann::ordered_json;
+
+namespace {
+
+constexpr double kMillis = 1e3;
+constexpr double kMillionths = 1e6;
+constexpr double kSameOffset = 0.002;  // seconds within which clips share an offset
+
+std::string rowOf(const std::string& label, const Finding& finding, double unit,
+                  const std::string& unitName, const std::string& remark = "") {
+    const std::string deviation =
+        finding.telling == Telling::kGiven ? "" : fmt::format("+-{:.1f}", unit * finding.deviation);
+    return fmt::format("{:<14}{:>10.1f} {:<5}{:<10}{}{}{}\n", label, unit * finding.value, unitName,
+                       deviation, nameOf(finding.telling), remark.empty() ? "" : ": ", remark);
+}
+
+ordered_json jsonOf(const Finding& finding) {
+    return {{"value", finding.value},
+            {"deviation", finding.deviation},
+            {"telling", nameOf(finding.telling)}};
+}
+
+double degreesAcross(const Calibration& c) {
+    constexpr double kDegrees = 180.0 / 3.14159265358979323846;
+    return 2.0 * kDegrees * std::atan(c.width / 2.0 / c.focal.value);
+}
+
+/// The time offset of all clips; none if they do not tell one or differ.
+std::optional<double> sharedOffset(const Calibration& calibration) {
+    double least = INFINITY;
+    double most = -INFINITY;
+    double sum = 0.0;
+    for (const ClockFinding& clock : calibration.clocks) {
+        if (!clock.offset.isUsable()) return std::nullopt;
+        least = std::min(least, clock.offset.value);
+        most = std::max(most, clock.offset.value);
+        sum += clock.offset.value;
+    }
+    if (most - least > kSameOffset) return std::nullopt;
+    return sum / static_cast<double>(calibration.clocks.size());
+}
+
+/// As many digits as mean something: steps of one.
+double rounded(double value, double steps) { return std::round(value * steps) / steps; }
+
+/// How a file is called from the folder of another one.
+std::string relativeTo(const std::string& path, const std::string& file) {
+    const fs::path folder = fs::absolute(path).parent_path();
+    return fs::relative(fs::absolute(file), folder).string();
+}
+
+/// The value of a device axis in C.
+std::string termOf(const AxisMapping& axes, size_t device) {
+    const std::string term = axes.term(device);
+    return fmt::format("{}logged[{}]", term[0] == '-' ? "-" : "", term[1] - 'x');
+}
+
+}  // namespace
+
+std::string tableOf(const Calibration& c, const std::vector<CalibrationSource>& sources) {
+    std::string text;
+    text += rowOf("focal length", c.focal, 1.0, "px",
+                  c.focal.isUsable() ? fmt::format("{:.1f} degrees across the width of {}",
+                                                   degreesAcross(c), c.width)
+                                     : "the clip turns too little, or is no pinhole's");
+    text += rowOf("readout", c.readout, kMillis, "ms");
+    for (size_t i = 0; i < c.clocks.size(); ++i) {
+        const std::string clip = c.clocks.size() > 1 ? sources[i].video : "";
+        text += rowOf("time offset", c.clocks[i].offset, kMillis, "ms", clip);
+        text += rowOf("clock drift", c.clocks[i].drift, kMillionths, "ppm", clip);
+    }
+    text += fmt::format("{:<14}{:>10}{:16}{}", "axes", c.axes.letters(), "", nameOf(c.axesTelling));
+    if (!c.runnerUp.empty()) {
+        text += fmt::format(": features miss by {:.2f} px with the next best, {}", c.runnerUpMiss,
+                            c.runnerUp);
+    }
+    text += fmt::format(
+        "\nThe log explains {:.0f} % of the shake; features then miss by {:.2f} px, without the "
+        "log by\n{:.2f} px; {:.0f} % move on their own. +- is one standard deviation.\n",
+        100.0 * c.explained, c.miss, c.missAtRest, 100.0 * c.outliers);
+    return text;
+}
+
+ordered_json jsonOf(const Calibration& c, const std::vector<CalibrationSource>& sources) {
+    ordered_json root;
+    root["width"] = c.width;
+    root["height"] = c.height;
+    root["focal_px"] = jsonOf(c.focal);
+    root["readout_s"] = jsonOf(c.readout);
+    root["axes"] = {{"letters", c.axes.letters()}, {"telling", nameOf(c.axesTelling)}};
+    if (!c.runnerUp.empty()) {
+        root["axes"]["next_best"] = {{"letters", c.runnerUp}, {"miss_px", c.runnerUpMiss}};
+    }
+    for (size_t i = 0; i < c.clocks.size(); ++i) {
+        root["clips"].push_back({{"video", sources[i].video},
+                                 {"motion", sources[i].motion},
+                                 {"time_offset_s", jsonOf(c.clocks[i].offset)},
+                                 {"clock_drift", jsonOf(c.clocks[i].drift)}});
+    }
+    root["explained"] = c.explained;
+    root["miss_px"] = c.miss;
+    root["miss_without_log_px"] = c.missAtRest;
+    root["outliers"] = c.outliers;
+    return root;
+}
+
+ordered_json presetOf(const Calibration& c, const std::vector<CalibrationSource>& sources,
+                      const std::string& path) {
+    const ClipFacts facts = factsOf(c, 0);
+    const std::optional<double> offset = sharedOffset(c);
+    ordered_json root;
+    if (sources.size() == 1) root["video"] = relativeTo(path, sources[0].video);
+    root["width"] = c.width;
+    root["height"] = c.height;
+    if (facts.focalLength) root["focal_px"] = rounded(*facts.focalLength, 100);
+    if (facts.readoutTime) root["readout_s"] = rounded(*facts.readoutTime, 1e6);
+    if (offset) root["time_offset_s"] = rounded(*offset, 1e6);
+    if (facts.axes) {
+        for (size_t i = 0; i < 3; ++i) {
+            root["axes"][std::string("device_") + "xyz"[i]] = facts.axes->term(i);
+        }
+    }
+    if (sources.size() > 1) return root;
+    if (facts.clockDrift) root["clock_drift_ppm"] = rounded(kMillionths * *facts.clockDrift, 10);
+    if (sources[0].motion != sources[0].video) {
+        root["imu"] = {{"file", relativeTo(path, sources[0].motion)}};
+    }
+    root["frames_file"] =
+        sources[0].framesFile.empty() ? "" : relativeTo(path, sources[0].framesFile);
+    return root;
+}
+
+std::string snippetOf(const Calibration& c) {
+    const ClipFacts facts = factsOf(c, 0);
+    const std::optional<double> offset = sharedOffset(c);
+    std::string text = fmt::format(
+        "#include <zpr_framehold.h>\n\n"
+        "/* The camera, for pictures of {}x{}. */\n"
+        "static void fillInCamera(ZPR_Param* param) {{\n",
+        c.width, c.height);
+    const auto set = [&](const std::optional<double>& value, const char* name) {
+        text += value ? fmt::format("    param->{} = {:.6f};\n", name, *value)
+                      : fmt::format("    /* {} could not be told. */\n", name);
+    };
+    if (facts.focalLength) text += "    param->fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;\n";
+    set(facts.focalLength, "fieldOfView");
+    set(facts.readoutTime, "readoutTime");
+    set(offset, "timeOffset");
+    text += "}\n";
+    if (!facts.axes) return text + "\n/* The sensor's axes could not be told. */\n";
+    return text + fmt::format(
+                      "\n/* Puts what the sensor says in the axes that ZPR_SensorData wants. */\n"
+                      "static void toDeviceAxes(const double logged[3], double device[3]) {{\n"
+                      "    device[0] = {};\n    device[1] = {};\n    device[2] = {};\n}}\n",
+                      termOf(*facts.axes, 0), termOf(*facts.axes, 1), termOf(*facts.axes, 2));
+}
+
+}  // namespace framehold

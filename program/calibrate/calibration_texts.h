@@ -1,0 +1,29 @@
+#pragma once
+
+#include "calibrate/calibrate_clip.h"
+#include "calibration/calibration.h"
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace framehold {
+
+/// What was found, for people.
+std::string tableOf(const Calibration& calibration, const std::vector<CalibrationSource>& sources);
+
+/// The same with all numbers.
+nlohmann::ordered_json jsonOf(const Calibration& calibration,
+                              const std::vector<CalibrationSource>& sources);
+
+/// A clip.json to be written to `path`, with what can be used. Of several clips it says what they
+/// share: the time offset only if it is the same for all.
+nlohmann::ordered_json presetOf(const Calibration& calibration,
+                                const std::vector<CalibrationSource>& sources,
+                                const std::string& path);
+
+/// C functions that fill in a ZPR_Param and put a sensor's values in device axes.
+std::string snippetOf(const Calibration& calibration);
+
+}  // namespace framehold

@@ -1,0 +1,144 @@
+#include "calibrate/calibrate_clip.h"
+#include "calibrate/calibration_texts.h"
+#include "commands/commands.h"
+#include "common/interruption.h"
+#include "common/output_file.h"
+#include "stabilize/clip_files.h"
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+
+#include <CLI/CLI.hpp>
+
+namespace framehold {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct CalibrateOptions {
+    std::vector<std::string> videos;
+    std::vector<std::string> motions;  // one for each video, or none
+    std::string output;                // empty: beside the first video
+    std::string snippet;               // empty: none
+    std::string axes;                  // letters; empty: to be found
+    CalibrationSettings known;
+    double seconds = 60.0;
+    bool json = false;
+    bool quiet = false;
+};
+
+/// The log that lies beside a video, else the video itself.
+std::string motionOf(const std::string& video) {
+    StabilizeOptions beside;
+    beside.video = video;
+    findMotion(beside);
+    if (!beside.motion.empty()) return beside.motion;
+    if (beside.clip.empty()) return video;
+    return readClipFacts(beside.clip).motionLog.value_or(video);
+}
+
+std::vector<CalibrationSource> sourcesOf(const CalibrateOptions& options) {
+    if (!options.motions.empty() && options.motions.size() != options.videos.size()) {
+        throw std::runtime_error(fmt::format("--motion: {} logs for {} videos; give one for each",
+                                             options.motions.size(), options.videos.size()));
+    }
+    std::vector<CalibrationSource> sources;
+    for (size_t i = 0; i < options.videos.size(); ++i) {
+        const std::string& video = options.videos[i];
+        const fs::path frames = fs::path(video).parent_path() / "frames.csv";
+        sources.push_back({video, options.motions.empty() ? motionOf(video) : options.motions[i],
+                           fs::exists(frames) ? frames.string() : ""});
+    }
+    return sources;
+}
+
+std::string outputOf(const CalibrateOptions& options) {
+    if (!options.output.empty()) return options.output;
+    const std::string output = fs::path(options.videos[0]).replace_extension(".json").string();
+    if (fs::exists(output)) {
+        throw std::runtime_error(output + ": is there already; name the result with --output");
+    }
+    return output;
+}
+
+void writeText(const std::string& path, const std::string& text) {
+    OutputFile target(path);
+    std::ofstream out(target.temporary());
+    out << text;
+    out.close();
+    if (!out) throw std::runtime_error(path + ": cannot be written");
+    target.commit();
+}
+
+void run(CalibrateOptions options) {
+    if (!options.axes.empty()) options.known.axes = AxisMapping::fromLetters(options.axes);
+    const std::string output = outputOf(options);
+    const std::vector<CalibrationSource> sources = sourcesOf(options);
+    std::vector<CalibrationClip> clips;
+    for (const CalibrationSource& source : sources) {
+        clips.push_back(loadClip(source, options.seconds, !options.quiet));
+    }
+    const Calibration found = calibrate(clips, options.known, throwIfInterrupted);
+    fmt::print("{}",
+               options.json ? jsonOf(found, sources).dump(1) + "\n" : tableOf(found, sources));
+    writeText(output, presetOf(found, sources, output).dump(1) + "\n");
+    if (!options.snippet.empty()) writeText(options.snippet, snippetOf(found));
+    if (!options.quiet) fmt::print(stderr, "written: {}\n", output);
+}
+
+}  // namespace
+
+void addCalibrateCommand(CLI::App& app) {
+    auto options = std::make_shared<CalibrateOptions>();
+    CalibrateOptions& o = *options;
+    CLI::App* command = app.add_subcommand(
+        "calibrate", "Find focal length, readout, axes and time offset from clips");
+    command->footer(
+        "Examples:\n"
+        "  framehold calibrate walk.mp4 --motion walk.gcsv -o walk.json\n"
+        "  framehold stabilize walk.mp4 --clip walk.json -o steady.mp4\n"
+        "  framehold calibrate a.mp4 b.mp4 --motion a.gcsv b.gcsv --snippet camera.c\n"
+        "\n"
+        "Clips of ten seconds or more from a hand, that look at things far away, tell most.\n"
+        "What a clip cannot tell is left out of the result. Frame times come from a frames.csv\n"
+        "beside VIDEO, else from the video.");
+    command->add_option("VIDEO", o.videos, "Clips of one camera in one mode")
+        ->required()
+        ->check(CLI::ExistingFile);
+    command->add_option("-m,--motion", o.motions, "Their motion logs (default: beside VIDEO)")
+        ->check(CLI::ExistingFile);
+    command->add_option("-o,--output", o.output, "clip.json to write (default: VIDEO's name.json)")
+        ->type_name("FILE");
+    command->add_option("--snippet", o.snippet, "Write C code that fills in the parameters")
+        ->type_name("FILE");
+    command->add_flag("--json", o.json, "Print all numbers on standard output");
+    command->add_option("--seconds", o.seconds, "Of each clip that are looked at")
+        ->check(CLI::Range(1.0, 3600.0))
+        ->capture_default_str();
+    command->add_option("--range", o.known.range, "Seconds the clocks may differ to either side")
+        ->check(CLI::Range(0.01, 3600.0))
+        ->capture_default_str();
+    command->add_flag("-q,--quiet", o.quiet, "No progress bar");
+
+    const std::string known = "Known already";
+    command->add_option("--focal", o.known.focal, "Focal length in pixels")
+        ->check(CLI::Range(1.0, 1e6))
+        ->group(known);
+    command->add_option("--readout", o.known.readout, "Rolling-shutter readout in seconds")
+        ->check(CLI::Range(0.0, 1.0))
+        ->group(known);
+    command->add_option("--time-offset", o.known.timeOffset, "Seconds to add to frame times")
+        ->check(CLI::Range(-1e6, 1e6))
+        ->group(known);
+    command->add_option("--axes", o.axes, "Logged axes as device x, y, z; lower case: negated")
+        ->group(known);
+    command->callback([options] { run(*options); });
+}
+
+}  // namespace framehold

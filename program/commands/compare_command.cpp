@@ -1,0 +1,101 @@
+#include "commands/commands.h"
+#include "common/interruption.h"
+#include "common/progress.h"
+#include "media/mean_frame.h"
+#include "media/picture_writer.h"
+#include "media/video_reader.h"
+#include "media/video_writer.h"
+#include "stabilize/side_by_side.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+
+namespace framehold {
+
+namespace {
+
+struct CompareOptions {
+    std::string before;
+    std::string after;
+    std::string video;    // empty: none
+    std::string picture;  // empty: none
+    int firstFrame = 0;
+    int frames = 30;
+    bool quiet = false;
+};
+
+void compare(const CompareOptions& options) {
+    VideoReader before(options.before);
+    VideoReader after(options.after);
+    std::optional<VideoWriter> writer;
+    if (!options.video.empty()) {
+        VideoSettings settings;
+        settings.width = before.width() + kDivider + after.width();
+        settings.height = before.height();
+        settings.timeBase = before.timeBase();
+        settings.frameRate = before.frameRate();
+        writer.emplace(options.video, settings);
+    }
+    MeanFrame mean;
+    Progress progress("comparing", before.expectedFrames(), !options.quiet);
+    const int64_t end = int64_t{options.firstFrame} + options.frames;
+    while (writer || progress.done() < end) {
+        throwIfInterrupted();
+        const AVFrame* left = before.next();
+        const AVFrame* right = after.next();
+        if (left == nullptr || right == nullptr) break;
+        AvPtr<AVFrame> both = sideBySide(*left, *right);
+        both->pts = left->pts;
+        if (writer) writer->write(*both);
+        if (progress.done() >= options.firstFrame && progress.done() < end) mean.add(*both);
+        progress.advance();
+    }
+    if (writer) writer->finish();
+    if (options.picture.empty()) return;
+    if (mean.isEmpty()) {
+        throw std::runtime_error(fmt::format("--from {}: the clips have only {} frames in common",
+                                             options.firstFrame, progress.done()));
+    }
+    writePng(options.picture, mean.frame());
+}
+
+}  // namespace
+
+void addCompareCommand(CLI::App& app) {
+    auto options = std::make_shared<CompareOptions>();
+    CompareOptions& o = *options;
+    CLI::App* command = app.add_subcommand("compare", "Show two clips side by side");
+    command->footer(
+        "Example:\n"
+        "  framehold compare walk.mp4 walk-stable.mp4 --video both.mp4 --picture mean.png\n"
+        "\n"
+        "The first clip is on the left. The picture is the mean of some frames: the shake of a\n"
+        "second blurs it, and what stands still stays sharp.");
+    command->add_option("BEFORE", o.before, "One clip")->required()->check(CLI::ExistingFile);
+    command->add_option("AFTER", o.after, "The other one")->required()->check(CLI::ExistingFile);
+    command->add_option("--video", o.video, "Write both beside each other to this file")
+        ->type_name("FILE");
+    command->add_option("--picture", o.picture, "Write the mean of some frames to this .png file")
+        ->type_name("FILE");
+    command->add_option("--from", o.firstFrame, "First frame of the picture")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
+    command->add_option("--frames", o.frames, "Number of frames in the picture")
+        ->check(CLI::Range(1, 1000))
+        ->capture_default_str();
+    command->add_flag("-q,--quiet", o.quiet, "No progress bar");
+    command->callback([options] {
+        if (options->video.empty() && options->picture.empty()) {
+            throw CLI::ValidationError("compare", "nothing to do: give --video or --picture");
+        }
+        compare(*options);
+    });
+}
+
+}  // namespace framehold

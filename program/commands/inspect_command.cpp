@@ -1,0 +1,117 @@
+#include "commands/commands.h"
+#include "common/interruption.h"
+#include "common/progress.h"
+#include "inspect/inspection.h"
+#include "media/video_reader.h"
+#include "motion/motion_log_reader.h"
+#include "stabilize/clip_files.h"
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+
+namespace framehold {
+
+namespace {
+
+struct InspectOptions {
+    std::string file;    // a log or a video
+    std::string motion;  // the video's log; empty: that of clip.json, or its telemetry
+    std::string clip;
+    std::optional<double> timeOffset;   // seconds
+    std::optional<double> readoutTime;  // seconds
+    bool json = false;
+    bool quiet = false;
+};
+
+MotionLog readLogOf(const InspectOptions& o, const ClipFacts& facts, bool isVideo) {
+    if (!isVideo) return readMotionLog(o.file);
+    const std::string named = !o.motion.empty() ? o.motion : facts.motionLog.value_or("");
+    if (!named.empty()) return readMotionLog(named);
+    if (auto log = readVideoTelemetry(o.file)) return *std::move(log);
+    throw std::runtime_error(o.file +
+                             ": holds no motion telemetry (no GPMF or CAMM track); give its log "
+                             "with --motion or --clip");
+}
+
+/// Takes clip.json and log from beside the video where they are not given, as stabilizing does.
+void findBeside(InspectOptions& o) {
+    StabilizeOptions beside;
+    beside.video = o.file;
+    beside.motion = o.motion;
+    beside.clip = o.clip;
+    findMotion(beside);
+    o.motion = beside.motion;
+    o.clip = beside.clip;
+}
+
+VideoInspection inspectVideoOf(const InspectOptions& o, const ClipFacts& facts,
+                               const MotionLog& log) {
+    Progress progress("tracking", VideoReader(o.file).expectedFrames(), !o.quiet);
+    return inspectVideo(o.file, facts, log, [&progress] {
+        throwIfInterrupted();
+        progress.advance();
+    });
+}
+
+void inspect(InspectOptions o) {
+    const bool isVideo = isVideoFile(o.file);
+    if (!isVideo && (!o.motion.empty() || !o.clip.empty())) {
+        throw std::runtime_error(o.file + ": is not a video; --motion and --clip go with a video");
+    }
+    if (isVideo) findBeside(o);
+    ClipFacts facts = o.clip.empty() ? ClipFacts() : readClipFacts(o.clip);
+    if (o.timeOffset) facts.timeOffset = o.timeOffset;
+    if (o.readoutTime) facts.readoutTime = o.readoutTime;
+    Inspection result;
+    result.log = readLogOf(o, facts, isVideo);
+    result.statistics = logStatistics(result.log);
+    result.findings = findingsOf(result.log, result.statistics);
+    if (isVideo) {
+        result.video = inspectVideoOf(o, facts, result.log);
+        for (const LogFinding& finding : findingsOf(*result.video))
+            result.findings.push_back(finding);
+        sortFindings(result.findings);
+    }
+    fmt::print("{}", o.json ? inspectionJson(result) + "\n" : inspectionText(result));
+    if (!result.isUsable()) throw std::runtime_error(o.file + ": is not usable as it is");
+}
+
+}  // namespace
+
+void addInspectCommand(CLI::App& app) {
+    auto options = std::make_shared<InspectOptions>();
+    InspectOptions& o = *options;
+    CLI::App* command =
+        app.add_subcommand("inspect", "Check a motion log, alone or with its video");
+    command->footer(
+        "Examples:\n"
+        "  framehold inspect walk.gcsv\n"
+        "  framehold inspect walk.mp4 --motion walk.gcsv\n"
+        "  framehold inspect walk.mp4 --clip clip.json --json\n"
+        "\n"
+        "Tells the format, rates, gaps, noise and range of the log, with a video also how the two\n"
+        "clocks stand to each other, and what will go wrong. Exit code 0 if the log is usable, 1\n"
+        "if it is not or cannot be read. What is not given is looked for beside the video, as\n"
+        "stabilize does.");
+    command->add_option("FILE", o.file, "A motion log, or a video")
+        ->required()
+        ->check(CLI::ExistingFile);
+    command->add_option("-m,--motion", o.motion, "The video's log")->check(CLI::ExistingFile);
+    command->add_option("--clip", o.clip, "clip.json with the video's facts")
+        ->check(CLI::ExistingFile);
+    command->add_option("--time-offset", o.timeOffset, "Seconds that are added to frame times")
+        ->check(CLI::Range(-1e6, 1e6));
+    command->add_option("--readout", o.readoutTime, "Rolling-shutter readout in seconds")
+        ->check(CLI::Range(0.0, 1.0));
+    command->add_flag("--json", o.json, "Print JSON");
+    command->add_flag("-q,--quiet", o.quiet, "No progress bar");
+    command->callback([options] { inspect(*options); });
+}
+
+}  // namespace framehold

@@ -1,0 +1,105 @@
+#include "inspect/inspection.h"
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+class InspectionText {
+public:
+    std::string write(const Inspection& inspection) {
+        writeLog(inspection.log);
+        const LogStatistics& s = inspection.statistics;
+        if (s.rates.stamps.samples > 0) writeSensor("gyroscope", s.rates, "rad/s");
+        if (s.gravity.stamps.samples > 0) writeSensor("accelerometer", s.gravity, "m/s^2");
+        if (s.orientations.samples > 0) {
+            heading("orientations");
+            writeStamps(s.orientations);
+        }
+        if (inspection.video) writeVideo(*inspection.video);
+        writeFindings(inspection);
+        return text_;
+    }
+
+private:
+    template <class... Args>
+    void row(const char* label, fmt::format_string<Args...> text, Args&&... args) {
+        text_ += fmt::format("  {:<14}{}\n", label, fmt::format(text, std::forward<Args>(args)...));
+    }
+
+    void heading(const std::string& text) { text_ += text + "\n"; }
+
+    void writeLog(const MotionLog& log) {
+        heading(fmt::format("{}", fmt::join(log.files, "\n")));
+        row("format", "{}, told by {}", log.format, log.toldBy);
+        for (const auto& [key, value] : log.headers) {
+            if (key == "id" || key == "note" || key == "vendor") row(key.c_str(), "{}", value);
+        }
+        row("axes", "{}", log.orientation.letters());
+        if (log.readoutTime) row("readout", "{:.2f} ms", 1e3 * *log.readoutTime);
+    }
+
+    void writeStamps(const StampStatistics& stamps) {
+        row("samples", "{} in {:.3f} s, from {:.3f} s to {:.3f} s", stamps.samples,
+            stamps.seconds(), stamps.from, stamps.to);
+        row("rate", "{:.1f} Hz: steps of {:.3f} ms, jitter {:.3f} ms", stamps.perSecond(),
+            1e3 * stamps.step, 1e3 * stamps.jitter);
+        row("stamps", "{} gaps, {} duplicates, {} out of order", stamps.gaps.size(),
+            stamps.duplicates, stamps.outOfOrder);
+    }
+
+    void writeSensor(const char* name, const VectorStatistics& sensor, const char* unit) {
+        heading(name);
+        writeStamps(sensor.stamps);
+        row("values", "half are above {:.3f} {}, the largest is {:.3f}, {} saturated",
+            sensor.medianLength, unit, sensor.largest, sensor.saturated);
+        const auto vector = [](const Vec3& v) {
+            return fmt::format("{:.4f}, {:.4f}, {:.4f}", v[0], v[1], v[2]);
+        };
+        if (sensor.noise) row("noise", "{} {} (x, y, z)", vector(*sensor.noise), unit);
+        if (sensor.rest) {
+            row("at rest", "{} {}, at {:.1f} s", vector(sensor.rest->mean), unit,
+                sensor.rest->from);
+        }
+    }
+
+    void writeVideo(const VideoInspection& video) {
+        heading(video.video);
+        writeStamps(video.frames);
+        if (video.table) {
+            row("frames.csv", "{:+.0f} ppm against the video's times, up to {:.2f} ms off that",
+                1e6 * video.table->drift, 1e3 * video.table->largestDeviation);
+        }
+        if (!video.clock) return;
+        const ClockFit& clock = *video.clock;
+        row("time offset", "{:.1f} +- {:.1f} ms fits the pictures, {:.1f} ms was given",
+            1e3 * video.fittedTimeOffset(), 1e3 * clock.offsetError, 1e3 * video.timeOffset);
+        row("", "(with a readout of {:.1f} ms; the log explains {:.0f} % of the motion)",
+            1e3 * video.readoutTime, 100.0 * clock.explained);
+        if (clock.drift) {
+            row("clock drift", "{:+.0f} +- {:.0f} ppm", 1e6 * *clock.drift, 1e6 * clock.driftError);
+        } else {
+            row("clock drift", "cannot be told: the clip is short, or hardly turns in parts");
+        }
+    }
+
+    void writeFindings(const Inspection& inspection) {
+        static constexpr const char* kLabels[] = {"note", "warning", "unusable"};
+        for (const LogFinding& finding : inspection.findings) {
+            text_ +=
+                fmt::format("{}: {}\n", kLabels[static_cast<int>(finding.severity)], finding.text);
+        }
+        if (inspection.findings.empty()) text_ += "nothing will go wrong with it\n";
+    }
+
+    std::string text_;
+};
+
+}  // namespace
+
+std::string inspectionText(const Inspection& inspection) {
+    return InspectionText().write(inspection);
+}
+
+}  // namespace framehold

@@ -1,0 +1,216 @@
+#include "simulate/simulate_clip.h"
+
+#include "common/interruption.h"
+#include "common/output_file.h"
+#include "common/progress.h"
+#include "media/video_writer.h"
+#include "motion/axis_mapping.h"
+#include "motion/motion_log_reader.h"
+#include "simulation/frame_renderer.h"
+#include "simulation/recorded_motion.h"
+#include "simulation/traffic.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+
+#include <nlohmann/json.hpp>
+
+namespace framehold {
+
+namespace {
+
+using namespace simulation;
+
+/// Motion is logged from a while before the first frame to a while after the last one.
+constexpr double kLogMargin = 1.0;
+/// The camera's clock starts later than the path's, so that logged times are positive.
+constexpr double kFirstFrame = 2.0;
+constexpr double kGravity = 9.81;  // m/s^2 of the unit in the log
+
+/// The motion of a log from some time on, which becomes the time of the first frame.
+std::unique_ptr<CameraMotion> recordedMotion(const SimulateOptions& o) {
+    MotionLog log = readMotionLog(o.motion);
+    if (log.rates.empty()) throw std::runtime_error(o.motion + ": holds no angular rates");
+    log.toDeviceAxes(log.orientation);
+    const double start = log.rates.front().time + o.from;
+    const double needed = start + std::max(o.timeOffset, 0.0) + o.duration + o.camera.readout;
+    if (o.from + std::min(o.timeOffset, 0.0) < 0.0 || needed > log.rates.back().time) {
+        throw std::runtime_error(fmt::format(
+            "{}: lasts {:.3f} s, too short for --from {:g}, --duration {:g} and --time-offset {:g}",
+            o.motion, log.rates.back().time - log.rates.front().time, o.from, o.duration,
+            o.timeOffset));
+    }
+    std::vector<TimedRate> rates;
+    for (const MotionSample& s : log.rates) {
+        rates.push_back({s.time - start + kFirstFrame, {s.value[0], s.value[1], s.value[2]}});
+    }
+    return std::make_unique<RecordedMotion>(rates);
+}
+
+class ClipSimulator {
+public:
+    explicit ClipSimulator(const SimulateOptions& options)
+        : o_(options), axes_(AxisMapping::fromLetters(options.axes)),
+          frames_(static_cast<int>(options.duration * options.framesPerSecond)) {
+        if (frames_ < 1) throw std::runtime_error("--duration is shorter than one frame");
+        if (o_.motion.empty()) {
+            motion_ = std::make_unique<CameraPath>(o_.path);
+        } else {
+            motion_ = recordedMotion(o_);
+        }
+        std::filesystem::create_directories(o_.folder);
+        if (hidesFacts()) std::filesystem::create_directories(o_.factsFolder);
+    }
+
+    void run() {
+        writeVideo();
+        writeMotion();
+        writeFrameTimes();
+        writeTruth();
+        writeFacts();
+    }
+
+private:
+    /// As the container and frames.csv tell it.
+    double timestamp(int frame) const { return frame / o_.framesPerSecond; }
+
+    /// When the frame's first row is read, on the path's and the log's clock.
+    double exposure(int frame) const { return kFirstFrame + timestamp(frame) + o_.timeOffset; }
+
+    bool hidesFacts() const { return !o_.factsFolder.empty(); }
+
+    std::string clipFile(const char* name) const {
+        return (std::filesystem::path(o_.folder) / name).string();
+    }
+
+    std::string factsFile(const char* name) const {
+        return (std::filesystem::path(hidesFacts() ? o_.factsFolder : o_.folder) / name).string();
+    }
+
+    /// How a file of the clip is called from where the facts are.
+    std::string fromFacts(const char* name) const {
+        if (!hidesFacts()) return name;
+        return std::filesystem::relative(clipFile(name), o_.factsFolder).string();
+    }
+
+    template <class Write>
+    void writeText(const std::string& path, Write write) const {
+        OutputFile target(path);
+        std::ofstream out(target.temporary());
+        write(out);
+        out.close();
+        if (!out) throw std::runtime_error(target.path() + ": cannot be written");
+        target.commit();
+    }
+
+    void writeVideo() const {
+        VideoSettings settings;
+        settings.width = o_.camera.width;
+        settings.height = o_.camera.height;
+        settings.frameRate = av_d2q(o_.framesPerSecond, 1000000);
+        settings.timeBase = {1, 90000};
+        settings.quality = 14;
+        settings.preset = "fast";
+        VideoWriter writer(clipFile("clip.mp4"), settings);
+        Progress progress("simulating", frames_, !o_.quiet);
+        const Town town;
+        const Traffic traffic(town, o_.moving, o_.path.seed);
+        const World& world = o_.moving > 0.0 ? static_cast<const World&>(traffic) : town;
+        for (int i = 0; i < frames_; ++i) {
+            throwIfInterrupted();
+            const Picture picture = renderFrame(world, o_.camera, *motion_, exposure(i));
+            AvPtr<AVFrame> frame = makeNv12Frame(picture.width, picture.height);
+            const auto copyRows = [&](int plane, const std::vector<uint8_t>& from, int rows) {
+                for (int y = 0; y < rows; ++y) {
+                    std::copy_n(from.data() + ptrdiff_t{y} * picture.width, picture.width,
+                                frame->data[plane] + ptrdiff_t{y} * frame->linesize[plane]);
+                }
+            };
+            copyRows(0, picture.luma, picture.height);
+            copyRows(1, picture.chroma, picture.height / 2);
+            frame->pts = std::llround(timestamp(i) * 90000.0);
+            frame->pkt_duration = std::llround(90000.0 / o_.framesPerSecond);
+            writer.write(*frame);
+            progress.advance();
+        }
+        writer.finish();
+    }
+
+    void writeMotion() const {
+        writeText(clipFile("imu.gcsv"), [this](std::ostream& out) {
+            fmt::print(out, "CAMERA IMU LOG\nversion,1.3\nid,simulated\n");
+            if (!hidesFacts()) {
+                fmt::print(out, "orientation,{}\nframe_readout_time,{:.6f}\n", o_.axes,
+                           1000.0 * o_.camera.readout);
+            }
+            fmt::print(out, "tscale,0.000001\ngscale,1\nascale,1\nt,gx,gy,gz,ax,ay,az\n");
+            const double clock = 1e6 * (1.0 + 1e-6 * o_.clockDrift);
+            const double from = kFirstFrame - kLogMargin;
+            const double to = exposure(frames_ - 1) + o_.camera.readout + kLogMargin;
+            for (const SensorReading& r : readSensors(*motion_, o_.sensors, from, to)) {
+                const Vec3 rate = axes_.toLogged({r.rate.x(), r.rate.y(), r.rate.z()});
+                const Vec3 gravity = axes_.toLogged({r.gravity.x(), r.gravity.y(), r.gravity.z()});
+                fmt::print(out, "{:.3f},{:.9f},{:.9f},{:.9f},{:.9f},{:.9f},{:.9f}\n",
+                           clock * (r.time - kFirstFrame), rate[0], rate[1], rate[2],
+                           gravity[0] / kGravity, gravity[1] / kGravity, gravity[2] / kGravity);
+            }
+        });
+    }
+
+    void writeFrameTimes() const {
+        writeText(factsFile("frames.csv"), [this](std::ostream& out) {
+            fmt::print(out, "frame,timestamp_s\n");
+            for (int i = 0; i < frames_; ++i) fmt::print(out, "{},{:.9f}\n", i, timestamp(i));
+        });
+    }
+
+    /// The camera's true orientation when the first row of each frame is read.
+    void writeTruth() const {
+        writeText(factsFile("truth.csv"), [this](std::ostream& out) {
+            fmt::print(out, "frame,timestamp_s,x,y,z,w\n");
+            for (int i = 0; i < frames_; ++i) {
+                const Eigen::Quaterniond q = motion_->at(exposure(i));
+                fmt::print(out, "{},{:.9f},{:.12f},{:.12f},{:.12f},{:.12f}\n", i, timestamp(i),
+                           q.x(), q.y(), q.z(), q.w());
+            }
+        });
+    }
+
+    void writeFacts() const {
+        nlohmann::ordered_json facts;
+        facts["name"] = "simulated";
+        facts["video"] = fromFacts("clip.mp4");
+        facts["frames"] = frames_;
+        facts["width"] = o_.camera.width;
+        facts["height"] = o_.camera.height;
+        facts["fps"] = o_.framesPerSecond;
+        facts["imu"] = {{"file", fromFacts("imu.gcsv")}};
+        facts["axes"] = {
+            {"device_x", axes_.term(0)}, {"device_y", axes_.term(1)}, {"device_z", axes_.term(2)}};
+        facts["focal_px"] = o_.camera.focal;
+        facts["readout_s"] = o_.camera.readout;
+        facts["time_offset_s"] = o_.timeOffset;
+        facts["clock_drift_ppm"] = o_.clockDrift;
+        if (!o_.motion.empty()) facts["motion"] = {{"file", o_.motion}, {"from_s", o_.from}};
+        facts["moving_share"] = o_.moving;
+        facts["seed"] = o_.path.seed;
+        writeText(factsFile("clip.json"), [&](std::ostream& out) { out << facts.dump(1) << '\n'; });
+    }
+
+    const SimulateOptions& o_;
+    AxisMapping axes_;
+    std::unique_ptr<CameraMotion> motion_;
+    int frames_;
+};
+
+}  // namespace
+
+void simulateClip(const SimulateOptions& options) { ClipSimulator(options).run(); }
+
+}  // namespace framehold

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "cli/picture_size.h"
+#include "simulation/camera.h"
+#include "simulation/camera_path.h"
+#include "simulation/motion_sensors.h"
+
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// What the user asks `framehold simulate` for.
+struct SimulateOptions {
+    std::string folder = "simulated";
+    PictureSize size{1280, 720};
+    simulation::CameraModel camera;
+    simulation::PathSettings path;
+    simulation::SensorSettings sensors;
+    double framesPerSecond = 30.0;
+    double duration = 6.0;
+    double timeOffset = 0.0;
+    double clockDrift = 0.0;  // millionths that the log's clock runs faster than the camera's
+    std::string axes = "XYZ";
+    double noiseDensity = 0.0;     // rad/s per square root of Hz
+    std::vector<double> rateBias;  // rad/s in device axes; three, or none
+    double moving = 0.0;           // share of the picture
+    std::string motion;            // log to follow; empty: the made-up path
+    double from = 1.0;             // seconds into that log
+    std::string factsFolder;       // empty: the clip's
+    bool quiet = false;
+};
+
+/// Renders a clip and writes it with its motion log, and apart from them or beside them what is
+/// true of it: clip.json, frames.csv and truth.csv, the orientation at each frame's first row.
+/// Throws std::exception.
+void simulateClip(const SimulateOptions& options);
+
+}  // namespace framehold

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "stabilize/stabilize_options.h"
+
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// What one call of `framehold stabilize` does: any number of clips.
+struct BatchOptions {
+    std::vector<std::string> inputs;  // see findClips
+    StabilizeOptions
+        each;           // `video` is not used; names of files to write are patterns, see nameFor
+    int parallel = 1;   // clips at a time
+    bool json = false;  // print a summary on standard output
+};
+
+/// The options of every clip, files named. What would spoil the run is found here, before the
+/// first clip is touched. Throws CLI::ValidationError where options do not go together, and
+/// std::runtime_error for folders without clips and where a clip would be overwritten.
+std::vector<StabilizeOptions> planBatch(const BatchOptions& batch);
+
+/// Makes the folders that patterns ask for. Throws std::filesystem::filesystem_error.
+void makeFolders(const BatchOptions& batch, const std::vector<StabilizeOptions>& clips);
+
+}  // namespace framehold

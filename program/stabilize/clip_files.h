@@ -1,0 +1,35 @@
+#pragma once
+
+#include "stabilize/stabilize_options.h"
+
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// The clips that a list of inputs names: files and "-" (standard input) as they are, and in place
+/// of a folder all videos in it and below, told by their extension, in order of their names.
+/// Results of earlier runs, whose names end in "-stable", are left out of folders.
+/// Throws std::runtime_error for folders that cannot be read or hold no video.
+std::vector<std::string> findClips(const std::vector<std::string>& inputs);
+
+/// Of the result, where no name is given. {same} is the video's extension if it is .mp4, .mov or
+/// .mkv, else mp4.
+constexpr const char* kStablePattern = "{name}-stable.{same}";
+
+/// The name that `pattern` stands for with a video: {name} is the video's name without extension,
+/// {folder} the name of the folder it is in, {ext} its extension. A folder stands for the name that
+/// `standard`, a pattern too, gives in it, an empty pattern for that name beside the video; with
+/// standard input, for standard output. Throws std::invalid_argument.
+std::string nameFor(const std::string& pattern, const std::string& video,
+                    const std::string& standard);
+
+/// Whether a pattern gives videos of different names different results.
+bool namesEach(const std::string& pattern);
+
+/// Looks beside the video for what is not given: facts in a .json file of the video's name or in a
+/// clip.json that is the video's; and, if these name none, a motion log of the video's name.
+/// Throws FileError for facts that cannot be read.
+void findMotion(StabilizeOptions& options);
+
+}  // namespace framehold

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "media/video_reader.h"
+#include "media/video_writer.h"
+#include "stabilize/canvas.h"
+#include "stabilize/run_messages.h"
+#include "stabilize/stabilize_options.h"
+
+namespace framehold {
+
+/// The video that becomes of a clip.
+class ClipOutput {
+public:
+    /// canvas: null where frames of the output's own size are rendered. All but the options is
+    /// borrowed. Throws MediaError, as all functions.
+    ClipOutput(const StabilizeOptions& options, const VideoReader& source, const Canvas* canvas);
+
+    /// Says what the result cannot keep of the source.
+    void tell(RunMessages& messages) const;
+
+    /// Takes a frame as the library rendered it, and the frame of the source that it was made of.
+    void write(AVFrame& stable, const AVFrame& original);
+
+    /// Takes a packet of the source's other streams.
+    void copyPacket(const AVPacket& packet) { writer_.copyPacket(packet); }
+
+    void finish() { writer_.finish(); }
+
+private:
+    const VideoReader& source_;
+    const Canvas* canvas_;
+    bool isSideBySide_;
+    VideoSettings settings_;
+    VideoWriter writer_;
+};
+
+}  // namespace framehold

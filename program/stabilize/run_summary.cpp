@@ -1,0 +1,72 @@
+#include "stabilize/run_summary.h"
+
+#include <algorithm>
+
+namespace framehold {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+const char* nameOf(ClipResult::End end) {
+    switch (end) {
+        case ClipResult::End::kDone:
+            return "done";
+        case ClipResult::End::kFailed:
+            return "failed";
+        case ClipResult::End::kInterrupted:
+            break;
+    }
+    return "interrupted";
+}
+
+ordered_json parametersOf(const RunRecord& run) {
+    const ZPR_Param& p = run.param;
+    ordered_json json;
+    if (p.fieldOfViewMode == ZPR_FOV_FOCAL_LENGTH) {
+        json["focal_px"] = p.fieldOfView;
+    } else {
+        const char* const kAcross[] = {"width", "height", "diagonal"};
+        json["field_of_view_deg"] = p.fieldOfView;
+        json["field_of_view_across"] = kAcross[p.fieldOfViewMode - 1];
+    }
+    json["readout_s"] = p.readoutTime;
+    json["time_offset_s"] = p.timeOffset;
+    json["axes"] = run.axes;
+    json["sensor_mask"] = p.sensorMask;
+    json["crop_percent"] = p.cropPercent;
+    json["smoothing"] = p.smoothingLevel;
+    json["delay_frames"] = p.delayFrames;
+    return json;
+}
+
+void addOutcome(const RunRecord& run, ordered_json& json) {
+    const auto hasNone = [](const FrameRecord& frame) { return !frame.corrected; };
+    double largest = 0.0;
+    for (const FrameRecord& frame : run.frames) largest = std::max(largest, frame.marginUsed);
+    json["motion_log"] = run.motionLog;
+    json["parameters"] = parametersOf(run);
+    json["frames"] = run.frames.size();
+    json["frames_without_orientation"] =
+        std::count_if(run.frames.begin(), run.frames.end(), hasNone);
+    json["largest_margin_used"] = largest;
+    json["frames_per_second"] = run.framesPerSecond;
+    json["seconds_taken"] = run.secondsTaken;
+}
+
+}  // namespace
+
+ordered_json summaryOf(const ClipResult& result) {
+    const RunRecord& run = result.record;
+    ordered_json json;
+    json["input"] = run.input;
+    json["output"] = run.output;
+    json["status"] = nameOf(result.end);
+    if (!result.error.empty()) json["error"] = result.error;
+    if (result.end == ClipResult::End::kDone) addOutcome(run, json);
+    json["notes"] = run.notes;
+    json["warnings"] = run.warnings;
+    return json;
+}
+
+}  // namespace framehold

@@ -1,0 +1,136 @@
+#include "stabilize/stabilize_batch.h"
+
+#include "common/interruption.h"
+#include "stabilize/clip_files.h"
+#include "stabilize/run_summary.h"
+#include "stabilize/stabilize_clip.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <future>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+class Batch {
+public:
+    explicit Batch(const BatchOptions& options)
+        : options_(options), clips_(planBatch(options)), results_(clips_.size()) {
+        for (size_t i = 0; i < clips_.size(); ++i) {
+            results_[i].record.input = clips_[i].video;
+            results_[i].record.output = clips_[i].output;
+        }
+    }
+
+    void run() {
+        makeFolders(options_, clips_);
+        const size_t count = std::min(static_cast<size_t>(options_.parallel), clips_.size());
+        std::vector<std::future<void>> others;
+        for (size_t i = 1; i < count; ++i) {
+            others.push_back(std::async(std::launch::async, [this] { work(); }));
+        }
+        work();
+        for (std::future<void>& other : others) other.get();
+        if (options_.json) printSummary();
+        finish();
+    }
+
+private:
+    using End = ClipResult::End;
+
+    bool isSingle() const { return clips_.size() == 1; }
+
+    /// Does one clip after the other until there are no more.
+    void work() {
+        for (size_t i = next_++; i < clips_.size() && !isInterrupted(); i = next_++) {
+            stabilize(clips_[i], results_[i]);
+            if (!isSingle()) tell(results_[i]);
+        }
+    }
+
+    void stabilize(StabilizeOptions& clip, ClipResult& result) const {
+        RunDisplay display;
+        display.label = isSingle() ? "" : clip.video;
+        display.showNotes = isSingle();
+        display.showProgress = options_.parallel == 1 || isSingle();
+        display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
+                              !clip.report.empty();
+        try {
+            findMotion(clip);
+            stabilizeClip(clip, display, result.record);
+            result.end = End::kDone;
+        } catch (const Interrupted& error) {
+            result.error = error.what();
+        } catch (const std::exception& error) {
+            result.end = End::kFailed;
+            result.error = error.what();
+        }
+    }
+
+    void tell(const ClipResult& result) const {
+        const RunRecord& run = result.record;
+        if (result.end == End::kFailed) {
+            fmt::print(stderr, "{}: FAILED: {}\n", run.input, result.error);
+        } else if (result.end == End::kDone && !options_.each.quiet) {
+            fmt::print(stderr, "{}: {} frames in {:.1f} s, written: {}\n", run.input,
+                       run.frames.size(), run.secondsTaken, run.output);
+        }
+    }
+
+    size_t count(End end) const {
+        return static_cast<size_t>(
+            std::count_if(results_.begin(), results_.end(),
+                          [&](const ClipResult& result) { return result.end == end; }));
+    }
+
+    void printSummary() const {
+        nlohmann::ordered_json summary;
+        summary["done"] = count(End::kDone);
+        summary["failed"] = count(End::kFailed);
+        summary["interrupted"] = count(End::kInterrupted);
+        summary["clips"] = nlohmann::ordered_json::array();
+        for (const ClipResult& result : results_) summary["clips"].push_back(summaryOf(result));
+        const std::string text =
+            summary.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+        if (std::puts(text.c_str()) < 0 || std::fflush(stdout) != 0) {
+            throw std::runtime_error(
+                fmt::format("standard output: cannot be written: {}", std::strerror(errno)));
+        }
+    }
+
+    /// The last word: what main prints, and the exit code.
+    void finish() const {
+        const size_t done = count(End::kDone);
+        if (isInterrupted() && done < clips_.size()) {
+            if (!isSingle()) {
+                throw Interrupted(
+                    fmt::format("interrupted; {} of {} clips were written", done, clips_.size()));
+            }
+            throw clips_[0].output == "-" ? Interrupted("interrupted; the result ends early")
+                                          : Interrupted();
+        }
+        if (isSingle() && done == 0) throw std::runtime_error(results_[0].error);
+        const std::string summary = fmt::format("{} of {} clips stabilized", done, clips_.size());
+        if (done < clips_.size()) {
+            throw std::runtime_error(fmt::format("{}, {} failed", summary, count(End::kFailed)));
+        }
+        if (!isSingle() && !options_.each.quiet) fmt::print(stderr, "{}\n", summary);
+    }
+
+    const BatchOptions& options_;
+    std::vector<StabilizeOptions> clips_;
+    std::vector<ClipResult> results_;  // of the same index
+    std::atomic<size_t> next_{0};
+};
+
+}  // namespace
+
+void stabilizeAll(const BatchOptions& options) { Batch(options).run(); }
+
+}  // namespace framehold

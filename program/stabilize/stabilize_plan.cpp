@@ -1,0 +1,301 @@
+#include "stabilize/stabilize_plan.h"
+
+#include "motion/motion_log_reader.h"
+#include "stabilize/log_samples.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+constexpr int kMeshStep = 128;  // pixels; the library's grid
+constexpr const char* kFound = "found in the clip";
+
+/// The first of several sources that has a value, and a note of which one it was.
+template <class T>
+class Choice {
+public:
+    Choice& from(const std::optional<T>& value, const std::string& source) {
+        if (!value_ && value) {
+            value_ = value;
+            source_ = source;
+        }
+        return *this;
+    }
+
+    explicit operator bool() const { return value_.has_value(); }
+    const T& value() const { return *value_; }
+    const std::string& source() const { return source_; }
+
+private:
+    std::optional<T> value_;
+    std::string source_;
+};
+
+void describeImage(int width, int height, ZPR_Image& image) {
+    image.format = ZPR_FORMAT_SEMIPLANAR_1;
+    image.width = width;
+    image.height = height;
+    image.pitch[0] = image.pitch[1] = width;
+}
+
+void chooseView(const StabilizeOptions& options, const ClipFacts& facts, const ClipFacts& found,
+                const VideoFacts& video, StabilizePlan& plan) {
+    const std::map<std::string, int> kModes = {
+        {"width", ZPR_FOV_WIDTH}, {"height", ZPR_FOV_HEIGHT}, {"diagonal", ZPR_FOV_DIAGONAL}};
+    Choice<double> focal;
+    focal.from(options.focalLength, "--focal");
+    if (!focal && options.fieldOfView) {
+        plan.param.fieldOfView = *options.fieldOfView;
+        plan.param.fieldOfViewMode = kModes.at(options.fieldOfViewAcross);
+        plan.notes.push_back(fmt::format("field of view {:.1f} degrees across the {} (--fov)",
+                                         *options.fieldOfView, options.fieldOfViewAcross));
+        return;
+    }
+    if (facts.focalLength) {
+        // The facts are those of the clip's own size; the video may have been scaled since.
+        const double scale = facts.width ? static_cast<double>(video.width) / *facts.width : 1.0;
+        focal.from(*facts.focalLength * scale, options.clip);
+    }
+    focal.from(found.focalLength, kFound);
+    if (!focal) {
+        plan.warnings.push_back(fmt::format(
+            "the focal length is not known: assuming a view of {:.1f} degrees across the width; "
+            "give --focal or --fov",
+            plan.param.fieldOfView));
+        return;
+    }
+    plan.param.fieldOfView = focal.value();
+    plan.param.fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;
+    plan.notes.push_back(
+        fmt::format("focal length {:.1f} pixels ({})", focal.value(), focal.source()));
+}
+
+void chooseTiming(const StabilizeOptions& options, const ClipFacts& facts, const ClipFacts& found,
+                  MotionLog& log, const std::string& logName, StabilizePlan& plan) {
+    Choice<double> readout;
+    readout.from(options.readoutTime, "--readout")
+        .from(facts.readoutTime, options.clip)
+        .from(found.readoutTime, kFound)
+        .from(log.readoutTime, logName)
+        .from(plan.param.readoutTime, "default");
+    plan.param.readoutTime = readout.value();
+    Choice<double> offset;
+    // Not the library's default, which is that of a phone's live camera.
+    offset.from(options.timeOffset, "--time-offset")
+        .from(facts.timeOffset, options.clip)
+        .from(found.timeOffset, kFound)
+        .from(0.0, "default");
+    plan.param.timeOffset = offset.value();
+    plan.notes.push_back(fmt::format("readout {:.1f} ms ({}), time offset {:.1f} ms ({})",
+                                     1000.0 * readout.value(), readout.source(),
+                                     1000.0 * offset.value(), offset.source()));
+    Choice<double> drift;
+    drift.from(facts.clockDrift, options.clip).from(found.clockDrift, kFound);
+    if (!drift || drift.value() == 0.0) return;
+    // Frames keep their times; the log goes to their clock.
+    const double factor = 1.0 / (1.0 + drift.value());
+    log.stretch(factor);
+    plan.param.timeOffset *= factor;
+    plan.notes.push_back(fmt::format("clock drift {:.0f} millionths taken out of the log ({})",
+                                     1e6 * drift.value(), drift.source()));
+}
+
+/// Whether an output dimension shows more than the input has. The library adds half the size
+/// difference, in input pixels, to the zoom about the centre.
+bool looksOutside(int input, int output, int cropPercent) {
+    const double shown = input * cropPercent / 100.0;
+    const int margin = (input - output) / 2;
+    const double first = margin * shown / output - shown / 2.0 + output / 2.0;
+    return first < 0.0 || first + shown > input;
+}
+
+void chooseSizes(const StabilizeOptions& options, const VideoFacts& video, StabilizePlan& plan) {
+    if (options.crop == 100) {
+        plan.warnings.push_back("--crop 100 leaves no margin: frames will hardly be stabilized");
+    }
+    if (!options.outputSize) {
+        describeImage(video.canvasWidth, video.height, plan.param.inputImage);
+        plan.param.outputImage = plan.param.inputImage;
+        return;
+    }
+    const int width = options.outputSize->width;
+    const int height = options.outputSize->height;
+    if (width > video.width || height > video.height || width % 2 != 0 || height % 2 != 0) {
+        throw std::runtime_error(
+            fmt::format("--output-size: {}x{} is not even and at most the input's {}x{}", width,
+                        height, video.width, video.height));
+    }
+    describeImage(video.width, video.height, plan.param.inputImage);
+    describeImage(width, height, plan.param.outputImage);
+    const std::string size = fmt::format("--output-size {}x{}", width, height);
+    if (width % kMeshStep != 0) {
+        plan.warnings.push_back(fmt::format(
+            "{}: the last {} columns will be stretched; a width that is a multiple of {} avoids it",
+            size, width % kMeshStep, kMeshStep));
+    }
+    if (looksOutside(video.width, width, options.crop) ||
+        looksOutside(video.height, height, options.crop)) {
+        plan.warnings.push_back(fmt::format(
+            "{} with --crop {} looks outside the input: frames will not be stabilized; use a "
+            "smaller --crop",
+            size, options.crop));
+    } else if (width != video.width || height != video.height) {
+        plan.warnings.push_back(fmt::format(
+            "{}: not the centre of the input is shown; the input's size does that", size));
+    }
+}
+
+/// The mean of the first second.
+Vec3 initialGravity(const std::vector<MotionSample>& gravity) {
+    Vec3 sum{};
+    double count = 0.0;
+    for (const MotionSample& sample : gravity) {
+        if (sample.time > gravity.front().time + 1.0) break;
+        for (size_t axis = 0; axis < 3; ++axis) sum[axis] += sample.value[axis];
+        count += 1.0;
+    }
+    for (double& v : sum) v /= count;
+    return sum;
+}
+
+/// The gravity samples to feed, the first one no later than the first rate.
+std::vector<MotionSample> chooseGravity(const StabilizeOptions& options, const ClipFacts& facts,
+                                        const MotionLog& log, const std::string& logName,
+                                        StabilizePlan& plan) {
+    const double start = log.rates.front().time;
+    const auto made = [&](const Vec3& g, const std::string& source) {
+        plan.notes.push_back(
+            fmt::format("one made-up gravity sample, {:g},{:g},{:g} m/s^2 in "
+                        "device axes ({})",
+                        g[0], g[1], g[2], source));
+        return std::vector<MotionSample>{{start, g}};
+    };
+    if (!options.gravity.empty()) {
+        return made({options.gravity[0], options.gravity[1], options.gravity[2]}, "--gravity");
+    }
+    if (log.gravity.empty()) {
+        const std::string without = logName + " has no gravity; ";
+        if (facts.gravityHint) return made(*facts.gravityHint, without + options.clip);
+        return made({9.81, 0.0, 0.0}, without + "taking the picture's top for up");
+    }
+    std::vector<MotionSample> gravity = {{start, initialGravity(log.gravity)}};
+    if (options.gravityRate > 0.0) {
+        const auto later = thinned(log.gravity, options.gravityRate);
+        gravity.insert(gravity.end(), later.begin() + 1, later.end());
+    }
+    return gravity;
+}
+
+/// The log that is named, else the telemetry in the video.
+MotionLog chooseLog(const StabilizeOptions& options, const ClipFacts& facts, StabilizePlan& plan) {
+    plan.motionLog = !options.motion.empty() ? options.motion : facts.motionLog.value_or("");
+    if (!plan.motionLog.empty()) return readMotionLog(plan.motionLog);
+    plan.motionLog = options.video;
+    if (!options.video.empty() && options.video != "-") {
+        if (auto log = readVideoTelemetry(options.video)) return *std::move(log);
+    }
+    throw std::runtime_error(
+        "no motion log: give --motion, or --clip with one that names it; the video itself has no "
+        "telemetry");
+}
+
+/// Puts the log in device axes and says what it is.
+void chooseAxes(const StabilizeOptions& options, const ClipFacts& facts, const ClipFacts& found,
+                MotionLog& log, StabilizePlan& plan) {
+    Choice<AxisMapping> axes;
+    if (options.axes) axes.from(AxisMapping::fromLetters(*options.axes), "--axes");
+    axes.from(facts.axes, options.clip)
+        .from(found.axes, kFound)
+        .from(log.orientation, plan.motionLog);
+    plan.axes = axes.value().letters();
+    const bool orientations = feedsOrientations(log, options.sensorMask);
+    plan.notes.push_back(
+        fmt::format("{}: {}, {} {} at {:.0f} Hz, axes {} ({})", fmt::join(log.files, " and "),
+                    log.format, orientations ? log.orientations.size() : log.rates.size(),
+                    orientations ? "orientations" : "samples",
+                    orientations ? samplesPerSecond(log.orientations) : samplesPerSecond(log.rates),
+                    plan.axes, axes.source()));
+    for (const std::string& note : log.notes) {
+        plan.notes.push_back(fmt::format("{}: {}", plan.motionLog, note));
+    }
+    const size_t late = orientations ? log.outOfOrder.orientations : log.outOfOrder.rates;
+    if (late > 0) {
+        plan.warnings.push_back(fmt::format("{}: {} samples were out of order and have been sorted",
+                                            plan.motionLog, late));
+    }
+    log.toDeviceAxes(axes.value());
+}
+
+/// Averages or leaves out what the library cannot hold.
+template <class Sample>
+void thin(std::vector<Sample>& samples, const char* how, const StabilizeOptions& options,
+          const VideoFacts& video, StabilizePlan& plan) {
+    const double limit =
+        largestSampleRate(options.delay, video.framesPerSecond, plan.param.readoutTime);
+    if (samplesPerSecond(samples) <= limit) return;
+    samples = thinned(samples, limit);
+    plan.notes.push_back(
+        fmt::format("{} to {:.0f} samples per second, as many as the library holds with --delay {}",
+                    how, samplesPerSecond(samples), options.delay));
+}
+
+void chooseSamples(const StabilizeOptions& options, const ClipFacts& facts, const VideoFacts& video,
+                   MotionLog& log, StabilizePlan& plan) {
+    if (feedsOrientations(log, options.sensorMask)) {
+        plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1));
+        thin(log.orientations, "thinned", options, video, plan);
+        plan.samples = samplesOf(log.orientations, plan.param.sensorMask);
+        return;
+    }
+    plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) |
+                                                        ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1));
+    thin(log.rates, "averaged", options, video, plan);
+    plan.samples = samplesOf(chooseGravity(options, facts, log, plan.motionLog, plan), log.rates,
+                             plan.param.sensorMask);
+}
+
+}  // namespace
+
+double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime) {
+    // What the public header says of ZPR_Param::delayFrames.
+    constexpr double kSamplesPerSecond = 200.0;
+    constexpr double kFramesPerSecond = 30.0;
+    double records = 256.0;
+    const double wanted = (delayFrames / kFramesPerSecond + 1.0) * kSamplesPerSecond;
+    while (records < wanted) records *= 2.0;
+    // From one frame before the output frame to a sample past the newest frame's readout; some
+    // frames come late.
+    constexpr double kSlack = 1.05;
+    const double seconds = kSlack * ((delayFrames + 1) / framesPerSecond + readoutTime);
+    return (records - 2.0) / seconds;
+}
+
+StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video,
+                       const ClipFacts& found) {
+    StabilizePlan plan{};
+    ZPR_GetDefaultParam(&plan.param);
+    const ClipFacts facts = options.clip.empty() ? ClipFacts() : readClipFacts(options.clip);
+    plan.warnings = facts.warnings;
+    plan.warnings.insert(plan.warnings.end(), found.warnings.begin(), found.warnings.end());
+    MotionLog log = chooseLog(options, facts, plan);
+
+    chooseSizes(options, video, plan);
+    chooseView(options, facts, found, video, plan);
+    chooseTiming(options, facts, found, log, plan.motionLog, plan);
+    plan.param.cropPercent = options.crop;
+    plan.param.smoothingLevel = options.smoothing;
+    plan.param.delayFrames = options.delay;
+    plan.frameTimes = facts.frameTimes;
+    chooseAxes(options, facts, found, log, plan);
+    chooseSamples(options, facts, video, log, plan);
+    return plan;
+}
+
+}  // namespace framehold

@@ -1,0 +1,66 @@
+// The same inputs give the same bytes, whatever renders them.
+#include "support/fault_gate.h"
+#include "support/kernel_levels.h"
+#include "support/other_warper.h"
+#include "support/shaky_input.h"
+
+#include <functional>
+
+using namespace zpr_test;
+using qlx::zpr_framehold::RowKernels;
+using qlx::zpr_framehold::WorkerPool;
+
+namespace {
+
+constexpr int kFrames = 10;
+
+/// The sums of the frames of a short clip, by an instance that `prepare` has had in its hands.
+std::vector<uint64_t> sumsOfClip(int delay, const std::function<void(ZPR_Handle)>& prepare) {
+    ZPR_Param param = makeParam(390, 294);
+    param.delayFrames = delay;
+    ZPR_Handle handle = nullptr;
+    EXPECT_EQ(ZPR_Init(nullptr, &param, &handle), ZPR_OK);
+    prepare(handle);
+    ShakyHand hand(71, 1.5);
+    Random random(72);
+    Frame input(390, 294), output(390, 294);
+    input.fillRandom(random);
+    std::vector<uint64_t> sums;
+    for (int i = 0; i < kFrames + delay; ++i) {
+        const double time = 1.0 + i / 30.0;
+        hand.feedTo(time + 0.04, [&](const ZPR_SensorData& s) { ZPR_SetSensorData(handle, &s); });
+        input.image.plane[0][i] ^= 0xff;
+        const ZPR_Image* in = i < kFrames ? &input.image : nullptr;
+        if (ZPR_Stabilize(handle, time, in, &output.image, nullptr) == ZPR_OK) {
+            sums.push_back(checksum(output.image));
+        }
+    }
+    ZPR_Deinit(&handle);
+    EXPECT_EQ(sums.size(), size_t{kFrames});
+    return sums;
+}
+
+TEST(Determinism, KernelsAndPoolsGiveTheSameBytes) {
+    for (const int delay : {0, 4}) {
+        const auto expected = sumsOfClip(delay, [](ZPR_Handle) {});
+        EXPECT_NE(expected.front(), expected.back());
+        pretendProcessors(64);
+        for (const unsigned threads : {0u, 1u, 2u, 4u, 16u}) {
+            WorkerPool* pool = threads > 0 ? WorkerPool::create(nullptr, threads) : nullptr;
+            ASSERT_EQ(pool == nullptr ? 0 : pool->threadCount(), threads);
+            for (const RowKernels* kernels : availableKernels()) {
+                SCOPED_TRACE(testing::Message()
+                             << kernels->name << ", delay " << delay << ", threads " << threads);
+                for (int run = 0; run < 2; ++run) {
+                    EXPECT_EQ(
+                        sumsOfClip(delay, [&](ZPR_Handle h) { renderWith(h, *kernels, pool); }),
+                        expected);
+                }
+            }
+            WorkerPool::destroy(pool);
+        }
+        pretendProcessors(kRealProcessors);
+    }
+}
+
+}  // namespace

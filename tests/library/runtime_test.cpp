@@ -1,0 +1,158 @@
+#include "runtime/memory_arena.h"
+#include "runtime/worker_pool.h"
+#include "smoothing/shared_array.h"
+#include "support/test_support.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+
+#include <unistd.h>
+
+using namespace qlx::zpr_framehold;
+using namespace zpr_test;
+
+namespace fh = qlx::zpr_framehold;
+
+namespace {
+
+using Sizes = std::vector<int32_t>;
+
+/// A formatted arena.
+class Arena {
+public:
+    explicit Arena(size_t size) : words_(size / 4) {
+        EXPECT_EQ(ZPR_FormatArena(words_.data(), size), ZPR_OK);
+    }
+
+    void* alloc(uint32_t size) { return fh::alloc(handle(), size); }
+    void free(void* p) { fh::free(handle(), p); }
+    MemoryHandle handle() { return reinterpret_cast<MemoryHandle>(words_.data()); }
+
+    /// Sizes of the blocks in order, free ones negative.
+    Sizes blocks() const {
+        Sizes sizes;
+        for (size_t i = 0; words_[i] != -1; i += 2 + static_cast<size_t>(words_[i]) / 4) {
+            sizes.push_back(words_[i + 1] != 0 ? words_[i] : -words_[i]);
+        }
+        return sizes;
+    }
+
+private:
+    std::vector<int32_t> words_;
+};
+
+TEST(Arena, FormattingRefusesWhatCannotHoldABlock) {
+    alignas(8) unsigned char region[64];
+    std::memset(region, 0x11, sizeof region);
+    EXPECT_EQ(ZPR_FormatArena(nullptr, 64), ZPR_ERR_INVALID_PARAM);
+    EXPECT_EQ(ZPR_FormatArena(region + 2, 60), ZPR_ERR_INVALID_PARAM);
+    EXPECT_EQ(ZPR_FormatArena(region, 19), ZPR_ERR_INVALID_PARAM);
+    EXPECT_TRUE(std::all_of(region, region + 64, [](unsigned char c) { return c == 0x11; }));
+    EXPECT_EQ(ZPR_FormatArena(region + 4, 23), ZPR_OK);  // 3 bytes are left over
+    auto* memory = reinterpret_cast<MemoryHandle>(region + 4);
+    EXPECT_EQ(fh::alloc(memory, 4), region + 12);
+    EXPECT_EQ(region[4 + 20], 0x11);
+}
+
+TEST(Arena, SplitsOnlyWhatLeavesAUsefulRest) {
+    const std::pair<uint32_t, Sizes> kCases[] = {
+        {0, {-128}},  {1, {4, -116}}, {4, {4, -116}},       {88, {88, -32}},      {89, {128}},
+        {128, {128}}, {129, {-128}},  {0x7ffffffd, {-128}}, {0xffffffff, {-128}},
+    };
+    for (const auto& [request, blocks] : kCases) {
+        SCOPED_TRACE(request);
+        Arena arena(144);
+        void* p = arena.alloc(request);
+        EXPECT_EQ(p != nullptr, blocks[0] > 0);
+        EXPECT_EQ(arena.blocks(), blocks);
+        arena.free(p);
+        EXPECT_EQ(arena.blocks(), Sizes{-128});
+    }
+}
+
+void count(void* counter) { ++*static_cast<std::atomic<int>*>(counter); }
+
+TEST(WorkerPool, RunsEveryTaskAndAnswersInAnyOrder) {
+    Random random(31);
+    WorkerPool* pool = WorkerPool::create(nullptr, 4);
+    ASSERT_EQ(pool->threadCount(), std::min(sysconf(_SC_NPROCESSORS_CONF), 4L));
+    std::atomic<int> counter{0};
+    int next = 0;
+    for (int round = 0; round < 300; ++round) {
+        std::vector<int> ids;
+        for (int i = random.integer(1, WorkerPool::kCapacity); i > 0; --i) {
+            ids.push_back(WorkerPool::submit(pool, count, &counter));
+            EXPECT_EQ(ids.back(), next++);
+        }
+        for (size_t i = ids.size(); i > 1; --i) std::swap(ids[i - 1], ids[random.bits() % i]);
+        for (const int id : ids) EXPECT_EQ(WorkerPool::wait(pool, id), 0);
+        EXPECT_EQ(counter, next);
+    }
+    WorkerPool::destroy(pool);
+}
+
+void noteThread(void* thread) { *static_cast<pthread_t*>(thread) = pthread_self(); }
+
+TEST(WorkerPool, WaiterRunsWhatNobodyHasStarted) {
+    WorkerPool* pool = WorkerPool::create(nullptr, 1);
+    Gate gate;
+    const int held = WorkerPool::submit(pool, Gate::pass, &gate);
+    while (gate.running == 0) sched_yield();
+    pthread_t thread[3] = {};
+    int ids[3];
+    for (int i = 0; i < 3; ++i) ids[i] = WorkerPool::submit(pool, noteThread, &thread[i]);
+    // Out of the middle of the queue, past tasks that cannot run yet.
+    EXPECT_EQ(WorkerPool::wait(pool, ids[1]), 0);
+    EXPECT_TRUE(pthread_equal(thread[1], pthread_self()));
+    gate.open = true;
+    for (const int id : {held, ids[0], ids[2]}) EXPECT_EQ(WorkerPool::wait(pool, id), 0);
+    WorkerPool::destroy(pool);
+}
+
+TEST(WorkerPool, RefusesWhatItCannotHold) {
+    WorkerPool* pool = WorkerPool::create(nullptr, 1);
+    Gate gate;
+    std::atomic<int> counter{0};
+    const int held = WorkerPool::submit(pool, Gate::pass, &gate);
+    while (gate.running == 0) sched_yield();
+    for (int i = 0; i < 32; ++i) EXPECT_GE(WorkerPool::submit(pool, count, &counter), 0);
+    EXPECT_EQ(WorkerPool::submit(pool, count, &counter), WorkerPool::kErrQueueFull);
+    gate.open = true;
+    WorkerPool::wait(pool, held);
+    WorkerPool::destroy(pool);  // drops what is still queued
+    EXPECT_EQ(WorkerPool::submit(nullptr, count, nullptr), WorkerPool::kErrNullPool);
+    EXPECT_EQ(WorkerPool::wait(nullptr, 0), WorkerPool::destroy(nullptr));
+}
+
+TEST(SharedArray, CopiesShareUntilWritten) {
+    SharedArray<int> a;
+    a.resize(3);
+    EXPECT_EQ(a[0] + a[1] + a[2], 0);
+    a.writable()[1] = 5;
+    SharedArray<int> b = a;
+    EXPECT_EQ(a.begin(), b.begin());
+    b.writable()[1] = 6;
+    EXPECT_EQ(a[1], 5);
+    EXPECT_EQ(b[1], 6);
+    b = a;
+    b.resize(100);
+    EXPECT_EQ(a.size(), 3u);
+    EXPECT_EQ(b[1] + b[99], 5);
+
+    SharedArray<SharedArray<int>> outer, copy;
+    outer.resize(2);
+    outer.writable()[1].resize(7);
+    copy = outer;
+    copy.writable()[1].writable()[3] = 9;
+    EXPECT_EQ(outer[1][3], 0);
+    EXPECT_EQ(copy[1][3], 9);
+
+    struct Large {  // many of these are more bytes than an address can reach
+        char bytes[size_t{1} << (sizeof(void*) * 4)];
+    };
+    SharedArray<Large> large;
+    EXPECT_THROW(large.resize(0xffffffff), std::bad_alloc);
+}
+
+}  // namespace

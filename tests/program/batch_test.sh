@@ -1,0 +1,130 @@
+#!/bin/bash
+# Runs `framehold stabilize` on several clips, in a pipe, on all kinds of pixels and streams, and
+# where it is stopped. All clips are simulated or made up.
+# Usage: batch_test.sh FRAMEHOLD
+set -u
+. "$(dirname "$0")/../support/shell_checks.sh"
+framehold=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+
+# of FILE ENTRIES: what ffprobe says.
+of() { ffprobe -v error -show_entries "$2" -of csv=p=0 "$1" | sed '/^$/d'; }
+frames() { ffmpeg -v error -i "$1" -map 0:v -f framemd5 - | sed '/^#/d;s/.*,//'; }
+stabilize() { "$framehold" stabilize "$@" --preset ultrafast; }
+
+"$framehold" simulate sim --size 320x180 --focal 300 --duration 1 -q || fail "simulate"
+facts=sim/clip.json
+
+# Six clips, a broken video and a broken log among them. The last one has facts of its own name.
+for i in 1 2 3 4 5; do cp -r sim "clip$i"; done
+rm clip*/truth.csv
+mkdir clip6 && cp sim/clip.mp4 clip6/walk.mp4 && cp sim/imu.gcsv clip6/walk.gcsv
+head -c 3000 sim/clip.mp4 >clip2/clip.mp4
+sed -i '20s/,.*,/,x,/' clip4/imu.gcsv
+said=$(stabilize clip? -j 2 --json -o 'out/{folder}-{name}.{ext}' 2>&1 >summary.json)
+[ $? -eq 1 ] || fail "batch: exit code"
+for text in "4 of 6 clips stabilized, 2 failed" "clip2/clip.mp4: FAILED: clip2/clip.mp4: " \
+    "clip4/clip.mp4: FAILED: clip4/imu.gcsv:20: "; do
+    [[ $said == *"$text"* ]] || fail "batch did not say '$text': $said"
+done
+[ "$(echo out/*)" = "out/clip1-clip.mp4 out/clip3-clip.mp4 out/clip5-clip.mp4 out/clip6-walk.mp4" ] ||
+    fail "batch: $(ls out)"
+[ "$(frames out/clip1-clip.mp4 | wc -l)" = 30 ] || fail "batch: frames"
+python3 - <<'END' || fail "summary.json: $(cat summary.json)"
+import json
+run = json.load(open("summary.json"))
+assert (run["done"], run["failed"], run["interrupted"]) == (4, 2, 0)
+assert [c["status"] for c in run["clips"]] == ["done", "failed", "done", "failed", "done", "done"]
+assert run["clips"][0]["parameters"]["focal_px"] == 300 and run["clips"][5]["warnings"]
+assert run["clips"][0]["frames_without_orientation"] == 0
+END
+
+# What does not go together is refused before anything is done.
+expect 2 "several videos need a folder or a pattern" stabilize clip1 clip3 -o one.mp4
+expect 2 "would be written for clip1/clip.mp4 and for clip3/clip.mp4" stabilize clip1 clip3 -o out
+expect 2 "known are {name}, {folder} and {ext}" stabilize clip1 clip3 -o 'out/{nam}.mp4'
+expect 2 "--export-path: paths.csv would be" stabilize clip1 clip3 -o 'out/{folder}.mp4' --export-path 'paths{ext:.0}.csv'
+expect 2 "goes with one video only" stabilize clip1 clip3 --motion clip1/imu.gcsv
+expect 2 "--json" stabilize clip1 -o - --json
+mkdir empty
+expect 1 "empty: holds no videos" stabilize empty
+expect 1 "is the input itself" stabilize clip1/clip.mp4 -o clip1/../clip1/clip.mp4
+expect 1 "standard input: is not YUV4MPEG2" stabilize - --clip $facts -o pipe.mp4
+
+# A pipe gives the frames that a file gives.
+ffmpeg -v error -i sim/clip.mp4 -f yuv4mpegpipe - | "$framehold" stabilize - --clip $facts -o - -q >pipe.y4m ||
+    fail "pipe"
+"$framehold" stabilize sim/clip.mp4 -o lossless.mkv --encoder ffv1 --export-path path.csv -q ||
+    fail "lossless"
+[ "$(frames pipe.y4m)" = "$(frames lossless.mkv)" ] || fail "the pipe's frames differ"
+[ "$(wc -l <path.csv)" = 31 ] && ! grep -q ,, path.csv || fail "path.csv: $(head -3 path.csv)"
+
+# Whatever else is in the file comes out as it went in; frames keep their times.
+printf '1\n00:00:00,000 --> 00:00:01,000\nhello\n' >text.srt
+printf ';FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/10\nSTART=0\nEND=7\ntitle=one\n' >chapter.txt
+ffmpeg -v error -i sim/clip.mp4 -f lavfi -i sine=duration=1 -i text.srt -i chapter.txt \
+    -map 0:v -map 1:a -map 2:s -map_metadata 3 -vf "select='not(eq(mod(n,5),3))',setsar=4/3" -vsync vfr \
+    -pix_fmt yuv422p10le -c:v libx264 -preset ultrafast -color_range tv -colorspace bt709 \
+    -color_primaries bt709 -color_trc bt709 -c:a aac -c:s mov_text whole.mp4
+ffmpeg -v error -i whole.mp4 -map 0:v -map 0:a -map 0:s -c copy -metadata:s:v rotate=90 turned.mp4
+expect 0 "come in as yuv422p10le" stabilize turned.mp4 --clip $facts -o kept.mp4
+entries=stream=codec_name,width,height,sample_aspect_ratio,color_range,color_space,color_primaries,\
+color_transfer,nb_frames:stream_side_data=rotation:chapter=end_time:frame=pts_time
+[ "$(of turned.mp4 $entries)" = "$(of kept.mp4 $entries)" ] ||
+    fail "not kept: $(diff <(of turned.mp4 $entries) <(of kept.mp4 $entries))"
+of kept.mp4 stream_side_data=rotation | grep -q 90 || fail "no rotation to keep"
+for stream in a s; do
+    [ "$(ffmpeg -v error -i turned.mp4 -map 0:$stream -c copy -f md5 -)" = \
+        "$(ffmpeg -v error -i kept.mp4 -map 0:$stream -c copy -f md5 -)" ] || fail "stream $stream differs"
+done
+expect 0 "stream 2 (subtitle, mov_text) is left out" stabilize turned.mp4 --clip $facts -o kept.mkv
+expect 0 "rotation of the picture by 90 degrees is left out" stabilize turned.mp4 --clip $facts -o kept.mkv
+stabilize turned.mp4 --clip $facts --side-by-side --pixel-format yuv444p10le -q -o both.mp4
+of both.mp4 stream=pix_fmt,width,height | grep -q ^644,180,yuv444p10le || fail "both.mp4: no such size or pixels"
+
+# One colour stays that colour, in all kinds of pixels and sizes.
+# colour "PIXEL FORMAT" RANGE SIZE NAME "WHAT COMES OUT" OPTIONS...
+colour() {
+    local format=$1 range=$2 size=$3 name=$4 expected=$5
+    shift 5
+    ffmpeg -v error -y -f lavfi -i "color=c=0xC85028:s=$size:d=0.2,format=gbrp" -vf "scale=out_range=$range:\
+out_color_matrix=bt709,format=$format" -color_range $range -colorspace bt709 -c:v ffv1 colour.mkv
+    stabilize colour.mkv --clip $facts --delay 0 -q -o "$name" "$@" || fail "$format to $name"
+    local got
+    got=$(of "$name" stream=width,height,pix_fmt)
+    [ "$got" = "$expected" ] || fail "$format to $name $*: $got"
+    ffmpeg -v error -i "$name" -f rawvideo -pix_fmt rgb24 -vf "scale=in_color_matrix=bt709:sws_flags=accurate_rnd" - |
+        python3 -c "
+import sys
+pixels = sys.stdin.buffer.read()
+for i, level in enumerate((0xC8, 0x50, 0x28)):
+    off = max(abs(v - level) for v in pixels[i::3])
+    assert off <= 4, f'component {i} is off by {off}'" || fail "colour of $format to $name $*"
+}
+colour yuv444p pc 257x131 full.mp4 257,131,yuvj444p
+colour yuv420p tv 257x131 odd.mp4 257,131,yuv444p
+colour yuv420p tv 257x131 even.mp4 258,132,yuv420p --pixel-format yuv420p
+colour yuv422p10le tv 256x130 ten.mkv 256,130,yuv422p10le --pixel-format yuv422p10le
+colour gbrp pc 256x130 rgb.mp4 256,130,yuv420p
+expect 1 "--encoder: FFmpeg here has no video encoder 'nope'" stabilize clip1 --encoder nope
+expect 1 "libx264 does not take 'yuv411p' but yuv420p" stabilize clip1 --pixel-format yuv411p
+expect 1 "--preset: ffv1 has no such option" stabilize clip1 --encoder ffv1 -o x.mkv
+
+# A file that may not grow stands for a full disk; killed runs leave the temporary file at most.
+full=$(ulimit -f 8; trap '' XFSZ; stabilize sim/clip.mp4 -o full-disk.mp4 -q 2>&1)
+[ $? -eq 1 ] && [[ $full == *"full-disk.mp4: cannot be"*": File too large"* ]] || fail "full disk: $full"
+for signal in TERM KILL; do
+    "$framehold" stabilize sim/clip.mp4 --preset veryslow -q -o killed.mp4 2>said &
+    pid=$!
+    while [ ! -e killed.mp4.part ] && kill -0 $pid 2>/dev/null; do sleep 0.01; done
+    kill -$signal $pid
+    wait $pid 2>/dev/null
+    code=$?
+    [ $signal = KILL ] || { [ $code -eq 130 ] && grep -q interrupted said; } || fail "$signal: $code, $(cat said)"
+    [ ! -e killed.mp4 ] || fail "$signal left killed.mp4"
+done
+rm -f killed.mp4.part
+ls | grep -e part -e full-disk && fail "left behind"
+[ $failures -eq 0 ]

@@ -1,0 +1,42 @@
+#!/bin/bash
+# Calibrates with a simulated clip that hides its facts, and compares what is found with the truth.
+# Usage: calibration_test.sh FRAMEHOLD COMPILER INCLUDE
+set -u
+. "$(dirname "$0")/../support/shell_checks.sh"
+framehold=$1
+compiler=$2
+include=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# near KEY TRUTH LIMIT: a number of the found clip.json.
+near() {
+    local found
+    found=$(sed -n "s/^ *\"$1\": \([-0-9.e]*\),*$/\1/p" "$work/found.json")
+    awk -v a="$found" -v b="$2" -v most="$3" 'BEGIN { d = a - b; exit !(a != "" && d < most && -d < most) }' ||
+        fail "$1: found '$found', true is $2"
+}
+
+clip=$work/clip/clip.mp4
+"$framehold" simulate "$work/clip" -q --size 320x240 --focal 300 --duration 4 --pan 0 --shake 1.5 \
+    --axes YxZ --time-offset 0.037 --readout 0.024 --noise-density 0.0002 --moving 0.2 \
+    --facts "$work/truth" || fail "simulate"
+"$framehold" calibrate "$clip" -m "$work/clip/imu.gcsv" -q -o "$work/found.json" \
+    --snippet "$work/camera.c" || fail "calibrate"
+near focal_px 300 3
+near readout_s 0.024 0.002
+near time_offset_s 0.037 0.001
+axes=$(sed -n 's/^ *"device_[xyz]": "\(..\)",*$/\1/p' "$work/found.json" | tr -d '\n')
+[ "$axes" = "+y-x+z" ] || fail "axes: $axes"
+"$compiler" -std=c99 -fsyntax-only -I"$include" "$work/camera.c" || fail "the snippet"
+said=$("$framehold" stabilize "$clip" -m "$work/clip/imu.gcsv" --auto -o "$work/steady.mp4" 2>&1)
+[[ $said == *"axes YxZ (found in the clip)"* ]] || fail "stabilize --auto: $said"
+
+# Another clip's log, and a result that is there already.
+"$framehold" simulate "$work/other" -q --size 64x48 --duration 4 --seed 9
+said=$("$framehold" calibrate "$clip" -m "$work/other/imu.gcsv" -q -o "$work/x.json" 2>&1)
+[ $? -eq 1 ] && [[ $said == *"% of how the picture shakes"* ]] || fail "another log: $said"
+touch "$work/clip/clip.json"
+said=$("$framehold" calibrate "$clip" -q 2>&1)
+[ $? -eq 1 ] && [[ $said == *"is there already"* ]] || fail "overwriting: $said"
+[ $failures -eq 0 ]

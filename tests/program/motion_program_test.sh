@@ -1,0 +1,49 @@
+#!/bin/bash
+# Gives the desktop program motion logs of many kinds, good ones and broken ones, as a user would.
+# Usage: motion_program_test.sh FRAMEHOLD DATA
+set -u
+. "$(dirname "$0")/../support/shell_checks.sh"
+framehold=$1
+data=$2/motion
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+for log in "$data"/*.gcsv "$data"/*/[!M]*.csv; do
+    [[ $log == *_magnetic.csv ]] || expect 0 "format " "$framehold" inspect "$log"
+done
+expect 0 "walk_accel.csv" "$framehold" inspect "$data/three-files/walk_gyro.csv"
+expect 1 "its name is that of another sensor" "$framehold" inspect "$data/three-files/walk_magnetic.csv"
+sed '6s/,/;/' "$data/euroc/data.csv" >"$work/data.csv"
+expect 1 "$work/data.csv:6: 6 fields where 7 are expected" "$framehold" inspect "$work/data.csv"
+echo "frame,brightness" >"$work/other.csv"
+expect 1 "other.csv:1: not a motion log of a format that is known: the first line is \"frame,brightness\". Known are .gcsv" \
+    "$framehold" inspect "$work/other.csv"
+expect 1 "is not a video" "$framehold" inspect "$work/data.csv" --motion "$work/other.csv"
+
+# The camera's true orientations are a log as good as the sensors.
+sim=$work/sim
+"$framehold" simulate "$sim" -q --size 320x180 --focal 250 --duration 2.5 --pan 0 --readout 0 \
+    --time-offset 0.03
+mkdir "$work/bare"
+cp "$sim/clip.mp4" "$work/bare"
+cp "$sim/imu.gcsv" "$work/bare/moved.gcsv"
+clip=$work/bare/clip.mp4
+expect 0 "75 orientations at 30 Hz" "$framehold" stabilize "$clip" --motion "$sim/truth.csv" \
+    --focal 250 --readout 0 -o "$work/steady.mp4"
+left=$("$framehold" measure "$clip" "$work/steady.mp4" -q | sed -n 's/^translation, px.*(\(.*\) %)/\1/p')
+echo "translation left with orientations: $left %"
+[ "${left:-100}" -lt 35 ] || fail "not steadier with orientations: $left %"
+
+expect 1 "holds no motion telemetry" "$framehold" inspect "$clip"
+expect 0 "the time offset is wrong by 3" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0
+# A clock of its own: the offset is found all the same.
+awk -F, -v OFS=, -v CONVFMT=%.3f 'table { $1 += 500000000 } /^t,/ { table = 1 } 1' "$sim/imu.gcsv" >"$work/bare/moved.gcsv"
+expect 1 "unusable: no frame has motion" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0
+"$framehold" inspect "$clip" -q --json --motion "$work/bare/moved.gcsv" --readout 0 >"$work/found.json" 2>/dev/null
+grep -q '"usable": false' "$work/found.json" || fail "json: $(cat "$work/found.json")"
+offset=$(sed -n '/"fit"/,$s/.*"time_offset_s": \(.*\),/\1/p' "$work/found.json")
+echo "time offset found: $offset s, 500.03 is right"
+awk -v o="${offset:-0}" 'BEGIN { exit !(o > 500.028 && o < 500.032) }' || fail "time offset $offset"
+# What stands beside the video is found.
+expect 0 "frames.csv" "$framehold" inspect "$sim/clip.mp4"
+[ $failures -eq 0 ]

@@ -1,0 +1,243 @@
+// What `framehold inspect` finds in logs that something is wrong with.
+#include "calibration/clock_fit.h"
+#include "inspection/log_findings.h"
+#include "inspection/video_inspection.h"
+#include "support/test_support.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+using namespace framehold;
+
+namespace {
+
+/// Seconds of hand shake, as an angular rate.
+Vec3 shake(double t) {
+    return {0.3 * std::sin(11.0 * t) + 0.2 * std::sin(23.7 * t + 1.0),
+            0.4 * std::sin(8.3 * t + 2.0) - 0.1 * std::sin(31.0 * t),
+            0.2 * std::sin(14.9 * t + 0.5) + 0.1 * std::sin(5.3 * t)};
+}
+
+/// Ten seconds at 200 Hz: two at rest, then shake; noise of 0.002 rad/s and 0.02 m/s^2.
+MotionLog goodLog() {
+    zpr_test::Random random(41);
+    // The sum of twelve uniform numbers has the variance 1.
+    const auto noise = [&] {
+        double sum = -6.0;
+        for (int i = 0; i < 12; ++i) sum += random.uniform(0.0, 1.0);
+        return sum;
+    };
+    MotionLog log;
+    for (int i = 0; i < 2000; ++i) {
+        const double t = 100.0 + 0.005 * i;
+        Vec3 rate = t < 102.0 ? Vec3{} : shake(t);
+        Vec3 gravity = {9.81, 0.0, 0.0};
+        for (double& v : rate) v += 0.002 * noise();
+        for (double& v : gravity) v += 0.02 * noise();
+        log.rates.push_back({t, rate});
+        log.gravity.push_back({t, gravity});
+    }
+    return log;
+}
+
+struct Fault {
+    const char* name;
+    std::function<void(MotionLog&)> make;
+    Severity severity;
+    const char* finding;  // starts with this
+};
+
+void forEachRate(MotionLog& log, const std::function<void(size_t, MotionSample&)>& change) {
+    for (size_t i = 0; i < log.rates.size(); ++i) change(i, log.rates[i]);
+}
+
+const Fault kFaults[] = {
+    {"bias",
+     [](MotionLog& log) { forEachRate(log, [](size_t, MotionSample& s) { s.value[1] += 0.05; }); },
+     Severity::kWarning, "the gyroscope turns by 0.050 rad/s at rest"},
+    {"gap",
+     [](MotionLog& log) { log.rates.erase(log.rates.begin() + 1000, log.rates.begin() + 1040); },
+     Severity::kWarning, "gyroscope: 1 gaps, 0.200 s in all, the longest of 205 ms at 104.995 s"},
+    {"coarse stamps",
+     [](MotionLog& log) {
+         forEachRate(log,
+                     [](size_t, MotionSample& s) { s.time = std::floor(s.time * 120.0) / 120.0; });
+     },
+     Severity::kWarning, "gyroscope: steps vary by"},
+    {"duplicates",
+     [](MotionLog& log) {
+         forEachRate(log, [&](size_t i, MotionSample& s) {
+             if (i % 200 == 9) s.time -= 0.005;
+         });
+         for (size_t i = 9; i < log.rates.size(); i += 200)
+             log.rates[i].time = log.rates[i - 1].time;
+     },
+     Severity::kWarning, "gyroscope: 10 of 2000 samples have the same stamp"},
+    {"out of order",
+     [](MotionLog& log) {
+         std::swap(log.rates[500], log.rates[501]);
+         log.sortByTime();
+     },
+     Severity::kNote, "gyroscope: 1 of 2000 samples were out of order"},
+    {"saturation",
+     [](MotionLog& log) {
+         forEachRate(log, [](size_t, MotionSample& s) {
+             s.value[0] = std::clamp(8.0 * s.value[0], -2.2, 2.2);
+         });
+     },
+     Severity::kWarning, "gyroscope: "},
+    {"degrees",
+     [](MotionLog& log) {
+         forEachRate(log, [](size_t, MotionSample& s) {
+             for (double& v : s.value) v *= 57.29578;
+         });
+     },
+     Severity::kWarning, "the camera turns by "},
+    {"slow", [](MotionLog& log) { log.rates = thinned(log.rates, 40.0); }, Severity::kWarning,
+     "gyroscope: 40 samples per second"},
+    {"too slow", [](MotionLog& log) { log.rates = thinned(log.rates, 10.0); }, Severity::kFatal,
+     "gyroscope: 10.0 samples per second follow no hand's shake"},
+    {"repeated",
+     [](MotionLog& log) {
+         for (size_t i = 1; i < log.rates.size(); i += 2)
+             log.rates[i].value = log.rates[i - 1].value;
+     },
+     Severity::kWarning, "gyroscope: 50 % of the samples repeat"},
+    {"dead",
+     [](MotionLog& log) { forEachRate(log, [](size_t, MotionSample& s) { s.value = {}; }); },
+     Severity::kFatal, "gyroscope: all values are 0"},
+    {"linear acceleration",
+     [](MotionLog& log) {
+         for (MotionSample& s : log.gravity) s.value[0] -= 9.81;
+     },
+     Severity::kWarning, "gravity is 0.0"},
+    {"wrong scale",
+     [](MotionLog& log) {
+         for (MotionSample& s : log.gravity) s.value[0] *= 0.5;
+     },
+     Severity::kWarning, "gravity is 4.9"},
+    {"no accelerometer", [](MotionLog& log) { log.gravity.clear(); }, Severity::kNote,
+     "no accelerometer"},
+    {"mirrored", [](MotionLog& log) { log.orientation = AxisMapping::fromLetters("XYz"); },
+     Severity::kWarning, "the orientation XYz mirrors"},
+};
+
+TEST(Inspection, FindsEachFaultAndNoneInAGoodLog) {
+    const MotionLog good = goodLog();
+    EXPECT_TRUE(findingsOf(good, logStatistics(good)).empty());
+    for (const Fault& fault : kFaults) {
+        SCOPED_TRACE(fault.name);
+        MotionLog log = good;
+        fault.make(log);
+        const auto findings = findingsOf(log, logStatistics(log));
+        const auto found = std::find_if(findings.begin(), findings.end(), [&](const LogFinding& f) {
+            return f.text.rfind(fault.finding, 0) == 0;
+        });
+        for (const LogFinding& f : findings) SCOPED_TRACE(f.text);
+        ASSERT_NE(found, findings.end()) << (findings.empty() ? "none" : findings[0].text);
+        EXPECT_EQ(found->severity, fault.severity);
+        EXPECT_GE(findings.front().severity, findings.back().severity);
+    }
+}
+
+TEST(Inspection, MeasuresNoiseAndRest) {
+    const LogStatistics s = logStatistics(goodLog());
+    EXPECT_NEAR(s.rates.stamps.perSecond(), 200.0, 1e-6);
+    ASSERT_TRUE(s.rates.rest && s.rates.noise && s.gravity.noise);
+    EXPECT_LT(s.rates.rest->from, 101.01);
+    for (size_t axis = 0; axis < 3; ++axis) {
+        EXPECT_NEAR((*s.rates.noise)[axis], 0.002, 0.0004);
+        EXPECT_NEAR((*s.gravity.noise)[axis], 0.02, 0.004);
+    }
+    EXPECT_NEAR(s.gravity.medianLength, 9.81, 0.01);
+}
+
+TEST(AxisMapping, TellsMirrors) {
+    for (const char* turned : {"XYZ", "YxZ", "YZX", "zXy"})
+        EXPECT_TRUE(AxisMapping::fromLetters(turned).isProper()) << turned;
+    for (const char* mirrored : {"XYz", "YXZ", "xyz", "ZYX"})
+        EXPECT_FALSE(AxisMapping::fromLetters(mirrored).isProper()) << mirrored;
+}
+
+/// Pictures that move with the shake as a linear map says, and a little by themselves.
+struct SimulatedClip {
+    std::vector<double> times;
+    std::vector<PictureMotion> motions;
+};
+
+SimulatedClip simulate(double seconds, double offset, double drift, double ownMotion) {
+    zpr_test::Random random(43);
+    SimulatedClip clip;
+    for (double t = 0.0; t < seconds; t += 1.0 / 30.0) clip.times.push_back(t);
+    const auto onLog = [&](double t) { return 100.0 + (1.0 + drift) * t + offset; };
+    for (size_t i = 1; i < clip.times.size(); ++i) {
+        Vec3 turned{};
+        constexpr int kSteps = 20;
+        const double from = onLog(clip.times[i - 1]), to = onLog(clip.times[i]);
+        for (int k = 0; k < kSteps; ++k) {
+            const Vec3 rate = shake(from + (to - from) * (k + 0.5) / kSteps);
+            for (size_t axis = 0; axis < 3; ++axis)
+                turned[axis] += rate[axis] * (to - from) / kSteps;
+        }
+        const auto own = [&] { return ownMotion * random.uniform(-1.0, 1.0); };
+        clip.motions.push_back(std::array<double, 3>{
+            900.0 * (turned[1] + own()), -900.0 * (turned[0] + own()), turned[2] + own()});
+    }
+    clip.motions[7].reset();
+    return clip;
+}
+
+/// Each sample stands for the time since the one before it.
+std::vector<MotionSample> longShake() {
+    std::vector<MotionSample> rates;
+    for (double t = 99.0; t < 142.0; t += 0.005) rates.push_back({t, shake(t - 0.0025)});
+    return rates;
+}
+
+TEST(ClockFit, FindsOffsetAndDriftWhateverTheAxes) {
+    for (const auto& [offset, drift] : {std::pair{0.037, 0.0}, {-0.2, 3e-4}, {0.4, -8e-4}}) {
+        SCOPED_TRACE(drift);
+        const SimulatedClip clip = simulate(40.0, offset, drift, 0.002);
+        const auto fit = fitClock(clip.times, clip.motions, longShake(), 100.0, 1.0);
+        ASSERT_TRUE(fit && fit->drift);
+        EXPECT_NEAR(fit->offset, 100.0 + offset + 20.0 * drift, 1e-3);
+        EXPECT_LT(fit->offsetError, 1e-3);
+        EXPECT_NEAR(*fit->drift, drift, 4e-5);
+        EXPECT_GT(fit->explained, 0.9);
+    }
+    const SimulatedClip shortClip = simulate(4.0, 0.0, 0.0, 0.002);
+    const auto fit = fitClock(shortClip.times, shortClip.motions, longShake(), 100.0, 1.0);
+    EXPECT_TRUE(fit && !fit->drift);
+    // Pictures that move by themselves, or that the log does not reach.
+    const SimulatedClip other = simulate(10.0, 0.0, 0.0, 1.0);
+    EXPECT_FALSE(fitClock(other.times, other.motions, longShake(), 100.0, 1.0));
+    EXPECT_FALSE(fitClock(shortClip.times, shortClip.motions, longShake(), 0.0, 1.0));
+}
+
+TEST(VideoInspection, SaysWhatTheClocksDo) {
+    VideoInspection v;
+    v.frames = stampStatistics({0.0, 1.0, 2.0, 10.0 * 2.0}, 0);
+    v.motion = stampStatistics({500.0, 530.0}, 0);
+    v.readoutTime = 0.02;
+    v.searchRange = 10.0;
+    const auto said = [&](const char* start) {
+        const auto findings = findingsOf(v);
+        return std::any_of(findings.begin(), findings.end(),
+                           [&](const LogFinding& f) { return f.text.rfind(start, 0) == 0; });
+    };
+    v.uncovered = 4;
+    EXPECT_TRUE(said("no frame has motion"));
+    EXPECT_TRUE(said("the pictures do not follow the log within 10 s"));
+    v.timeOffset = 500.0;
+    v.uncovered = 1;
+    v.clock = ClockFit{500.047, 0.0005, 0.9, 4e-4, 1e-5};
+    EXPECT_TRUE(said("1 of 4 frames are outside"));
+    EXPECT_TRUE(said("the time offset is wrong by 37.0 ms: --time-offset 500.0370"));
+    EXPECT_TRUE(said("the clocks drift apart by 8.0 ms"));
+    v.uncovered = 0;
+    v.clock = ClockFit{500.011, 0.0005, 0.9, 4e-4, 3e-4};
+    EXPECT_TRUE(findingsOf(v).empty());
+}
+
+}  // namespace

@@ -1,0 +1,400 @@
+// Every format of motion log, read from a small sample and from broken ones.
+#include "common/text_fields.h"
+#include "media/stream_copier.h"
+#include "motion/formats/camm_reader.h"
+#include "motion/formats/gpmf_reader.h"
+#include "motion/motion_log_reader.h"
+#include "stabilize/stabilize_plan.h"
+#include "support/temporary_folder.h"
+#include "toolkit/telemetry_builder.h"
+
+#include <cmath>
+
+#include <gtest/gtest.h>
+
+using namespace framehold;
+using namespace zpr_test;
+
+namespace {
+
+const std::string kData = FRAMEHOLD_TEST_DATA "/motion/";
+
+void expectNear(const Vec3& got, const Vec3& expected, double tolerance, const char* what) {
+    for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(got[i], expected[i], tolerance) << what << " " << i;
+}
+
+// All samples hold the same made-up motion in their own units, axes and times.
+const Vec3 kFirstRate = {0.1, -0.2, 0.05};
+const Vec3 kLastRate = {0.19, -0.02, 0.005};
+const Vec3 kFirstGravity = {0.4, 9.78, 0.3};
+const Vec3 kLastGravity = {0.58, 9.69, 0.75};
+constexpr double kNone = -1.0;
+
+struct VectorSample {
+    const char* file;
+    const char* format;
+    double first;         // seconds, of the first rate
+    double step;          // seconds from rate to rate
+    double firstGravity;  // seconds; kNone: no gravity
+    const char* sibling;  // file that is to be found; "": none
+};
+
+constexpr VectorSample kVectorSamples[] = {
+    {"camera-1.0.gcsv", "gcsv 1.0", 0.1, 0.005, kNone, ""},
+    {"camera-1.3.gcsv", "gcsv 1.3", 0.0, 0.0025, 0.0, ""},
+    {"android/Gyroscope.csv", "sensor CSV", 0.1, 0.005, 0.101, "TotalAcceleration.csv"},
+    {"android/TotalAcceleration.csv", "sensor CSV", 0.1, 0.005, 0.101, "Gyroscope.csv"},
+    {"android/wide-table.csv", "sensor CSV", 0.02, 0.005, 0.02, ""},
+    {"android/degrees.csv", "sensor CSV", 0.05, 0.0025, 0.05, ""},
+    {"iphone/motion.csv", "sensor CSV", 500.0, 0.01, 500.001, ""},
+    {"iphone/Gyroscope.csv", "sensor CSV", 0.01, 0.01, 0.01, "Accelerometer.csv"},
+    {"three-files/walk_gyro.csv", "x,y,z,timestamp_ns", 81234.5, 0.0025, 81234.5, "walk_accel.csv"},
+    {"euroc/data.csv", "EuRoC", 1500000000.1, 0.005, 1500000000.1, ""},
+};
+
+TEST(MotionLogs, SamplesOfEveryTextFormat) {
+    for (const VectorSample& sample : kVectorSamples) {
+        SCOPED_TRACE(sample.file);
+        const MotionLog log = readMotionLog(kData + sample.file);
+        EXPECT_EQ(log.format, sample.format);
+        ASSERT_EQ(log.rates.size(), 10u);
+        // Nanoseconds since 1970 are good to a quarter of a microsecond in seconds.
+        EXPECT_NEAR(log.rates[0].time, sample.first, 1e-6);
+        EXPECT_NEAR(log.rates[9].time, sample.first + 9.0 * sample.step, 1e-6);
+        expectNear(log.rates[0].value, kFirstRate, 1e-6, "rate");
+        expectNear(log.rates[9].value, kLastRate, 1e-6, "last rate");
+        ASSERT_EQ(log.gravity.size(), sample.firstGravity == kNone ? 0u : 10u);
+        if (!log.gravity.empty()) {
+            EXPECT_NEAR(log.gravity[0].time, sample.firstGravity, 1e-6);
+            expectNear(log.gravity[0].value, kFirstGravity, 1e-3, "gravity");
+            expectNear(log.gravity[9].value, kLastGravity, 1e-3, "last gravity");
+        }
+        const bool hasSibling = sample.sibling[0] != '\0';
+        ASSERT_EQ(log.files.size(), hasSibling ? 2u : 1u);
+        if (hasSibling) {
+            EXPECT_EQ(std::filesystem::path(log.files[1]).filename(), sample.sibling);
+        }
+    }
+}
+
+TEST(MotionLogs, OrientationsInAnyColumnOrder) {
+    const std::tuple<const char*, double, double> kCases[] = {
+        {"rotation/game.csv", 0.1, 0.02},
+        {"rotation/short.csv", 1.0, 0.02},
+        {"rotation/Orientation.csv", 0, 0.02}};
+    for (const auto& [file, first, step] : kCases) {
+        SCOPED_TRACE(file);
+        MotionLog log = readMotionLog(kData + file);
+        EXPECT_EQ(log.format, "rotation vector");
+        ASSERT_EQ(log.orientations.size(), 10u);
+        for (size_t i = 0; i < 10; ++i) {
+            const OrientationSample& q = log.orientations[i];
+            const double half = 0.1 + 0.01 * static_cast<double>(i);
+            EXPECT_NEAR(q.time, first + step * static_cast<double>(i), 1e-6);
+            EXPECT_NEAR(q.x, 0.6 * std::sin(half), 1e-6);
+            EXPECT_NEAR(q.y, 0.0, 1e-6);
+            EXPECT_NEAR(q.z, 0.8 * std::sin(half), 1e-6);
+            EXPECT_NEAR(q.w, std::cos(half), 1e-6);
+        }
+        // Device x is logged y, device y minus logged x: the device is turned by a quarter about z
+        // before the logged rotation.
+        const OrientationSample q = log.orientations[0];
+        log.toDeviceAxes(AxisMapping::fromLetters("YxZ"));
+        const OrientationSample& turned = log.orientations[0];
+        const double c = std::sqrt(0.5);
+        EXPECT_NEAR(turned.w, c * (q.w - q.z), 1e-12);
+        EXPECT_NEAR(turned.x, c * (q.x + q.y), 1e-12);
+        EXPECT_NEAR(turned.z, c * (q.z + q.w), 1e-12);
+        EXPECT_THROW(log.toDeviceAxes(AxisMapping::fromLetters("XYz")), std::invalid_argument);
+    }
+}
+
+TEST(MotionLogs, HeaderFieldsOfGcsv) {
+    const MotionLog log = readMotionLog(kData + "camera-1.3.gcsv");
+    EXPECT_EQ(log.orientation.letters(), "xzY");
+    EXPECT_EQ(log.readoutTime, 0.01523);
+    EXPECT_EQ(log.headers.size(), 16u);
+    EXPECT_EQ(log.headers[3],
+              (std::pair<std::string, std::string>("note", "made up, with a comma")));
+    EXPECT_TRUE(log.notes.empty());
+    const MotionLog odd = parseTextLog(
+        "odd.gcsv",
+        "CAMERA IMU LOG\nversion,1.4\ntscal,1\nframe_readout_direction,2\nt,gx,gy,gz\n0,1,2,3\n");
+    EXPECT_EQ(odd.notes.size(), 3u);
+}
+
+struct BrokenField {
+    const char* file;
+    const char* good;
+    const char* bad;  // what stands in its place
+    const char* error;
+};
+
+constexpr BrokenField kBrokenFields[] = {
+    {"camera-1.0.gcsv", "115,260,", "115,26O,", ":11: gx: '26O' is not a finite number"},
+    {"camera-1.0.gcsv", "YxZ", "YyZ", ":4: orientation: 'YyZ' names one axis twice"},
+    {"camera-1.3.gcsv", "version,1.3", "version,new", ":2: version: 'new' is not a finite number"},
+    {"camera-1.3.gcsv", "mscale,0.01", "mscale,-1", ":17: mscale: -1 is not above 0"},
+    {"camera-1.3.gcsv", "direction,0", "direction,4",
+     ":13: frame_readout_direction: 4 is not 0 (down), 1 (up), 2 (to the left) or 3 (to the "
+     "right)"},
+    {"android/Gyroscope.csv", "0.0450,", "0.04.50,", ":3: z: '0.04.50' is not a finite number"},
+    {"android/Gyroscope.csv", "seconds_elapsed,z,y,x", "seconds_elapsed,z,y,u",
+     ":1: not a motion log of a format that is known: the first line is "
+     "\"time,seconds_elapsed,z,y,u\". Known are"},
+    {"android/wide-table.csv", ";25;", ";;",
+     ":3: Time since start in ms: '' is not a finite number"},
+    {"iphone/motion.csv", "500.020,0.1200", "500.020,inf",
+     ":4: gyroRotationX(rad/s): 'inf' is not a finite number"},
+    {"iphone/Gyroscope.csv", ",5.000000E-02", "", ":2: 3 fields where 4 are expected"},
+    {"three-files/walk_gyro.csv", "0.12000", "O.12000", ":3: x: 'O.12000' is not a finite number"},
+    {"three-files/walk_gyro.csv", ",81234505000000", ",",
+     ":3: timestamp_ns: '' is not a finite number"},
+    {"euroc/data.csv", "1500000000110000000,0.120000", "1500000000110000000,",
+     ":4: w_RS_S_x [rad s^-1]: '' is not a finite number"},
+    {"euroc/data.csv", "a_RS_S_z [m s^-2]", "temperature", ":1: column 7 is not a_RS_S_z [m s^-2]"},
+    {"rotation/game.csv", "0.995004", "0.5", ":2: the quaternion's length is 0.51, not 1"},
+    {"rotation/short.csv", "1020000,", "now,", ":3: time: 'now' is not a finite number"},
+};
+
+TEST(MotionLogs, ErrorsNameFileLineAndField) {
+    for (const BrokenField& broken : kBrokenFields) {
+        SCOPED_TRACE(std::string(broken.file) + " with " + broken.bad);
+        const std::string path = kData + broken.file;
+        std::string text = readFile(path);
+        const size_t at = text.find(broken.good);
+        ASSERT_NE(at, std::string::npos);
+        text.replace(at, std::strlen(broken.good), broken.bad);
+        const std::string error = errorOf([&] { parseTextLog(broken.file, text); });
+        EXPECT_EQ(error.find(std::string(broken.file) + broken.error), 0u) << error;
+    }
+}
+
+TEST(MotionLogs, FilesOfOneSensor) {
+    const TemporaryFolder folder;
+    const std::string gyro = readFile(kData + "three-files/walk_gyro.csv");
+    const std::string accel = readFile(kData + "three-files/walk_accel.csv");
+    // Names that say nothing: told by the values, and the only one that fits is taken.
+    const std::string first = folder.write("a.csv", gyro);
+    EXPECT_TRUE(readMotionLog(first).gravity.empty());
+    folder.write("notes.csv", "not a log\n");
+    folder.write("b.csv", accel);
+    EXPECT_EQ(readMotionLog(first).gravity.size(), 10u);
+    EXPECT_EQ(readMotionLog(folder.write("b.csv", accel)).rates.size(), 10u);
+    folder.write("c.csv", accel);
+    const MotionLog unsure = readMotionLog(first);
+    EXPECT_TRUE(unsure.gravity.empty());
+    EXPECT_NE(unsure.notes.back().find("2 files beside it could be"), std::string::npos);
+    // One that is broken under the right name is an error; one of another time is not taken.
+    folder.write("walk_accel.csv", accel + "oops\n");
+    const std::string walk = folder.write("walk_gyro.csv", gyro);
+    EXPECT_THROW(readMotionLog(walk), FileError);
+    folder.write("walk_accel.csv", "0,9.81,0,1000000000\n");
+    EXPECT_NE(readMotionLog(walk).files.back(), folder.path("walk_accel.csv"));
+
+    const TemporaryFolder alone;
+    EXPECT_THROW(readMotionLog(alone.write("accel.csv", accel)), FileError);
+    EXPECT_THROW(readMotionLog(alone.write("magnetic.csv", accel)), FileError);
+}
+
+/// A packet with ten samples of each sensor, the gyroscope's with channels Y, -X, Z.
+std::string gpmfPacket(int samplesSoFar, const std::string& axes = gpmf("ORIN", 'c', 1, "YxZ")) {
+    const auto count = [&] {
+        return gpmf("TSMP", 'L', 4, bytesOf(static_cast<uint64_t>(samplesSoFar), 4, true));
+    };
+    std::vector<int> rates, gravity;
+    for (int i = 0; i < 10; ++i) {
+        rates.insert(rates.end(), {100 + i, -200, 50});
+        gravity.insert(gravity.end(), {40, -30 - i, 981});
+    }
+    return gpmfInside(
+        "DEVC", gpmf("DVID", 'L', 4, bytesOf(1, 4, true)) +
+                    gpmfInside("STRM", count() + gpmf("SIUN", 'c', 5, "rad/s") +
+                                           gpmf("SCAL", 's', 2, shorts({1000})) + axes +
+                                           gpmf("GYRO", 's', 6, shorts(rates))) +
+                    gpmfInside("STRM", count() + gpmf("SIUN", 'c', 4, "m/s\xB2") +
+                                           gpmf("SCAL", 's', 2, shorts({100, 100, 200})) + axes +
+                                           gpmf("ACCL", 's', 6, shorts(gravity))));
+}
+
+TEST(Gpmf, SamplesHaveUnitsAxesAndEvenTimes) {
+    // Packets come a little early or late; the third is missing.
+    const std::vector<TelemetryPacket> packets = {{1.0, 0.1, gpmfPacket(10)},
+                                                  {1.102, 0.098, gpmfPacket(20)},
+                                                  {1.3, 0.1, gpmfPacket(40)},
+                                                  {1.398, 0.1, gpmfPacket(50)}};
+    const MotionLog log = parseGpmf("clip.mp4", packets);
+    EXPECT_EQ(log.format, "GPMF");
+    ASSERT_EQ(log.rates.size(), 40u);
+    ASSERT_EQ(log.gravity.size(), 40u);
+    EXPECT_TRUE(log.notes.empty());
+    expectNear(log.rates[3].value, {0.05, 0.2, 0.103}, 1e-12, "rate");  // Z, X, Y
+    expectNear(log.gravity[3].value, {4.905, 0.33, 0.4}, 1e-12, "gravity");
+    EXPECT_NEAR(log.rates[0].time, 1.0, 2e-3);
+    for (size_t i = 1; i < 40; ++i) {
+        const double step = log.rates[i].time - log.rates[i - 1].time;
+        EXPECT_NEAR(step, i == 20 ? 0.11 : 0.01, i == 20 ? 1e-3 : 1e-4) << i;
+    }
+    const std::string matrix = gpmf("MTRX", 's', 2, shorts({0, 0, 1, 0, -1, 0, 1, 0, 0}));
+    expectNear(parseGpmf("", {{0.0, 1.0, gpmfPacket(10, matrix)}}).rates[3].value,
+               {0.05, 0.2, 0.103}, 1e-12, "by matrix");
+    const MotionLog bare = parseGpmf("", {{2.0, 1.0, gpmfPacket(10, "")}});
+    EXPECT_EQ(bare.notes.size(), 2u);
+    expectNear(bare.rates[0].value, {0.1, -0.2, 0.05}, 1e-12, "as it is");
+    EXPECT_NEAR(bare.rates[9].time, 2.9, 1e-9);  // spread over the packet
+}
+
+TEST(Gpmf, ErrorsNamePacketAndKey) {
+    const std::string good = gpmfPacket(10);
+    const auto with = [&](const std::string& from, const std::string& to) {
+        std::string bytes = good;
+        return bytes.replace(bytes.find(from), to.size(), to);
+    };
+    const std::pair<std::string, const char*> kCases[] = {
+        {good.substr(0, 100), "DEVC: 268 bytes reach beyond the end"},
+        {good.substr(0, 6), "ends inside the head of a record"},
+        {with("rad/s", "rpm\0\0"), "SIUN: 'rp"},
+        {with("YxZ", "YyZ"), "ORIN: 'YyZ' names one axis twice"},
+        {with(shorts({1000}), shorts({0})), "SCAL: is not one or three numbers other than 0"},
+        {with("GYROs", "GYROc"), "GYRO: type 'c' of 6 bytes is not one of numbers"},
+        {gpmfInside("DEVC", gpmfInside("STRM", gpmf("GYRO", 's', 4, shorts({1, 2})))),
+         "GYRO: 2 values in a sample where 3 are expected"},
+        {gpmfInside("DEVC", gpmfInside("STRM", gpmf("GYRO", 'f', 12, std::string(12, '\xFF')))),
+         "GYRO: holds a value that is not finite"},
+        {with("TSMPL", "TSMPc"), "TSMP: type 'c' of 4 bytes is not one of numbers"},
+    };
+    for (const auto& [bytes, message] : kCases) {
+        const std::string error = errorOf([&] {
+            parseGpmf("clip.mp4", {{0.0, 0.1, good}, {0.1, 0.1, bytes}});
+        });
+        EXPECT_EQ(error.find(std::string("clip.mp4: GPMF packet 2: ") + message), 0u) << error;
+    }
+}
+
+TEST(Camm, ReadsTypesAndNamesWhatIsWrong) {
+    const std::string exposure =
+        camm(1, {}) + bytesOf(8000000, 4, false) + bytesOf(21000000, 4, false);
+    const std::vector<TelemetryPacket> packets = {
+        {0.5, 0.0, camm(3, {0.4F, 9.78F, 0.3F})},
+        {0.5, 0.0, camm(2, {0.1F, -0.2F, 0.05F}) + exposure},
+        {0.51, 0.0, camm(0, {0.0F, 0.0F, static_cast<float>(M_PI / 3.0)})},
+        {0.52, 0.0, camm(7, {1.0F, 2.0F, 3.0F})}};
+    const MotionLog log = parseCamm("clip.mp4", packets);
+    ASSERT_EQ(log.rates.size(), 1u);
+    ASSERT_EQ(log.gravity.size(), 1u);
+    ASSERT_EQ(log.orientations.size(), 1u);
+    EXPECT_EQ(log.rates[0].time, 0.5);
+    expectNear(log.rates[0].value, kFirstRate, 1e-7, "rate");
+    expectNear(log.gravity[0].value, kFirstGravity, 1e-6, "gravity");
+    EXPECT_EQ(log.orientations[0].time, 0.51);
+    EXPECT_NEAR(log.orientations[0].w, std::cos(M_PI / 6.0), 1e-7);
+    EXPECT_NEAR(log.orientations[0].z, std::sin(M_PI / 6.0), 1e-7);
+    EXPECT_NEAR(*log.readoutTime, 0.021, 1e-12);
+
+    const std::pair<std::string, const char*> kCases[] = {
+        {camm(9, {}), "CAMM packet 1: type 9 is not one of 0 to 7"},
+        {camm(2, {1.0F}), "CAMM packet 1: type 2: 4 bytes where 12 are expected"},
+        {camm(3, {1.0F, NAN, 2.0F}), "CAMM packet 1: type 3: holds a value that is not finite"},
+        {"abc", "CAMM packet 1: ends before its type"},
+        {camm(3, {1.0F, 2.0F, 2.0F}), "its CAMM telemetry has no packets of type 0 or 2"},
+    };
+    for (const auto& [bytes, message] : kCases) {
+        EXPECT_EQ(errorOf([&] {
+                      parseCamm("clip.mp4", {{0.0, 0.0, bytes}});
+                  }),
+                  std::string("clip.mp4: ") + message);
+    }
+}
+
+TEST(VideoTelemetry, IsFoundByTheTypeOfItsTrack) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path("clip.mov");
+    writeTelemetryFile(path, {{0.0, 0.1, gpmfPacket(10)}, {0.1, 0.1, gpmfPacket(20)}});
+    const MotionLog log = readMotionLog(path);
+    EXPECT_EQ(log.format, "GPMF");
+    ASSERT_EQ(log.rates.size(), 20u);
+    EXPECT_NEAR(log.rates[19].time, 0.19, 1e-3);
+
+    // The same file with the other type, which FFmpeg does not write, and other packets.
+    writeTelemetryFile(
+        path, {{0.0, 0.1, camm(2, {1.0F, 2.0F, 3.0F})}, {0.1, 0.1, camm(2, {4.0F, 5.0F, 6.0F})}});
+    std::string bytes = readFile(path);
+    for (size_t at; (at = bytes.find("gpmd")) != std::string::npos;) bytes.replace(at, 4, "camm");
+    const MotionLog camm = readMotionLog(folder.write("camm.mov", bytes));
+    EXPECT_EQ(camm.format, "CAMM");
+    ASSERT_EQ(camm.rates.size(), 2u);
+    EXPECT_NEAR(camm.rates[1].time, 0.1, 1e-6);
+    expectNear(camm.rates[1].value, {4.0, 5.0, 6.0}, 0.0, "rate");
+
+    for (size_t at; (at = bytes.find("camm")) != std::string::npos;) bytes.replace(at, 4, "abcd");
+    const std::string none = folder.write("none.mov", bytes);
+    EXPECT_EQ(errorOf([&] { readMotionLog(none); }),
+              none + ": holds no motion telemetry (no GPMF or CAMM track)");
+}
+
+/// Copies all streams of a file into one of another container.
+std::vector<std::string> copyStreams(const std::string& from, const std::string& to,
+                                     const char* container) {
+    AVFormatContext* in = nullptr;
+    AVFormatContext* out = nullptr;
+    EXPECT_EQ(avformat_open_input(&in, from.c_str(), nullptr, nullptr), 0);
+    avformat_alloc_output_context2(&out, nullptr, container, to.c_str());
+    const StreamCopier copier(*out, *in, -1);
+    avio_open(&out->pb, to.c_str(), AVIO_FLAG_WRITE);
+    const bool isOpen = out->nb_streams > 0 && avformat_write_header(out, nullptr) >= 0;
+    const AvPtr<AVPacket> packet = makePacket();
+    while (isOpen && av_read_frame(in, packet.get()) == 0) {
+        EXPECT_EQ(copier.copy(*packet), 0);
+        av_packet_unref(packet.get());
+    }
+    if (isOpen) av_write_trailer(out);
+    avio_closep(&out->pb);
+    avformat_free_context(out);
+    avformat_close_input(&in);
+    return copier.losses();
+}
+
+TEST(VideoTelemetry, GoesAlongWhereTheContainerHoldsIt) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path("clip.mov");
+    writeTelemetryFile(path, {{0.0, 0.1, gpmfPacket(10)}, {0.1, 0.1, gpmfPacket(20)}});
+    for (const char* container : {"mov", "mp4"}) {
+        const std::string copy = folder.path(std::string("copy.") + container);
+        EXPECT_TRUE(copyStreams(path, copy, container).empty()) << container;
+        const MotionLog log = readMotionLog(copy);
+        ASSERT_EQ(log.rates.size(), 20u) << container;
+        EXPECT_NEAR(log.rates[19].time, 0.19, 1e-3) << container;
+    }
+    EXPECT_EQ(copyStreams(path, folder.path("copy.avi"), "avi"),
+              std::vector<std::string>{"stream 0 (data, gpmd) is left out: avi cannot hold it"});
+}
+
+TEST(StabilizePlan, FeedsTelemetryAndOrientations) {
+    const TemporaryFolder folder;
+    const VideoFacts facts{800, 600, 30.0, 896};
+    StabilizeOptions options;
+    options.video = folder.path("clip.mov");
+    writeTelemetryFile(options.video, {{0.0, 0.1, gpmfPacket(10)}, {0.1, 0.1, gpmfPacket(20)}});
+    const StabilizePlan telemetry = makePlan(options, facts);
+    EXPECT_EQ(telemetry.motionLog, options.video);
+    ASSERT_EQ(telemetry.samples.size(), 21u);
+    EXPECT_EQ(telemetry.samples[0].type, ZPR_SENSOR_GRAVITY_1);
+    EXPECT_NEAR(telemetry.samples[0].value[0], 4.905, 1e-9);
+    EXPECT_EQ(telemetry.samples[1].type, ZPR_SENSOR_RATE_1);
+
+    options.motion = kData + "rotation/game.csv";
+    for (const auto& [mask, type] : {std::pair{0, 5}, {32, 6}, {48, 5}}) {
+        if (mask != 0) options.sensorMask = mask;
+        const StabilizePlan plan = makePlan(options, facts);
+        ASSERT_EQ(plan.samples.size(), 10u);
+        EXPECT_EQ(plan.samples[0].type, type);
+        EXPECT_NEAR(plan.samples[0].value[0], 0.6 * std::sin(0.1), 1e-6);
+        EXPECT_NEAR(plan.samples[0].value[3], std::cos(0.1), 1e-6);
+    }
+    options.sensorMask = 5;
+    EXPECT_EQ(errorOf([&] { makePlan(options, facts); }),
+              "--sensor-mask: 5 enables neither type 5 nor type 6; a log of orientations needs one "
+              "of them");
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+// What a report is made from.
+#include "common/text_fields.h"
+#include "report/camera_angles.h"
+#include "report/page_assets.h"
+#include "report/page_data.h"
+#include "report/parameter_snippet.h"
+#include "report/run_record_file.h"
+#include "support/temporary_folder.h"
+#include "support/test_support.h"
+
+using namespace framehold;
+using zpr_test::Quaternion;
+using zpr_test::rotation;
+
+namespace {
+
+constexpr double kDegree = 3.14159265358979323846 / 180.0;
+
+TEST(CameraAngles, AreThoseThePhotographerSees) {
+    const Quaternion start = rotation(0.7, 0.36, 0.48, 0.8);
+    // Device x is the picture's upward direction, y its left, z points at the photographer.
+    const auto turned = [&](double pan, double tilt, double roll) {
+        return start * rotation(-pan * kDegree, 1, 0, 0) * rotation(-tilt * kDegree, 0, 1, 0) *
+               rotation(-roll * kDegree, 0, 0, 1);
+    };
+    const CameraAngles kCases[] = {{0, 0, 0},  {30, 0, 0},     {0, 20, 0},
+                                   {0, 0, 10}, {-80, 60, -45}, {170, -15, 100}};
+    for (const CameraAngles& c : kCases) {
+        const auto angles = cameraAngles({turned(c.pan, c.tilt, c.roll)}, start)[0];
+        EXPECT_NEAR(angles->pan, c.pan, 1e-9);
+        EXPECT_NEAR(angles->tilt, c.tilt, 1e-9);
+        EXPECT_NEAR(angles->roll, c.roll, 1e-9);
+    }
+    std::vector<std::optional<Quaternion>> twice;
+    for (int pan = 0; pan <= 720; pan += 40) twice.emplace_back(turned(pan, 5, 0));
+    twice.insert(twice.begin() + 3, std::nullopt);
+    const auto angles = cameraAngles(twice, start);
+    EXPECT_FALSE(angles[3].has_value());
+    EXPECT_NEAR(angles.back()->pan, 720.0, 1e-9);
+}
+
+RunRecord makeRun() {
+    RunRecord run;
+    run.input = "walk.mp4";
+    run.motionLog = "logs/walk.gcsv";
+    run.param = zpr_test::makeParam(640, 360);
+    run.param.fieldOfView = 503.5;
+    run.param.fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;
+    run.notes = {"a </script> note"};
+    const Quaternion none(1, 0, 0, 0);
+    run.frames.push_back({1.5, none, rotation(0.1, 0, 1, 0), 0.25, 2.5});
+    for (int i = 0; i < 2; ++i) run.frames.push_back({1.6, std::nullopt, std::nullopt, 0.0, 1.0});
+    run.frames.push_back({1.7, none, none, 0.75, 2.0});
+    return run;
+}
+
+TEST(RunRecord, IsTheSameAfterAFile) {
+    const zpr_test::TemporaryFolder folder;
+    const std::string path = folder.path("run.json");
+    const RunRecord run = makeRun();
+    saveRunRecord(path, run);
+    const RunRecord read = loadRunRecord(path);
+    EXPECT_EQ(read.input, run.input);
+    EXPECT_EQ(read.notes, run.notes);
+    EXPECT_EQ(read.param.fieldOfView, 503.5);
+    EXPECT_EQ(read.param.sensorMask, run.param.sensorMask);
+    ASSERT_EQ(read.frames.size(), 4u);
+    EXPECT_EQ(*read.frames[0].corrected, *run.frames[0].corrected);
+    EXPECT_FALSE(read.frames[1].measured);
+    EXPECT_EQ(read.frames[3].marginUsed, 0.75);
+
+    const std::pair<const char*, const char*> kCases[] = {
+        {"[]", "is not what stabilize --save-run writes"},
+        {R"({"kind": "framehold run"})", "input"},
+        {"{", "parse error"}};
+    for (const auto& [text, message] : kCases) {
+        const std::string error =
+            zpr_test::errorOf([&] { loadRunRecord(folder.write("bad.json", text)); });
+        EXPECT_NE(error.find(message), std::string::npos) << error;
+    }
+}
+
+TEST(ParameterSnippet, NamesWhatItSets) {
+    const std::string snippet = parameterSnippet(makeRun().param);
+    for (const char* line :
+         {"param.inputImage.width = 640;", "param.fieldOfView = 503.5;",
+          "param.fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;", "ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) |",
+          "ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);"}) {
+        EXPECT_NE(snippet.find(line), std::string::npos) << snippet;
+    }
+}
+
+ReportContent makeContent() {
+    ReportContent content;
+    content.run = makeRun();
+    for (ClipMeasures* clip : {&content.before, &content.after}) {
+        clip->width = clip == &content.before ? 640 : 320;
+        clip->times = {5.0, 5.1};
+        clip->shake = {{1.0, -1.0}, {0.0, 0.0}, {0.0, 0.0}, {0.0, 0.0}};
+        clip->displacement = 1.0;
+    }
+    return content;
+}
+
+TEST(PageData, TellsFramesWithoutOrientationAndOnePixelSize) {
+    const auto data = pageData(makeContent());
+    EXPECT_EQ(data["run"]["without"].dump(), "[[1,2]]");
+    EXPECT_EQ(data["run"]["margin"].dump(), "[25.0,null,null,75.0]");
+    EXPECT_EQ(data["run"]["time"].dump(), "[0.0,0.1,0.1,0.2]");
+    EXPECT_EQ(data["shake"]["after"]["x"].dump(), "[2.0,-2.0]");
+    EXPECT_EQ(data["measures"][0]["remaining"], 2.0);
+}
+
+TEST(ReportPage, HoldsItsDataAndNothingFromOutside) {
+    const zpr_test::TemporaryFolder folder;
+    const std::string path = folder.path("page.html");
+    if (pageAssets() == nullptr) {
+        EXPECT_THROW(writeReport(path, makeContent()), std::runtime_error);
+        return;
+    }
+    writeReport(path, makeContent());
+    const std::string page = readFile(path);
+    EXPECT_NE(page.find("a <\\/script> note"), std::string::npos);
+    EXPECT_EQ(page.find("<!--"), std::string::npos);
+    for (const char* outside : {"src=\"http", "href=", "@import", "url("}) {
+        EXPECT_EQ(page.find(outside), std::string::npos) << outside;
+    }
+}
+
+}  // namespace

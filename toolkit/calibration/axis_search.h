@@ -1,0 +1,38 @@
+#pragma once
+
+#include "calibration/gyro_path.h"
+#include "motion/axis_mapping.h"
+#include "tracking/feature_tracks.h"
+
+#include <vector>
+
+namespace framehold {
+
+/// A first guess of what relates a clip to its log, and how much of the picture's motion it
+/// explains.
+struct AxisGuess {
+    AxisMapping axes;
+    double timeOffset;  // seconds from a frame's timestamp to its middle row
+    double focal;       // pixels
+    double
+        unexplained;  // share of the picture's motion, 0 to 1; after all slow motion is taken out
+    double evidence;  // higher is better; comparable for one clip
+};
+
+/// Where to look.
+struct SearchWindow {
+    double centre;  // seconds, time offset of a frame's middle row
+    double range;   // seconds to either side of it
+    double focal;   // pixels; 0 if it is to be found
+};
+
+/// Tries all 48 signed permutations of the axes at all time offsets in the window; the best offset
+/// of each, best first. Empty if the log covers less than half of the clip anywhere, or the clip
+/// has fewer than 20 pairs of frames with features.
+///
+/// For small turns the middle of the picture moves by focal * (w_x, -w_y) and the picture turns by
+/// w_z, where w is the device's turn between two frames; a focal length is the slope of a line.
+std::vector<AxisGuess> searchAxes(const FeatureTracks& tracks, const GyroPath& gyro,
+                                  const SearchWindow& window);
+
+}  // namespace framehold

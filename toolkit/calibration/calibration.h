@@ -1,0 +1,77 @@
+#pragma once
+
+#include "calibration/camera_fit.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// A clip to calibrate with.
+struct CalibrationClip {
+    std::string name;  // for messages
+    FeatureTracks tracks;
+    std::vector<MotionSample> rates;  // in logged axes and in order of time
+};
+
+/// What needs not be found, and where to look for the rest.
+struct CalibrationSettings {
+    std::optional<double> focal;       // pixels
+    std::optional<double> readout;     // seconds
+    std::optional<double> timeOffset;  // seconds
+    std::optional<AxisMapping> axes;
+    double range = 5.0;  // seconds to either side in which the time offset is looked for
+};
+
+/// Whether clips can tell a value, best first.
+enum class Telling {
+    kGiven,    // was not to be found
+    kTold,     // as exactly as stabilizing needs it
+    kRoughly,  // better than not known
+    kNot,      // the clips do not excite it: the value means nothing
+};
+
+const char* nameOf(Telling telling);
+
+struct Finding {
+    double value = 0.0;
+    double deviation = 0.0;  // one standard deviation
+    Telling telling = Telling::kNot;
+
+    bool isUsable() const { return telling != Telling::kNot; }
+};
+
+struct ClockFinding {
+    Finding offset;  // seconds; a frame's first row is read at timestamp * (1 + drift) + offset
+    Finding drift;   // seconds per second; 0 where none shows
+};
+
+struct Calibration {
+    int width = 0;  // pixels
+    int height = 0;
+    Finding focal;                     // pixels
+    Finding readout;                   // seconds
+    std::vector<ClockFinding> clocks;  // one for each clip
+    AxisMapping axes;
+    Telling axesTelling = Telling::kNot;
+    std::string runnerUp;       // letters of the next best axes; empty if they were given
+    double runnerUpMiss = 0.0;  // pixels, as `miss`
+    double explained = 0.0;     // share of the picture's shake that the log explains, about
+    double miss = 0.0;          // pixels, median distance between predicted and tracked features
+    double missAtRest = 0.0;    // pixels, the same without the log
+    double outliers = 0.0;      // share of features that move on their own
+};
+
+/// Finds focal length, readout, axes and each clip's time offset and clock drift. The axes and a
+/// first offset come from `searchAxes`, everything else from `fitCamera`. Mappings that turn a
+/// right hand into a left one are taken only where they fit far better.
+///
+/// Throws std::runtime_error if there is too little to go by: fewer than 20 pairs of frames with
+/// features, or a log that covers less than half of its clip or does not fit it.
+Calibration calibrate(const std::vector<CalibrationClip>& clips,
+                      const CalibrationSettings& settings,
+                      const std::function<void()>& onRound = {});
+
+}  // namespace framehold

@@ -1,0 +1,144 @@
+#include "inspection/video_inspection.h"
+
+#include "tracking/feature_tracks.h"
+#include "tracking/global_motion.h"
+#include "zpr_framehold.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+std::vector<PictureMotion> pictureMotions(const FeatureTracks& tracks) {
+    std::vector<PictureMotion> motions;
+    for (const auto& features : tracks.motions) {
+        const auto motion = estimateGlobalMotion(features, tracks.width, tracks.height);
+        motions.push_back(motion ? PictureMotion({motion->dx, motion->dy, motion->rotation})
+                                 : PictureMotion());
+    }
+    return motions;
+}
+
+/// How the times beside a clip.json go against the video's own.
+VideoInspection::TableClock compareClocks(const std::vector<double>& table,
+                                          const std::vector<double>& video) {
+    const double videoSpan = video.back() - video.front();
+    const double ratio = videoSpan > 0.0 ? (table.back() - table.front()) / videoSpan : 1.0;
+    VideoInspection::TableClock clock{ratio - 1.0, 0.0};
+    for (size_t i = 0; i < video.size(); ++i) {
+        const double expected = table.front() + ratio * (video[i] - video.front());
+        clock.largestDeviation = std::max(clock.largestDeviation, std::abs(table[i] - expected));
+    }
+    return clock;
+}
+
+size_t countUncovered(const std::vector<double>& frameTimes, const VideoInspection& inspection) {
+    return static_cast<size_t>(
+        std::count_if(frameTimes.begin(), frameTimes.end(), [&](double time) {
+            const double first = time + inspection.timeOffset;
+            return first < inspection.motion.from ||
+                   first + inspection.readoutTime > inspection.motion.to;
+        }));
+}
+
+}  // namespace
+
+VideoInspection inspectVideo(const std::string& video, const ClipFacts& facts, const MotionLog& log,
+                             const std::function<void()>& onFrame) {
+    constexpr double kFirstRange = 1.0, kWidestRange = 10.0;  // seconds
+    TrackSettings settings;
+    settings.maxFeatures = 200;
+    const FeatureTracks tracks = trackFeatures(video, settings, onFrame);
+    const std::vector<MotionSample> rates =
+        log.rates.empty() ? ratesOf(log.orientations) : log.rates;
+    const LogStatistics statistics = logStatistics(log);
+
+    VideoInspection result;
+    result.video = video;
+    result.motion = log.rates.empty() ? statistics.orientations : statistics.rates.stamps;
+    result.timeOffset = facts.timeOffset.value_or(0.0);
+    ZPR_Param defaults{};
+    ZPR_GetDefaultParam(&defaults);
+    result.readoutTime = facts.readoutTime.value_or(log.readoutTime.value_or(defaults.readoutTime));
+    std::vector<double> times = tracks.frameTimes;
+    if (!facts.frameTimes.empty() && !times.empty()) {
+        if (facts.frameTimes.size() < times.size()) {
+            throw std::runtime_error(fmt::format("{}: has {} frames, frames.csv has {}", video,
+                                                 times.size(), facts.frameTimes.size()));
+        }
+        times.assign(facts.frameTimes.begin(),
+                     facts.frameTimes.begin() + static_cast<ptrdiff_t>(times.size()));
+        result.table = compareClocks(times, tracks.frameTimes);
+    }
+    result.frames = stampStatistics(times, 0);
+    result.uncovered = countUncovered(times, result);
+
+    // Where the clocks have nothing to do with each other, both are taken to have been started
+    // together, more or less.
+    result.searchRange = result.isApart() ? kWidestRange : kFirstRange;
+    const double around =
+        result.isApart() ? result.offsetOfStarts() : result.timeOffset + result.readoutTime / 2.0;
+    result.clock = fitClock(times, pictureMotions(tracks), rates, around, result.searchRange);
+    return result;
+}
+
+std::vector<LogFinding> findingsOf(const VideoInspection& v) {
+    std::vector<LogFinding> findings;
+    const auto add = [&](Severity severity, const std::string& text) {
+        findings.push_back({severity, text});
+    };
+    if (v.isApart()) {
+        const std::string advice =
+            v.clock ? fmt::format("--time-offset {:.4f} fits the pictures", v.fittedTimeOffset())
+                    : fmt::format("--time-offset {:.3f} lets both start together, to go on from",
+                                  v.offsetOfStarts());
+        add(Severity::kFatal,
+            fmt::format("no frame has motion: the log runs from {:.3f} s to {:.3f} s, the frames "
+                        "on the same clock from {:.3f} s to {:.3f} s; {}",
+                        v.motion.from, v.motion.to, v.frames.from + v.timeOffset,
+                        v.frames.to + v.timeOffset, advice));
+    } else if (v.uncovered > 0) {
+        add(Severity::kWarning,
+            fmt::format("{} of {} frames are outside of the log and will only be cropped: start "
+                        "the log before the video and stop it after",
+                        v.uncovered, v.frames.samples));
+    }
+    constexpr double kUsualFrameJitter = 0.2;
+    if (v.frames.jitter > kUsualFrameJitter * v.frames.step) {
+        add(Severity::kNote, "the frame rate varies: frames keep their times");
+    }
+    if (!v.clock) {
+        add(Severity::kWarning,
+            fmt::format("the pictures do not follow the log within {:.0f} s of its clock: it is "
+                        "another clip's, or further off, or the camera hardly turns",
+                        v.searchRange));
+        return findings;
+    }
+    constexpr double kNoticeable = 0.004;  // seconds; a quarter of a usual readout
+    const double wrong = v.fittedTimeOffset() - v.timeOffset;
+    if (!v.isApart() && std::abs(wrong) > kNoticeable + 3.0 * v.clock->offsetError) {
+        add(Severity::kWarning,
+            fmt::format("the time offset is wrong by {:.1f} ms: --time-offset {:.4f} fits the "
+                        "pictures; framehold calibrate finds it more exactly",
+                        1e3 * wrong, v.fittedTimeOffset()));
+    }
+    if (v.clock->drift) {
+        const double apart = *v.clock->drift * v.frames.seconds();
+        const bool certain = std::abs(*v.clock->drift) > 3.0 * v.clock->driftError;
+        if (certain && std::abs(apart) > kNoticeable) {
+            add(Severity::kWarning,
+                fmt::format("the clocks drift apart by {:.1f} ms from the first frame to the last: "
+                            "divide the log's times since its first sample by {:.6f}, or write "
+                            "frame times of the sensors' clock to a frames.csv",
+                            1e3 * apart, 1.0 + *v.clock->drift));
+        }
+    }
+    return findings;
+}
+
+}  // namespace framehold

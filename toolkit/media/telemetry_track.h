@@ -1,0 +1,23 @@
+#pragma once
+
+#include "media/telemetry_packet.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+enum class TelemetryKind { kGpmf, kCamm };
+
+/// The motion telemetry inside a video file.
+struct TelemetryTrack {
+    TelemetryKind kind;
+    std::vector<TelemetryPacket> packets;
+};
+
+/// Reads the first telemetry track of a video file, by the type that MP4 and MOV give to it; none if
+/// there is none. Throws MediaError if the file is not one that FFmpeg reads.
+std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path);
+
+}  // namespace framehold

@@ -1,0 +1,91 @@
+#include "motion/formats/sensor_csv_reader.h"
+
+#include "motion/column_names.h"
+#include "motion/formats/log_rows.h"
+#include "motion/sensor_guess.h"
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+constexpr SensorKind kVectorKinds[] = {SensorKind::kRate, SensorKind::kGravity,
+                                       SensorKind::kUnsaid};
+
+/// One sensor's readings.
+struct Stream {
+    SensorKind kind;
+    size_t time;               // column
+    std::vector<size_t> axes;  // columns
+    double timeUnit;           // seconds; 0: not said
+    double unit;               // rad/s or m/s^2; 0: not said
+    std::vector<MotionSample> samples = {};
+};
+
+std::vector<Stream> findStreams(const ColumnLine& line) {
+    std::vector<Stream> streams;
+    for (const SensorKind kind : kVectorKinds) {
+        if (kind == SensorKind::kUnsaid && !streams.empty()) break;
+        const auto axes = axisColumns(line, kind, "xyz");
+        const auto time = timeColumn(line, kind);
+        if (axes.empty() || !time) continue;
+        streams.push_back(
+            {kind, *time, axes, line.meanings[*time].unit, line.meanings[axes[0]].unit});
+    }
+    return streams;
+}
+
+void bringToSeconds(Stream& stream, MotionLog& log) {
+    if (stream.timeUnit > 0.0) return;
+    const std::string note = timeUnitNote(applyLikelyTimeUnit(stream.samples));
+    if (log.notes.empty() || log.notes.back() != note) log.notes.push_back(note);
+}
+
+/// Moves a stream's samples to where they belong.
+void place(const std::string& name, Stream& stream, MotionLog& log) {
+    bringToSeconds(stream, log);
+    if (stream.kind == SensorKind::kRate) log.rates = std::move(stream.samples);
+    if (stream.kind == SensorKind::kGravity) log.gravity = std::move(stream.samples);
+    if (stream.kind == SensorKind::kUnsaid) placeUnnamed(name, std::move(stream.samples), log);
+    if (stream.kind != SensorKind::kRate && stream.unit == 0.0) applyLikelyGravityUnit(log);
+}
+
+std::string columnsSaid(const ColumnLine& line, const std::vector<Stream>& streams) {
+    std::string text = fmt::format("the columns {}", line.names[streams[0].time]);
+    for (const Stream& stream : streams) {
+        for (const size_t axis : stream.axes) text += ", " + line.names[axis];
+    }
+    return text;
+}
+
+}  // namespace
+
+bool detectSensorCsv(std::string_view content) {
+    return !findStreams(readColumnLine(firstLine(content))).empty();
+}
+
+MotionLog parseSensorCsv(const std::string& name, std::string_view content) {
+    LineReader lines(name, content);
+    lines.next();
+    const ColumnLine columns = readColumnLine(lines.line());
+    std::vector<Stream> streams = findStreams(columns);
+    if (streams.empty()) {
+        lines.fail("names no column of time with three axes of a gyroscope or accelerometer");
+    }
+    MotionLog log;
+    log.format = "sensor CSV";
+    log.toldBy = columnsSaid(columns, streams);
+    std::vector<RowReading> readings;
+    for (Stream& s : streams) {
+        const auto orOne = [](double unit) { return unit == 0.0 ? 1.0 : unit; };
+        readings.push_back(vectorReading(s.time, {s.axes[0], s.axes[1], s.axes[2]},
+                                         orOne(s.timeUnit), orOne(s.unit), s.samples));
+    }
+    readRows(lines, {columns.names, columns.separator, true}, readings);
+    for (Stream& stream : streams) place(name, stream, log);
+    log.sortByTime();
+    return log;
+}
+
+}  // namespace framehold

@@ -1,0 +1,171 @@
+#include "report/page_data.h"
+
+#include "common/angle_units.h"
+#include "measures/measure_rows.h"
+#include "report/camera_angles.h"
+#include "report/parameter_snippet.h"
+
+#include <cmath>
+#include <filesystem>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+using nlohmann::ordered_json;
+using qlx::zpr_framehold::Quaternion;
+
+namespace {
+
+/// Five digits after the point are more than a plot shows, and keep pages small.
+double rounded(double value) { return std::round(value * 1e5) / 1e5; }
+
+ordered_json rounded(const std::vector<double>& values, double factor) {
+    ordered_json result = ordered_json::array();
+    for (const double v : values) result.push_back(rounded(v * factor));
+    return result;
+}
+
+/// One value of each frame.
+template <class Value>
+ordered_json series(const std::vector<FrameRecord>& frames, Value value) {
+    ordered_json result = ordered_json::array();
+    for (const FrameRecord& frame : frames) result.push_back(value(frame));
+    return result;
+}
+
+ordered_json anglesOf(const std::vector<FrameRecord>& frames,
+                      std::optional<Quaternion> FrameRecord::*which, const Quaternion& reference) {
+    std::vector<std::optional<Quaternion>> orientations;
+    for (const FrameRecord& frame : frames) orientations.push_back(frame.*which);
+    ordered_json result = {{"pan", ordered_json::array()},
+                           {"tilt", ordered_json::array()},
+                           {"roll", ordered_json::array()}};
+    for (const auto& angles : cameraAngles(orientations, reference)) {
+        const auto push = [&](const char* key, double CameraAngles::*axis) {
+            result[key].push_back(angles ? ordered_json(rounded(*angles.*axis)) : ordered_json());
+        };
+        push("pan", &CameraAngles::pan);
+        push("tilt", &CameraAngles::tilt);
+        push("roll", &CameraAngles::roll);
+    }
+    return result;
+}
+
+/// First and last frame of each stretch without an orientation.
+ordered_json stretchesWithout(const std::vector<FrameRecord>& frames) {
+    ordered_json result = ordered_json::array();
+    for (size_t i = 0; i < frames.size(); ++i) {
+        if (frames[i].measured) continue;
+        if (i > 0 && !frames[i - 1].measured) {
+            result.back()[1] = i;
+        } else {
+            result.push_back({i, i});
+        }
+    }
+    return result;
+}
+
+ordered_json parametersOf(const RunRecord& run) {
+    const ZPR_Param& p = run.param;
+    const bool isFocal = p.fieldOfViewMode == ZPR_FOV_FOCAL_LENGTH;
+    ordered_json rows = ordered_json::array();
+    const auto add = [&rows](const char* name, const std::string& value) {
+        rows.push_back({name, value});
+    };
+    add("Motion log", std::filesystem::path(run.motionLog).filename().string());
+    add("Axes of the log", run.axes);
+    add("Frames per second", fmt::format("{:.3f}", run.framesPerSecond));
+    add("Frames to the library", fmt::format("{} × {}", p.inputImage.width, p.inputImage.height));
+    add("Frames from it", fmt::format("{} × {}", p.outputImage.width, p.outputImage.height));
+    add(isFocal ? "Focal length" : "Field of view",
+        fmt::format("{:.6g} {}", p.fieldOfView, isFocal ? "px" : "°"));
+    add("Readout time", fmt::format("{:.6g} ms", 1000.0 * p.readoutTime));
+    add("Time offset", fmt::format("{:.6g} ms", 1000.0 * p.timeOffset));
+    add("Picture shown", fmt::format("{} %", p.cropPercent));
+    add("Smoothing level", fmt::format("{} of 10", p.smoothingLevel));
+    add("Delay", fmt::format("{} frames", p.delayFrames));
+    return rows;
+}
+
+ordered_json runOf(const RunRecord& run) {
+    ordered_json result;
+    const std::vector<FrameRecord>& frames = run.frames;
+    result["frames"] = frames.size();
+    result["seconds"] = rounded(run.secondsTaken);
+    result["time"] =
+        series(frames, [&](const FrameRecord& f) { return rounded(f.time - frames.front().time); });
+    Quaternion reference(1.0, 0.0, 0.0, 0.0);
+    for (const FrameRecord& frame : frames) {
+        if (!frame.measured) continue;
+        reference = *frame.measured;
+        break;
+    }
+    result["measured"] = anglesOf(frames, &FrameRecord::measured, reference);
+    result["corrected"] = anglesOf(frames, &FrameRecord::corrected, reference);
+    result["margin"] = series(frames, [](const FrameRecord& f) {
+        return f.measured ? ordered_json(rounded(100.0 * f.marginUsed)) : ordered_json();
+    });
+    result["milliseconds"] =
+        series(frames, [](const FrameRecord& f) { return rounded(f.milliseconds); });
+    result["without"] = stretchesWithout(frames);
+    result["parameters"] = parametersOf(run);
+    result["snippet"] = parameterSnippet(run.param);
+    result["notes"] = run.notes;
+    result["warnings"] = run.warnings;
+    return result;
+}
+
+/// factor: from the clip's pixels to the original's.
+ordered_json shakeOf(const ClipMeasures& clip, double factor) {
+    ordered_json result;
+    result["time"] = ordered_json::array();
+    for (const double time : clip.times) result["time"].push_back(rounded(time - clip.times[0]));
+    result["x"] = rounded(clip.shake.x, factor);
+    result["y"] = rounded(clip.shake.y, factor);
+    result["rotation"] = rounded(clip.shake.rotation, kDegrees);
+    return result;
+}
+
+ordered_json measuresOf(const ReportContent& content) {
+    ordered_json rows = ordered_json::array();
+    for (const MeasureRow& row : measureRows()) {
+        const auto text = [&row](const ClipMeasures& clip) {
+            const auto value = row.value(clip);
+            return value ? fmt::format("{:.{}f}", *value, row.digits) : std::string("–");
+        };
+        const auto left = remaining(row, content.before, content.after);
+        rows.push_back({{"key", row.key},
+                        {"label", row.label},
+                        {"meaning", row.meaning},
+                        {"before", text(content.before)},
+                        {"after", text(content.after)},
+                        {"remaining", left ? ordered_json(rounded(*left)) : ordered_json()}});
+    }
+    return rows;
+}
+
+}  // namespace
+
+ordered_json pageData(const ReportContent& content) {
+    ordered_json data;
+    data["original"] = std::filesystem::path(content.original).filename().string();
+    data["stabilized"] = std::filesystem::path(content.stabilized).filename().string();
+    data["width"] = content.before.width;
+    data["height"] = content.before.height;
+    data["cutoff"] = content.cutoff;
+    data["lost"] = {content.before.lostFrames, content.after.lostFrames};
+    data["measures"] = measuresOf(content);
+    const double factor = content.before.width / static_cast<double>(content.after.width);
+    data["shake"] = {{"before", shakeOf(content.before, 1.0)},
+                     {"after", shakeOf(content.after, factor)}};
+    data["pictures"] = ordered_json::array();
+    for (const PicturePair& pair : content.pictures) {
+        data["pictures"].push_back(
+            {{"label", pair.label}, {"before", pair.before}, {"after", pair.after}});
+    }
+    if (content.run) data["run"] = runOf(*content.run);
+    return data;
+}
+
+}  // namespace framehold
