@@ -32,7 +32,7 @@ for ((i = 0; i < count; ++i)); do
     # shellcheck disable=SC2086
     "$framehold" simulate "$work/clip" -q --motion "$log" --from "$from" --duration "$duration" \
         --size "$size" --time-offset "$offset" --focal "$focal" --readout "$readout" \
-        --axes "$letters" --seed "$seed" --facts "$work/truth" $options || exit 1
+        --axes "$letters" --seed "$seed" --metadata "$work/truth" $options || exit 1
     start=$(date +%s.%N)
     "$framehold" calibrate "$work/clip/clip.mp4" --motion "$work/clip/imu.gcsv" -q \
         -o "$work/found.json" >"$work/said" || exit 1

@@ -17,8 +17,8 @@ namespace {
 
 constexpr double kSecondsForRun = 20.0;  // that are looked at before a clip is stabilized
 
-/// The focal length that options or facts say, in pixels of the video.
-std::optional<double> knownFocal(const StabilizeOptions& options, const ClipFacts& facts,
+/// The focal length that options or metadata says, in pixels of the video.
+std::optional<double> knownFocal(const StabilizeOptions& options, const ClipMetadata& metadata,
                                  const VideoReader& video) {
     if (options.focalLength) return options.focalLength;
     if (options.fieldOfView) {
@@ -28,8 +28,8 @@ std::optional<double> knownFocal(const StabilizeOptions& options, const ClipFact
         constexpr double kDegree = 3.14159265358979323846 / 180.0;
         return side / 2.0 / std::tan(*options.fieldOfView / 2.0 * kDegree);
     }
-    if (!facts.focalLength) return std::nullopt;
-    return *facts.focalLength * (facts.width ? double(video.width()) / *facts.width : 1.0);
+    if (!metadata.focalLength) return std::nullopt;
+    return *metadata.focalLength * (metadata.width ? double(video.width()) / *metadata.width : 1.0);
 }
 
 template <class T>
@@ -70,41 +70,42 @@ void setFrameTimes(CalibrationClip& clip, const std::vector<double>& times) {
     std::copy_n(times.begin(), frameTimes.size(), frameTimes.begin());
 }
 
-ClipFacts factsOf(const Calibration& calibration, size_t clip) {
-    ClipFacts facts;
-    facts.width = calibration.width;
-    const auto take = [](std::optional<double>& to, const Finding& finding) {
+ClipMetadata metadataOf(const Calibration& calibration, size_t clip) {
+    ClipMetadata metadata;
+    metadata.width = calibration.width;
+    const auto take = [](std::optional<double>& to, const CalibratedValue& finding) {
         if (finding.isUsable()) to = finding.value;
     };
-    take(facts.focalLength, calibration.focal);
+    take(metadata.focalLength, calibration.focal);
     // Noise can make a readout of about 0 a negative one.
     if (calibration.readout.isUsable())
-        facts.readoutTime = std::max(0.0, calibration.readout.value);
-    take(facts.timeOffset, calibration.clocks[clip].offset);
+        metadata.readoutTime = std::max(0.0, calibration.readout.value);
+    take(metadata.timeOffset, calibration.clocks[clip].offset);
     if (calibration.clocks[clip].drift.value != 0.0) {
-        take(facts.clockDrift, calibration.clocks[clip].drift);
+        take(metadata.clockDrift, calibration.clocks[clip].drift);
     }
-    if (calibration.axesTelling != Telling::kNot) facts.axes = calibration.axes;
-    return facts;
+    if (calibration.axesConfidence != Confidence::kUnobservable) metadata.axes = calibration.axes;
+    return metadata;
 }
 
-ClipFacts findUnknownFacts(const StabilizeOptions& options, bool showProgress) {
+ClipMetadata findUnknownMetadata(const StabilizeOptions& options, bool showProgress) {
     if (options.video == "-") {
         throw std::runtime_error("--auto: needs a file, standard input can be read only once");
     }
-    const ClipFacts facts = options.clip.empty() ? ClipFacts() : readClipFacts(options.clip);
+    const ClipMetadata metadata =
+        options.clip.empty() ? ClipMetadata() : readClipMetadata(options.clip);
     const std::string motion =
-        !options.motion.empty() ? options.motion : facts.motionLog.value_or(options.video);
+        !options.motion.empty() ? options.motion : metadata.motionLog.value_or(options.video);
     CalibrationSettings known;
-    known.focal = knownFocal(options, facts, VideoReader(options.video));
-    known.readout = firstOf(options.readoutTime, facts.readoutTime);
-    known.timeOffset = firstOf(options.timeOffset, facts.timeOffset);
-    known.axes = facts.axes;
+    known.focal = knownFocal(options, metadata, VideoReader(options.video));
+    known.readout = firstOf(options.readoutTime, metadata.readoutTime);
+    known.timeOffset = firstOf(options.timeOffset, metadata.timeOffset);
+    known.axes = metadata.axes;
     if (options.axes) known.axes = AxisMapping::fromLetters(*options.axes);
     CalibrationClip clip = loadClip({options.video, motion, ""}, kSecondsForRun, showProgress);
-    if (!facts.frameTimes.empty()) setFrameTimes(clip, facts.frameTimes);
+    if (!metadata.frameTimes.empty()) setFrameTimes(clip, metadata.frameTimes);
 
-    ClipFacts found = factsOf(calibrate({clip}, known, throwIfInterrupted), 0);
+    ClipMetadata found = metadataOf(calibrate({clip}, known, throwIfInterrupted), 0);
     std::string missing;
     const auto name = [&missing](bool isKnown, const char* what) {
         if (!isKnown) missing += (missing.empty() ? "" : ", ") + std::string(what);

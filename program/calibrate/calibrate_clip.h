@@ -1,7 +1,7 @@
 #pragma once
 
 #include "calibration/calibration.h"
-#include "motion/clip_facts.h"
+#include "motion/clip_metadata.h"
 #include "stabilize/stabilize_options.h"
 
 #include <string>
@@ -23,11 +23,11 @@ CalibrationClip loadClip(const CalibrationSource& source, double seconds, bool s
 void setFrameTimes(CalibrationClip& clip, const std::vector<double>& times);
 
 /// What a calibration found of one of its clips: only what can be used.
-ClipFacts factsOf(const Calibration& calibration, size_t clip);
+ClipMetadata metadataOf(const Calibration& calibration, size_t clip);
 
 /// Finds what neither the options of a run nor its clip.json say of the camera and its clock, from
 /// the first seconds of the clip. What it cannot tell is missing, and a warning says so.
 /// Throws as `loadClip` and `calibrate` do.
-ClipFacts findUnknownFacts(const StabilizeOptions& options, bool showProgress);
+ClipMetadata findUnknownMetadata(const StabilizeOptions& options, bool showProgress);
 
 }  // namespace framehold

@@ -17,18 +17,19 @@ constexpr double kMillis = 1e3;
 constexpr double kMillionths = 1e6;
 constexpr double kSameOffset = 0.002;  // seconds within which clips share an offset
 
-std::string rowOf(const std::string& label, const Finding& finding, double unit,
+std::string rowOf(const std::string& label, const CalibratedValue& finding, double unit,
                   const std::string& unitName, const std::string& remark = "") {
-    const std::string deviation =
-        finding.telling == Telling::kGiven ? "" : fmt::format("+-{:.1f}", unit * finding.deviation);
+    const std::string deviation = finding.confidence == Confidence::kGiven
+                                      ? ""
+                                      : fmt::format("+-{:.1f}", unit * finding.deviation);
     return fmt::format("{:<14}{:>10.1f} {:<5}{:<10}{}{}{}\n", label, unit * finding.value, unitName,
-                       deviation, nameOf(finding.telling), remark.empty() ? "" : ": ", remark);
+                       deviation, nameOf(finding.confidence), remark.empty() ? "" : ": ", remark);
 }
 
-ordered_json jsonOf(const Finding& finding) {
+ordered_json jsonOf(const CalibratedValue& finding) {
     return {{"value", finding.value},
             {"deviation", finding.deviation},
-            {"telling", nameOf(finding.telling)}};
+            {"confidence", nameOf(finding.confidence)}};
 }
 
 double degreesAcross(const Calibration& c) {
@@ -41,7 +42,7 @@ std::optional<double> sharedOffset(const Calibration& calibration) {
     double least = INFINITY;
     double most = -INFINITY;
     double sum = 0.0;
-    for (const ClockFinding& clock : calibration.clocks) {
+    for (const ClockCalibration& clock : calibration.clocks) {
         if (!clock.offset.isUsable()) return std::nullopt;
         least = std::min(least, clock.offset.value);
         most = std::max(most, clock.offset.value);
@@ -80,15 +81,17 @@ std::string tableOf(const Calibration& c, const std::vector<CalibrationSource>& 
         text += rowOf("time offset", c.clocks[i].offset, kMillis, "ms", clip);
         text += rowOf("clock drift", c.clocks[i].drift, kMillionths, "ppm", clip);
     }
-    text += fmt::format("{:<14}{:>10}{:16}{}", "axes", c.axes.letters(), "", nameOf(c.axesTelling));
+    text +=
+        fmt::format("{:<14}{:>10}{:16}{}", "axes", c.axes.letters(), "", nameOf(c.axesConfidence));
     if (!c.runnerUp.empty()) {
-        text += fmt::format(": features miss by {:.2f} px with the next best, {}", c.runnerUpMiss,
-                            c.runnerUp);
+        text += fmt::format(": features reprojectionError by {:.2f} px with the next best, {}",
+                            c.runnerUpReprojectionError, c.runnerUp);
     }
     text += fmt::format(
-        "\nThe log explains {:.0f} % of the shake; features then miss by {:.2f} px, without the "
+        "\nThe log explains {:.0f} % of the shake; features then reprojectionError by {:.2f} px, "
+        "without the "
         "log by\n{:.2f} px; {:.0f} % move on their own. +- is one standard deviation.\n",
-        100.0 * c.explained, c.miss, c.missAtRest, 100.0 * c.outliers);
+        100.0 * c.explained, c.reprojectionError, c.reprojectionErrorAtRest, 100.0 * c.outliers);
     return text;
 }
 
@@ -98,9 +101,10 @@ ordered_json jsonOf(const Calibration& c, const std::vector<CalibrationSource>& 
     root["height"] = c.height;
     root["focal_px"] = jsonOf(c.focal);
     root["readout_s"] = jsonOf(c.readout);
-    root["axes"] = {{"letters", c.axes.letters()}, {"telling", nameOf(c.axesTelling)}};
+    root["axes"] = {{"letters", c.axes.letters()}, {"confidence", nameOf(c.axesConfidence)}};
     if (!c.runnerUp.empty()) {
-        root["axes"]["next_best"] = {{"letters", c.runnerUp}, {"miss_px", c.runnerUpMiss}};
+        root["axes"]["next_best"] = {{"letters", c.runnerUp},
+                                     {"miss_px", c.runnerUpReprojectionError}};
     }
     for (size_t i = 0; i < c.clocks.size(); ++i) {
         root["clips"].push_back({{"video", sources[i].video},
@@ -109,30 +113,31 @@ ordered_json jsonOf(const Calibration& c, const std::vector<CalibrationSource>& 
                                  {"clock_drift", jsonOf(c.clocks[i].drift)}});
     }
     root["explained"] = c.explained;
-    root["miss_px"] = c.miss;
-    root["miss_without_log_px"] = c.missAtRest;
+    root["miss_px"] = c.reprojectionError;
+    root["miss_without_log_px"] = c.reprojectionErrorAtRest;
     root["outliers"] = c.outliers;
     return root;
 }
 
 ordered_json presetOf(const Calibration& c, const std::vector<CalibrationSource>& sources,
                       const std::string& path) {
-    const ClipFacts facts = factsOf(c, 0);
+    const ClipMetadata metadata = metadataOf(c, 0);
     const std::optional<double> offset = sharedOffset(c);
     ordered_json root;
     if (sources.size() == 1) root["video"] = relativeTo(path, sources[0].video);
     root["width"] = c.width;
     root["height"] = c.height;
-    if (facts.focalLength) root["focal_px"] = rounded(*facts.focalLength, 100);
-    if (facts.readoutTime) root["readout_s"] = rounded(*facts.readoutTime, 1e6);
+    if (metadata.focalLength) root["focal_px"] = rounded(*metadata.focalLength, 100);
+    if (metadata.readoutTime) root["readout_s"] = rounded(*metadata.readoutTime, 1e6);
     if (offset) root["time_offset_s"] = rounded(*offset, 1e6);
-    if (facts.axes) {
+    if (metadata.axes) {
         for (size_t i = 0; i < 3; ++i) {
-            root["axes"][std::string("device_") + "xyz"[i]] = facts.axes->term(i);
+            root["axes"][std::string("device_") + "xyz"[i]] = metadata.axes->term(i);
         }
     }
     if (sources.size() > 1) return root;
-    if (facts.clockDrift) root["clock_drift_ppm"] = rounded(kMillionths * *facts.clockDrift, 10);
+    if (metadata.clockDrift)
+        root["clock_drift_ppm"] = rounded(kMillionths * *metadata.clockDrift, 10);
     if (sources[0].motion != sources[0].video) {
         root["imu"] = {{"file", relativeTo(path, sources[0].motion)}};
     }
@@ -142,7 +147,7 @@ ordered_json presetOf(const Calibration& c, const std::vector<CalibrationSource>
 }
 
 std::string snippetOf(const Calibration& c) {
-    const ClipFacts facts = factsOf(c, 0);
+    const ClipMetadata metadata = metadataOf(c, 0);
     const std::optional<double> offset = sharedOffset(c);
     std::string text = fmt::format(
         "#include <zpr_framehold.h>\n\n"
@@ -153,17 +158,18 @@ std::string snippetOf(const Calibration& c) {
         text += value ? fmt::format("    param->{} = {:.6f};\n", name, *value)
                       : fmt::format("    /* {} could not be told. */\n", name);
     };
-    if (facts.focalLength) text += "    param->fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;\n";
-    set(facts.focalLength, "fieldOfView");
-    set(facts.readoutTime, "readoutTime");
+    if (metadata.focalLength) text += "    param->fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;\n";
+    set(metadata.focalLength, "fieldOfView");
+    set(metadata.readoutTime, "readoutTime");
     set(offset, "timeOffset");
     text += "}\n";
-    if (!facts.axes) return text + "\n/* The sensor's axes could not be told. */\n";
+    if (!metadata.axes) return text + "\n/* The sensor's axes could not be told. */\n";
     return text + fmt::format(
                       "\n/* Puts what the sensor says in the axes that ZPR_SensorData wants. */\n"
                       "static void toDeviceAxes(const double logged[3], double device[3]) {{\n"
                       "    device[0] = {};\n    device[1] = {};\n    device[2] = {};\n}}\n",
-                      termOf(*facts.axes, 0), termOf(*facts.axes, 1), termOf(*facts.axes, 2));
+                      termOf(*metadata.axes, 0), termOf(*metadata.axes, 1),
+                      termOf(*metadata.axes, 2));
 }
 
 }  // namespace framehold

@@ -40,7 +40,7 @@ std::string motionOf(const std::string& video) {
     findMotion(beside);
     if (!beside.motion.empty()) return beside.motion;
     if (beside.clip.empty()) return video;
-    return readClipFacts(beside.clip).motionLog.value_or(video);
+    return readClipMetadata(beside.clip).motionLog.value_or(video);
 }
 
 std::vector<CalibrationSource> sourcesOf(const CalibrateOptions& options) {

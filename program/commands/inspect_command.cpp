@@ -29,9 +29,9 @@ struct InspectOptions {
     bool quiet = false;
 };
 
-MotionLog readLogOf(const InspectOptions& o, const ClipFacts& facts, bool isVideo) {
+MotionLog readLogOf(const InspectOptions& o, const ClipMetadata& metadata, bool isVideo) {
     if (!isVideo) return readMotionLog(o.file);
-    const std::string named = !o.motion.empty() ? o.motion : facts.motionLog.value_or("");
+    const std::string named = !o.motion.empty() ? o.motion : metadata.motionLog.value_or("");
     if (!named.empty()) return readMotionLog(named);
     if (auto log = readVideoTelemetry(o.file)) return *std::move(log);
     throw std::runtime_error(o.file +
@@ -50,10 +50,10 @@ void findBeside(InspectOptions& o) {
     o.clip = beside.clip;
 }
 
-VideoInspection inspectVideoOf(const InspectOptions& o, const ClipFacts& facts,
+VideoInspection inspectVideoOf(const InspectOptions& o, const ClipMetadata& metadata,
                                const MotionLog& log) {
     Progress progress("tracking", VideoReader(o.file).expectedFrames(), !o.quiet);
-    return inspectVideo(o.file, facts, log, [&progress] {
+    return inspectVideo(o.file, metadata, log, [&progress] {
         throwIfInterrupted();
         progress.advance();
     });
@@ -65,15 +65,15 @@ void inspect(InspectOptions o) {
         throw std::runtime_error(o.file + ": is not a video; --motion and --clip go with a video");
     }
     if (isVideo) findBeside(o);
-    ClipFacts facts = o.clip.empty() ? ClipFacts() : readClipFacts(o.clip);
-    if (o.timeOffset) facts.timeOffset = o.timeOffset;
-    if (o.readoutTime) facts.readoutTime = o.readoutTime;
+    ClipMetadata metadata = o.clip.empty() ? ClipMetadata() : readClipMetadata(o.clip);
+    if (o.timeOffset) metadata.timeOffset = o.timeOffset;
+    if (o.readoutTime) metadata.readoutTime = o.readoutTime;
     Inspection result;
-    result.log = readLogOf(o, facts, isVideo);
+    result.log = readLogOf(o, metadata, isVideo);
     result.statistics = logStatistics(result.log);
     result.findings = findingsOf(result.log, result.statistics);
     if (isVideo) {
-        result.video = inspectVideoOf(o, facts, result.log);
+        result.video = inspectVideoOf(o, metadata, result.log);
         for (const LogFinding& finding : findingsOf(*result.video))
             result.findings.push_back(finding);
         sortFindings(result.findings);
@@ -103,7 +103,7 @@ void addInspectCommand(CLI::App& app) {
         ->required()
         ->check(CLI::ExistingFile);
     command->add_option("-m,--motion", o.motion, "The video's log")->check(CLI::ExistingFile);
-    command->add_option("--clip", o.clip, "clip.json with the video's facts")
+    command->add_option("--clip", o.clip, "clip.json with the video's metadata")
         ->check(CLI::ExistingFile);
     command->add_option("--time-offset", o.timeOffset, "Seconds that are added to frame times")
         ->check(CLI::Range(-1e6, 1e6));

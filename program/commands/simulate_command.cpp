@@ -81,7 +81,7 @@ void addSimulateCommand(CLI::App& app) {
         "Example:\n"
         "  framehold simulate out --duration 4 --shake 1.5\n"
         "  framehold stabilize out/clip.mp4 --clip out/clip.json -o steady.mp4\n"
-        "  framehold simulate out --motion walk.gcsv --from 3 --axes YxZ --facts truth\n"
+        "  framehold simulate out --motion walk.gcsv --from 3 --axes YxZ --metadata truth\n"
         "\n"
         "Writes clip.mp4, imu.gcsv, frames.csv, clip.json and truth.csv (the true orientation of\n"
         "each frame) to FOLDER. The same options give the same clip.");
@@ -114,7 +114,7 @@ void addSimulateCommand(CLI::App& app) {
     command->add_option("--seed", o.path.seed, "Of the shake, the noise and the moving things")
         ->capture_default_str();
     command
-        ->add_option("--facts", o.factsFolder,
+        ->add_option("--metadata", o.metadataFolder,
                      "Folder for clip.json, frames.csv and truth.csv (default: FOLDER); the log "
                      "then tells neither axes nor readout")
         ->type_name("DIR");

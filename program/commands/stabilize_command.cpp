@@ -136,7 +136,7 @@ void addStabilizeCommand(CLI::App& app) {
         ->type_name("FILE");
     command->add_option("-m,--motion", o.motion, "Motion log (default: the telemetry in VIDEO)")
         ->check(CLI::ExistingFile);
-    command->add_option("--clip", o.clip, "clip.json with the recording's facts")
+    command->add_option("--clip", o.clip, "clip.json with the recording's metadata")
         ->check(CLI::ExistingFile);
     command->add_option("-j,--parallel", options->parallel, "Clips to stabilize at a time")
         ->check(CLI::Range(1, 64))

@@ -65,7 +65,7 @@ public:
             motion_ = recordedMotion(o_);
         }
         std::filesystem::create_directories(o_.folder);
-        if (hidesFacts()) std::filesystem::create_directories(o_.factsFolder);
+        if (hidesMetadata()) std::filesystem::create_directories(o_.metadataFolder);
     }
 
     void run() {
@@ -73,7 +73,7 @@ public:
         writeMotion();
         writeFrameTimes();
         writeTruth();
-        writeFacts();
+        writeMetadata();
     }
 
 private:
@@ -83,20 +83,21 @@ private:
     /// When the frame's first row is read, on the path's and the log's clock.
     double exposure(int frame) const { return kFirstFrame + timestamp(frame) + o_.timeOffset; }
 
-    bool hidesFacts() const { return !o_.factsFolder.empty(); }
+    bool hidesMetadata() const { return !o_.metadataFolder.empty(); }
 
     std::string clipFile(const char* name) const {
         return (std::filesystem::path(o_.folder) / name).string();
     }
 
-    std::string factsFile(const char* name) const {
-        return (std::filesystem::path(hidesFacts() ? o_.factsFolder : o_.folder) / name).string();
+    std::string metadataFile(const char* name) const {
+        return (std::filesystem::path(hidesMetadata() ? o_.metadataFolder : o_.folder) / name)
+            .string();
     }
 
-    /// How a file of the clip is called from where the facts are.
-    std::string fromFacts(const char* name) const {
-        if (!hidesFacts()) return name;
-        return std::filesystem::relative(clipFile(name), o_.factsFolder).string();
+    /// How a file of the clip is called from where the metadata is.
+    std::string fromMetadata(const char* name) const {
+        if (!hidesMetadata()) return name;
+        return std::filesystem::relative(clipFile(name), o_.metadataFolder).string();
     }
 
     template <class Write>
@@ -145,7 +146,7 @@ private:
     void writeMotion() const {
         writeText(clipFile("imu.gcsv"), [this](std::ostream& out) {
             fmt::print(out, "CAMERA IMU LOG\nversion,1.3\nid,simulated\n");
-            if (!hidesFacts()) {
+            if (!hidesMetadata()) {
                 fmt::print(out, "orientation,{}\nframe_readout_time,{:.6f}\n", o_.axes,
                            1000.0 * o_.camera.readout);
             }
@@ -164,7 +165,7 @@ private:
     }
 
     void writeFrameTimes() const {
-        writeText(factsFile("frames.csv"), [this](std::ostream& out) {
+        writeText(metadataFile("frames.csv"), [this](std::ostream& out) {
             fmt::print(out, "frame,timestamp_s\n");
             for (int i = 0; i < frames_; ++i) fmt::print(out, "{},{:.9f}\n", i, timestamp(i));
         });
@@ -172,7 +173,7 @@ private:
 
     /// The camera's true orientation when the first row of each frame is read.
     void writeTruth() const {
-        writeText(factsFile("truth.csv"), [this](std::ostream& out) {
+        writeText(metadataFile("truth.csv"), [this](std::ostream& out) {
             fmt::print(out, "frame,timestamp_s,x,y,z,w\n");
             for (int i = 0; i < frames_; ++i) {
                 const Eigen::Quaterniond q = motion_->at(exposure(i));
@@ -182,25 +183,26 @@ private:
         });
     }
 
-    void writeFacts() const {
-        nlohmann::ordered_json facts;
-        facts["name"] = "simulated";
-        facts["video"] = fromFacts("clip.mp4");
-        facts["frames"] = frames_;
-        facts["width"] = o_.camera.width;
-        facts["height"] = o_.camera.height;
-        facts["fps"] = o_.framesPerSecond;
-        facts["imu"] = {{"file", fromFacts("imu.gcsv")}};
-        facts["axes"] = {
+    void writeMetadata() const {
+        nlohmann::ordered_json metadata;
+        metadata["name"] = "simulated";
+        metadata["video"] = fromMetadata("clip.mp4");
+        metadata["frames"] = frames_;
+        metadata["width"] = o_.camera.width;
+        metadata["height"] = o_.camera.height;
+        metadata["fps"] = o_.framesPerSecond;
+        metadata["imu"] = {{"file", fromMetadata("imu.gcsv")}};
+        metadata["axes"] = {
             {"device_x", axes_.term(0)}, {"device_y", axes_.term(1)}, {"device_z", axes_.term(2)}};
-        facts["focal_px"] = o_.camera.focal;
-        facts["readout_s"] = o_.camera.readout;
-        facts["time_offset_s"] = o_.timeOffset;
-        facts["clock_drift_ppm"] = o_.clockDrift;
-        if (!o_.motion.empty()) facts["motion"] = {{"file", o_.motion}, {"from_s", o_.from}};
-        facts["moving_share"] = o_.moving;
-        facts["seed"] = o_.path.seed;
-        writeText(factsFile("clip.json"), [&](std::ostream& out) { out << facts.dump(1) << '\n'; });
+        metadata["focal_px"] = o_.camera.focal;
+        metadata["readout_s"] = o_.camera.readout;
+        metadata["time_offset_s"] = o_.timeOffset;
+        metadata["clock_drift_ppm"] = o_.clockDrift;
+        if (!o_.motion.empty()) metadata["motion"] = {{"file", o_.motion}, {"from_s", o_.from}};
+        metadata["moving_share"] = o_.moving;
+        metadata["seed"] = o_.path.seed;
+        writeText(metadataFile("clip.json"),
+                  [&](std::ostream& out) { out << metadata.dump(1) << '\n'; });
     }
 
     const SimulateOptions& o_;

@@ -27,7 +27,7 @@ struct SimulateOptions {
     double moving = 0.0;           // share of the picture
     std::string motion;            // log to follow; empty: the made-up path
     double from = 1.0;             // seconds into that log
-    std::string factsFolder;       // empty: the clip's
+    std::string metadataFolder;    // empty: the clip's
     bool quiet = false;
 };
 

@@ -1,6 +1,6 @@
 #include "stabilize/clip_files.h"
 
-#include "motion/clip_facts.h"
+#include "motion/clip_metadata.h"
 
 #include <algorithm>
 #include <cctype>
@@ -74,11 +74,11 @@ std::string filledIn(const std::string& pattern, const fs::path& video) {
 }
 
 /// Whether the clip.json in the video's folder is this video's.
-bool isFactsOf(const fs::path& facts, const fs::path& video) {
-    if (!fs::exists(facts)) return false;
-    const std::optional<std::string> named = readClipFacts(facts.string()).video;
+bool isMetadataOf(const fs::path& metadata, const fs::path& video) {
+    if (!fs::exists(metadata)) return false;
+    const std::optional<std::string> named = readClipMetadata(metadata.string()).video;
     if (named) return *named == video.filename();
-    const auto files = fs::directory_iterator(facts.parent_path());
+    const auto files = fs::directory_iterator(metadata.parent_path());
     return std::count_if(begin(files), end(files), [](const fs::directory_entry& file) {
                return isVideo(file.path()) && !isEarlierResult(file.path());
            }) == 1;
@@ -125,10 +125,10 @@ void findMotion(StabilizeOptions& options) {
     const fs::path common = video.parent_path() / "clip.json";
     if (fs::exists(beside(".json"))) {
         options.clip = beside(".json").string();
-    } else if (isFactsOf(common, video)) {
+    } else if (isMetadataOf(common, video)) {
         options.clip = common.string();
     }
-    const bool isNamed = !options.clip.empty() && readClipFacts(options.clip).motionLog;
+    const bool isNamed = !options.clip.empty() && readClipMetadata(options.clip).motionLog;
     if (!options.motion.empty() || isNamed) return;
     for (const char* extension : {".gcsv", ".csv", ".txt", ".log"}) {
         if (!fs::exists(beside(extension))) continue;

@@ -27,9 +27,9 @@ std::string nameFor(const std::string& pattern, const std::string& video,
 /// Whether a pattern gives videos of different names different results.
 bool namesEach(const std::string& pattern);
 
-/// Looks beside the video for what is not given: facts in a .json file of the video's name or in a
+/// Looks beside the video for what is not given: metadata in a .json file of the video's name or in a
 /// clip.json that is the video's; and, if these name none, a motion log of the video's name.
-/// Throws FileError for facts that cannot be read.
+/// Throws FileError for metadata that cannot be read.
 void findMotion(StabilizeOptions& options);
 
 }  // namespace framehold

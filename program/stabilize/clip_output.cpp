@@ -47,8 +47,8 @@ bool holdsMore(AVPixelFormat format) {
 }  // namespace
 
 ClipOutput::ClipOutput(const StabilizeOptions& options, const VideoReader& source,
-                       const Canvas* canvas)
-    : source_(source), canvas_(canvas), isSideBySide_(options.sideBySide),
+                       const PaddedFrame* padded)
+    : source_(source), padded_(padded), isSideBySide_(options.sideBySide),
       settings_(settingsFor(options, source)), writer_(options.output, settings_, &source) {}
 
 void ClipOutput::tell(RunMessages& messages) const {
@@ -71,7 +71,7 @@ void ClipOutput::tell(RunMessages& messages) const {
 }
 
 void ClipOutput::write(AVFrame& stable, const AVFrame& original) {
-    if (canvas_ != nullptr) canvas_->cut(stable);
+    if (padded_ != nullptr) padded_->cut(stable);
     writer_.write(isSideBySide_ ? *sideBySide(original, stable) : stable);
 }
 

@@ -2,7 +2,7 @@
 
 #include "media/video_reader.h"
 #include "media/video_writer.h"
-#include "stabilize/canvas.h"
+#include "stabilize/padded_frame.h"
 #include "stabilize/run_messages.h"
 #include "stabilize/stabilize_options.h"
 
@@ -11,9 +11,10 @@ namespace framehold {
 /// The video that becomes of a clip.
 class ClipOutput {
 public:
-    /// canvas: null where frames of the output's own size are rendered. All but the options is
+    /// padded: null where frames of the output's own size are rendered. All but the options is
     /// borrowed. Throws MediaError, as all functions.
-    ClipOutput(const StabilizeOptions& options, const VideoReader& source, const Canvas* canvas);
+    ClipOutput(const StabilizeOptions& options, const VideoReader& source,
+               const PaddedFrame* padded);
 
     /// Says what the result cannot keep of the source.
     void tell(RunMessages& messages) const;
@@ -28,7 +29,7 @@ public:
 
 private:
     const VideoReader& source_;
-    const Canvas* canvas_;
+    const PaddedFrame* padded_;
     bool isSideBySide_;
     VideoSettings settings_;
     VideoWriter writer_;

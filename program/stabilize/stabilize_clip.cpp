@@ -5,10 +5,10 @@
 #include "common/progress.h"
 #include "media/video_reader.h"
 #include "report/run_record_file.h"
-#include "stabilize/canvas.h"
 #include "stabilize/clip_output.h"
 #include "stabilize/clip_report.h"
 #include "stabilize/motion_feed.h"
+#include "stabilize/padded_frame.h"
 #include "stabilize/path_observer.h"
 #include "stabilize/path_table.h"
 #include "stabilize/run_messages.h"
@@ -55,14 +55,14 @@ public:
     ClipStabilizer(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record)
         : options_(options), record_(record),
           messages_(record, display.label, display.showNotes && !options.quiet),
-          reader_(options.video), canvas_(reader_.width()),
+          reader_(options.video), padded_(reader_.width()),
           plan_(makePlan(
               options,
-              {reader_.width(), reader_.height(), reader_.framesPerSecond(), canvas_.width()},
+              {reader_.width(), reader_.height(), reader_.framesPerSecond(), padded_.width()},
               options.findsUnknown
-                  ? findUnknownFacts(options, display.showProgress && !options.quiet)
-                  : ClipFacts())),
-          output_(options, reader_, usesCanvas() ? &canvas_ : nullptr),
+                  ? findUnknownMetadata(options, display.showProgress && !options.quiet)
+                  : ClipMetadata())),
+          output_(options, reader_, usesPaddedFrame() ? &padded_ : nullptr),
           progress_("stabilizing", reader_.expectedFrames(),
                     display.showProgress && !options.quiet),
           observesPath_(display.observePath) {
@@ -108,7 +108,7 @@ private:
     };
 
     /// Outputs of a size of their own are rendered as they are.
-    bool usesCanvas() const { return !options_.outputSize; }
+    bool usesPaddedFrame() const { return !options_.outputSize; }
 
     /// Seconds, on the motion log's clock but for the time offset.
     double timeOf(const AVFrame& frame) const {
@@ -150,7 +150,7 @@ private:
     }
 
     void take(const AVFrame& original) {
-        const AVFrame& frame = usesCanvas() ? *canvas_.place(original) : original;
+        const AVFrame& frame = usesPaddedFrame() ? *padded_.pad(original) : original;
         const double time = timeOf(original);
         if (!stabilizer_) start(frame, time);
         lastTime_ = time + plan_.param.timeOffset + plan_.param.readoutTime;
@@ -238,7 +238,7 @@ private:
     RunRecord& record_;
     RunMessages messages_;
     VideoReader reader_;
-    Canvas canvas_;
+    PaddedFrame padded_;
     StabilizePlan plan_;
     ClipOutput output_;
     Progress progress_;

@@ -8,7 +8,7 @@
 
 namespace framehold {
 
-/// What the user asks `framehold stabilize` for. Options not given leave it to the clip's facts,
+/// What the user asks `framehold stabilize` for. Options not given leave it to the clip's metadata,
 /// the motion log or a default.
 struct StabilizeOptions {
     std::string video;

@@ -45,8 +45,8 @@ void describeImage(int width, int height, ZPR_Image& image) {
     image.pitch[0] = image.pitch[1] = width;
 }
 
-void chooseView(const StabilizeOptions& options, const ClipFacts& facts, const ClipFacts& found,
-                const VideoFacts& video, StabilizePlan& plan) {
+void chooseView(const StabilizeOptions& options, const ClipMetadata& metadata,
+                const ClipMetadata& found, const VideoProperties& video, StabilizePlan& plan) {
     const std::map<std::string, int> kModes = {
         {"width", ZPR_FOV_WIDTH}, {"height", ZPR_FOV_HEIGHT}, {"diagonal", ZPR_FOV_DIAGONAL}};
     Choice<double> focal;
@@ -58,10 +58,11 @@ void chooseView(const StabilizeOptions& options, const ClipFacts& facts, const C
                                          *options.fieldOfView, options.fieldOfViewAcross));
         return;
     }
-    if (facts.focalLength) {
-        // The facts are those of the clip's own size; the video may have been scaled since.
-        const double scale = facts.width ? static_cast<double>(video.width) / *facts.width : 1.0;
-        focal.from(*facts.focalLength * scale, options.clip);
+    if (metadata.focalLength) {
+        // The metadata is those of the clip's own size; the video may have been scaled since.
+        const double scale =
+            metadata.width ? static_cast<double>(video.width) / *metadata.width : 1.0;
+        focal.from(*metadata.focalLength * scale, options.clip);
     }
     focal.from(found.focalLength, kFound);
     if (!focal) {
@@ -77,11 +78,12 @@ void chooseView(const StabilizeOptions& options, const ClipFacts& facts, const C
         fmt::format("focal length {:.1f} pixels ({})", focal.value(), focal.source()));
 }
 
-void chooseTiming(const StabilizeOptions& options, const ClipFacts& facts, const ClipFacts& found,
-                  MotionLog& log, const std::string& logName, StabilizePlan& plan) {
+void chooseTiming(const StabilizeOptions& options, const ClipMetadata& metadata,
+                  const ClipMetadata& found, MotionLog& log, const std::string& logName,
+                  StabilizePlan& plan) {
     Choice<double> readout;
     readout.from(options.readoutTime, "--readout")
-        .from(facts.readoutTime, options.clip)
+        .from(metadata.readoutTime, options.clip)
         .from(found.readoutTime, kFound)
         .from(log.readoutTime, logName)
         .from(plan.param.readoutTime, "default");
@@ -89,7 +91,7 @@ void chooseTiming(const StabilizeOptions& options, const ClipFacts& facts, const
     Choice<double> offset;
     // Not the library's default, which is that of a phone's live camera.
     offset.from(options.timeOffset, "--time-offset")
-        .from(facts.timeOffset, options.clip)
+        .from(metadata.timeOffset, options.clip)
         .from(found.timeOffset, kFound)
         .from(0.0, "default");
     plan.param.timeOffset = offset.value();
@@ -97,7 +99,7 @@ void chooseTiming(const StabilizeOptions& options, const ClipFacts& facts, const
                                      1000.0 * readout.value(), readout.source(),
                                      1000.0 * offset.value(), offset.source()));
     Choice<double> drift;
-    drift.from(facts.clockDrift, options.clip).from(found.clockDrift, kFound);
+    drift.from(metadata.clockDrift, options.clip).from(found.clockDrift, kFound);
     if (!drift || drift.value() == 0.0) return;
     // Frames keep their times; the log goes to their clock.
     const double factor = 1.0 / (1.0 + drift.value());
@@ -116,12 +118,13 @@ bool looksOutside(int input, int output, int cropPercent) {
     return first < 0.0 || first + shown > input;
 }
 
-void chooseSizes(const StabilizeOptions& options, const VideoFacts& video, StabilizePlan& plan) {
+void chooseSizes(const StabilizeOptions& options, const VideoProperties& video,
+                 StabilizePlan& plan) {
     if (options.crop == 100) {
         plan.warnings.push_back("--crop 100 leaves no margin: frames will hardly be stabilized");
     }
     if (!options.outputSize) {
-        describeImage(video.canvasWidth, video.height, plan.param.inputImage);
+        describeImage(video.paddedWidth, video.height, plan.param.inputImage);
         plan.param.outputImage = plan.param.inputImage;
         return;
     }
@@ -166,9 +169,9 @@ Vec3 initialGravity(const std::vector<MotionSample>& gravity) {
 }
 
 /// The gravity samples to feed, the first one no later than the first rate.
-std::vector<MotionSample> chooseGravity(const StabilizeOptions& options, const ClipFacts& facts,
-                                        const MotionLog& log, const std::string& logName,
-                                        StabilizePlan& plan) {
+std::vector<MotionSample> chooseGravity(const StabilizeOptions& options,
+                                        const ClipMetadata& metadata, const MotionLog& log,
+                                        const std::string& logName, StabilizePlan& plan) {
     const double start = log.rates.front().time;
     const auto made = [&](const Vec3& g, const std::string& source) {
         plan.notes.push_back(
@@ -182,7 +185,7 @@ std::vector<MotionSample> chooseGravity(const StabilizeOptions& options, const C
     }
     if (log.gravity.empty()) {
         const std::string without = logName + " has no gravity; ";
-        if (facts.gravityHint) return made(*facts.gravityHint, without + options.clip);
+        if (metadata.gravityHint) return made(*metadata.gravityHint, without + options.clip);
         return made({9.81, 0.0, 0.0}, without + "taking the picture's top for up");
     }
     std::vector<MotionSample> gravity = {{start, initialGravity(log.gravity)}};
@@ -194,8 +197,9 @@ std::vector<MotionSample> chooseGravity(const StabilizeOptions& options, const C
 }
 
 /// The log that is named, else the telemetry in the video.
-MotionLog chooseLog(const StabilizeOptions& options, const ClipFacts& facts, StabilizePlan& plan) {
-    plan.motionLog = !options.motion.empty() ? options.motion : facts.motionLog.value_or("");
+MotionLog chooseLog(const StabilizeOptions& options, const ClipMetadata& metadata,
+                    StabilizePlan& plan) {
+    plan.motionLog = !options.motion.empty() ? options.motion : metadata.motionLog.value_or("");
     if (!plan.motionLog.empty()) return readMotionLog(plan.motionLog);
     plan.motionLog = options.video;
     if (!options.video.empty() && options.video != "-") {
@@ -207,11 +211,11 @@ MotionLog chooseLog(const StabilizeOptions& options, const ClipFacts& facts, Sta
 }
 
 /// Puts the log in device axes and says what it is.
-void chooseAxes(const StabilizeOptions& options, const ClipFacts& facts, const ClipFacts& found,
-                MotionLog& log, StabilizePlan& plan) {
+void chooseAxes(const StabilizeOptions& options, const ClipMetadata& metadata,
+                const ClipMetadata& found, MotionLog& log, StabilizePlan& plan) {
     Choice<AxisMapping> axes;
     if (options.axes) axes.from(AxisMapping::fromLetters(*options.axes), "--axes");
-    axes.from(facts.axes, options.clip)
+    axes.from(metadata.axes, options.clip)
         .from(found.axes, kFound)
         .from(log.orientation, plan.motionLog);
     plan.axes = axes.value().letters();
@@ -236,7 +240,7 @@ void chooseAxes(const StabilizeOptions& options, const ClipFacts& facts, const C
 /// Averages or leaves out what the library cannot hold.
 template <class Sample>
 void thin(std::vector<Sample>& samples, const char* how, const StabilizeOptions& options,
-          const VideoFacts& video, StabilizePlan& plan) {
+          const VideoProperties& video, StabilizePlan& plan) {
     const double limit =
         largestSampleRate(options.delay, video.framesPerSecond, plan.param.readoutTime);
     if (samplesPerSecond(samples) <= limit) return;
@@ -246,8 +250,8 @@ void thin(std::vector<Sample>& samples, const char* how, const StabilizeOptions&
                     how, samplesPerSecond(samples), options.delay));
 }
 
-void chooseSamples(const StabilizeOptions& options, const ClipFacts& facts, const VideoFacts& video,
-                   MotionLog& log, StabilizePlan& plan) {
+void chooseSamples(const StabilizeOptions& options, const ClipMetadata& metadata,
+                   const VideoProperties& video, MotionLog& log, StabilizePlan& plan) {
     if (feedsOrientations(log, options.sensorMask)) {
         plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1));
         thin(log.orientations, "thinned", options, video, plan);
@@ -257,7 +261,7 @@ void chooseSamples(const StabilizeOptions& options, const ClipFacts& facts, cons
     plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) |
                                                         ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1));
     thin(log.rates, "averaged", options, video, plan);
-    plan.samples = samplesOf(chooseGravity(options, facts, log, plan.motionLog, plan), log.rates,
+    plan.samples = samplesOf(chooseGravity(options, metadata, log, plan.motionLog, plan), log.rates,
                              plan.param.sensorMask);
 }
 
@@ -277,24 +281,25 @@ double largestSampleRate(int delayFrames, double framesPerSecond, double readout
     return (records - 2.0) / seconds;
 }
 
-StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video,
-                       const ClipFacts& found) {
+StabilizePlan makePlan(const StabilizeOptions& options, const VideoProperties& video,
+                       const ClipMetadata& found) {
     StabilizePlan plan{};
     ZPR_GetDefaultParam(&plan.param);
-    const ClipFacts facts = options.clip.empty() ? ClipFacts() : readClipFacts(options.clip);
-    plan.warnings = facts.warnings;
+    const ClipMetadata metadata =
+        options.clip.empty() ? ClipMetadata() : readClipMetadata(options.clip);
+    plan.warnings = metadata.warnings;
     plan.warnings.insert(plan.warnings.end(), found.warnings.begin(), found.warnings.end());
-    MotionLog log = chooseLog(options, facts, plan);
+    MotionLog log = chooseLog(options, metadata, plan);
 
     chooseSizes(options, video, plan);
-    chooseView(options, facts, found, video, plan);
-    chooseTiming(options, facts, found, log, plan.motionLog, plan);
+    chooseView(options, metadata, found, video, plan);
+    chooseTiming(options, metadata, found, log, plan.motionLog, plan);
     plan.param.cropPercent = options.crop;
     plan.param.smoothingLevel = options.smoothing;
     plan.param.delayFrames = options.delay;
-    plan.frameTimes = facts.frameTimes;
-    chooseAxes(options, facts, found, log, plan);
-    chooseSamples(options, facts, video, log, plan);
+    plan.frameTimes = metadata.frameTimes;
+    chooseAxes(options, metadata, found, log, plan);
+    chooseSamples(options, metadata, video, log, plan);
     return plan;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "motion/clip_facts.h"
+#include "motion/clip_metadata.h"
 #include "motion/motion_log.h"
 #include "stabilize/stabilize_options.h"
 #include "zpr_framehold.h"
@@ -11,14 +11,14 @@
 namespace framehold {
 
 /// What is known of the video when the plan is made.
-struct VideoFacts {
+struct VideoProperties {
     int width;
     int height;
     double framesPerSecond;
-    int canvasWidth;  // of the frames that the library gets, see Canvas
+    int paddedWidth;  // of the frames that the library gets, see PaddedFrame
 };
 
-/// Parameters and motion for one clip, made of options, facts and log in this order of
+/// Parameters and motion for one clip, made of options, metadata and log in this order of
 /// precedence; on the log's clock.
 struct StabilizePlan {
     ZPR_Param param;
@@ -30,10 +30,10 @@ struct StabilizePlan {
     std::vector<std::string> warnings;
 };
 
-/// found: what the clip itself was found to tell, for what neither options nor facts say.
+/// found: what the clip itself was found to tell, for what neither options nor metadata says.
 /// Throws std::runtime_error, with file and field where it can.
-StabilizePlan makePlan(const StabilizeOptions& options, const VideoFacts& video,
-                       const ClipFacts& found = {});
+StabilizePlan makePlan(const StabilizeOptions& options, const VideoProperties& video,
+                       const ClipMetadata& found = {});
 
 /// Samples per second that an instance can hold without losing one it needs.
 double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime);

@@ -15,9 +15,9 @@ frames() { ffmpeg -v error -i "$1" -map 0:v -f framemd5 - | sed '/^#/d;s/.*,//';
 stabilize() { "$framehold" stabilize "$@" --preset ultrafast; }
 
 "$framehold" simulate sim --size 320x180 --focal 300 --duration 1 -q || fail "simulate"
-facts=sim/clip.json
+metadata=sim/clip.json
 
-# Six clips, a broken video and a broken log among them. The last one has facts of its own name.
+# Six clips, a broken video and a broken log among them. The last one has metadata of its own name.
 for i in 1 2 3 4 5; do cp -r sim "clip$i"; done
 rm clip*/truth.csv
 mkdir clip6 && cp sim/clip.mp4 clip6/walk.mp4 && cp sim/imu.gcsv clip6/walk.gcsv
@@ -51,10 +51,10 @@ expect 2 "--json" stabilize clip1 -o - --json
 mkdir empty
 expect 1 "empty: holds no videos" stabilize empty
 expect 1 "is the input itself" stabilize clip1/clip.mp4 -o clip1/../clip1/clip.mp4
-expect 1 "standard input: is not YUV4MPEG2" stabilize - --clip $facts -o pipe.mp4
+expect 1 "standard input: is not YUV4MPEG2" stabilize - --clip $metadata -o pipe.mp4
 
 # A pipe gives the frames that a file gives.
-ffmpeg -v error -i sim/clip.mp4 -f yuv4mpegpipe - | "$framehold" stabilize - --clip $facts -o - -q >pipe.y4m ||
+ffmpeg -v error -i sim/clip.mp4 -f yuv4mpegpipe - | "$framehold" stabilize - --clip $metadata -o - -q >pipe.y4m ||
     fail "pipe"
 "$framehold" stabilize sim/clip.mp4 -o lossless.mkv --encoder ffv1 --export-path path.csv -q ||
     fail "lossless"
@@ -69,7 +69,7 @@ ffmpeg -v error -i sim/clip.mp4 -f lavfi -i sine=duration=1 -i text.srt -i chapt
     -pix_fmt yuv422p10le -c:v libx264 -preset ultrafast -color_range tv -colorspace bt709 \
     -color_primaries bt709 -color_trc bt709 -c:a aac -c:s mov_text whole.mp4
 ffmpeg -v error -i whole.mp4 -map 0:v -map 0:a -map 0:s -c copy -metadata:s:v rotate=90 turned.mp4
-expect 0 "come in as yuv422p10le" stabilize turned.mp4 --clip $facts -o kept.mp4
+expect 0 "come in as yuv422p10le" stabilize turned.mp4 --clip $metadata -o kept.mp4
 entries=stream=codec_name,width,height,sample_aspect_ratio,color_range,color_space,color_primaries,\
 color_transfer,nb_frames:stream_side_data=rotation:chapter=end_time:frame=pts_time
 [ "$(of turned.mp4 $entries)" = "$(of kept.mp4 $entries)" ] ||
@@ -79,9 +79,9 @@ for stream in a s; do
     [ "$(ffmpeg -v error -i turned.mp4 -map 0:$stream -c copy -f md5 -)" = \
         "$(ffmpeg -v error -i kept.mp4 -map 0:$stream -c copy -f md5 -)" ] || fail "stream $stream differs"
 done
-expect 0 "stream 2 (subtitle, mov_text) is left out" stabilize turned.mp4 --clip $facts -o kept.mkv
-expect 0 "rotation of the picture by 90 degrees is left out" stabilize turned.mp4 --clip $facts -o kept.mkv
-stabilize turned.mp4 --clip $facts --side-by-side --pixel-format yuv444p10le -q -o both.mp4
+expect 0 "stream 2 (subtitle, mov_text) is left out" stabilize turned.mp4 --clip $metadata -o kept.mkv
+expect 0 "rotation of the picture by 90 degrees is left out" stabilize turned.mp4 --clip $metadata -o kept.mkv
+stabilize turned.mp4 --clip $metadata --side-by-side --pixel-format yuv444p10le -q -o both.mp4
 of both.mp4 stream=pix_fmt,width,height | grep -q ^644,180,yuv444p10le || fail "both.mp4: no such size or pixels"
 
 # One colour stays that colour, in all kinds of pixels and sizes.
@@ -91,7 +91,7 @@ colour() {
     shift 5
     ffmpeg -v error -y -f lavfi -i "color=c=0xC85028:s=$size:d=0.2,format=gbrp" -vf "scale=out_range=$range:\
 out_color_matrix=bt709,format=$format" -color_range $range -colorspace bt709 -c:v ffv1 colour.mkv
-    stabilize colour.mkv --clip $facts --delay 0 -q -o "$name" "$@" || fail "$format to $name"
+    stabilize colour.mkv --clip $metadata --delay 0 -q -o "$name" "$@" || fail "$format to $name"
     local got
     got=$(of "$name" stream=width,height,pix_fmt)
     [ "$got" = "$expected" ] || fail "$format to $name $*: $got"

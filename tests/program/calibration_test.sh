@@ -1,5 +1,5 @@
 #!/bin/bash
-# Calibrates with a simulated clip that hides its facts, and compares what is found with the truth.
+# Calibrates with a simulated clip that hides its metadata, and compares what is found with the truth.
 # Usage: calibration_test.sh FRAMEHOLD COMPILER INCLUDE
 set -u
 . "$(dirname "$0")/../support/shell_checks.sh"
@@ -20,7 +20,7 @@ near() {
 clip=$work/clip/clip.mp4
 "$framehold" simulate "$work/clip" -q --size 320x240 --focal 300 --duration 4 --pan 0 --shake 1.5 \
     --axes YxZ --time-offset 0.037 --readout 0.024 --noise-density 0.0002 --moving 0.2 \
-    --facts "$work/truth" || fail "simulate"
+    --metadata "$work/truth" || fail "simulate"
 "$framehold" calibrate "$clip" -m "$work/clip/imu.gcsv" -q -o "$work/found.json" \
     --snippet "$work/camera.c" || fail "calibrate"
 near focal_px 300 3

@@ -41,7 +41,7 @@ TEST(ClipFiles, FoldersGiveTheirVideos) {
     EXPECT_EQ(findClips({"-", path, b}), (std::vector<std::string>{"-", a, b, b}));
 }
 
-TEST(ClipFiles, FactsAndLogAreFoundBesideTheVideo) {
+TEST(ClipFiles, MetadataAndLogAreFoundBesideTheVideo) {
     const auto found = [](const TemporaryFolder& folder, StabilizeOptions options = {}) {
         options.video = folder.write("walk.mp4", "");
         findMotion(options);

@@ -1,8 +1,8 @@
 // The desktop program's parts that need no video.
 #include "common/text_fields.h"
-#include "motion/clip_facts.h"
+#include "motion/clip_metadata.h"
 #include "motion/motion_log_reader.h"
-#include "stabilize/canvas.h"
+#include "stabilize/padded_frame.h"
 #include "stabilize/stabilize_plan.h"
 #include "support/temporary_folder.h"
 #include "support/test_support.h"
@@ -96,20 +96,20 @@ TEST(MotionLog, ThinningLosesNoRotation) {
     }
 }
 
-TEST(ClipFacts, ReadsAndNamesWhatIsWrong) {
+TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
     const TemporaryFolder folder;
     folder.write("frames.csv", "frame,timestamp_s\n0,0.5\n1,0.6\n");
-    const ClipFacts facts = readClipFacts(folder.write("clip.json", R"({
+    const ClipMetadata metadata = readClipMetadata(folder.write("clip.json", R"({
         "width": 800, "focal_px": 557.0, "readout_s": 0.03, "time_offset_s": -0.003,
         "axes": {"device_x": "+y", "device_y": "-x", "device_z": "+z"},
         "gravity_hint_mps2": [9.81, 0, 0], "imu": {"file": "imu.gcsv", "accel_hz": null}})"));
-    EXPECT_EQ(facts.width, 800);
-    EXPECT_EQ(facts.focalLength, 557.0);
-    EXPECT_EQ(facts.timeOffset, -0.003);
-    EXPECT_EQ(facts.axes->letters(), "YxZ");
-    EXPECT_EQ(facts.gravityHint, (Vec3{9.81, 0, 0}));
-    EXPECT_NE(facts.motionLog->find("/imu.gcsv"), std::string::npos);
-    EXPECT_EQ(facts.frameTimes, (std::vector<double>{0.5, 0.6}));
+    EXPECT_EQ(metadata.width, 800);
+    EXPECT_EQ(metadata.focalLength, 557.0);
+    EXPECT_EQ(metadata.timeOffset, -0.003);
+    EXPECT_EQ(metadata.axes->letters(), "YxZ");
+    EXPECT_EQ(metadata.gravityHint, (Vec3{9.81, 0, 0}));
+    EXPECT_NE(metadata.motionLog->find("/imu.gcsv"), std::string::npos);
+    EXPECT_EQ(metadata.frameTimes, (std::vector<double>{0.5, 0.6}));
 
     const std::pair<const char*, const char*> kCases[] = {
         {"{", "not JSON"},
@@ -122,18 +122,18 @@ TEST(ClipFacts, ReadsAndNamesWhatIsWrong) {
     };
     for (const auto& [text, message] : kCases) {
         const std::string path = folder.write("bad.json", text);
-        const std::string error = errorOf([&] { readClipFacts(path); });
+        const std::string error = errorOf([&] { readClipMetadata(path); });
         EXPECT_EQ(error.find(path + ": " + message), 0u) << error;
     }
     folder.write("frames.csv", "frame,timestamp_s\n0,0.5\n2,0.6\n");
-    const std::string error = errorOf([&] { readClipFacts(folder.write("clip.json", "{}")); });
+    const std::string error = errorOf([&] { readClipMetadata(folder.write("clip.json", "{}")); });
     EXPECT_NE(error.find("frames.csv:3: frame: 2"), std::string::npos) << error;
 }
 
-TEST(StabilizePlan, OptionsPrecedeFactsPrecedeTheLog) {
+TEST(StabilizePlan, OptionsPrecedeMetadataPrecedeTheLog) {
     const TemporaryFolder folder;
     StabilizeOptions options;
-    const VideoFacts video{800, 600, 30.0, 896};
+    const VideoProperties video{800, 600, 30.0, 896};
     EXPECT_NE(errorOf([&] { makePlan(options, video); }).find("no motion log"), std::string::npos);
     options.motion = folder.write("imu.gcsv", kHead + kScales + "t,gx,gy,gz\n0,1,2,3\n10,1,2,3\n");
     StabilizePlan plan = makePlan(options, video);
@@ -187,20 +187,20 @@ TEST(StabilizePlan, OptionsPrecedeFactsPrecedeTheLog) {
     EXPECT_THROW(makePlan(options, video), std::runtime_error);
 }
 
-TEST(Canvas, RepeatsEdgesAndCutsThemOff) {
+TEST(PaddedFrame, RepeatsEdgesAndCutsThemOff) {
     for (const int width : {128, 854, 800, 130}) {
         SCOPED_TRACE(width);
         AvPtr<AVFrame> frame = makeNv12Frame(width, 2);
         for (int x = 0; x < width; ++x) frame->data[1][x] = static_cast<uint8_t>(3 * x);
-        Canvas canvas(width);
-        EXPECT_EQ(canvas.width() % 128, 0);
-        AvPtr<AVFrame> placed(av_frame_clone(canvas.place(*frame)));
-        const int left = (canvas.width() - width) / 4 * 2, right = canvas.width() - 1;
+        PaddedFrame padded(width);
+        EXPECT_EQ(padded.width() % 128, 0);
+        AvPtr<AVFrame> placed(av_frame_clone(padded.pad(*frame)));
+        const int left = (padded.width() - width) / 4 * 2, right = padded.width() - 1;
         for (const auto& [x, source] :
              {std::pair{0, 0}, {1, 1}, {left + 5, 5}, {right, width - 1}}) {
             EXPECT_EQ(placed->data[1][x], static_cast<uint8_t>(3 * source));
         }
-        canvas.cut(*placed);
+        padded.cut(*placed);
         EXPECT_EQ(placed->width, width);
         EXPECT_EQ(placed->data[1][7], 21);
     }

@@ -371,11 +371,11 @@ TEST(VideoTelemetry, GoesAlongWhereTheContainerHoldsIt) {
 
 TEST(StabilizePlan, FeedsTelemetryAndOrientations) {
     const TemporaryFolder folder;
-    const VideoFacts facts{800, 600, 30.0, 896};
+    const VideoProperties metadata{800, 600, 30.0, 896};
     StabilizeOptions options;
     options.video = folder.path("clip.mov");
     writeTelemetryFile(options.video, {{0.0, 0.1, gpmfPacket(10)}, {0.1, 0.1, gpmfPacket(20)}});
-    const StabilizePlan telemetry = makePlan(options, facts);
+    const StabilizePlan telemetry = makePlan(options, metadata);
     EXPECT_EQ(telemetry.motionLog, options.video);
     ASSERT_EQ(telemetry.samples.size(), 21u);
     EXPECT_EQ(telemetry.samples[0].type, ZPR_SENSOR_GRAVITY_1);
@@ -385,14 +385,14 @@ TEST(StabilizePlan, FeedsTelemetryAndOrientations) {
     options.motion = kData + "rotation/game.csv";
     for (const auto& [mask, type] : {std::pair{0, 5}, {32, 6}, {48, 5}}) {
         if (mask != 0) options.sensorMask = mask;
-        const StabilizePlan plan = makePlan(options, facts);
+        const StabilizePlan plan = makePlan(options, metadata);
         ASSERT_EQ(plan.samples.size(), 10u);
         EXPECT_EQ(plan.samples[0].type, type);
         EXPECT_NEAR(plan.samples[0].value[0], 0.6 * std::sin(0.1), 1e-6);
         EXPECT_NEAR(plan.samples[0].value[3], std::cos(0.1), 1e-6);
     }
     options.sensorMask = 5;
-    EXPECT_EQ(errorOf([&] { makePlan(options, facts); }),
+    EXPECT_EQ(errorOf([&] { makePlan(options, metadata); }),
               "--sensor-mask: 5 enables neither type 5 nor type 6; a log of orientations needs one "
               "of them");
 }

@@ -13,7 +13,7 @@ namespace framehold {
 
 namespace {
 
-// What a value may be off by and still be called told.
+// Largest deviation of a value that counts as well determined.
 constexpr double kFocalLimit = 0.01;     // share
 constexpr double kReadoutLimit = 0.002;  // seconds
 constexpr double kOffsetLimit = 0.001;   // seconds
@@ -49,20 +49,20 @@ struct Hypothesis {
     }
 };
 
-Finding judged(const Estimate& estimate, double floor, double limit, bool given) {
-    Finding finding;
-    finding.value = estimate.value;
+CalibratedValue judged(const Estimate& estimate, double floor, double limit, bool given) {
+    CalibratedValue judgement;
+    judgement.value = estimate.value;
     if (given) {
-        finding.telling = Telling::kGiven;
-        return finding;
+        judgement.confidence = Confidence::kGiven;
+        return judgement;
     }
-    finding.deviation = std::hypot(estimate.deviation, floor);
-    if (finding.deviation <= limit) {
-        finding.telling = Telling::kTold;
-    } else if (finding.deviation <= 3.0 * limit) {
-        finding.telling = Telling::kRoughly;
+    judgement.deviation = std::hypot(estimate.deviation, floor);
+    if (judgement.deviation <= limit) {
+        judgement.confidence = Confidence::kWellDetermined;
+    } else if (judgement.deviation <= 3.0 * limit) {
+        judgement.confidence = Confidence::kWeak;
     }
-    return finding;
+    return judgement;
 }
 
 class Calibrator {
@@ -100,7 +100,8 @@ public:
         result.axes = chosen.axes;
         result.explained = chosen.explained();
         judgeAxes(hypotheses, best, result);
-        if (!result.focal.isUsable() || result.axesTelling == Telling::kNot) doubt(result);
+        if (!result.focal.isUsable() || result.axesConfidence == Confidence::kUnobservable)
+            doubt(result);
         return result;
     }
 
@@ -234,12 +235,12 @@ private:
         return std::any_of(fit.camera.clocks.begin(), fit.camera.clocks.end(), shows);
     }
 
-    /// The mapping with the smallest miss; a mirrored one only if it is far better.
+    /// The mapping with the smallest reprojectionError; a mirrored one only if it is far better.
     static size_t choose(const std::vector<Hypothesis>& hypotheses) {
         constexpr double kMirroredHandicap = 1.2;
         constexpr double kTie = 1.02;  // within which the evidence decides
         const auto cost = [&](size_t i) {
-            return hypotheses[i].fit.miss *
+            return hypotheses[i].fit.reprojectionError *
                    (hypotheses[i].axes.isProper() ? 1.0 : kMirroredHandicap);
         };
         size_t best = 0;
@@ -252,35 +253,37 @@ private:
     void judgeAxes(const std::vector<Hypothesis>& hypotheses, size_t best,
                    Calibration& result) const {
         if (settings_.axes) {
-            result.axesTelling = Telling::kGiven;
+            result.axesConfidence = Confidence::kGiven;
             return;
         }
         const Hypothesis* next = nullptr;
         for (size_t i = 0; i < hypotheses.size(); ++i) {
             if (i == best) continue;
-            if (!next || hypotheses[i].fit.miss < next->fit.miss) next = &hypotheses[i];
+            if (!next || hypotheses[i].fit.reprojectionError < next->fit.reprojectionError)
+                next = &hypotheses[i];
         }
-        result.axesTelling = Telling::kTold;
+        result.axesConfidence = Confidence::kWellDetermined;
         if (!next) return;
         result.runnerUp = next->axes.letters();
-        result.runnerUpMiss = next->fit.miss;
-        const double ratio = next->fit.miss / hypotheses[best].fit.miss;
-        if (ratio < 1.2) result.axesTelling = Telling::kRoughly;
-        if (ratio < 1.02) result.axesTelling = Telling::kNot;
+        result.runnerUpReprojectionError = next->fit.reprojectionError;
+        const double ratio = next->fit.reprojectionError / hypotheses[best].fit.reprojectionError;
+        if (ratio < 1.2) result.axesConfidence = Confidence::kWeak;
+        if (ratio < 1.02) result.axesConfidence = Confidence::kUnobservable;
     }
 
     /// Where the shake is too weak to tell the focal length or the axes, the deviations of the rest
     /// promise too much: noise of the gyroscope is taken for shake.
     static void doubt(Calibration& result) {
-        const auto lower = [](Finding& finding, Telling to) {
-            if (finding.telling != Telling::kGiven) finding.telling = std::max(finding.telling, to);
+        const auto lower = [](CalibratedValue& value, Confidence to) {
+            if (value.confidence != Confidence::kGiven)
+                value.confidence = std::max(value.confidence, to);
         };
-        lower(result.focal, Telling::kNot);
-        lower(result.readout, Telling::kNot);
-        for (ClockFinding& clock : result.clocks) {
-            lower(clock.offset, Telling::kRoughly);
+        lower(result.focal, Confidence::kUnobservable);
+        lower(result.readout, Confidence::kUnobservable);
+        for (ClockCalibration& clock : result.clocks) {
+            lower(clock.offset, Confidence::kWeak);
             clock.offset.deviation = std::max(clock.offset.deviation, kDoubtfulOffset);
-            lower(clock.drift, Telling::kNot);
+            lower(clock.drift, Confidence::kUnobservable);
         }
     }
 
@@ -298,8 +301,8 @@ private:
                 {judged(clock.offset, kOffsetFloor, kOffsetLimit, settings_.timeOffset.has_value()),
                  judged(clock.drift, kDriftFloor, kDriftLimit, false)});
         }
-        result.miss = fit.miss;
-        result.missAtRest = fit.missAtRest;
+        result.reprojectionError = fit.reprojectionError;
+        result.reprojectionErrorAtRest = fit.reprojectionErrorAtRest;
         result.outliers = fit.outliers;
         return result;
     }
@@ -312,18 +315,18 @@ private:
 
 }  // namespace
 
-const char* nameOf(Telling telling) {
-    switch (telling) {
-        case Telling::kGiven:
+const char* nameOf(Confidence confidence) {
+    switch (confidence) {
+        case Confidence::kGiven:
             return "given";
-        case Telling::kTold:
-            return "told";
-        case Telling::kRoughly:
-            return "roughly told";
-        case Telling::kNot:
+        case Confidence::kWellDetermined:
+            return "well determined";
+        case Confidence::kWeak:
+            return "weak";
+        case Confidence::kUnobservable:
             break;
     }
-    return "not told";
+    return "unobservable";
 }
 
 Calibration calibrate(const std::vector<CalibrationClip>& clips,

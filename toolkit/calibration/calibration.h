@@ -25,43 +25,45 @@ struct CalibrationSettings {
     double range = 5.0;  // seconds to either side in which the time offset is looked for
 };
 
-/// Whether clips can tell a value, best first.
-enum class Telling {
-    kGiven,    // was not to be found
-    kTold,     // as exactly as stabilizing needs it
-    kRoughly,  // better than not known
-    kNot,      // the clips do not excite it: the value means nothing
+/// How well clips determine a value, best first.
+enum class Confidence {
+    kGiven,           // was not to be found
+    kWellDetermined,  // as exactly as stabilizing needs it
+    kWeak,            // better than not known
+    kUnobservable,    // the clips do not excite it: the value means nothing
 };
 
-const char* nameOf(Telling telling);
+const char* nameOf(Confidence confidence);
 
-struct Finding {
+struct CalibratedValue {
     double value = 0.0;
     double deviation = 0.0;  // one standard deviation
-    Telling telling = Telling::kNot;
+    Confidence confidence = Confidence::kUnobservable;
 
-    bool isUsable() const { return telling != Telling::kNot; }
+    bool isUsable() const { return confidence != Confidence::kUnobservable; }
 };
 
-struct ClockFinding {
-    Finding offset;  // seconds; a frame's first row is read at timestamp * (1 + drift) + offset
-    Finding drift;   // seconds per second; 0 where none shows
+struct ClockCalibration {
+    CalibratedValue
+        offset;  // seconds; a frame's first row is read at timestamp * (1 + drift) + offset
+    CalibratedValue drift;  // seconds per second; 0 where none shows
 };
 
 struct Calibration {
     int width = 0;  // pixels
     int height = 0;
-    Finding focal;                     // pixels
-    Finding readout;                   // seconds
-    std::vector<ClockFinding> clocks;  // one for each clip
+    CalibratedValue focal;                 // pixels
+    CalibratedValue readout;               // seconds
+    std::vector<ClockCalibration> clocks;  // one for each clip
     AxisMapping axes;
-    Telling axesTelling = Telling::kNot;
-    std::string runnerUp;       // letters of the next best axes; empty if they were given
-    double runnerUpMiss = 0.0;  // pixels, as `miss`
-    double explained = 0.0;     // share of the picture's shake that the log explains, about
-    double miss = 0.0;          // pixels, median distance between predicted and tracked features
-    double missAtRest = 0.0;    // pixels, the same without the log
-    double outliers = 0.0;      // share of features that move on their own
+    Confidence axesConfidence = Confidence::kUnobservable;
+    std::string runnerUp;  // letters of the next best axes; empty if they were given
+    double runnerUpReprojectionError = 0.0;  // pixels, as `reprojectionError`
+    double explained = 0.0;  // share of the picture's shake that the log explains, about
+    double reprojectionError =
+        0.0;  // pixels, median distance between predicted and tracked features
+    double reprojectionErrorAtRest = 0.0;  // pixels, the same without the log
+    double outliers = 0.0;                 // share of features that move on their own
 };
 
 /// Finds focal length, readout, axes and each clip's time offset and clock drift. The axes and a

@@ -30,7 +30,7 @@ struct Feature {
     Eigen::Index knot;  // the slow motion is between this knot and the next one
     double share;       // of the way to the next knot
     int block;
-    Eigen::Vector2d miss = Eigen::Vector2d::Zero();  // what the turns do not explain
+    Eigen::Vector2d reprojectionError = Eigen::Vector2d::Zero();  // what the turns do not explain
     Eigen::Vector2d left = Eigen::Vector2d::Zero();  // what slow motion does not explain of that
     RollingCamera::Derivatives derivatives = RollingCamera::Derivatives::Zero();
     double weight = 0.0;
@@ -153,8 +153,9 @@ private:
 
     void evaluate() {
         for (Feature& f : features_) {
-            f.miss = cameras_[f.clip].miss(f.timed, valuesOf(f.clip), f.derivatives);
-            f.left = f.miss - slowMotion(f);
+            f.reprojectionError =
+                cameras_[f.clip].reprojectionError(f.timed, valuesOf(f.clip), f.derivatives);
+            f.left = f.reprojectionError - slowMotion(f);
         }
     }
 
@@ -193,7 +194,8 @@ private:
         for (const Feature& f : features_) {
             if (f.weight <= 0.0) continue;
             const Eigen::Matrix4d square = f.weight * f.derivatives.transpose() * f.derivatives;
-            const Eigen::Vector4d pull = -f.weight * f.derivatives.transpose() * f.miss;
+            const Eigen::Vector4d pull =
+                -f.weight * f.derivatives.transpose() * f.reprojectionError;
             const auto indices = indicesOf(f.clip);
             for (size_t i = 0; i < 4; ++i) {
                 const auto row = static_cast<Eigen::Index>(i);
@@ -225,7 +227,7 @@ private:
         const double shares[] = {1.0 - f.share, f.share};
         for (Eigen::Index a = 0; a < 2; ++a) {
             const double weight = f.weight * shares[a];
-            part.right.row(f.knot + a) += weight * f.miss.transpose();
+            part.right.row(f.knot + a) += weight * f.reprojectionError.transpose();
             for (Eigen::Index b = 0; b < 2; ++b) {
                 part.normal(f.knot + a, f.knot + b) += weight * shares[b];
             }
@@ -305,17 +307,17 @@ private:
 
     CameraFit result() {
         CameraFit fit;
-        std::vector<double> misses;
+        std::vector<double> reprojectionErrors;
         std::vector<double> atRest;
         size_t outliers = 0;
         for (const Feature& f : features_) {
-            misses.push_back(f.left.norm());
+            reprojectionErrors.push_back(f.left.norm());
             const FeatureMotion& m = f.timed.motion;
             atRest.push_back(std::hypot(m.toX - m.fromX, m.toY - m.fromY));
             if (f.weight <= 0.0) ++outliers;
         }
-        fit.miss = median(misses);
-        fit.missAtRest = median(atRest);
+        fit.reprojectionError = median(reprojectionErrors);
+        fit.reprojectionErrorAtRest = median(atRest);
         fit.outliers = static_cast<double>(outliers) /
                        static_cast<double>(std::max<size_t>(1, features_.size()));
         const Eigen::MatrixXd spread = covariance();

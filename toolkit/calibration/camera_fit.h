@@ -37,9 +37,11 @@ struct FitClip {
 
 struct CameraFit {
     CameraEstimate camera;
-    double miss = 0.0;        // pixels, median distance between predicted and tracked features
-    double missAtRest = 0.0;  // pixels, the same for a camera that does not turn at all
-    double outliers = 0.0;    // share of the features that were left out as moving on their own
+    double reprojectionError =
+        0.0;  // pixels, median distance between predicted and tracked features
+    double reprojectionErrorAtRest =
+        0.0;                // pixels, the same for a camera that does not turn at all
+    double outliers = 0.0;  // share of the features that were left out as moving on their own
 };
 
 struct FitSettings {

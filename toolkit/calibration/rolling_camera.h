@@ -32,33 +32,36 @@ public:
     };
     using Derivatives = Eigen::Matrix<double, 2, 4>;  // by the values, in their order
 
-    /// Pixels by which the prediction misses the tracked place.
-    Eigen::Vector2d miss(const TimedMotion& feature, const Values& values) const {
-        return missAt(feature, std::exp(values.logFocal),
-                      rowTime(feature.from, feature.motion.fromY, values),
-                      rowTime(feature.to, feature.motion.toY, values));
+    /// Pixels by which the prediction reprojectionErrors the tracked place.
+    Eigen::Vector2d reprojectionError(const TimedMotion& feature, const Values& values) const {
+        return reprojectionErrorAt(feature, std::exp(values.logFocal),
+                                   rowTime(feature.from, feature.motion.fromY, values),
+                                   rowTime(feature.to, feature.motion.toY, values));
     }
 
     /// The same with its derivatives, by differences.
-    Eigen::Vector2d miss(const TimedMotion& feature, const Values& values,
-                         Derivatives& derivatives) const {
+    Eigen::Vector2d reprojectionError(const TimedMotion& feature, const Values& values,
+                                      Derivatives& derivatives) const {
         constexpr double kTimeStep = 2e-4;  // seconds
         constexpr double kFocalStep = 1e-4;
         const double focal = std::exp(values.logFocal);
         const double from = rowTime(feature.from, feature.motion.fromY, values);
         const double to = rowTime(feature.to, feature.motion.toY, values);
-        const Eigen::Vector2d miss = missAt(feature, focal, from, to);
+        const Eigen::Vector2d reprojectionError = reprojectionErrorAt(feature, focal, from, to);
         const Eigen::Vector2d byFrom =
-            (missAt(feature, focal, from + kTimeStep, to) - miss) / kTimeStep;
+            (reprojectionErrorAt(feature, focal, from + kTimeStep, to) - reprojectionError) /
+            kTimeStep;
         const Eigen::Vector2d byTo =
-            (missAt(feature, focal, from, to + kTimeStep) - miss) / kTimeStep;
-        derivatives.col(0) =
-            (missAt(feature, focal * (1.0 + kFocalStep), from, to) - miss) / kFocalStep;
+            (reprojectionErrorAt(feature, focal, from, to + kTimeStep) - reprojectionError) /
+            kTimeStep;
+        derivatives.col(0) = (reprojectionErrorAt(feature, focal * (1.0 + kFocalStep), from, to) -
+                              reprojectionError) /
+                             kFocalStep;
         derivatives.col(1) =
             byFrom * feature.motion.fromY / height_ + byTo * feature.motion.toY / height_;
         derivatives.col(2) = byFrom + byTo;
         derivatives.col(3) = byFrom * feature.from + byTo * feature.to;
-        return miss;
+        return reprojectionError;
     }
 
 private:
@@ -66,7 +69,8 @@ private:
         return timestamp * (1.0 + values.drift) + values.offset + values.readout * y / height_;
     }
 
-    Eigen::Vector2d missAt(const TimedMotion& feature, double focal, double from, double to) const {
+    Eigen::Vector2d reprojectionErrorAt(const TimedMotion& feature, double focal, double from,
+                                        double to) const {
         const FeatureMotion& m = feature.motion;
         const Eigen::Vector3d ray(-(m.fromY - centre_.y()), -(m.fromX - centre_.x()), -focal);
         const Eigen::Vector3d still = gyro_.at(from) * ray;

@@ -48,8 +48,8 @@ size_t countUncovered(const std::vector<double>& frameTimes, const VideoInspecti
 
 }  // namespace
 
-VideoInspection inspectVideo(const std::string& video, const ClipFacts& facts, const MotionLog& log,
-                             const std::function<void()>& onFrame) {
+VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metadata,
+                             const MotionLog& log, const std::function<void()>& onFrame) {
     constexpr double kFirstRange = 1.0, kWidestRange = 10.0;  // seconds
     TrackSettings settings;
     settings.maxFeatures = 200;
@@ -61,18 +61,19 @@ VideoInspection inspectVideo(const std::string& video, const ClipFacts& facts, c
     VideoInspection result;
     result.video = video;
     result.motion = log.rates.empty() ? statistics.orientations : statistics.rates.stamps;
-    result.timeOffset = facts.timeOffset.value_or(0.0);
+    result.timeOffset = metadata.timeOffset.value_or(0.0);
     ZPR_Param defaults{};
     ZPR_GetDefaultParam(&defaults);
-    result.readoutTime = facts.readoutTime.value_or(log.readoutTime.value_or(defaults.readoutTime));
+    result.readoutTime =
+        metadata.readoutTime.value_or(log.readoutTime.value_or(defaults.readoutTime));
     std::vector<double> times = tracks.frameTimes;
-    if (!facts.frameTimes.empty() && !times.empty()) {
-        if (facts.frameTimes.size() < times.size()) {
+    if (!metadata.frameTimes.empty() && !times.empty()) {
+        if (metadata.frameTimes.size() < times.size()) {
             throw std::runtime_error(fmt::format("{}: has {} frames, frames.csv has {}", video,
-                                                 times.size(), facts.frameTimes.size()));
+                                                 times.size(), metadata.frameTimes.size()));
         }
-        times.assign(facts.frameTimes.begin(),
-                     facts.frameTimes.begin() + static_cast<ptrdiff_t>(times.size()));
+        times.assign(metadata.frameTimes.begin(),
+                     metadata.frameTimes.begin() + static_cast<ptrdiff_t>(times.size()));
         result.table = compareClocks(times, tracks.frameTimes);
     }
     result.frames = stampStatistics(times, 0);

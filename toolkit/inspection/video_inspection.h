@@ -2,7 +2,7 @@
 
 #include "calibration/clock_fit.h"
 #include "inspection/log_findings.h"
-#include "motion/clip_facts.h"
+#include "motion/clip_metadata.h"
 #include "motion/motion_log.h"
 
 #include <functional>
@@ -40,11 +40,11 @@ struct VideoInspection {
     double offsetOfStarts() const { return motion.from - frames.from; }
 };
 
-/// Tracks the video's features to find its clock's offset and drift. facts: frame times, time offset
+/// Tracks the video's features to find its clock's offset and drift. metadata: frame times, time offset
 /// and readout where they are known. `onFrame` is called for each frame. Throws MediaError;
-/// std::runtime_error if the facts have fewer frame times than the video.
-VideoInspection inspectVideo(const std::string& video, const ClipFacts& facts, const MotionLog& log,
-                             const std::function<void()>& onFrame);
+/// std::runtime_error if the metadata have fewer frame times than the video.
+VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metadata,
+                             const MotionLog& log, const std::function<void()>& onFrame);
 
 /// What will go wrong, with what to do.
 std::vector<LogFinding> findingsOf(const VideoInspection& inspection);

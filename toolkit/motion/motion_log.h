@@ -54,7 +54,8 @@ struct MotionLog {
     std::string format;  // with its version, if it has one: "gcsv 1.3"
     std::string toldBy;  // what in the file tells the format
     std::vector<std::string> files;
-    std::vector<std::pair<std::string, std::string>> headers;  // facts of the log, as they are said
+    std::vector<std::pair<std::string, std::string>>
+        headers;                     // metadata of the log, as they are said
     std::vector<std::string> notes;  // what had to be assumed or was left out, for the user
 
     std::vector<MotionSample> rates;

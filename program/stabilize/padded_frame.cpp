@@ -1,4 +1,4 @@
-#include "stabilize/canvas.h"
+#include "stabilize/padded_frame.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,28 +18,28 @@ void repeatEdges(uint8_t* row, int left, int content, int width, int unit) {
 
 }  // namespace
 
-Canvas::Canvas(int contentWidth)
+PaddedFrame::PaddedFrame(int contentWidth)
     : contentWidth_(contentWidth), width_((contentWidth + kBlock - 1) / kBlock * kBlock),
       // Even, so that chroma pairs stay together.
       left_((width_ - contentWidth) / 2 & ~1) {}
 
-const AVFrame* Canvas::place(const AVFrame& frame) {
+const AVFrame* PaddedFrame::pad(const AVFrame& frame) {
     if (width_ == contentWidth_) return &frame;
-    if (!canvas_) canvas_ = makeNv12Frame(width_, frame.height);
+    if (!padded_) padded_ = makeNv12Frame(width_, frame.height);
     for (int plane = 0; plane < 2; ++plane) {
         for (int y = 0; y < frame.height >> plane; ++y) {
-            uint8_t* row = canvas_->data[plane] + ptrdiff_t{y} * canvas_->linesize[plane];
+            uint8_t* row = padded_->data[plane] + ptrdiff_t{y} * padded_->linesize[plane];
             std::copy_n(frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane], contentWidth_,
                         row + left_);
             repeatEdges(row, left_, contentWidth_, width_, 1 + plane);
         }
     }
-    canvas_->pts = frame.pts;
-    canvas_->pkt_duration = frame.pkt_duration;
-    return canvas_.get();
+    padded_->pts = frame.pts;
+    padded_->pkt_duration = frame.pkt_duration;
+    return padded_.get();
 }
 
-void Canvas::cut(AVFrame& frame) const {
+void PaddedFrame::cut(AVFrame& frame) const {
     frame.crop_left = static_cast<size_t>(left_);
     frame.crop_right = static_cast<size_t>(width_ - contentWidth_ - left_);
     av_frame_apply_cropping(&frame, AV_FRAME_CROP_UNALIGNED);

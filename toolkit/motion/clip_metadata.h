@@ -9,7 +9,7 @@
 namespace framehold {
 
 /// What a clip.json says of a recording.
-struct ClipFacts {
+struct ClipMetadata {
     std::optional<std::string> video;   // file name
     std::optional<int> width;           // pixels
     std::optional<double> focalLength;  // pixels, at this width
@@ -31,6 +31,6 @@ std::vector<double> readFrameTimes(const std::string& path);
 /// gravity_hint_mps2, imu.file, frames_file) and the times of the frames: those in frames_file, none
 /// if that is empty, or if it is not there, those in a frames.csv beside the clip.json. All keys
 /// are optional. Throws FileError.
-ClipFacts readClipFacts(const std::string& path);
+ClipMetadata readClipMetadata(const std::string& path);
 
 }  // namespace framehold

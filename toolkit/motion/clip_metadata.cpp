@@ -1,4 +1,4 @@
-#include "motion/clip_facts.h"
+#include "motion/clip_metadata.h"
 
 #include "common/nearest_name.h"
 #include "common/text_fields.h"
@@ -89,7 +89,7 @@ std::vector<double> readFrameTimes(const std::string& path) {
     return times;
 }
 
-ClipFacts readClipFacts(const std::string& path) {
+ClipMetadata readClipMetadata(const std::string& path) {
     json root;
     try {
         root = json::parse(readFile(path));
@@ -98,27 +98,28 @@ ClipFacts readClipFacts(const std::string& path) {
     }
     if (!root.is_object()) throw FileError(path, 0, "not a JSON object");
 
-    ClipFacts facts;
-    facts.warnings = misspeltKeys(path, root);
-    readKey(path, root, "video", [&](const json& v) { facts.video = v.get<std::string>(); });
-    readKey(path, root, "width", [&](const json& v) { facts.width = pictureWidth(v); });
-    readKey(path, root, "focal_px", [&](const json& v) { facts.focalLength = atLeast(1.0, v); });
-    readKey(path, root, "readout_s", [&](const json& v) { facts.readoutTime = atLeast(0.0, v); });
+    ClipMetadata metadata;
+    metadata.warnings = misspeltKeys(path, root);
+    readKey(path, root, "video", [&](const json& v) { metadata.video = v.get<std::string>(); });
+    readKey(path, root, "width", [&](const json& v) { metadata.width = pictureWidth(v); });
+    readKey(path, root, "focal_px", [&](const json& v) { metadata.focalLength = atLeast(1.0, v); });
+    readKey(path, root, "readout_s",
+            [&](const json& v) { metadata.readoutTime = atLeast(0.0, v); });
     readKey(path, root, "time_offset_s",
-            [&](const json& v) { facts.timeOffset = v.get<double>(); });
+            [&](const json& v) { metadata.timeOffset = v.get<double>(); });
     readKey(path, root, "clock_drift_ppm",
-            [&](const json& v) { facts.clockDrift = 1e-6 * v.get<double>(); });
+            [&](const json& v) { metadata.clockDrift = 1e-6 * v.get<double>(); });
     readKey(path, root, "gravity_hint_mps2",
-            [&](const json& v) { facts.gravityHint = v.get<Vec3>(); });
+            [&](const json& v) { metadata.gravityHint = v.get<Vec3>(); });
     readKey(path, root, "axes", [&](const json& v) {
-        facts.axes = AxisMapping::fromTerms({v.at("device_x").get<std::string>(),
-                                             v.at("device_y").get<std::string>(),
-                                             v.at("device_z").get<std::string>()});
+        metadata.axes = AxisMapping::fromTerms({v.at("device_x").get<std::string>(),
+                                                v.at("device_y").get<std::string>(),
+                                                v.at("device_z").get<std::string>()});
     });
     const auto folder = std::filesystem::path(path).parent_path();
     readKey(path, root, "imu", [&](const json& v) {
         if (v.contains("file"))
-            facts.motionLog = (folder / v.at("file").get<std::string>()).string();
+            metadata.motionLog = (folder / v.at("file").get<std::string>()).string();
     });
     std::string frames = "frames.csv";
     bool mustExist = false;
@@ -126,10 +127,10 @@ ClipFacts readClipFacts(const std::string& path) {
         frames = v.get<std::string>();
         mustExist = true;
     });
-    if (frames.empty()) return facts;
+    if (frames.empty()) return metadata;
     frames = (folder / frames).string();
-    if (mustExist || std::filesystem::exists(frames)) facts.frameTimes = readFrameTimes(frames);
-    return facts;
+    if (mustExist || std::filesystem::exists(frames)) metadata.frameTimes = readFrameTimes(frames);
+    return metadata;
 }
 
 }  // namespace framehold
