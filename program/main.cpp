@@ -1,4 +1,5 @@
 #include "cli/help_formatter.h"
+#include "cli/options.h"
 #include "cli/usage_errors.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
@@ -9,8 +10,6 @@
 #include <exception>
 
 #include <fmt/format.h>
-
-#include <CLI/CLI.hpp>
 
 namespace {
 
@@ -26,31 +25,31 @@ std::string versionText() {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Video stabilization from motion-sensor data", "framehold");
-    app.formatter(std::make_shared<framehold::HelpFormatter>());
-    app.footer(
+    framehold::Command program("Video stabilization from motion-sensor data", "framehold");
+    program.formatter(std::make_shared<framehold::HelpFormatter>());
+    program.footer(
         "`framehold COMMAND --help` tells more.\n"
         "Exit code: 0 done, 1 failed, 2 wrong usage, 130 interrupted.");
-    app.set_help_flag("-h,--help", "What this command does and takes");
-    app.set_help_all_flag("--help-all", "The same, with options that are rarely needed");
-    app.require_subcommand(1);
-    framehold::addStabilizeCommand(app);
-    framehold::addCalibrateCommand(app);
-    framehold::addSimulateCommand(app);
-    framehold::addCompareCommand(app);
-    framehold::addInspectCommand(app);
-    framehold::addMeasureCommand(app);
-    framehold::addReportCommand(app);
-    framehold::addDocumentationCommands(app);
+    program.set_help_flag("-h,--help", "What this command does and takes");
+    program.set_help_all_flag("--help-all", "The same, with options that are rarely needed");
+    program.require_subcommand(1);
+    framehold::addStabilizeCommand(program);
+    framehold::addCalibrateCommand(program);
+    framehold::addSimulateCommand(program);
+    framehold::addCompareCommand(program);
+    framehold::addInspectCommand(program);
+    framehold::addMeasureCommand(program);
+    framehold::addReportCommand(program);
+    framehold::addDocumentationCommands(program);
     // Only now, so that commands do not inherit it.
-    app.set_version_flag("--version", versionText(), "Print the version");
+    program.set_version_flag("--version", versionText(), "Print the version");
     framehold::keepLibavMessages();
     framehold::catchInterruptions();
     try {
-        app.parse(argc, argv);
+        program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error);
-        std::fputs(framehold::describeUsageError(app, error).c_str(), stderr);
+        if (error.get_exit_code() == 0) return program.exit(error);
+        std::fputs(framehold::describeUsageError(program, error).c_str(), stderr);
         return kUsage;
     }
     return 0;

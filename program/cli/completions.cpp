@@ -8,7 +8,7 @@ namespace framehold {
 
 namespace {
 
-std::vector<OptionText> optionsOf(const CLI::App& command) {
+std::vector<OptionText> optionsOf(const Command& command) {
     std::vector<OptionText> options;
     for (const OptionGroup& group : optionGroupsOf(command)) {
         options.insert(options.end(), group.options.begin(), group.options.end());
@@ -38,7 +38,7 @@ std::string shellQuoted(const std::string& text) {
 }
 
 /// The only values of a command's first argument, such as the shells of `completion`.
-std::vector<std::string> argumentChoices(const CLI::App& command) {
+std::vector<std::string> argumentChoices(const Command& command) {
     const auto arguments = argumentsOf(command);
     return arguments.empty() ? std::vector<std::string>() : arguments.front().choices;
 }
@@ -60,12 +60,12 @@ std::string zshArgument(const OptionText& option, const std::string& name) {
 
 }  // namespace
 
-std::string bashCompletions(const CLI::App& program) {
+std::string bashCompletions(const Command& program) {
     const std::string name = program.get_name();
     std::vector<std::string> commands;
     std::string values;
     std::string options;
-    for (const CLI::App* command : commandsOf(program)) {
+    for (const Command* command : program.commands()) {
         commands.push_back(command->get_name());
         std::vector<std::string> names;
         for (const OptionText& option : optionsOf(*command)) {
@@ -105,11 +105,11 @@ complete -o bashdefault -o default -F _{0} {0}
                        name, fmt::join(commands, " "), options, values);
 }
 
-std::string zshCompletions(const CLI::App& program) {
+std::string zshCompletions(const Command& program) {
     const std::string name = program.get_name();
     std::string commands;
     std::string cases;
-    for (const CLI::App* command : commandsOf(program)) {
+    for (const Command* command : program.commands()) {
         commands += fmt::format(
             "        {}\n", shellQuoted(command->get_name() + ":" + command->get_description()));
         cases += fmt::format("        {})\n            _arguments \\\n", command->get_name());
@@ -143,10 +143,10 @@ _{0} "$@"
                        name, commands, cases);
 }
 
-std::string fishCompletions(const CLI::App& program) {
+std::string fishCompletions(const Command& program) {
     const std::string name = program.get_name();
     std::string out = fmt::format("# fish completion for {}\n", name);
-    for (const CLI::App* command : commandsOf(program)) {
+    for (const Command* command : program.commands()) {
         out += fmt::format("complete -c {} -n __fish_use_subcommand -f -a {} -d {}\n", name,
                            command->get_name(), shellQuoted(command->get_description()));
         const std::string when =

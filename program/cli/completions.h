@@ -1,14 +1,14 @@
 #pragma once
 
-#include <string>
+#include "cli/options.h"
 
-#include <CLI/App.hpp>
+#include <string>
 
 namespace framehold {
 
 // Scripts that teach a shell the program's commands, options and the values they take.
-std::string bashCompletions(const CLI::App& program);
-std::string zshCompletions(const CLI::App& program);
-std::string fishCompletions(const CLI::App& program);
+std::string bashCompletions(const Command& program);
+std::string zshCompletions(const Command& program);
+std::string fishCompletions(const Command& program);
 
 }  // namespace framehold

@@ -46,7 +46,7 @@ private:
 bool isHelpOption(const OptionText& option) { return option.longName.rfind("--help", 0) == 0; }
 
 /// The sections to show: what is below each title.
-std::vector<OptionGroup> sectionsOf(const CLI::App& command, bool withMore) {
+std::vector<OptionGroup> sectionsOf(const Command& command, bool withMore) {
     std::vector<OptionGroup> sections;
     if (auto arguments = argumentsOf(command); !arguments.empty()) {
         sections.push_back({"Arguments", std::move(arguments)});
@@ -60,20 +60,20 @@ std::vector<OptionGroup> sectionsOf(const CLI::App& command, bool withMore) {
     return sections;
 }
 
-std::string commandList(const CLI::App& program) {
+std::string commandList(const Command& program) {
     size_t widest = 0;
-    for (const CLI::App* command : commandsOf(program)) {
+    for (const Command* command : program.commands()) {
         widest = std::max(widest, command->get_name().size());
     }
     Rows rows(widest);
     rows.title("Commands");
-    for (const CLI::App* command : commandsOf(program)) {
+    for (const Command* command : program.commands()) {
         rows.row(command->get_name(), command->get_description());
     }
     return rows.take();
 }
 
-std::string optionList(const CLI::App& command, bool withMore) {
+std::string optionList(const Command& command, bool withMore) {
     const std::vector<OptionGroup> sections = sectionsOf(command, withMore);
     size_t widest = 0;
     for (const OptionGroup& section : sections) {
@@ -92,14 +92,14 @@ std::string optionList(const CLI::App& command, bool withMore) {
     return rows.take();
 }
 
-bool hasMore(const CLI::App& command) {
+bool hasMore(const Command& command) {
     const auto groups = optionGroupsOf(command);
     return std::any_of(groups.begin(), groups.end(),
                        [](const OptionGroup& group) { return group.isMore(); });
 }
 
 /// Paragraphs filled to the width; indented lines stay as they are.
-std::string footerOf(const CLI::App& command) {
+std::string footerOf(const Command& command) {
     std::string out;
     std::string paragraph;
     const auto flush = [&] {
@@ -125,12 +125,13 @@ std::string footerOf(const CLI::App& command) {
 
 std::string HelpFormatter::make_help(const CLI::App* app, std::string /*name*/,
                                      CLI::AppFormatMode mode) const {
+    const auto& command = dynamic_cast<const Command&>(*app);
     const bool withMore = mode == CLI::AppFormatMode::All;
-    std::string help = fmt::format("{}.\nUsage: {}\n", app->get_description(), usageOf(*app));
-    if (!commandsOf(*app).empty()) help += commandList(*app);
-    help += optionList(*app, withMore);
-    if (hasMore(*app) && !withMore) help += "\nMore options: --help-all\n";
-    if (!app->get_footer().empty()) help += "\n" + footerOf(*app);
+    std::string help = fmt::format("{}.\nUsage: {}\n", command.get_description(), usageOf(command));
+    if (!command.commands().empty()) help += commandList(command);
+    help += optionList(command, withMore);
+    if (hasMore(command) && !withMore) help += "\nMore options: --help-all\n";
+    if (!command.get_footer().empty()) help += "\n" + footerOf(command);
     return help;
 }
 

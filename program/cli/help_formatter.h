@@ -8,7 +8,7 @@
 
 namespace framehold {
 
-/// Lays help out in 80 columns, a line for an option where it fits.
+/// Lays out the help of a `Command` in 80 columns, a line for an option where it fits.
 class HelpFormatter final : public CLI::FormatterBase {
 public:
     std::string make_help(const CLI::App* app, std::string name,

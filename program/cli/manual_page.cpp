@@ -60,7 +60,7 @@ std::string entry(const OptionText& option) {
                        escaped(option.description));
 }
 
-std::string commandSection(const CLI::App& command) {
+std::string commandSection(const Command& command) {
     std::string out = fmt::format(".SH {}\n{}.\n.PP\n.B {}\n", upper(command.get_name()),
                                   escaped(command.get_description()), escaped(usageOf(command)));
     for (const OptionText& argument : argumentsOf(command)) out += entry(argument);
@@ -74,13 +74,13 @@ std::string commandSection(const CLI::App& command) {
 
 }  // namespace
 
-std::string manualPage(const CLI::App& program, const std::string& version) {
+std::string manualPage(const Command& program, const std::string& version) {
     const std::string name = program.get_name();
     std::string out =
         fmt::format(".TH {} 1 \"\" \"{}\" \"User Commands\"\n", upper(name), escaped(version));
     out += fmt::format(".SH NAME\n{} \\- {}\n", name, escaped(program.get_description()));
     out += ".SH SYNOPSIS\n";
-    for (const CLI::App* command : commandsOf(program)) {
+    for (const Command* command : program.commands()) {
         out += fmt::format(".B {}\n.br\n", escaped(usageOf(*command)));
     }
     out += ".SH DESCRIPTION\n" + paragraphs(program.get_footer());
@@ -88,7 +88,7 @@ std::string manualPage(const CLI::App& program, const std::string& version) {
     for (const OptionGroup& group : optionGroupsOf(program)) {
         for (const OptionText& option : group.options) out += entry(option);
     }
-    for (const CLI::App* command : commandsOf(program)) out += commandSection(*command);
+    for (const Command* command : program.commands()) out += commandSection(*command);
     return out;
 }
 

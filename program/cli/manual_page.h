@@ -1,12 +1,12 @@
 #pragma once
 
-#include <string>
+#include "cli/options.h"
 
-#include <CLI/App.hpp>
+#include <string>
 
 namespace framehold {
 
 /// The program's manual page, all commands in it, as troff source with the man macros.
-std::string manualPage(const CLI::App& program, const std::string& version);
+std::string manualPage(const Command& program, const std::string& version);
 
 }  // namespace framehold

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "cli/options.h"
+
 #include <string>
 #include <vector>
-
-#include <CLI/App.hpp>
 
 namespace framehold {
 
@@ -28,7 +28,7 @@ struct OptionText {
     std::string heading() const;
 };
 
-OptionText describe(const CLI::Option& option);
+OptionText describe(const Command& command, const CLI::Option& option);
 
 struct OptionGroup {
     std::string name;
@@ -38,16 +38,13 @@ struct OptionGroup {
 };
 
 /// The positional arguments of a command, in their order.
-std::vector<OptionText> argumentsOf(const CLI::App& command);
+std::vector<OptionText> argumentsOf(const Command& command);
 
 /// The options of a command by group, in the order in which they were added.
-std::vector<OptionGroup> optionGroupsOf(const CLI::App& command);
-
-/// The commands of a program, in the order in which they were added.
-std::vector<const CLI::App*> commandsOf(const CLI::App& program);
+std::vector<OptionGroup> optionGroupsOf(const Command& command);
 
 /// "framehold stabilize [OPTIONS] VIDEO..."
-std::string usageOf(const CLI::App& command);
+std::string usageOf(const Command& command);
 
 /// Breaks a text at blanks into lines of at most `width` characters; longer words stay whole.
 std::vector<std::string> wrapped(const std::string& text, size_t width);

@@ -3,6 +3,8 @@
 #include "cli/option_text.h"
 #include "common/nearest_name.h"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 
 namespace framehold {
@@ -17,11 +19,11 @@ std::string unknown(const std::string& word, const std::string& kind,
 }
 
 /// The first argument that nothing took.
-std::string describeExtra(const CLI::App& program, const CLI::App& command) {
+std::string describeExtra(const Command& program, const Command& command) {
     std::string word = program.remaining(true).front();
     std::vector<std::string> names;
     if (&command == &program) {
-        for (const CLI::App* c : commandsOf(program)) names.push_back(c->get_name());
+        for (const Command* c : program.commands()) names.push_back(c->get_name());
         if (word.front() != '-') return unknown(word, "command", names);
         names.clear();
     }
@@ -34,14 +36,17 @@ std::string describeExtra(const CLI::App& program, const CLI::App& command) {
 
 }  // namespace
 
-std::string describeUsageError(const CLI::App& program, const CLI::ParseError& error) {
-    const auto parsed = program.get_subcommands();
-    const CLI::App& command = parsed.empty() ? program : *parsed.front();
+std::string describeUsageError(const Command& program, const CLI::ParseError& error) {
+    const auto& commands = program.commands();
+    const auto parsed = std::find_if(commands.begin(), commands.end(),
+                                     [](const Command* c) { return c->parsed(); });
+    const Command& command = parsed == commands.end() ? program : **parsed;
+    const bool isProgram = &command == &program;
     const bool isExtra = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
-                         (parsed.empty() && !program.remaining(true).empty());
+                         (isProgram && !program.remaining(true).empty());
     const std::string what = isExtra ? describeExtra(program, command) : error.what();
     const std::string name =
-        parsed.empty() ? program.get_name() : program.get_name() + " " + command.get_name();
+        isProgram ? program.get_name() : program.get_name() + " " + command.get_name();
     return fmt::format("{}: {}\n`{} --help` tells more.\n", name, what, name);
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <string>
+#include "cli/options.h"
 
-#include <CLI/App.hpp>
+#include <string>
 
 namespace framehold {
 
 /// What is wrong with a command line that was refused, with the nearest name where one was not
 /// known.
-std::string describeUsageError(const CLI::App& program, const CLI::ParseError& error);
+std::string describeUsageError(const Command& program, const CLI::ParseError& error);
 
 }  // namespace framehold

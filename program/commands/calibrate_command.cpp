@@ -1,5 +1,6 @@
 #include "calibrate/calibrate_clip.h"
 #include "calibrate/calibration_texts.h"
+#include "cli/options.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
 #include "common/output_file.h"
@@ -12,8 +13,6 @@
 
 #include <fmt/format.h>
 #include <fmt/ostream.h>
-
-#include <CLI/CLI.hpp>
 
 namespace framehold {
 
@@ -94,12 +93,12 @@ void run(CalibrateOptions options) {
 
 }  // namespace
 
-void addCalibrateCommand(CLI::App& app) {
+void addCalibrateCommand(Command& program) {
     auto options = std::make_shared<CalibrateOptions>();
     CalibrateOptions& o = *options;
-    CLI::App* command = app.add_subcommand(
+    Command& command = program.addCommand(
         "calibrate", "Find focal length, readout, axes and time offset from clips");
-    command->footer(
+    command.footer(
         "Examples:\n"
         "  framehold calibrate walk.mp4 --motion walk.gcsv -o walk.json\n"
         "  framehold stabilize walk.mp4 --clip walk.json -o steady.mp4\n"
@@ -108,37 +107,26 @@ void addCalibrateCommand(CLI::App& app) {
         "Clips of ten seconds or more from a hand, that look at things far away, tell most.\n"
         "What a clip cannot tell is left out of the result. Frame times come from a frames.csv\n"
         "beside VIDEO, else from the video.");
-    command->add_option("VIDEO", o.videos, "Clips of one camera in one mode")
-        ->required()
-        ->check(CLI::ExistingFile);
-    command->add_option("-m,--motion", o.motions, "Their motion logs (default: beside VIDEO)")
-        ->check(CLI::ExistingFile);
-    command->add_option("-o,--output", o.output, "clip.json to write (default: VIDEO's name.json)")
-        ->type_name("FILE");
-    command->add_option("--snippet", o.snippet, "Write C code that fills in the parameters")
-        ->type_name("FILE");
-    command->add_flag("--json", o.json, "Print all numbers on standard output");
-    command->add_option("--seconds", o.seconds, "Of each clip that are looked at")
-        ->check(CLI::Range(1.0, 3600.0))
+    command.addInputFile("VIDEO", o.videos, "Clips of one camera in one mode")->required();
+    command.addInputFile("-m,--motion", o.motions, "Their motion logs (default: beside VIDEO)");
+    command.addOutputFile("-o,--output", o.output,
+                          "clip.json to write (default: VIDEO's name.json)");
+    command.addOutputFile("--snippet", o.snippet, "Write C code that fills in the parameters");
+    addJsonFlag(command, o.json, "Print all numbers on standard output");
+    command.addNumber("--seconds", o.seconds, "Of each clip that are looked at", {1.0, 3600.0})
         ->capture_default_str();
-    command->add_option("--range", o.known.range, "Seconds the clocks may differ to either side")
-        ->check(CLI::Range(0.01, 3600.0))
+    command
+        .addNumber("--range", o.known.range, "Seconds the clocks may differ to either side",
+                   {0.01, 3600.0})
         ->capture_default_str();
-    command->add_flag("-q,--quiet", o.quiet, "No progress bar");
+    addQuietFlag(command, o.quiet);
 
     const std::string known = "Known already";
-    command->add_option("--focal", o.known.focal, "Focal length in pixels")
-        ->check(CLI::Range(1.0, 1e6))
-        ->group(known);
-    command->add_option("--readout", o.known.readout, "Rolling-shutter readout in seconds")
-        ->check(CLI::Range(0.0, 1.0))
-        ->group(known);
-    command->add_option("--time-offset", o.known.timeOffset, "Seconds to add to frame times")
-        ->check(CLI::Range(-1e6, 1e6))
-        ->group(known);
-    command->add_option("--axes", o.axes, "Logged axes as device x, y, z; lower case: negated")
-        ->group(known);
-    command->callback([options] { run(*options); });
+    addFocalOption(command, o.known.focal)->group(known);
+    addReadoutOption(command, o.known.readout)->group(known);
+    addTimeOffsetOption(command, o.known.timeOffset)->group(known);
+    addAxesOption(command, o.axes)->group(known);
+    command.callback([options] { run(*options); });
 }
 
 }  // namespace framehold

@@ -1,3 +1,4 @@
+#include "cli/options.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
 #include "common/progress.h"
@@ -13,8 +14,6 @@
 #include <vector>
 
 #include <fmt/format.h>
-
-#include <CLI/CLI.hpp>
 
 namespace framehold {
 
@@ -67,30 +66,27 @@ void compare(const CompareOptions& options) {
 
 }  // namespace
 
-void addCompareCommand(CLI::App& app) {
+void addCompareCommand(Command& program) {
     auto options = std::make_shared<CompareOptions>();
     CompareOptions& o = *options;
-    CLI::App* command = app.add_subcommand("compare", "Show two clips side by side");
-    command->footer(
+    Command& command = program.addCommand("compare", "Show two clips side by side");
+    command.footer(
         "Example:\n"
         "  framehold compare walk.mp4 walk-stable.mp4 --video both.mp4 --picture mean.png\n"
         "\n"
         "The first clip is on the left. The picture is the mean of some frames: the shake of a\n"
         "second blurs it, and what stands still stays sharp.");
-    command->add_option("BEFORE", o.before, "One clip")->required()->check(CLI::ExistingFile);
-    command->add_option("AFTER", o.after, "The other one")->required()->check(CLI::ExistingFile);
-    command->add_option("--video", o.video, "Write both beside each other to this file")
-        ->type_name("FILE");
-    command->add_option("--picture", o.picture, "Write the mean of some frames to this .png file")
-        ->type_name("FILE");
-    command->add_option("--from", o.firstFrame, "First frame of the picture")
-        ->check(CLI::Range(0, 1000000))
+    command.addInputFile("BEFORE", o.before, "One clip")->required();
+    command.addInputFile("AFTER", o.after, "The other one")->required();
+    command.addOutputFile("--video", o.video, "Write both beside each other to this file");
+    command.addOutputFile("--picture", o.picture,
+                          "Write the mean of some frames to this .png file");
+    command.addNumber("--from", o.firstFrame, "First frame of the picture", {0, 1000000})
         ->capture_default_str();
-    command->add_option("--frames", o.frames, "Number of frames in the picture")
-        ->check(CLI::Range(1, 1000))
+    command.addNumber("--frames", o.frames, "Number of frames in the picture", {1, 1000})
         ->capture_default_str();
-    command->add_flag("-q,--quiet", o.quiet, "No progress bar");
-    command->callback([options] {
+    addQuietFlag(command, o.quiet);
+    command.callback([options] {
         if (options->video.empty() && options->picture.empty()) {
             throw CLI::ValidationError("compare", "nothing to do: give --video or --picture");
         }

@@ -1,5 +1,6 @@
 #include "cli/completions.h"
 #include "cli/manual_page.h"
+#include "cli/options.h"
 #include "commands/commands.h"
 
 #include <map>
@@ -7,28 +8,24 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
-
 namespace framehold {
 
-void addDocumentationCommands(CLI::App& app) {
-    CLI::App* manual = app.add_subcommand("manual", "Print the manual page");
-    manual->footer("Example:\n  framehold manual | man -l -");
-    manual->callback([&app] { fmt::print("{}", manualPage(app, app.version())); });
+void addDocumentationCommands(Command& program) {
+    Command& manual = program.addCommand("manual", "Print the manual page");
+    manual.footer("Example:\n  framehold manual | man -l -");
+    manual.callback([&program] { fmt::print("{}", manualPage(program, program.version())); });
 
     auto shell = std::make_shared<std::string>();
-    CLI::App* completion = app.add_subcommand("completion", "Print completions for a shell");
-    completion->footer(
+    Command& completion = program.addCommand("completion", "Print completions for a shell");
+    completion.footer(
         "Examples:\n"
         "  framehold completion bash > /etc/bash_completion.d/framehold\n"
         "  framehold completion fish > ~/.config/fish/completions/framehold.fish");
-    using Generator = std::string (*)(const CLI::App&);
+    using Generator = std::string (*)(const Command&);
     static const std::map<std::string, Generator> kGenerators = {
         {"bash", bashCompletions}, {"fish", fishCompletions}, {"zsh", zshCompletions}};
-    completion->add_option("SHELL", *shell, "bash, fish or zsh")
-        ->required()
-        ->check(CLI::IsMember(kGenerators));
-    completion->callback([&app, shell] { fmt::print("{}", kGenerators.at(*shell)(app)); });
+    completion.addChoice("SHELL", *shell, "bash, fish or zsh", {"bash", "fish", "zsh"})->required();
+    completion.callback([&program, shell] { fmt::print("{}", kGenerators.at(*shell)(program)); });
 }
 
 }  // namespace framehold

@@ -1,3 +1,4 @@
+#include "cli/options.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
 #include "common/progress.h"
@@ -12,8 +13,6 @@
 #include <string>
 
 #include <fmt/format.h>
-
-#include <CLI/CLI.hpp>
 
 namespace framehold {
 
@@ -84,12 +83,11 @@ void inspect(InspectOptions o) {
 
 }  // namespace
 
-void addInspectCommand(CLI::App& app) {
+void addInspectCommand(Command& program) {
     auto options = std::make_shared<InspectOptions>();
     InspectOptions& o = *options;
-    CLI::App* command =
-        app.add_subcommand("inspect", "Check a motion log, alone or with its video");
-    command->footer(
+    Command& command = program.addCommand("inspect", "Check a motion log, alone or with its video");
+    command.footer(
         "Examples:\n"
         "  framehold inspect walk.gcsv\n"
         "  framehold inspect walk.mp4 --motion walk.gcsv\n"
@@ -99,19 +97,14 @@ void addInspectCommand(CLI::App& app) {
         "clocks stand to each other, and what will go wrong. Exit code 0 if the log is usable, 1\n"
         "if it is not or cannot be read. What is not given is looked for beside the video, as\n"
         "stabilize does.");
-    command->add_option("FILE", o.file, "A motion log, or a video")
-        ->required()
-        ->check(CLI::ExistingFile);
-    command->add_option("-m,--motion", o.motion, "The video's log")->check(CLI::ExistingFile);
-    command->add_option("--clip", o.clip, "clip.json with the video's metadata")
-        ->check(CLI::ExistingFile);
-    command->add_option("--time-offset", o.timeOffset, "Seconds that are added to frame times")
-        ->check(CLI::Range(-1e6, 1e6));
-    command->add_option("--readout", o.readoutTime, "Rolling-shutter readout in seconds")
-        ->check(CLI::Range(0.0, 1.0));
-    command->add_flag("--json", o.json, "Print JSON");
-    command->add_flag("-q,--quiet", o.quiet, "No progress bar");
-    command->callback([options] { inspect(*options); });
+    command.addInputFile("FILE", o.file, "A motion log, or a video")->required();
+    command.addInputFile("-m,--motion", o.motion, "The video's log");
+    command.addInputFile("--clip", o.clip, "clip.json with the video's metadata");
+    addTimeOffsetOption(command, o.timeOffset);
+    addReadoutOption(command, o.readoutTime);
+    addJsonFlag(command, o.json);
+    addQuietFlag(command, o.quiet);
+    command.callback([options] { inspect(*options); });
 }
 
 }  // namespace framehold

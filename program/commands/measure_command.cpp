@@ -1,3 +1,4 @@
+#include "cli/options.h"
 #include "commands/commands.h"
 #include "common/angle_units.h"
 #include "common/output_file.h"
@@ -11,7 +12,6 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 namespace framehold {
@@ -110,11 +110,11 @@ void measure(const MeasureOptions& options) {
 
 }  // namespace
 
-void addMeasureCommand(CLI::App& app) {
+void addMeasureCommand(Command& program) {
     auto options = std::make_shared<MeasureOptions>();
     MeasureOptions& o = *options;
-    CLI::App* command = app.add_subcommand("measure", "Measure how shaky clips are");
-    command->footer(
+    Command& command = program.addCommand("measure", "Measure how shaky clips are");
+    command.footer(
         "Examples:\n"
         "  framehold measure walk.mp4\n"
         "  framehold measure walk.mp4 steady.mp4 other-tool.mp4 --json\n"
@@ -124,21 +124,13 @@ void addMeasureCommand(CLI::App& app) {
         "Sizes may differ, and so may numbers of frames: frames belong together that are shown at\n"
         "the same time after the first one, or --delay frames apart. A black border is found, a\n"
         "mirrored or stretched one is not.");
-    command->add_option("CLIP", o.videos, "The original, then stabilized clips")
-        ->required()
-        ->check(CLI::ExistingFile);
-    command->add_option("--cutoff", o.settings.cutoff, "Hz; slower motion is not shake")
-        ->check(CLI::Range(0.05, 10.0))
-        ->capture_default_str();
-    command
-        ->add_option("--delay", o.settings.delay, "Frames by which the stabilized clips are late")
-        ->check(CLI::Range(0, 1000))
-        ->capture_default_str();
-    command->add_flag("--json", o.json, "Print JSON");
-    command->add_option("--csv", o.csv, "Write the path of every clip's picture to this file")
-        ->type_name("FILE");
-    command->add_flag("-q,--quiet", o.quiet, "No progress bar");
-    command->callback([options] {
+    command.addInputFile("CLIP", o.videos, "The original, then stabilized clips")->required();
+    addCutoffOption(command, o.settings.cutoff);
+    addDelayOption(command, o.settings.delay, "Frames by which the stabilized clips are late");
+    addJsonFlag(command, o.json);
+    command.addOutputFile("--csv", o.csv, "Write the path of every clip's picture to this file");
+    addQuietFlag(command, o.quiet);
+    command.callback([options] {
         options->settings.progress = !options->quiet;
         measure(*options);
     });

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <CLI/CLI.hpp>
-
 namespace framehold {
 
 namespace {
@@ -32,9 +30,9 @@ TEST(NearestName, IsFoundOnlyWhereItIsLikely) {
 }
 
 TEST(OptionText, TellsWhatAnOptionTakes) {
-    CLI::App app("Test", "test");
+    Command app("Test", "test");
     double number = 2.5;
-    int count = 0;
+    std::optional<int> count;
     std::string text;
     std::vector<std::string> files;
     bool flag = false;
@@ -44,20 +42,17 @@ TEST(OptionText, TellsWhatAnOptionTakes) {
         const char* description;
         bool takesFile;
     } kCases[] = {
-        {app.add_option("-n,--number", number, "Weight")
-             ->check(CLI::Range(0.5, 4.0))
-             ->capture_default_str(),
+        {app.addNumber("-n,--number", number, "Weight", {0.5, 4.0})->capture_default_str(),
          "-n, --number N", "Weight (0.5 to 4; default 2.5)", false},
-        {app.add_option("--count", count, "Items")->check(CLI::Range(1, 1000000)), "--count N",
-         "Items (at least 1)", false},
-        {app.add_option("--side", text, "Side")->check(CLI::IsMember({"left", "right"})),
-         "--side left|right", "Side", false},
-        {app.add_option("FILES", files, "Inputs")->check(CLI::ExistingFile), "FILES...", "Inputs",
-         true},
+        {app.addNumber("--count", count, "Items", {1, 1000000}), "--count N", "Items (at least 1)",
+         false},
+        {app.addChoice("--side", text, "Side", {"left", "right"}), "--side left|right", "Side",
+         false},
+        {app.addInputFile("FILES", files, "Inputs"), "FILES...", "Inputs", true},
         {app.add_flag("-q", flag, "Quiet"), "-q", "Quiet", false},
     };
     for (const auto& c : kCases) {
-        const OptionText described = describe(*c.option);
+        const OptionText described = describe(app, *c.option);
         EXPECT_EQ(described.heading(), c.heading);
         EXPECT_EQ(described.description, c.description) << c.heading;
         EXPECT_EQ(described.takesFile, c.takesFile) << c.heading;

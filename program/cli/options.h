@@ -1,0 +1,168 @@
+#pragma once
+
+#include "cli/picture_size.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace framehold {
+
+/// Smallest and largest number that an option takes.
+struct Range {
+    double low;
+    double high;
+};
+
+/// What the value of an option or argument may be. Help, completions and errors show it.
+struct OptionValue {
+    std::string placeholder = "TEXT";
+    std::optional<Range> range;
+    std::vector<std::string> choices;  // the only values, if not empty
+    bool isPath = false;
+};
+
+/// A command, or the program that has commands. Keeps for each of its options what values it
+/// takes, beside the check that the parser makes. Flags are added with `add_flag`.
+/// Wherever `value` is an optional, it stays empty if the option is not given.
+class Command final : public CLI::App {
+public:
+    /// Makes a program.
+    Command(const std::string& description, const std::string& name);
+
+    Command& addCommand(const std::string& name, const std::string& description);
+
+    /// Commands in the order in which they were added.
+    const std::vector<const Command*>& commands() const { return commands_; }
+
+    /// Values of an option or argument of this command; nothing for a flag.
+    std::optional<OptionValue> valueOf(const CLI::Option& option) const;
+
+    template <typename Number>
+    CLI::Option* addNumber(const std::string& names, Number& value,
+                           const std::string& description) {
+        return addValue(names, value, description, {"N", {}, {}, false});
+    }
+    template <typename Number>
+    CLI::Option* addNumber(const std::string& names, Number& value, const std::string& description,
+                           const Range& range) {
+        return addValue(names, value, description, {"N", range, {}, false})
+            ->check(rangeCheck(value, range));
+    }
+
+    /// Adds an option that takes three numbers with commas between them.
+    CLI::Option* addVector(const std::string& names, std::vector<double>& value,
+                           const std::string& description);
+
+    template <typename Text>
+    CLI::Option* addText(const std::string& names, Text& value, const std::string& description) {
+        return addValue(names, value, description, {});
+    }
+
+    CLI::Option* addChoice(const std::string& names, std::string& value,
+                           const std::string& description, const std::vector<std::string>& choices);
+
+    /// Adds an option that takes even sizes that the library can work with; `Size` is PictureSize
+    /// or an optional one.
+    template <typename Size>
+    CLI::Option* addPictureSize(const std::string& names, Size& value,
+                                const std::string& description) {
+        return addValue(names, value, description, {"WxH", {}, {}, false})
+            ->check(pictureSizeCheck());
+    }
+
+    /// Adds an option that takes a file that is there; `Paths` is a string or several.
+    template <typename Paths>
+    CLI::Option* addInputFile(const std::string& names, Paths& value,
+                              const std::string& description) {
+        return addPath(names, value, description, "FILE")->check(CLI::ExistingFile);
+    }
+
+    /// Adds an option that takes the path of something that may not be there.
+    template <typename Paths>
+    CLI::Option* addPath(const std::string& names, Paths& value, const std::string& description,
+                         const std::string& placeholder) {
+        return addValue(names, value, description, {placeholder, {}, {}, true});
+    }
+
+    CLI::Option* addOutputFile(const std::string& names, std::string& value,
+                               const std::string& description) {
+        return addPath(names, value, description, "FILE");
+    }
+
+private:
+    using CLI::App::add_option;  // would leave out what the option takes
+
+    Command(const std::string& description, const std::string& name, Command* parent);
+
+    template <typename T>
+    CLI::Option* addValue(const std::string& names, T& value, const std::string& description,
+                          OptionValue takes) {
+        CLI::Option* option = add_option(names, value, description);
+        values_[option] = std::move(takes);
+        return option;
+    }
+
+    template <typename Number>
+    static CLI::Validator rangeCheck(const Number& /*type*/, const Range& range) {
+        return CLI::Range(static_cast<Number>(range.low), static_cast<Number>(range.high));
+    }
+    template <typename Number>
+    static CLI::Validator rangeCheck(const std::optional<Number>& /*type*/, const Range& range) {
+        return rangeCheck(Number(), range);
+    }
+
+    static CLI::Validator pictureSizeCheck();
+
+    std::vector<const Command*> commands_;
+    std::map<const CLI::Option*, OptionValue> values_;
+};
+
+// Options that several commands have, the same everywhere. `Number` and `Text` may be optional.
+
+template <typename Number>
+CLI::Option* addFocalOption(Command& command, Number& pixels) {
+    return command.addNumber("--focal", pixels, "Focal length in pixels", {1.0, 1e6});
+}
+
+template <typename Number>
+CLI::Option* addReadoutOption(Command& command, Number& seconds) {
+    return command.addNumber("--readout", seconds, "Rolling-shutter readout in seconds",
+                             {0.0, 1.0});
+}
+
+inline CLI::Option* addTimeOffsetOption(Command& command, std::optional<double>& seconds) {
+    return command.addNumber("--time-offset", seconds, "Seconds to add to frame times",
+                             {-1e6, 1e6});
+}
+
+template <typename Text>
+CLI::Option* addAxesOption(Command& command, Text& letters) {
+    return command.addText("--axes", letters, "Logged axes as device x, y, z; lower case: negated");
+}
+
+/// Adds the frames that a stabilized clip is behind its original.
+inline CLI::Option* addDelayOption(Command& command, int& frames, const std::string& description) {
+    return command.addNumber("--delay", frames, description, {0, 1000})->capture_default_str();
+}
+
+/// Adds the frequency that measures take as the lowest of shake.
+inline CLI::Option* addCutoffOption(Command& command, double& hertz) {
+    return command.addNumber("--cutoff", hertz, "Hz; slower motion is not shake", {0.05, 10.0})
+        ->capture_default_str();
+}
+
+inline CLI::Option* addQuietFlag(Command& command, bool& quiet,
+                                 const std::string& description = "No progress bar") {
+    return command.add_flag("-q,--quiet", quiet, description);
+}
+
+inline CLI::Option* addJsonFlag(Command& command, bool& json,
+                                const std::string& description = "Print JSON") {
+    return command.add_flag("--json", json, description);
+}
+
+}  // namespace framehold
