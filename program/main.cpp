@@ -27,9 +27,9 @@ std::string versionText() {
 int run(int argc, char** argv) {
     framehold::Command program("Video stabilization from motion-sensor data", "framehold");
     program.formatter(std::make_shared<framehold::HelpFormatter>());
-    program.footer(
-        "`framehold COMMAND --help` tells more.\n"
-        "Exit code: 0 done, 1 failed, 2 wrong usage, 130 interrupted.");
+    program.setNotes(
+        "`framehold COMMAND --help` tells more. Exit code: 0 done, 1 failed, 2 wrong usage, 130 "
+        "interrupted.");
     program.set_help_flag("-h,--help", "What this command does and takes");
     program.set_help_all_flag("--help-all", "The same, with options that are rarely needed");
     program.require_subcommand(1);

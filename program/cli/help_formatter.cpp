@@ -3,7 +3,6 @@
 #include "cli/option_text.h"
 
 #include <algorithm>
-#include <sstream>
 #include <vector>
 
 #include <fmt/format.h>
@@ -98,27 +97,14 @@ bool hasMore(const Command& command) {
                        [](const OptionGroup& group) { return group.isMore(); });
 }
 
-/// Paragraphs filled to the width; indented lines stay as they are.
-std::string footerOf(const Command& command) {
-    std::string out;
-    std::string paragraph;
-    const auto flush = [&] {
-        if (paragraph.empty()) return;
-        for (const std::string& line : wrapped(paragraph, kWidth)) out += line + "\n";
-        paragraph.clear();
-    };
-    std::istringstream in(command.get_footer());
-    for (std::string line; std::getline(in, line);) {
-        const bool isText = !line.empty() && line.front() != ' ' && line.back() != ':';
-        if (isText) {
-            paragraph += line + " ";
-        } else {
-            flush();
-            out += line + "\n";
-        }
-    }
-    flush();
-    return out;
+std::string notesOf(const Command& command) {
+    if (command.notes().empty()) return {};
+    return fmt::format("\n{}\n", fmt::join(wrapped(command.notes(), kWidth), "\n"));
+}
+
+std::string examplesOf(const Command& command) {
+    if (command.examples().empty()) return {};
+    return fmt::format("\nExamples:\n  $ {}\n", fmt::join(command.examples(), "\n  $ "));
 }
 
 }  // namespace
@@ -127,11 +113,12 @@ std::string HelpFormatter::make_help(const CLI::App* app, std::string /*name*/,
                                      CLI::AppFormatMode mode) const {
     const auto& command = dynamic_cast<const Command&>(*app);
     const bool withMore = mode == CLI::AppFormatMode::All;
-    std::string help = fmt::format("{}.\nUsage: {}\n", command.get_description(), usageOf(command));
+    std::string help = fmt::format("Usage: {}\n{}.\n", usageOf(command), command.get_description());
+    help += notesOf(command);
     if (!command.commands().empty()) help += commandList(command);
     help += optionList(command, withMore);
     if (hasMore(command) && !withMore) help += "\nMore options: --help-all\n";
-    if (!command.get_footer().empty()) help += "\n" + footerOf(command);
+    help += examplesOf(command);
     return help;
 }
 

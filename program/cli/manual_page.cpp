@@ -3,7 +3,6 @@
 #include "cli/option_text.h"
 
 #include <algorithm>
-#include <sstream>
 
 #include <fmt/format.h>
 
@@ -33,28 +32,6 @@ std::string upper(std::string text) {
     return text;
 }
 
-/// Paragraphs; indented lines stay lines of their own.
-std::string paragraphs(const std::string& text) {
-    std::string out;
-    bool isLiteral = false;
-    const auto setLiteral = [&](bool on) {
-        if (on != isLiteral) out += on ? ".PP\n.RS 4\n.nf\n" : ".fi\n.RE\n";
-        isLiteral = on;
-    };
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        const bool indented = line.rfind("  ", 0) == 0;
-        setLiteral(indented);
-        if (line.empty()) {
-            out += ".PP\n";
-        } else {
-            out += escaped(indented ? line.substr(2) : line) + "\n";
-        }
-    }
-    setLiteral(false);
-    return out;
-}
-
 std::string entry(const OptionText& option) {
     return fmt::format(".TP\n\\fB{}\\fR\n{}.\n", escaped(option.heading()),
                        escaped(option.description));
@@ -68,7 +45,9 @@ std::string commandSection(const Command& command) {
         out += fmt::format(".SS {}\n", escaped(group.name));
         for (const OptionText& option : group.options) out += entry(option);
     }
-    if (!command.get_footer().empty()) out += ".SS Notes\n" + paragraphs(command.get_footer());
+    if (!command.notes().empty()) out += ".SS Notes\n" + escaped(command.notes()) + "\n";
+    if (!command.examples().empty()) out += ".SS Examples\n";
+    for (const std::string& example : command.examples()) out += escaped(example) + "\n.br\n";
     return out;
 }
 
@@ -83,7 +62,7 @@ std::string manualPage(const Command& program, const std::string& version) {
     for (const Command* command : program.commands()) {
         out += fmt::format(".B {}\n.br\n", escaped(usageOf(*command)));
     }
-    out += ".SH DESCRIPTION\n" + paragraphs(program.get_footer());
+    out += ".SH DESCRIPTION\n" + escaped(program.notes()) + "\n";
     out += ".SH OPTIONS\n";
     for (const OptionGroup& group : optionGroupsOf(program)) {
         for (const OptionText& option : group.options) out += entry(option);

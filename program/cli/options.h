@@ -38,6 +38,14 @@ public:
     /// Commands in the order in which they were added.
     const std::vector<const Command*>& commands() const { return commands_; }
 
+    /// Paragraph that help shows below the description.
+    void setNotes(const std::string& notes) { notes_ = notes; }
+    const std::string& notes() const { return notes_; }
+
+    /// Command lines that help shows as examples.
+    void setExamples(std::vector<std::string> examples) { examples_ = std::move(examples); }
+    const std::vector<std::string>& examples() const { return examples_; }
+
     /// Values of an option or argument of this command; nothing for a flag.
     std::optional<OptionValue> valueOf(const CLI::Option& option) const;
 
@@ -117,6 +125,8 @@ private:
 
     static CLI::Validator pictureSizeCheck();
 
+    std::string notes_;
+    std::vector<std::string> examples_;
     std::vector<const Command*> commands_;
     std::map<const CLI::Option*, OptionValue> values_;
 };

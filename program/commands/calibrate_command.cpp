@@ -98,15 +98,14 @@ void addCalibrateCommand(Command& program) {
     CalibrateOptions& o = *options;
     Command& command = program.addCommand(
         "calibrate", "Find focal length, readout, axes and time offset from clips");
-    command.footer(
-        "Examples:\n"
-        "  framehold calibrate walk.mp4 --motion walk.gcsv -o walk.json\n"
-        "  framehold stabilize walk.mp4 --clip walk.json -o steady.mp4\n"
-        "  framehold calibrate a.mp4 b.mp4 --motion a.gcsv b.gcsv --snippet camera.c\n"
-        "\n"
-        "Clips of ten seconds or more from a hand, that look at things far away, tell most.\n"
-        "What a clip cannot tell is left out of the result. Frame times come from a frames.csv\n"
-        "beside VIDEO, else from the video.");
+    command.setNotes(
+        "Clips of ten seconds or more from a hand, that look at things far away, tell most. "
+        "What a clip cannot tell is left out of the result. Frame times come from a "
+        "frames.csv beside VIDEO, else from the video.");
+    command.setExamples(
+        {"framehold calibrate walk.mp4 --motion walk.gcsv -o walk.json",
+         "framehold stabilize walk.mp4 --clip walk.json -o steady.mp4",
+         "framehold calibrate a.mp4 b.mp4 --motion a.gcsv b.gcsv --snippet camera.c"});
     command.addInputFile("VIDEO", o.videos, "Clips of one camera in one mode")->required();
     command.addInputFile("-m,--motion", o.motions, "Their motion logs (default: beside VIDEO)");
     command.addOutputFile("-o,--output", o.output,

@@ -70,12 +70,11 @@ void addCompareCommand(Command& program) {
     auto options = std::make_shared<CompareOptions>();
     CompareOptions& o = *options;
     Command& command = program.addCommand("compare", "Show two clips side by side");
-    command.footer(
-        "Example:\n"
-        "  framehold compare walk.mp4 walk-stable.mp4 --video both.mp4 --picture mean.png\n"
-        "\n"
-        "The first clip is on the left. The picture is the mean of some frames: the shake of a\n"
-        "second blurs it, and what stands still stays sharp.");
+    command.setNotes(
+        "The first clip is on the left. The picture is the mean of some frames: the shake of "
+        "a second blurs it, and what stands still stays sharp.");
+    command.setExamples(
+        {"framehold compare walk.mp4 steady.mp4 --video both.mp4 --picture mean.png"});
     command.addInputFile("BEFORE", o.before, "One clip")->required();
     command.addInputFile("AFTER", o.after, "The other one")->required();
     command.addOutputFile("--video", o.video, "Write both beside each other to this file");

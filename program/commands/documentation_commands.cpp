@@ -12,15 +12,14 @@ namespace framehold {
 
 void addDocumentationCommands(Command& program) {
     Command& manual = program.addCommand("manual", "Print the manual page");
-    manual.footer("Example:\n  framehold manual | man -l -");
+    manual.setExamples({"framehold manual | man -l -"});
     manual.callback([&program] { fmt::print("{}", manualPage(program, program.version())); });
 
     auto shell = std::make_shared<std::string>();
     Command& completion = program.addCommand("completion", "Print completions for a shell");
-    completion.footer(
-        "Examples:\n"
-        "  framehold completion bash > /etc/bash_completion.d/framehold\n"
-        "  framehold completion fish > ~/.config/fish/completions/framehold.fish");
+    completion.setExamples(
+        {"framehold completion bash > /etc/bash_completion.d/framehold",
+         "framehold completion fish > ~/.config/fish/completions/framehold.fish"});
     using Generator = std::string (*)(const Command&);
     static const std::map<std::string, Generator> kGenerators = {
         {"bash", bashCompletions}, {"fish", fishCompletions}, {"zsh", zshCompletions}};

@@ -87,16 +87,14 @@ void addInspectCommand(Command& program) {
     auto options = std::make_shared<InspectOptions>();
     InspectOptions& o = *options;
     Command& command = program.addCommand("inspect", "Check a motion log, alone or with its video");
-    command.footer(
-        "Examples:\n"
-        "  framehold inspect walk.gcsv\n"
-        "  framehold inspect walk.mp4 --motion walk.gcsv\n"
-        "  framehold inspect walk.mp4 --clip clip.json --json\n"
-        "\n"
-        "Tells the format, rates, gaps, noise and range of the log, with a video also how the two\n"
-        "clocks stand to each other, and what will go wrong. Exit code 0 if the log is usable, 1\n"
-        "if it is not or cannot be read. What is not given is looked for beside the video, as\n"
-        "stabilize does.");
+    command.setNotes(
+        "Tells the format, rates, gaps, noise and range of the log, with a video also how the "
+        "two clocks stand to each other, and what will go wrong. Exit code 0 if the log is "
+        "usable, 1 if it is not or cannot be read. What is not given is looked for beside the "
+        "video, as stabilize does.");
+    command.setExamples({"framehold inspect walk.gcsv",
+                         "framehold inspect walk.mp4 --motion walk.gcsv",
+                         "framehold inspect walk.mp4 --clip clip.json --json"});
     command.addInputFile("FILE", o.file, "A motion log, or a video")->required();
     command.addInputFile("-m,--motion", o.motion, "The video's log");
     command.addInputFile("--clip", o.clip, "clip.json with the video's metadata");

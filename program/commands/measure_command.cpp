@@ -114,16 +114,14 @@ void addMeasureCommand(Command& program) {
     auto options = std::make_shared<MeasureOptions>();
     MeasureOptions& o = *options;
     Command& command = program.addCommand("measure", "Measure how shaky clips are");
-    command.footer(
-        "Examples:\n"
-        "  framehold measure walk.mp4\n"
-        "  framehold measure walk.mp4 steady.mp4 other-tool.mp4 --json\n"
-        "\n"
-        "The first clip is the original; the others may come from any stabilizer, in any size.\n"
-        "Shake is what the picture moves faster than --cutoff; pans and slow sway do not count.\n"
-        "Sizes may differ, and so may numbers of frames: frames belong together that are shown at\n"
-        "the same time after the first one, or --delay frames apart. A black border is found, a\n"
-        "mirrored or stretched one is not.");
+    command.setNotes(
+        "The first clip is the original; the others may come from any stabilizer, in any "
+        "size. Shake is what the picture moves faster than --cutoff; pans and slow sway do "
+        "not count. Sizes may differ, and so may numbers of frames: frames belong together "
+        "that are shown at the same time after the first one, or --delay frames apart. A "
+        "black border is found, a mirrored or stretched one is not.");
+    command.setExamples({"framehold measure walk.mp4",
+                         "framehold measure walk.mp4 steady.mp4 other-tool.mp4 --json"});
     command.addInputFile("CLIP", o.videos, "The original, then stabilized clips")->required();
     addCutoffOption(command, o.settings.cutoff);
     addDelayOption(command, o.settings.delay, "Frames by which the stabilized clips are late");

@@ -18,15 +18,14 @@ void addReportCommand(Command& program) {
     auto options = std::make_shared<Options>();
     ReportRequest& r = options->request;
     Command& command = program.addCommand("report", "Show what stabilizing a clip did, as a page");
-    command.footer(
-        "Examples:\n"
-        "  framehold stabilize walk.mp4 -m walk.gcsv -o steady.mp4 --save-run run.json\n"
-        "  framehold report walk.mp4 steady.mp4 --run run.json -o steady.html\n"
-        "  framehold report walk.mp4 other-tool.mp4 -o other-tool.html\n"
-        "\n"
-        "The page is one file that opens without a network: pictures before and after, the path\n"
-        "of the camera, the margin used, times, measures and parameters. Without --run it shows\n"
-        "pictures and measures only. `stabilize --report FILE` does both in one go.");
+    command.setNotes(
+        "The page is one file that opens without a network: pictures before and after, the "
+        "path of the camera, the margin used, times, measures and parameters. Without --run "
+        "it shows pictures and measures only. `stabilize --report FILE` does both in one go.");
+    command.setExamples(
+        {"framehold stabilize walk.mp4 -m walk.gcsv -o steady.mp4 --save-run run.json",
+         "framehold report walk.mp4 steady.mp4 --run run.json -o steady.html",
+         "framehold report walk.mp4 other-tool.mp4 -o other-tool.html"});
     command.addInputFile("ORIGINAL", r.original, "The shaky clip")->required();
     command.addInputFile("STABILIZED", r.stabilized, "What was made from it, by any stabilizer")
         ->required();

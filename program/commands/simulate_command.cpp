@@ -67,14 +67,12 @@ void addSimulateCommand(Command& program) {
     auto options = std::make_shared<SimulateOptions>();
     SimulateOptions& o = *options;
     Command& command = program.addCommand("simulate", "Render a shaky clip with its motion log");
-    command.footer(
-        "Example:\n"
-        "  framehold simulate out --duration 4 --shake 1.5\n"
-        "  framehold stabilize out/clip.mp4 --clip out/clip.json -o steady.mp4\n"
-        "  framehold simulate out --motion walk.gcsv --from 3 --axes YxZ --metadata truth\n"
-        "\n"
-        "Writes clip.mp4, imu.gcsv, frames.csv, clip.json and truth.csv (the true orientation of\n"
-        "each frame) to FOLDER. The same options give the same clip.");
+    command.setNotes(
+        "Writes clip.mp4, imu.gcsv, frames.csv, clip.json and truth.csv (the true orientation "
+        "of each frame) to FOLDER. The same options give the same clip.");
+    command.setExamples({"framehold simulate out --duration 4 --shake 1.5",
+                         "framehold stabilize out/clip.mp4 --clip out/clip.json -o steady.mp4",
+                         "framehold simulate out --motion walk.gcsv --from 3 --metadata truth"});
     command.addPath("FOLDER", o.folder, "Where the files go", "DIR")->capture_default_str();
     command.addPictureSize("--size", o.size, "Of the picture")->capture_default_str();
     command.addNumber("--fps", o.framesPerSecond, "Frames per second", {1.0, 240.0})

@@ -96,14 +96,13 @@ void addStabilizeCommand(Command& program) {
     auto options = std::make_shared<BatchOptions>();
     StabilizeOptions& o = options->each;
     Command& command = program.addCommand("stabilize", "Stabilize recorded clips");
-    command.footer(
-        "Examples:\n"
-        "  framehold stabilize walk.mp4 --motion walk.gcsv --focal 1150 -o steady.mp4\n"
-        "  framehold stabilize recordings -j 2 -o 'steady/{folder}-{name}.mp4'\n"
-        "\n"
-        "What is not given is taken from the clip.json, then from the motion log, then from a\n"
-        "default. Both are looked for beside the video: NAME.json or clip.json, NAME.gcsv, .csv,\n"
-        ".txt or .log. Device axes are Android's: x right, y up, z towards the viewer.");
+    command.setNotes(
+        "What is not given is taken from the clip.json, then from the motion log, then from a "
+        "default. Both are looked for beside the video: NAME.json or clip.json, NAME.gcsv, "
+        ".csv, .txt or .log. Device axes are Android's: x right, y up, z towards the viewer.");
+    command.setExamples(
+        {"framehold stabilize walk.mp4 --motion walk.gcsv --focal 1150 -o steady.mp4",
+         "framehold stabilize recordings -j 2 -o 'steady/{folder}-{name}.mp4'"});
     command
         .addPath("VIDEO", options->inputs,
                  "Clips, folders of clips, or - for y4m on standard input", "PATH")

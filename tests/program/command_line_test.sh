@@ -24,7 +24,7 @@ for command in $commands; do
     lines=$(wc -l <"$work/help")
     columns=$(awk '{ if (length > n) n = length } END { print n }' "$work/help")
     [ "$lines" -le 48 ] && [ "$columns" -le 80 ] || fail "$command --help: $lines x $columns"
-    grep -q '^Examples\?:' "$work/help" || fail "$command --help has no example"
+    grep -q '^Examples:' "$work/help" || fail "$command --help has no example"
     for option in $("$framehold" "$command" --help-all | grep -o -e '^  \(-., \)\?--[a-z-]*' |
         grep -o -e '--[a-z-]*'); do
         grep -q -e "${option//-/\\\\-}\\>" "$work/framehold.1" || fail "$command $option: not in the manual"
