@@ -99,9 +99,9 @@ void addCalibrateCommand(Command& program) {
     Command& command = program.addCommand(
         "calibrate", "Find focal length, readout, axes and time offset from clips");
     command.setNotes(
-        "Clips of ten seconds or more from a hand, that look at things far away, tell most. "
-        "What a clip cannot tell is left out of the result. Frame times come from a "
-        "frames.csv beside VIDEO, else from the video.");
+        "Handheld clips of ten seconds or more that show distant things work best. What cannot be "
+        "found is left out of the result. Frame times come from a frames.csv beside VIDEO, else "
+        "from the video.");
     command.setExamples(
         {"framehold calibrate walk.mp4 --motion walk.gcsv -o walk.json",
          "framehold stabilize walk.mp4 --clip walk.json -o steady.mp4",
@@ -112,7 +112,7 @@ void addCalibrateCommand(Command& program) {
                           "clip.json to write (default: VIDEO's name.json)");
     command.addOutputFile("--snippet", o.snippet, "Write C code that fills in the parameters");
     addJsonFlag(command, o.json, "Print all numbers on standard output");
-    command.addNumber("--seconds", o.seconds, "Of each clip that are looked at", {1.0, 3600.0})
+    command.addNumber("--seconds", o.seconds, "Seconds of each clip to use", {1.0, 3600.0})
         ->capture_default_str();
     command
         .addNumber("--range", o.known.range, "Seconds the clocks may differ to either side",

@@ -88,10 +88,9 @@ void addInspectCommand(Command& program) {
     InspectOptions& o = *options;
     Command& command = program.addCommand("inspect", "Check a motion log, alone or with its video");
     command.setNotes(
-        "Tells the format, rates, gaps, noise and range of the log, with a video also how the "
-        "two clocks stand to each other, and what will go wrong. Exit code 0 if the log is "
-        "usable, 1 if it is not or cannot be read. What is not given is looked for beside the "
-        "video, as stabilize does.");
+        "Prints the format, rates, gaps, noise and range of the log, with a video also how the two "
+        "clocks differ, and problems to expect. Fails if the log is not usable or cannot be read. "
+        "What is not given is looked for beside the video, as stabilize does.");
     command.setExamples({"framehold inspect walk.gcsv",
                          "framehold inspect walk.mp4 --motion walk.gcsv",
                          "framehold inspect walk.mp4 --clip clip.json --json"});

@@ -21,7 +21,7 @@ void addReportCommand(Command& program) {
     command.setNotes(
         "The page is one file that opens without a network: pictures before and after, the "
         "path of the camera, the margin used, times, measures and parameters. Without --run "
-        "it shows pictures and measures only. `stabilize --report FILE` does both in one go.");
+        "it shows pictures and measures only. stabilize --report does both in one go.");
     command.setExamples(
         {"framehold stabilize walk.mp4 -m walk.gcsv -o steady.mp4 --save-run run.json",
          "framehold report walk.mp4 steady.mp4 --run run.json -o steady.html",
@@ -29,8 +29,8 @@ void addReportCommand(Command& program) {
     command.addInputFile("ORIGINAL", r.original, "The shaky clip")->required();
     command.addInputFile("STABILIZED", r.stabilized, "What was made from it, by any stabilizer")
         ->required();
-    command.addOutputFile("-o,--output", r.page, "The page")->required();
-    command.addInputFile("--run", options->run, "What stabilize --save-run wrote");
+    command.addOutputFile("-o,--output", r.page, "HTML page to write")->required();
+    command.addInputFile("--run", options->run, "File that stabilize --save-run wrote");
     addCutoffOption(command, r.cutoff);
     addDelayOption(command, r.delay, "Frames by which the stabilized clip is late");
     addQuietFlag(command, options->quiet);

@@ -74,10 +74,11 @@ void addSimulateCommand(Command& program) {
                          "framehold stabilize out/clip.mp4 --clip out/clip.json -o steady.mp4",
                          "framehold simulate out --motion walk.gcsv --from 3 --metadata truth"});
     command.addPath("FOLDER", o.folder, "Where the files go", "DIR")->capture_default_str();
-    command.addPictureSize("--size", o.size, "Of the picture")->capture_default_str();
+    command.addPictureSize("--size", o.size, "Size of the picture")->capture_default_str();
     command.addNumber("--fps", o.framesPerSecond, "Frames per second", {1.0, 240.0})
         ->capture_default_str();
-    command.addNumber("--duration", o.duration, "Seconds", {0.0, 3600.0})->capture_default_str();
+    command.addNumber("--duration", o.duration, "Length of the clip in seconds", {0.0, 3600.0})
+        ->capture_default_str();
     addFocalOption(command, o.camera.focal)->capture_default_str();
     addReadoutOption(command, o.camera.readout)->capture_default_str();
     command
@@ -92,7 +93,9 @@ void addSimulateCommand(Command& program) {
         .addNumber("--moving", o.moving, "Share of the picture covered by moving things",
                    {0.0, 0.5})
         ->capture_default_str();
-    command.addNumber("--seed", o.path.seed, "Of the shake, the noise and the moving things")
+    command
+        .addNumber("--seed", o.path.seed,
+                   "Random seed of the shake, the noise and the moving things")
         ->capture_default_str();
     command.addPath("--metadata", o.metadataFolder,
                     "Folder for clip.json, frames.csv and truth.csv (default: FOLDER); the log "

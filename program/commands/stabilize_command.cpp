@@ -46,7 +46,8 @@ void addCameraOptions(Command& command, StabilizeOptions& o) {
                    "Logged gravity samples per second to feed after the first one", {0.0, 1000.0})
         ->capture_default_str()
         ->group(more);
-    command.addNumber("--sensor-mask", o.sensorMask, "Enabled sample types as bits (5)", {1, 63})
+    command.addNumber("--sensor-mask", o.sensorMask, "Enabled sample types as bits", {1, 63})
+        ->default_str("5")
         ->group(more);
 }
 
@@ -56,12 +57,13 @@ void addResultOptions(Command& command, BatchOptions& batch) {
     command.addNumber("--crop", o.crop, "Percent of the picture that is shown", {1, 100})
         ->capture_default_str()
         ->group(result);
-    command.addNumber("--smoothing", o.smoothing, "Strength", {1, 10})
+    command.addNumber("--smoothing", o.smoothing, "Strength of smoothing", {1, 10})
         ->capture_default_str()
         ->group(result);
     addDelayOption(command, o.delay, "Frames to look ahead")->group(result);
     command
-        .addPictureSize("--output-size", o.outputSize, "Of the result (default: the input's size)")
+        .addPictureSize("--output-size", o.outputSize,
+                        "Size of the result (default: the input's size)")
         ->group(result);
     command.add_flag("--side-by-side", o.sideBySide, "Show the source on the left of the result")
         ->group(result);
@@ -72,21 +74,26 @@ void addResultOptions(Command& command, BatchOptions& batch) {
     addJsonFlag(command, batch.json, "Print a summary on standard output")->group(result);
 
     const std::string more = "More result options";
-    command.addText("--encoder", o.encoder, "FFmpeg's name of it (libx264 where it fits)")
+    command
+        .addText("--encoder", o.encoder,
+                 "FFmpeg's name of the encoder (default: libx264 where it fits)")
+        ->group(more);
+    command.addNumber("--quality", o.quality, "As the encoder counts, 0 best", {0, 63})
+        ->default_str("18 for libx264")
+        ->group(more);
+    command.addText("--preset", o.preset, "The encoder's preset")
+        ->default_str("medium for libx264")
         ->group(more);
     command
-        .addNumber("--quality", o.quality, "As the encoder counts, 0 best (18 for libx264)",
-                   {0, 63})
+        .addText(
+            "--pixel-format", o.pixelFormat,
+            "FFmpeg's name of the pixel format (default: yuv420p; yuv444p for odd sizes in H.264)")
         ->group(more);
-    command.addText("--preset", o.preset, "Of the encoder (medium for libx264)")->group(more);
-    command
-        .addText("--pixel-format", o.pixelFormat,
-                 "FFmpeg's name of it (yuv420p; for odd sizes in H.264 yuv444p)")
-        ->group(more);
-    command.addOutputFile("--save-run", o.saveRun, "Keep what `framehold report` needs")
+    command.addOutputFile("--save-run", o.saveRun, "Write what framehold report --run reads")
         ->group(more);
     command
-        .addOutputFile("--record-session", o.session, "Record what the library is fed to a file")
+        .addOutputFile("--record-session", o.session,
+                       "Record the calls of the library to this file")
         ->group(more);
 }
 
@@ -109,7 +116,7 @@ void addStabilizeCommand(Command& program) {
         ->required()
         ->check(isInput());
     command.addOutputFile("-o,--output", o.output,
-                          "File; folder; pattern of {name}, {folder}, {ext}; or - for y4m on "
+                          "File, folder, pattern with {name}, {folder} and {ext}, or - for y4m on "
                           "standard output (default: {name}-stable beside VIDEO)");
     command.addInputFile("-m,--motion", o.motion, "Motion log (default: the telemetry in VIDEO)");
     command.addInputFile("--clip", o.clip, "clip.json with the recording's metadata");
