@@ -13,10 +13,6 @@
 
 namespace {
 
-constexpr int kFailure = 1;
-constexpr int kUsage = 2;
-constexpr int kInterrupted = 130;
-
 std::string versionText() {
     ZPR_Version version;
     ZPR_GetVersion(&version);
@@ -27,11 +23,9 @@ std::string versionText() {
 int run(int argc, char** argv) {
     framehold::Command program("Video stabilization from motion-sensor data", "framehold");
     program.formatter(std::make_shared<framehold::HelpFormatter>());
-    program.setNotes(
-        "`framehold COMMAND --help` tells more. Exit code: 0 done, 1 failed, 2 wrong usage, 130 "
-        "interrupted.");
-    program.set_help_flag("-h,--help", "What this command does and takes");
-    program.set_help_all_flag("--help-all", "The same, with options that are rarely needed");
+    program.setNotes("framehold COMMAND --help shows the options of a command.");
+    program.set_help_flag("-h,--help", "Show help");
+    program.set_help_all_flag("--help-all", "Show help with options that are rarely needed");
     program.require_subcommand(1);
     framehold::addStabilizeCommand(program);
     framehold::addCalibrateCommand(program);
@@ -50,7 +44,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return program.exit(error);
         std::fputs(framehold::describeUsageError(program, error).c_str(), stderr);
-        return kUsage;
+        return framehold::kWrongUsage;
     }
     return 0;
 }
@@ -62,9 +56,9 @@ int main(int argc, char** argv) {
         return run(argc, argv);
     } catch (const framehold::Interrupted& error) {
         std::fprintf(stderr, "framehold: %s\n", error.what());
-        return kInterrupted;
+        return framehold::kInterrupted;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "framehold: %s\n", error.what());
-        return kFailure;
+        return framehold::kFailed;
     }
 }

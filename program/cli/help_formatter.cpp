@@ -41,7 +41,7 @@ private:
     std::string out_;
 };
 
-/// Whether help need not tell of it, because it was just found.
+/// Options that short help leaves out, because whoever reads it has found them.
 bool isHelpOption(const OptionText& option) { return option.longName.rfind("--help", 0) == 0; }
 
 /// The sections to show: what is below each title.
@@ -53,7 +53,10 @@ std::vector<OptionGroup> sectionsOf(const Command& command, bool withMore) {
     for (OptionGroup& group : optionGroupsOf(command)) {
         if (group.isMore() && !withMore) continue;
         auto& options = group.options;
-        options.erase(std::remove_if(options.begin(), options.end(), isHelpOption), options.end());
+        if (!withMore) {
+            options.erase(std::remove_if(options.begin(), options.end(), isHelpOption),
+                          options.end());
+        }
         if (!options.empty()) sections.push_back(std::move(group));
     }
     return sections;
@@ -97,6 +100,20 @@ bool hasMore(const Command& command) {
                        [](const OptionGroup& group) { return group.isMore(); });
 }
 
+std::string exitCodeList() {
+    const struct {
+        int code;
+        const char* meaning;
+    } kCodes[] = {{0, "done"},
+                  {kFailed, "failed"},
+                  {kWrongUsage, "wrong usage"},
+                  {kInterrupted, "interrupted"}};
+    Rows rows(3);
+    rows.title("Exit status");
+    for (const auto& c : kCodes) rows.row(std::to_string(c.code), c.meaning);
+    return rows.take();
+}
+
 std::string notesOf(const Command& command) {
     if (command.notes().empty()) return {};
     return fmt::format("\n{}\n", fmt::join(wrapped(command.notes(), kWidth), "\n"));
@@ -118,6 +135,7 @@ std::string HelpFormatter::make_help(const CLI::App* app, std::string /*name*/,
     if (!command.commands().empty()) help += commandList(command);
     help += optionList(command, withMore);
     if (hasMore(command) && !withMore) help += "\nMore options: --help-all\n";
+    if (withMore || !command.commands().empty()) help += exitCodeList();
     help += examplesOf(command);
     return help;
 }

@@ -18,6 +18,12 @@ std::string textOf(const Range& range) {
     return fmt::format("{} to {}", range.low, range.high);
 }
 
+/// "bash, fish or zsh"
+std::string textOf(const std::vector<std::string>& choices) {
+    return fmt::format("{} or {}", fmt::join(choices.begin(), choices.end() - 1, ", "),
+                       choices.back());
+}
+
 }  // namespace
 
 OptionText describe(const Command& command, const CLI::Option& option) {
@@ -33,11 +39,10 @@ OptionText describe(const Command& command, const CLI::Option& option) {
 
     text.choices = value->choices;
     text.takesFile = value->isPath;
-    text.value = value->choices.empty() ? value->placeholder
-                                        : fmt::format("{}", fmt::join(value->choices, "|"));
-    if (text.isPositional) text.value = option.get_name(true, false);
+    text.value = text.isPositional ? option.get_name(true, false) : value->placeholder;
     std::vector<std::string> hints;
     if (value->range) hints.push_back(textOf(*value->range));
+    if (!value->choices.empty()) hints.push_back(textOf(value->choices));
     if (const std::string given = option.get_default_str(); !given.empty()) {
         hints.push_back("default " + given);
     }
@@ -47,11 +52,13 @@ OptionText describe(const Command& command, const CLI::Option& option) {
 }
 
 std::string OptionText::heading() const {
-    if (isPositional) return value + (isRepeated ? "..." : "");
+    const std::string values = value + (isRepeated ? "..." : "");
+    if (isPositional) return values;
     std::string names = shortName;
     if (!shortName.empty() && !longName.empty()) names += ", ";
     names += longName;
-    return value.empty() ? names : names + " " + value;
+    if (value.empty()) return names;
+    return names + (longName.empty() ? " " : "=") + values;
 }
 
 std::vector<OptionText> argumentsOf(const Command& command) {

@@ -24,7 +24,7 @@ struct OptionText {
     bool isRequired = false;
     bool isRepeated = false;
 
-    /// "-o, --output FILE", or the name of an argument.
+    /// "-o, --output=FILE", or the name of an argument.
     std::string heading() const;
 };
 

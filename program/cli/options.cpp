@@ -27,13 +27,15 @@ std::optional<OptionValue> Command::valueOf(const CLI::Option& option) const {
 
 CLI::Option* Command::addVector(const std::string& names, std::vector<double>& value,
                                 const std::string& description) {
-    return addValue(names, value, description, {"N", {}, {}, false})->delimiter(',')->expected(3);
+    return addValue(names, value, description, {"X,Y,Z", {}, {}, false})
+        ->delimiter(',')
+        ->expected(3);
 }
 
 CLI::Option* Command::addChoice(const std::string& names, std::string& value,
                                 const std::string& description,
                                 const std::vector<std::string>& choices) {
-    return addValue(names, value, description, {"", {}, choices, false})
+    return addValue(names, value, description, {"NAME", {}, choices, false})
         ->check(CLI::IsMember(choices));
 }
 

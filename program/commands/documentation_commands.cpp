@@ -23,7 +23,7 @@ void addDocumentationCommands(Command& program) {
     using Generator = std::string (*)(const Command&);
     static const std::map<std::string, Generator> kGenerators = {
         {"bash", bashCompletions}, {"fish", fishCompletions}, {"zsh", zshCompletions}};
-    completion.addChoice("SHELL", *shell, "bash, fish or zsh", {"bash", "fish", "zsh"})->required();
+    completion.addChoice("SHELL", *shell, "Shell to complete for", {"bash", "fish", "zsh"})->required();
     completion.callback([&program, shell] { fmt::print("{}", kGenerators.at(*shell)(program)); });
 }
 

@@ -43,10 +43,10 @@ TEST(OptionText, TellsWhatAnOptionTakes) {
         bool takesFile;
     } kCases[] = {
         {app.addNumber("-n,--number", number, "Weight", {0.5, 4.0})->capture_default_str(),
-         "-n, --number N", "Weight (0.5 to 4; default 2.5)", false},
-        {app.addNumber("--count", count, "Items", {1, 1000000}), "--count N", "Items (at least 1)",
+         "-n, --number=N", "Weight (0.5 to 4; default 2.5)", false},
+        {app.addNumber("--count", count, "Items", {1, 1000000}), "--count=N", "Items (at least 1)",
          false},
-        {app.addChoice("--side", text, "Side", {"left", "right"}), "--side left|right", "Side",
+        {app.addChoice("--side", text, "Side", {"left", "right"}), "--side=NAME", "Side (left or right)",
          false},
         {app.addInputFile("FILES", files, "Inputs"), "FILES...", "Inputs", true},
         {app.add_flag("-q", flag, "Quiet"), "-q", "Quiet", false},
