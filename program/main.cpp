@@ -34,7 +34,7 @@ int run(int argc, char** argv) {
     framehold::addInspectCommand(program);
     framehold::addMeasureCommand(program);
     framehold::addReportCommand(program);
-    framehold::addDocumentationCommands(program);
+    framehold::addCompletionCommand(program);
     // Only now, so that commands do not inherit it.
     program.set_version_flag("--version", versionText(), "Print the version");
     framehold::keepLibavMessages();

@@ -5,7 +5,7 @@ libavutil-dev libswscale-dev libcli11-dev libeigen3-dev libfmt-dev libopencv-cal
 libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev libopencv-video-dev \
 nlohmann-json3-dev"
 test_packages="$build_packages binutils chromium clang-format ffmpeg fish g++-aarch64-linux-gnu \
-g++-arm-linux-gnueabi googletest groff python3 qemu-user valgrind zsh"
+g++-arm-linux-gnueabi googletest groff help2man python3 qemu-user valgrind zsh"
 bench_packages="$build_packages libvidstab-dev"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
 arm_packages="ca-certificates cmake g++-arm-linux-gnueabi libeigen3-dev ninja-build qemu-user"

@@ -8,11 +8,10 @@
 namespace framehold {
 
 /// Options of groups whose name starts so are left out of `--help`; `--help-all` and the manual
-/// show them.
+/// pages show them.
 constexpr const char* kMorePrefix = "More ";
 
-/// What help texts, the manual and shell completions say of one option or argument: all three are
-/// made of this.
+/// Description of an option or argument, from which help texts and shell completions are made.
 struct OptionText {
     std::string shortName;             // "-o", or empty
     std::string longName;              // "--output", or empty

@@ -12,6 +12,6 @@ void addCompareCommand(Command& program);
 void addInspectCommand(Command& program);
 void addMeasureCommand(Command& program);
 void addReportCommand(Command& program);
-void addDocumentationCommands(Command& program);  // manual and completion
+void addCompletionCommand(Command& program);
 
 }  // namespace framehold

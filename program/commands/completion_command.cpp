@@ -1,5 +1,4 @@
 #include "cli/completions.h"
-#include "cli/manual_page.h"
 #include "cli/options.h"
 #include "commands/commands.h"
 
@@ -10,11 +9,7 @@
 
 namespace framehold {
 
-void addDocumentationCommands(Command& program) {
-    Command& manual = program.addCommand("manual", "Print the manual page");
-    manual.setExamples({"framehold manual | man -l -"});
-    manual.callback([&program] { fmt::print("{}", manualPage(program, program.version())); });
-
+void addCompletionCommand(Command& program) {
     auto shell = std::make_shared<std::string>();
     Command& completion = program.addCommand("completion", "Print completions for a shell");
     completion.setExamples(
@@ -23,7 +18,8 @@ void addDocumentationCommands(Command& program) {
     using Generator = std::string (*)(const Command&);
     static const std::map<std::string, Generator> kGenerators = {
         {"bash", bashCompletions}, {"fish", fishCompletions}, {"zsh", zshCompletions}};
-    completion.addChoice("SHELL", *shell, "Shell to complete for", {"bash", "fish", "zsh"})->required();
+    completion.addChoice("SHELL", *shell, "Shell to complete for", {"bash", "fish", "zsh"})
+        ->required();
     completion.callback([&program, shell] { fmt::print("{}", kGenerators.at(*shell)(program)); });
 }
 
