@@ -1,4 +1,4 @@
-#include "cli/help_formatter.h"
+#include "cli/help.h"
 #include "cli/options.h"
 #include "cli/usage_errors.h"
 #include "commands/commands.h"

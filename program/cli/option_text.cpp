@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 
 #include <fmt/format.h>
 
@@ -98,22 +97,6 @@ std::string usageOf(const Command& command) {
         usage += argument.isRequired ? " " + heading : " [" + heading + "]";
     }
     return usage;
-}
-
-std::vector<std::string> wrapped(const std::string& text, size_t width) {
-    std::vector<std::string> lines = {""};
-    std::istringstream in(text);
-    for (std::string word; in >> word;) {
-        std::string& line = lines.back();
-        if (line.empty()) {
-            line = word;
-        } else if (line.size() + 1 + word.size() <= width) {
-            line += " " + word;
-        } else {
-            lines.push_back(word);
-        }
-    }
-    return lines;
 }
 
 }  // namespace framehold

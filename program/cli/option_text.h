@@ -45,7 +45,4 @@ std::vector<OptionGroup> optionGroupsOf(const Command& command);
 /// "framehold stabilize [OPTIONS] VIDEO..."
 std::string usageOf(const Command& command);
 
-/// Breaks a text at blanks into lines of at most `width` characters; longer words stay whole.
-std::vector<std::string> wrapped(const std::string& text, size_t width);
-
 }  // namespace framehold

@@ -1,4 +1,4 @@
-#include "cli/completions.h"
+#include "cli/completion.h"
 #include "cli/options.h"
 #include "commands/commands.h"
 

@@ -1,4 +1,4 @@
-#include "cli/completions.h"
+#include "cli/completion.h"
 
 #include "cli/option_text.h"
 

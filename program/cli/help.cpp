@@ -1,8 +1,9 @@
-#include "cli/help_formatter.h"
+#include "cli/help.h"
 
 #include "cli/option_text.h"
 
 #include <algorithm>
+#include <sstream>
 #include <vector>
 
 #include <fmt/format.h>
@@ -13,6 +14,23 @@ namespace {
 
 constexpr size_t kWidth = 80;
 constexpr size_t kWidestHeading = 30;
+
+/// Breaks a text at blanks into lines of at most `width` characters; longer words stay whole.
+std::vector<std::string> wrapped(const std::string& text, size_t width) {
+    std::vector<std::string> lines = {""};
+    std::istringstream in(text);
+    for (std::string word; in >> word;) {
+        std::string& line = lines.back();
+        if (line.empty()) {
+            line = word;
+        } else if (line.size() + 1 + word.size() <= width) {
+            line += " " + word;
+        } else {
+            lines.push_back(word);
+        }
+    }
+    return lines;
+}
 
 /// Rows of a heading and a text, the texts below each other.
 class Rows {
