@@ -17,12 +17,6 @@ std::string textOf(const Range& range) {
     return fmt::format("{} to {}", range.low, range.high);
 }
 
-/// "bash, fish or zsh"
-std::string textOf(const std::vector<std::string>& choices) {
-    return fmt::format("{} or {}", fmt::join(choices.begin(), choices.end() - 1, ", "),
-                       choices.back());
-}
-
 }  // namespace
 
 OptionText describe(const Command& command, const CLI::Option& option) {
@@ -41,7 +35,7 @@ OptionText describe(const Command& command, const CLI::Option& option) {
     text.value = text.isPositional ? option.get_name(true, false) : value->placeholder;
     std::vector<std::string> hints;
     if (value->range) hints.push_back(textOf(*value->range));
-    if (!value->choices.empty()) hints.push_back(textOf(value->choices));
+    if (!value->choices.empty()) hints.push_back(listOf(value->choices));
     if (const std::string given = option.get_default_str(); !given.empty()) {
         hints.push_back("default " + given);
     }

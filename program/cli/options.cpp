@@ -1,9 +1,19 @@
 #include "cli/options.h"
 
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 
+#include <fmt/format.h>
+
 namespace framehold {
+
+std::string listOf(const std::vector<std::string>& choices) {
+    return fmt::format("{} or {}", fmt::join(choices.begin(), choices.end() - 1, ", "),
+                       choices.back());
+}
 
 Command::Command(const std::string& description, const std::string& name)
     : CLI::App(description, name) {}
@@ -27,16 +37,48 @@ std::optional<OptionValue> Command::valueOf(const CLI::Option& option) const {
 
 CLI::Option* Command::addVector(const std::string& names, std::vector<double>& value,
                                 const std::string& description) {
+    const CLI::Validator isNumber(
+        [](std::string& text) {
+            double number = 0.0;
+            const bool fits = CLI::detail::lexical_cast(text, number) && std::isfinite(number);
+            return fits ? "" : fmt::format("'{}' is not a number", text);
+        },
+        "");
     return addValue(names, value, description, {"X,Y,Z", {}, {}, false})
         ->delimiter(',')
-        ->expected(3);
+        ->expected(3)
+        ->check(isNumber);
 }
 
 CLI::Option* Command::addChoice(const std::string& names, std::string& value,
                                 const std::string& description,
                                 const std::vector<std::string>& choices) {
     return addValue(names, value, description, {"NAME", {}, choices, false})
-        ->check(CLI::IsMember(choices));
+        ->check(CLI::Validator(
+            [choices](std::string& text) {
+                const bool fits = std::count(choices.begin(), choices.end(), text) > 0;
+                return fits ? "" : fmt::format("'{}' is not {}", text, listOf(choices));
+            },
+            ""));
+}
+
+std::string Command::rangeError(const std::string& text, const Range& range, bool isWhole) {
+    return fmt::format("'{}' is not a {} from {} to {}", text, isWhole ? "whole number" : "number",
+                       range.low, range.high);
+}
+
+CLI::Validator Command::fileCheck() {
+    return CLI::Validator(
+        [](std::string& text) {
+            std::error_code ignored;
+            const auto status = std::filesystem::status(text, ignored);
+            if (!std::filesystem::exists(status)) return fmt::format("there is no file '{}'", text);
+            if (std::filesystem::is_directory(status)) {
+                return fmt::format("'{}' is a folder, not a file", text);
+            }
+            return std::string();
+        },
+        "");
 }
 
 CLI::Validator Command::pictureSizeCheck() {

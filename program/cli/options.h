@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -24,6 +25,9 @@ struct OptionValue {
     std::vector<std::string> choices;  // the only values, if not empty
     bool isPath = false;
 };
+
+/// "bash, fish or zsh"
+std::string listOf(const std::vector<std::string>& choices);
 
 /// A command, or the program that has commands. Keeps for each of its options what values it
 /// takes, beside the check that the parser makes. Flags are added with `add_flag`.
@@ -49,11 +53,6 @@ public:
     /// Values of an option or argument of this command; nothing for a flag.
     std::optional<OptionValue> valueOf(const CLI::Option& option) const;
 
-    template <typename Number>
-    CLI::Option* addNumber(const std::string& names, Number& value,
-                           const std::string& description) {
-        return addValue(names, value, description, {"N", {}, {}, false});
-    }
     template <typename Number>
     CLI::Option* addNumber(const std::string& names, Number& value, const std::string& description,
                            const Range& range) {
@@ -86,7 +85,7 @@ public:
     template <typename Paths>
     CLI::Option* addInputFile(const std::string& names, Paths& value,
                               const std::string& description) {
-        return addPath(names, value, description, "FILE")->check(CLI::ExistingFile);
+        return addPath(names, value, description, "FILE")->check(fileCheck());
     }
 
     /// Adds an option that takes the path of something that may not be there.
@@ -116,14 +115,23 @@ private:
 
     template <typename Number>
     static CLI::Validator rangeCheck(const Number& /*type*/, const Range& range) {
-        return CLI::Range(static_cast<Number>(range.low), static_cast<Number>(range.high));
+        return CLI::Validator(
+            [range](std::string& text) {
+                Number number;
+                const bool fits = CLI::detail::lexical_cast(text, number) && number >= range.low &&
+                                  number <= range.high;
+                return fits ? "" : rangeError(text, range, std::is_integral_v<Number>);
+            },
+            "");
     }
     template <typename Number>
     static CLI::Validator rangeCheck(const std::optional<Number>& /*type*/, const Range& range) {
         return rangeCheck(Number(), range);
     }
 
+    static std::string rangeError(const std::string& text, const Range& range, bool isWhole);
     static CLI::Validator pictureSizeCheck();
+    static CLI::Validator fileCheck();
 
     std::string notes_;
     std::vector<std::string> examples_;

@@ -6,8 +6,8 @@
 
 namespace framehold {
 
-/// What is wrong with a command line that was refused, with the nearest name where one was not
-/// known.
+/// Text for a command line that was refused: the option or argument and what it takes, or the
+/// nearest name where one is unknown.
 std::string describeUsageError(const Command& program, const CLI::ParseError& error);
 
 }  // namespace framehold

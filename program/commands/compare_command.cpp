@@ -87,7 +87,7 @@ void addCompareCommand(Command& program) {
     addQuietFlag(command, o.quiet);
     command.callback([options] {
         if (options->video.empty() && options->picture.empty()) {
-            throw CLI::ValidationError("compare", "nothing to do: give --video or --picture");
+            throw CLI::ValidationError("nothing to do: give --video or --picture");
         }
         compare(*options);
     });

@@ -95,7 +95,7 @@ void addSimulateCommand(Command& program) {
         ->capture_default_str();
     command
         .addNumber("--seed", o.path.seed,
-                   "Random seed of the shake, the noise and the moving things")
+                   "Random seed of the shake, the noise and the moving things", {0, 4294967295.0})
         ->capture_default_str();
     command.addPath("--metadata", o.metadataFolder,
                     "Folder for clip.json, frames.csv and truth.csv (default: FOLDER); the log "

@@ -72,7 +72,7 @@ completed() {
 
 expect 2 "stabilise: there is no such command; did you mean stabilize?" "$framehold" stabilise
 expect 2 "--focl: there is no such option; did you mean --focal?" "$framehold" stabilize "$0" --focl=900
-expect 2 "--crop: Value 0 not in range 1 to 100" "$framehold" stabilize "$0" --crop 0
-expect 2 "A subcommand is required" "$framehold"
+expect 2 "--crop: '0' is not a whole number from 1 to 100" "$framehold" stabilize "$0" --crop 0
+expect 2 "a command is missing" "$framehold"
 [ $failures -eq 0 ] || exit 1
 exit $skipped
