@@ -43,12 +43,14 @@ std::vector<std::string> argumentChoices(const Command& command) {
     return arguments.empty() ? std::vector<std::string>() : arguments.front().choices;
 }
 
-/// One `--name[text]:value:action` of zsh's _arguments.
+/// One `--name=[text]:value:action` of zsh's _arguments.
 std::string zshArgument(const OptionText& option, const std::string& name) {
     std::string text = option.description;
     for (const char* special : {"[", "]", ":"})
         text = replaced(text, special, std::string("\\") + special);
-    std::string argument = name + "[" + text + "]";
+    const bool isLong = name.rfind("--", 0) == 0;
+    std::string argument =
+        fmt::format("{}{}[{}]", name, isLong && !option.value.empty() ? "=" : "", text);
     if (!option.value.empty()) {
         const std::string action = option.choices.empty()
                                        ? (option.takesFile ? "_files" : " ")
@@ -83,12 +85,18 @@ std::string bashCompletions(const Command& program) {
         options += fmt::format("        {}) options=\"{}\"; words=\"{}\" ;;\n", command->get_name(),
                                fmt::join(names, " "), fmt::join(argumentChoices(*command), " "));
     }
-    // What has no words of its own is left to the shell's completion of file names.
+    // bash takes --name=value as three words. What has no words of its own is left to the shell's
+    // completion of file names.
     return fmt::format(R"(# bash completion for {0}
 _{0}() {{
     local current=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}}
     local command=${{COMP_WORDS[1]}} options= words=
     COMPREPLY=()
+    if [ "$current" = = ]; then
+        current=
+    elif [ "$previous" = = ]; then
+        previous=${{COMP_WORDS[COMP_CWORD - 2]}}
+    fi
     if [ "$COMP_CWORD" -eq 1 ]; then
         COMPREPLY=($(compgen -W "{1} --help --version" -- "$current"))
         return

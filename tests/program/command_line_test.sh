@@ -41,7 +41,7 @@ options_in() {
     manual) sed -n '/^\.TP/{n; s/\\-/-/g; s/^\\fB-/\\fB-/p}' "$work/framehold-$2.1" |
         grep -o 'fB-[-a-z]*' | cut -c 3- ;;
     bash) sed -n "s/^ *$2) options=\"\([^\"]*\)\".*/\1/p" "$work/bash" | tr ' ' '\n' ;;
-    zsh) sed -n "/^ *$2)/,/;;/s/^ *'\(-[-a-z]*\)\[.*/\1/p" "$work/zsh" ;;
+    zsh) sed -n "/^ *$2)/,/;;/s/^ *'\(-[-a-z]*\)=\?\[.*/\1/p" "$work/zsh" ;;
     fish) sed -n "/_from $2'/s/ -d .*//p" "$work/fish" | grep -o ' -[sl] [-a-z]*' |
         sed 's/ -s /-/; s/ -l /--/' ;;
     esac | sort
@@ -68,7 +68,17 @@ completed() {
 [ "$(completed framehold stab)" = stabilize ] || fail "bash: stab"
 [ "$(completed framehold stabilize --foc)" = --focal ] || fail "bash: --foc"
 [ "$(completed framehold stabilize --fov-across h)" = height ] || fail "bash: --fov-across h"
+[ "$(completed framehold stabilize --fov-across = d)" = diagonal ] || fail "bash: --fov-across=d"
+[ "$(completed framehold stabilize --fov-across =)" = "width height diagonal" ] ||
+    fail "bash: --fov-across="
 [ "$(completed framehold completion z)" = zsh ] || fail "bash: completion z"
+# fish_offers LINE: the words that fish offers for the end of a line.
+fish_offers() {
+    fish --no-config -c "source $work/fish; complete -C '$1'" | cut -f 1 | tr '\n' ' '
+}
+[ "$(fish_offers 'framehold stabilize --fov-a')" = "--fov-across " ] || fail "fish: --fov-a"
+[ "$(fish_offers 'framehold stabilize --fov-across d')" = "diagonal " ] || fail "fish: --fov-across d"
+[ "$(fish_offers 'framehold completion z')" = "zsh " ] || fail "fish: completion z"
 
 expect 2 "stabilise: there is no such command; did you mean stabilize?" "$framehold" stabilise
 expect 2 "--focl: there is no such option; did you mean --focal?" "$framehold" stabilize "$0" --focl=900
