@@ -1,6 +1,5 @@
 #include "cli/option_text.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include <fmt/format.h>
@@ -9,7 +8,8 @@ namespace framehold {
 
 namespace {
 
-/// "1 to 100"; empty for a range that ends only where numbers stop to make sense.
+/// "1 to 100" or "at least 1". Ends of a million and more exclude nothing that anyone would give:
+/// they are left out.
 std::string textOf(const Range& range) {
     const auto isOpen = [](double end) { return std::abs(end) >= 1e6; };
     if (isOpen(range.low)) return {};
@@ -34,12 +34,11 @@ OptionText describe(const Command& command, const CLI::Option& option) {
     text.takesFile = value->isPath;
     text.value = text.isPositional ? option.get_name(true, false) : value->placeholder;
     std::vector<std::string> hints;
-    if (value->range) hints.push_back(textOf(*value->range));
+    const std::string range = value->range ? textOf(*value->range) : "";
+    if (!range.empty()) hints.push_back(range);
     if (!value->choices.empty()) hints.push_back(listOf(value->choices));
-    if (const std::string given = option.get_default_str(); !given.empty()) {
-        hints.push_back("default " + given);
-    }
-    hints.erase(std::remove(hints.begin(), hints.end(), std::string()), hints.end());
+    const std::string given = option.get_default_str();
+    if (!given.empty()) hints.push_back("default " + given);
     if (!hints.empty()) text.description += fmt::format(" ({})", fmt::join(hints, "; "));
     return text;
 }

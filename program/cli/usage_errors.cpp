@@ -49,7 +49,7 @@ std::string describeMismatch(const Command& command, const CLI::ParseError& erro
 std::string describe(const Command& program, const Command& command, const CLI::ParseError& error) {
     const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
     const std::vector<std::string> extra = program.remaining(true);
-    const auto isOption = [](const std::string& word) { return word.front() == '-'; };
+    const auto isOption = [](const std::string& word) { return word.size() > 1 && word[0] == '-'; };
     // Before other errors: the value after an unknown option is taken for an argument.
     const auto option = std::find_if(extra.begin(), extra.end(), isOption);
     if (option != extra.end()) return describeUnknownOption(command, *option);

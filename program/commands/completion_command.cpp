@@ -4,6 +4,8 @@
 
 #include <map>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -18,8 +20,9 @@ void addCompletionCommand(Command& program) {
     using Generator = std::string (*)(const Command&);
     static const std::map<std::string, Generator> kGenerators = {
         {"bash", bashCompletions}, {"fish", fishCompletions}, {"zsh", zshCompletions}};
-    completion.addChoice("SHELL", *shell, "Shell to complete for", {"bash", "fish", "zsh"})
-        ->required();
+    std::vector<std::string> shells;
+    for (const auto& generator : kGenerators) shells.push_back(generator.first);
+    completion.addChoice("SHELL", *shell, "Shell to complete for", shells)->required();
     completion.callback([&program, shell] { fmt::print("{}", kGenerators.at(*shell)(program)); });
 }
 

@@ -83,6 +83,7 @@ TEST(UsageErrors, NameTheOptionAndWhatItTakes) {
         {"run", "test run: PATH is required"},
         {"run . .", "test run: .: one argument too many"},
         {"run . --cont 3", "test run: --cont: there is no such option; did you mean --count?"},
+        {"run . -", "test run: -: one argument too many"},
         {"run /none --cont 3", "test run: --cont: there is no such option; did you mean --count?"},
         {"run . --count 0", "test run: --count: '0' is not a whole number from 1 to 9"},
         {"run . --count 10", "test run: --count: '10' is not a whole number from 1 to 9"},

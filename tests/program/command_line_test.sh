@@ -84,5 +84,6 @@ expect 2 "stabilise: there is no such command; did you mean stabilize?" "$frameh
 expect 2 "--focl: there is no such option; did you mean --focal?" "$framehold" stabilize "$0" --focl=900
 expect 2 "--crop: '0' is not a whole number from 1 to 100" "$framehold" stabilize "$0" --crop 0
 expect 2 "a command is missing" "$framehold"
+expect 2 ": there is no such command" "$framehold" ""
 [ $failures -eq 0 ] || exit 1
 exit $skipped
