@@ -3,7 +3,7 @@
 #include "cli/usage_errors.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
-#include "media/libav_messages.h"
+#include "media/libav.h"
 #include "zpr_framehold.h"
 
 #include <cstdio>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "media/av_handles.h"
+#include "media/libav.h"
 
 namespace framehold {
 

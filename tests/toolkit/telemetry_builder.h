@@ -1,8 +1,8 @@
 // Makes GPMF and CAMM packets and video files that hold them.
 #pragma once
 
-#include "media/av_handles.h"
-#include "media/telemetry_packet.h"
+#include "media/libav.h"
+#include "media/telemetry_track.h"
 
 #include <array>
 #include <cstring>

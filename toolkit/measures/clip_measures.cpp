@@ -2,7 +2,7 @@
 
 #include "measures/path_energy.h"
 #include "measures/row_wobble.h"
-#include "media/av_handles.h"
+#include "media/libav.h"
 
 #include <cmath>
 

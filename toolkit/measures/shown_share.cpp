@@ -1,6 +1,6 @@
 #include "measures/shown_share.h"
 
-#include "media/frame_walk.h"
+#include "media/video_reader.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "media/telemetry_track.h"
 
-#include "media/av_handles.h"
+#include "media/libav.h"
 
 namespace framehold {
 

@@ -1,12 +1,17 @@
 #pragma once
 
-#include "media/telemetry_packet.h"
-
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace framehold {
+
+/// One packet of a video file's telemetry track.
+struct TelemetryPacket {
+    double time;      // seconds, on the clock of the video's frames
+    double duration;  // seconds; 0 if not known
+    std::string bytes;
+};
 
 enum class TelemetryKind { kGpmf, kCamm };
 

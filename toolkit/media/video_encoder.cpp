@@ -1,6 +1,6 @@
 #include "media/video_encoder.h"
 
-#include "media/libav_messages.h"
+#include "media/libav.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "media/av_handles.h"
+#include "media/libav.h"
 #include "media/pixel_converter.h"
 #include "media/video_reader.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "media/av_handles.h"
+#include "media/libav.h"
 #include "media/pixel_converter.h"
 
 #include <functional>
@@ -90,6 +90,31 @@ private:
     int untimedFrames_ = 0;
     bool isInterlaced_ = false;
     int64_t nextPts_ = 0;  // for a frame without a timestamp
+};
+
+/// Walks over a video by the time since its first frame.
+class FrameWalk {
+public:
+    /// Throws MediaError.
+    explicit FrameWalk(const std::string& video) : reader_(video) {}
+
+    const VideoReader& reader() const { return reader_; }
+
+    /// The next frame; null at the end. Throws MediaError.
+    const AVFrame* next();
+
+    /// The first of the coming frames that is shown at `time` or later, give or take half a frame;
+    /// null if there is none. Throws MediaError.
+    const AVFrame* seek(double time);
+
+    /// Seconds from the first frame to the last one returned.
+    double time() const { return time_; }
+
+private:
+    VideoReader reader_;
+    bool started_ = false;
+    double first_ = 0.0;
+    double time_ = 0.0;
 };
 
 }  // namespace framehold

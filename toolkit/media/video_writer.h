@@ -1,7 +1,7 @@
 #pragma once
 
 #include "common/output_file.h"
-#include "media/av_handles.h"
+#include "media/libav.h"
 #include "media/stream_copier.h"
 #include "media/video_encoder.h"
 #include "media/video_reader.h"

@@ -1,8 +1,7 @@
 #include "report/picture_pairs.h"
 
-#include "media/frame_walk.h"
-#include "media/jpeg_picture.h"
-#include "media/mean_frame.h"
+#include "media/still_picture.h"
+#include "media/video_reader.h"
 
 #include <optional>
 #include <utility>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "media/telemetry_packet.h"
+#include "media/telemetry_track.h"
 #include "motion/motion_log.h"
 
 #include <string>

@@ -1,11 +1,20 @@
 #pragma once
 
-#include "media/av_handles.h"
+#include "media/libav.h"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace framehold {
+
+/// A frame as a JPEG picture in a "data:" URL, for a page of its own. Wider ones are made smaller to
+/// `largestWidth` pixels. Throws MediaError.
+std::string jpegDataUrl(const AVFrame& frame, int largestWidth);
+
+/// Writes a two-plane 4:2:0 frame as a PNG file, which appears under its name when it is complete.
+/// Throws MediaError.
+void writePng(const std::string& path, const AVFrame& frame);
 
 /// The mean of a number of two-plane 4:2:0 frames of one size: what moves is blurred.
 class MeanFrame {
