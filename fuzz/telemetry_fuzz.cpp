@@ -2,8 +2,7 @@
 // its size, in a byte each, and its bytes.
 #include "checked_log.h"
 #include "common/text_fields.h"
-#include "motion/formats/camm_reader.h"
-#include "motion/formats/gpmf_reader.h"
+#include "motion/formats/telemetry_formats.h"
 
 #include <algorithm>
 #include <string>

@@ -1,8 +1,7 @@
 // Every format of motion log, read from a small sample and from broken ones.
 #include "common/text_fields.h"
 #include "media/stream_copier.h"
-#include "motion/formats/camm_reader.h"
-#include "motion/formats/gpmf_reader.h"
+#include "motion/formats/telemetry_formats.h"
 #include "motion/motion_log_reader.h"
 #include "stabilize/stabilize_plan.h"
 #include "support/temporary_folder.h"

@@ -1,7 +1,6 @@
 #include "inspection/log_statistics.h"
 
 #include "common/median.h"
-#include "motion/sensor_guess.h"
 
 #include <algorithm>
 #include <cmath>

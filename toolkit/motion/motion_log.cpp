@@ -1,5 +1,7 @@
 #include "motion/motion_log.h"
 
+#include "common/median.h"
+
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
@@ -75,6 +77,14 @@ double samplesPerSecond(const std::vector<MotionSample>& samples) { return perSe
 
 double samplesPerSecond(const std::vector<OrientationSample>& samples) {
     return perSecond(samples);
+}
+
+double medianLength(const std::vector<MotionSample>& samples) {
+    std::vector<double> lengths;
+    for (const MotionSample& s : samples) {
+        lengths.push_back(std::hypot(s.value[0], s.value[1], s.value[2]));
+    }
+    return median(lengths);
 }
 
 std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, double rate) {

@@ -32,6 +32,9 @@ struct OrientationSample {
 double samplesPerSecond(const std::vector<MotionSample>& samples);
 double samplesPerSecond(const std::vector<OrientationSample>& samples);
 
+/// The length of the middle one of the samples' values, by length.
+double medianLength(const std::vector<MotionSample>& samples);
+
 /// Averages neighbouring samples until at most `rate` samples per second are left. A sample stands
 /// for the time since the one before it, so that no rotation is lost.
 std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, double rate);

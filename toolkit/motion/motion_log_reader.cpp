@@ -2,16 +2,14 @@
 
 #include "common/text_fields.h"
 #include "media/telemetry_track.h"
-#include "motion/formats/camm_reader.h"
-#include "motion/formats/euroc_reader.h"
-#include "motion/formats/gcsv_reader.h"
-#include "motion/formats/gpmf_reader.h"
-#include "motion/formats/rotation_vector_reader.h"
-#include "motion/formats/sensor_csv_reader.h"
-#include "motion/formats/xyz_csv_reader.h"
-#include "motion/log_siblings.h"
+#include "motion/formats/telemetry_formats.h"
+#include "motion/formats/text_columns.h"
+#include "motion/formats/text_formats.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include <fmt/format.h>
 
@@ -88,6 +86,110 @@ MotionLog readMotionLog(const std::string& path) {
                         "give that one");
     }
     return log;
+}
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The name in lower case without extension, words that name a sensor, and separators.
+std::string nameWithoutSensor(const fs::path& file) {
+    std::string name = lowerCase(file.stem().string());
+    // Longer words before the words that they contain.
+    for (const std::string_view word :
+         {"uncalibrated", "total", "accelerometer", "acceleration", "accel", "acc", "gyroscope",
+          "gyro", "angularvelocity", "rotationrate", "gravity", "_", "-", " ", "."}) {
+        for (size_t at; (at = name.find(word)) != std::string::npos;) name.erase(at, word.size());
+    }
+    return name;
+}
+
+/// Some apps write, beside what they call accelerometer, the sum with gravity and gravity alone;
+/// the accelerometer's is then without it.
+int gravityRank(const fs::path& file) {
+    const std::string name = lowerCase(file.filename().string());
+    if (name.find("total") != std::string::npos) return 2;
+    return name.find("gravity") != std::string::npos ? 1 : 0;
+}
+
+struct Candidates {
+    std::vector<fs::path> byName;  // the best one first
+    std::vector<fs::path> others;
+};
+
+Candidates candidatesBeside(const fs::path& path, SensorKind missing) {
+    Candidates candidates;
+    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        const fs::path& file = entry.path();
+        std::error_code ignored;
+        if (!entry.is_regular_file() || fs::equivalent(file, path, ignored)) continue;
+        if (lowerCase(file.extension().string()) != lowerCase(path.extension().string())) continue;
+        const SensorKind kind = sensorNamedIn(file.filename().string());
+        if (kind == missing && nameWithoutSensor(file) == nameWithoutSensor(path)) {
+            candidates.byName.push_back(file);
+        } else if (kind == missing || kind == SensorKind::kUnsaid) {
+            candidates.others.push_back(file);
+        }
+    }
+    std::sort(candidates.byName.begin(), candidates.byName.end(),
+              [](const fs::path& a, const fs::path& b) {
+                  return std::pair(-gravityRank(a), a) < std::pair(-gravityRank(b), b);
+              });
+    return candidates;
+}
+
+bool overlap(const std::vector<MotionSample>& a, const std::vector<MotionSample>& b) {
+    return !a.empty() && !b.empty() && a.front().time <= b.back().time &&
+           b.front().time <= a.back().time;
+}
+
+/// A log that has what is missing; throws if the file cannot be read as a log.
+std::optional<MotionLog> tryRead(const fs::path& file, const MotionLog& log) {
+    MotionLog other = parseTextLog(file.string(), readFile(file.string()));
+    const bool fits =
+        log.gravity.empty() ? overlap(log.rates, other.gravity) : overlap(log.gravity, other.rates);
+    return fits ? std::optional(std::move(other)) : std::nullopt;
+}
+
+void complete(const fs::path& file, MotionLog&& other, MotionLog& log) {
+    if (log.gravity.empty()) {
+        log.gravity = std::move(other.gravity);
+        log.outOfOrder.gravity = other.outOfOrder.gravity;
+    } else {
+        log.rates = std::move(other.rates);
+        log.outOfOrder.rates = other.outOfOrder.rates;
+    }
+    log.files.push_back(file.string());
+    for (const std::string& note : other.notes) {
+        log.notes.push_back(file.filename().string() + ": " + note);
+    }
+}
+
+}  // namespace
+
+void addSibling(const std::string& path, MotionLog& log) {
+    if (!log.orientations.empty() || log.rates.empty() == log.gravity.empty()) return;
+    const SensorKind missing = log.rates.empty() ? SensorKind::kRate : SensorKind::kGravity;
+    const Candidates candidates = candidatesBeside(path, missing);
+    for (const fs::path& file : candidates.byName) {
+        if (auto other = tryRead(file, log)) return complete(file, *std::move(other), log);
+    }
+    std::vector<std::pair<fs::path, MotionLog>> found;
+    for (const fs::path& file : candidates.others) {
+        try {
+            if (auto other = tryRead(file, log)) found.emplace_back(file, *std::move(other));
+        } catch (const std::exception&) {
+            // Deliberate: whatever else lies in the folder need not be a log.
+        }
+    }
+    if (found.size() == 1) return complete(found[0].first, std::move(found[0].second), log);
+    if (found.size() > 1) {
+        log.notes.push_back(fmt::format(
+            "{} files beside it could be the other sensor's, and none was taken; name the right "
+            "one as this one, with gyro or accel for the sensor",
+            found.size()));
+    }
 }
 
 }  // namespace framehold

@@ -1,7 +1,6 @@
-#include "motion/formats/camm_reader.h"
-
 #include "common/text_fields.h"
 #include "motion/formats/byte_reader.h"
+#include "motion/formats/telemetry_formats.h"
 
 #include <cmath>
 #include <stdexcept>

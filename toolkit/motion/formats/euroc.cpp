@@ -1,6 +1,5 @@
-#include "motion/formats/euroc_reader.h"
-
-#include "motion/formats/log_rows.h"
+#include "motion/formats/text_formats.h"
+#include "motion/formats/text_rows.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,6 @@
-#include "motion/formats/rotation_vector_reader.h"
-
-#include "motion/column_names.h"
-#include "motion/formats/log_rows.h"
+#include "motion/formats/text_columns.h"
+#include "motion/formats/text_formats.h"
+#include "motion/formats/text_rows.h"
 
 #include <cmath>
 

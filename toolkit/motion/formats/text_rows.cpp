@@ -1,6 +1,11 @@
-#include "motion/formats/log_rows.h"
+#include "motion/formats/text_rows.h"
+
+#include "common/median.h"
+#include "common/text_fields.h"
 
 #include <algorithm>
+#include <cmath>
+#include <filesystem>
 
 #include <fmt/format.h>
 
@@ -74,6 +79,42 @@ double likelyTimeUnit(double step) {
 std::string timeUnitNote(double unit) {
     const char* const name = unit == 1.0 ? "s" : unit == 1e-3 ? "ms" : unit == 1e-6 ? "us" : "ns";
     return fmt::format("the unit of time is not said: taken for {} by the size of its steps", name);
+}
+
+namespace {
+
+/// Between a hard shake in g and a soft one in m/s^2.
+constexpr double kLargestInG = 4.0;
+
+bool isLikelyGravity(double length) {
+    return std::abs(length - kStandardGravity) < 1.5 || std::abs(length - 1.0) < 0.1;
+}
+
+}  // namespace
+
+void placeUnnamed(const std::string& file, std::vector<MotionSample> samples, MotionLog& log) {
+    SensorKind kind = sensorNamedIn(std::filesystem::path(file).filename().string());
+    if (kind == SensorKind::kOther) {
+        throw FileError(file, 0,
+                        "its name is that of another sensor: give the gyroscope's file, or name "
+                        "the columns");
+    }
+    if (kind == SensorKind::kUnsaid) {
+        kind = isLikelyGravity(medianLength(samples)) ? SensorKind::kGravity : SensorKind::kRate;
+        log.notes.push_back(kind == SensorKind::kRate
+                                ? "the sensor is not said: taken for a gyroscope by its values"
+                                : "the sensor is not said: taken for an accelerometer by its "
+                                  "values");
+    }
+    (kind == SensorKind::kGravity ? log.gravity : log.rates) = std::move(samples);
+}
+
+void applyLikelyGravityUnit(MotionLog& log) {
+    if (log.gravity.empty() || medianLength(log.gravity) > kLargestInG) return;
+    for (MotionSample& s : log.gravity) {
+        for (double& v : s.value) v *= kStandardGravity;
+    }
+    log.notes.push_back("the unit of gravity is not said: taken for g by its size");
 }
 
 }  // namespace framehold

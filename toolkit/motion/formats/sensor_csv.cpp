@@ -1,8 +1,6 @@
-#include "motion/formats/sensor_csv_reader.h"
-
-#include "motion/column_names.h"
-#include "motion/formats/log_rows.h"
-#include "motion/sensor_guess.h"
+#include "motion/formats/text_columns.h"
+#include "motion/formats/text_formats.h"
+#include "motion/formats/text_rows.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,5 @@
-#include "motion/formats/xyz_csv_reader.h"
-
-#include "motion/formats/log_rows.h"
-#include "motion/sensor_guess.h"
+#include "motion/formats/text_formats.h"
+#include "motion/formats/text_rows.h"
 
 #include <algorithm>
 

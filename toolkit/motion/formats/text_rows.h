@@ -2,6 +2,7 @@
 
 #include "common/median.h"
 #include "common/text_fields.h"
+#include "motion/formats/text_columns.h"
 #include "motion/motion_log.h"
 
 #include <array>
@@ -55,5 +56,12 @@ double applyLikelyTimeUnit(std::vector<Sample>& samples) {
 
 /// What tells the user of a unit that has been guessed.
 std::string timeUnitNote(double unit);
+
+/// Puts samples of a sensor that no column names where they belong: by the words in the file's
+/// name, else by the size of the values. Throws FileError if the name is that of another sensor.
+void placeUnnamed(const std::string& file, std::vector<MotionSample> samples, MotionLog& log);
+
+/// Brings gravity whose unit is not said to m/s^2, by its size.
+void applyLikelyGravityUnit(MotionLog& log);
 
 }  // namespace framehold

@@ -1,4 +1,4 @@
-#include "motion/column_names.h"
+#include "motion/formats/text_columns.h"
 
 #include "common/text_fields.h"
 #include "motion/motion_log.h"

@@ -1,8 +1,7 @@
-#include "motion/formats/gpmf_reader.h"
-
 #include "common/text_fields.h"
 #include "motion/formats/gpmf_records.h"
 #include "motion/formats/packet_clock.h"
+#include "motion/formats/telemetry_formats.h"
 
 #include <algorithm>
 #include <cmath>
