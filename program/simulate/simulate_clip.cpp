@@ -6,9 +6,9 @@
 #include "media/video_writer.h"
 #include "motion/axis_mapping.h"
 #include "motion/motion_log_reader.h"
-#include "simulation/frame_renderer.h"
-#include "simulation/recorded_motion.h"
-#include "simulation/traffic.h"
+#include "simulation/camera.h"
+#include "simulation/camera_motion.h"
+#include "simulation/world.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,8 +2,7 @@
 
 #include "cli/picture_size.h"
 #include "simulation/camera.h"
-#include "simulation/camera_path.h"
-#include "simulation/motion_sensors.h"
+#include "simulation/camera_motion.h"
 
 #include <string>
 #include <vector>

@@ -1,8 +1,7 @@
 // The whole library against a simulated camera whose truth is known. The simulation has axes,
 // rotations and projection of its own, so that a wrong sign or a swapped axis in the library shows.
 #include "simulation/camera.h"
-#include "simulation/camera_path.h"
-#include "simulation/motion_sensors.h"
+#include "simulation/camera_motion.h"
 #include "smoothing/iir_smoother.h"
 #include "support/test_support.h"
 

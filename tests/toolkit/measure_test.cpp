@@ -3,8 +3,8 @@
 #include "measures/path_energy.h"
 #include "measures/shown_share.h"
 #include "media/video_writer.h"
-#include "simulation/camera_path.h"
-#include "simulation/frame_renderer.h"
+#include "simulation/camera.h"
+#include "simulation/camera_motion.h"
 #include "support/temporary_folder.h"
 
 #include <cmath>

@@ -1,7 +1,5 @@
 #include "simulation/world.h"
 
-#include "simulation/texture.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -9,6 +7,47 @@
 namespace framehold::simulation {
 
 namespace {
+
+double mix(double a, double b, double t) { return a + (b - a) * t; }
+
+Colour mix(const Colour& a, const Colour& b, double t) {
+    return {mix(a.luma, b.luma, t), mix(a.cb, b.cb, t), mix(a.cr, b.cr, t)};
+}
+
+/// A number from 0 to 1 that looks random, from two whole ones.
+double hash(int64_t x, int64_t y) {
+    auto h = static_cast<uint64_t>(x) * 0x9E3779B97F4A7C15u ^
+             static_cast<uint64_t>(y) * 0xC2B2AE3D27D4EB4Fu;
+    h ^= h >> 29;
+    h *= 0xBF58476D1CE4E5B9u;
+    h ^= h >> 32;
+    return static_cast<double>(h >> 11) / 9007199254740992.0;
+}
+
+/// Smooth noise, 0 to 1, that changes over a length of 1.
+double noise(double x, double y) {
+    const double ix = std::floor(x);
+    const double iy = std::floor(y);
+    const auto ease = [](double t) { return t * t * (3.0 - 2.0 * t); };
+    const double tx = ease(x - ix);
+    const double ty = ease(y - iy);
+    const auto cx = static_cast<int64_t>(ix);
+    const auto cy = static_cast<int64_t>(iy);
+    return mix(mix(hash(cx, cy), hash(cx + 1, cy), tx),
+               mix(hash(cx, cy + 1), hash(cx + 1, cy + 1), tx), ty);
+}
+
+/// How much of a footprint around a point lies on the positive side of an edge that is
+/// `distance` away.
+double coverage(double distance, double footprint) {
+    return std::clamp(distance / footprint + 0.5, 0.0, 1.0);
+}
+
+/// Share of a footprint around `x` that lies within `margin` and 1 - `margin` of its unit cell.
+double inCell(double x, double margin, double footprint) {
+    const double t = x - std::floor(x);
+    return coverage(t - margin, footprint) * coverage(1.0 - margin - t, footprint);
+}
 
 Colour sky(double azimuth, double rise) {
     const Colour blue =
@@ -79,6 +118,46 @@ Colour Town::look(const Eigen::Vector3d& direction, double footprint, double /*t
                                           coverage(b.height - rise, footprint));
     return mix(ground({d.x(), d.y(), std::min(rise, kKerb)}, footprint), above,
                coverage(rise - kKerb, footprint));
+}
+
+namespace {
+
+constexpr double kLaneHeight = 0.16;   // tangent of the angle above the horizon
+constexpr double kThingHeight = 0.75;  // of its lane
+constexpr double kBob = 0.1;           // of the lane, up and down
+constexpr double kSpacing = 0.35;      // radians from one thing to the next in its lane
+
+/// A pattern that sticks to a thing; u and v run from 0 to 1 over it.
+Colour paint(double u, double v, int64_t lane, int64_t number) {
+    const double body = mix(0.35, 0.8, hash(number, 11 * lane));
+    const double spots = noise(9.0 * u + 31.0 * static_cast<double>(number),
+                               6.0 * v + 17.0 * static_cast<double>(lane));
+    return {std::clamp(body + 0.9 * (spots - 0.5), 0.0, 1.0), mix(-0.15, 0.15, hash(lane, number)),
+            mix(-0.15, 0.15, hash(number, lane + 7))};
+}
+
+}  // namespace
+
+Colour Traffic::look(const Eigen::Vector3d& direction, double footprint, double time) const {
+    const Colour behind = behind_.look(direction, footprint, time);
+    const double rise = direction.z() / std::hypot(direction.x(), direction.y());
+    const double azimuth = std::atan2(direction.x(), direction.y());
+    const double laneNumber = std::floor(rise / kLaneHeight);
+    const auto lane = static_cast<int64_t>(laneNumber);
+    const int64_t salt = lane * 1000 + seed_;
+
+    // To the left or to the right, 0.1 to 0.5 radians per second, each lane bobbing in its own way.
+    const double speed = mix(0.1, 0.5, hash(salt, 1)) * (hash(salt, 2) < 0.5 ? -1.0 : 1.0);
+    const double bob = kBob * std::sin(mix(2.0, 9.0, hash(salt, 3)) * time);
+    const double along = (azimuth - speed * time) / kSpacing + hash(salt, 4);
+    const double number = std::floor(along);
+    const double width = share_ / kThingHeight;
+    const double u = (along - number) / width;
+    const double v = (rise / kLaneHeight - laneNumber - 0.5 - bob) / kThingHeight + 0.5;
+    if (u >= 1.0 || v < 0.0 || v >= 1.0) return behind;
+    const double edge = coverage(u * (1.0 - u) * width * kSpacing, footprint) *
+                        coverage(v * (1.0 - v) * kThingHeight * kLaneHeight, footprint);
+    return mix(behind, paint(u, v, lane, static_cast<int64_t>(number)), edge);
 }
 
 }  // namespace framehold::simulation

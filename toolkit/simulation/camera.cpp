@@ -1,4 +1,4 @@
-#include "simulation/frame_renderer.h"
+#include "simulation/camera.h"
 
 #include <cmath>
 
