@@ -2,7 +2,7 @@
 
 #include "common/interruption.h"
 #include "common/progress.h"
-#include "measures/shown_share.h"
+#include "measures/cropping_ratio.h"
 #include "media/video_reader.h"
 
 namespace framehold {

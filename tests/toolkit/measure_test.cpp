@@ -1,7 +1,7 @@
 // The figures of `framehold measure` against what is known of made-up clips.
 #include "measures/clip_measures.h"
-#include "measures/path_energy.h"
-#include "measures/shown_share.h"
+#include "measures/cropping_ratio.h"
+#include "measures/path_filters.h"
 #include "media/video_writer.h"
 #include "simulation/camera.h"
 #include "simulation/camera_motion.h"

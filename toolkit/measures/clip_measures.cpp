@@ -1,6 +1,6 @@
 #include "measures/clip_measures.h"
 
-#include "measures/path_energy.h"
+#include "measures/path_filters.h"
 #include "measures/row_wobble.h"
 #include "media/libav.h"
 

@@ -1,7 +1,7 @@
 #include "measures/row_wobble.h"
 
 #include "common/median.h"
-#include "measures/path_energy.h"
+#include "measures/path_filters.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "measures/shown_share.h"
+#include "measures/cropping_ratio.h"
 
 #include "media/video_reader.h"
 

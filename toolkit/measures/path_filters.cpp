@@ -1,4 +1,4 @@
-#include "measures/path_energy.h"
+#include "measures/path_filters.h"
 
 #include <algorithm>
 #include <cmath>
