@@ -1,5 +1,5 @@
 // What `framehold inspect` finds in logs that something is wrong with.
-#include "calibration/clock_fit.h"
+#include "calibration/clock_synchronization.h"
 #include "inspection/log_findings.h"
 #include "inspection/video_inspection.h"
 #include "support/test_support.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "calibration/clock_fit.h"
+#include "calibration/clock_synchronization.h"
 #include "inspection/log_findings.h"
 #include "motion/clip_metadata.h"
 #include "motion/motion_log.h"

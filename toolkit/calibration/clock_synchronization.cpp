@@ -1,4 +1,4 @@
-#include "calibration/clock_fit.h"
+#include "calibration/clock_synchronization.h"
 
 #include "calibration/gyro_path.h"
 
