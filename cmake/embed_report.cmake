@@ -18,7 +18,7 @@ ${plotScript}${script})embedded\"};
 ")
 endif()
 file(WRITE ${OUTPUT} "// Made by cmake/embed_report.cmake.
-#include \"report/page_assets.h\"
+#include \"report/report_page.h\"
 
 namespace framehold {
 

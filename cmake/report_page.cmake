@@ -31,7 +31,7 @@ function(get_plot_library result)
   set(${result} ${folder}/node_modules/uplot PARENT_SCOPE)
 endfunction()
 
-# add_report_assets(TARGET): gives a library the page's parts as report/page_assets.h has them, and
+# add_report_assets(TARGET): gives a library the page's parts as report/report_page.h has them, and
 # sets FRAMEHOLD_HAS_REPORTS for the tests.
 function(add_report_assets target)
   set(plots "")

@@ -1,6 +1,6 @@
 #include "cli/options.h"
 #include "commands/commands.h"
-#include "report/run_record_file.h"
+#include "report/run_record.h"
 #include "stabilize/clip_report.h"
 
 #include <memory>

@@ -4,7 +4,7 @@
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "media/video_reader.h"
-#include "report/run_record_file.h"
+#include "report/run_record.h"
 #include "stabilize/clip_output.h"
 #include "stabilize/clip_report.h"
 #include "stabilize/motion_feed.h"

@@ -1,10 +1,10 @@
 // What a report is made from.
 #include "common/text_fields.h"
 #include "report/camera_angles.h"
-#include "report/page_assets.h"
 #include "report/page_data.h"
 #include "report/parameter_snippet.h"
-#include "report/run_record_file.h"
+#include "report/report_page.h"
+#include "report/run_record.h"
 #include "support/temporary_folder.h"
 #include "support/test_support.h"
 

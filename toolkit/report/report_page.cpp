@@ -1,8 +1,8 @@
 #include "report/report_page.h"
 
 #include "common/output_file.h"
-#include "report/page_assets.h"
 #include "report/page_data.h"
+#include "report/report_page.h"
 
 #include <stdexcept>
 #include <string_view>

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace framehold {
@@ -28,5 +29,15 @@ void requireReports();
 /// Writes one HTML page that needs nothing else, neither files nor a network. It appears under its
 /// name when it is complete. Throws std::runtime_error.
 void writeReport(const std::string& path, const ReportContent& content);
+
+/// The texts that a report page is put together from, embedded when the program is built.
+struct PageAssets {
+    std::string_view page;    // HTML with the marks <!--style-->, <!--data--> and <!--script-->
+    std::string_view style;   // CSS, of the plots and of the page
+    std::string_view script;  // JavaScript, of the plots and of the page
+};
+
+/// Null in a program that was built without Node's npm.
+const PageAssets* pageAssets();
 
 }  // namespace framehold

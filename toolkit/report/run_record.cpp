@@ -1,4 +1,4 @@
-#include "report/run_record_file.h"
+#include "report/run_record.h"
 
 #include "common/output_file.h"
 #include "common/text_fields.h"
