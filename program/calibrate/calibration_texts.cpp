@@ -84,14 +84,15 @@ std::string tableOf(const Calibration& c, const std::vector<CalibrationSource>& 
     text +=
         fmt::format("{:<14}{:>10}{:16}{}", "axes", c.axes.letters(), "", nameOf(c.axesConfidence));
     if (!c.runnerUp.empty()) {
-        text += fmt::format(": features reprojectionError by {:.2f} px with the next best, {}",
-                            c.runnerUpReprojectionError, c.runnerUp);
+        text += fmt::format(": the reprojection error of the next best, {}, is {:.2f} px",
+                            c.runnerUp, c.runnerUpReprojectionError);
     }
     text += fmt::format(
-        "\nThe log explains {:.0f} % of the shake; features then reprojectionError by {:.2f} px, "
-        "without the "
-        "log by\n{:.2f} px; {:.0f} % move on their own. +- is one standard deviation.\n",
-        100.0 * c.explained, c.reprojectionError, c.reprojectionErrorAtRest, 100.0 * c.outliers);
+        "\nThe log explains {:.0f} % of the shake's variance. The reprojection error is {:.2f}\n"
+        "px, without the log {:.2f} px; {:.0f} % of the features move on their own. +- is one\n"
+        "standard deviation.\n",
+        100.0 * c.explainedVariance, c.reprojectionError, c.reprojectionErrorAtRest,
+        100.0 * c.outliers);
     return text;
 }
 
@@ -104,7 +105,7 @@ ordered_json jsonOf(const Calibration& c, const std::vector<CalibrationSource>& 
     root["axes"] = {{"letters", c.axes.letters()}, {"confidence", nameOf(c.axesConfidence)}};
     if (!c.runnerUp.empty()) {
         root["axes"]["next_best"] = {{"letters", c.runnerUp},
-                                     {"miss_px", c.runnerUpReprojectionError}};
+                                     {"reprojection_error_px", c.runnerUpReprojectionError}};
     }
     for (size_t i = 0; i < c.clocks.size(); ++i) {
         root["clips"].push_back({{"video", sources[i].video},
@@ -112,9 +113,9 @@ ordered_json jsonOf(const Calibration& c, const std::vector<CalibrationSource>& 
                                  {"time_offset_s", jsonOf(c.clocks[i].offset)},
                                  {"clock_drift", jsonOf(c.clocks[i].drift)}});
     }
-    root["explained"] = c.explained;
-    root["miss_px"] = c.reprojectionError;
-    root["miss_without_log_px"] = c.reprojectionErrorAtRest;
+    root["explained_variance"] = c.explainedVariance;
+    root["reprojection_error_px"] = c.reprojectionError;
+    root["reprojection_error_without_log_px"] = c.reprojectionErrorAtRest;
     root["outliers"] = c.outliers;
     return root;
 }

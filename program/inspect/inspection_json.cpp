@@ -48,7 +48,7 @@ Json videoJson(const VideoInspection& video) {
     Json& fit = json["fit"];
     fit["time_offset_s"] = video.fittedTimeOffset();
     fit["time_offset_error_s"] = video.clock->offsetError;
-    fit["explained"] = video.clock->explained;
+    fit["explained_variance"] = video.clock->explainedVariance;
     if (video.clock->drift) {
         fit["drift"] = *video.clock->drift;
         fit["drift_error"] = video.clock->driftError;

@@ -72,11 +72,11 @@ private:
                 1e6 * video.table->drift, 1e3 * video.table->largestDeviation);
         }
         if (!video.clock) return;
-        const ClockFit& clock = *video.clock;
+        const ClockSynchronization& clock = *video.clock;
         row("time offset", "{:.1f} +- {:.1f} ms fits the pictures, {:.1f} ms was given",
             1e3 * video.fittedTimeOffset(), 1e3 * clock.offsetError, 1e3 * video.timeOffset);
         row("", "(with a readout of {:.1f} ms; the log explains {:.0f} % of the motion)",
-            1e3 * video.readoutTime, 100.0 * clock.explained);
+            1e3 * video.readoutTime, 100.0 * clock.explainedVariance);
         if (clock.drift) {
             row("clock drift", "{:+.0f} +- {:.0f} ppm", 1e6 * *clock.drift, 1e6 * clock.driftError);
         } else {

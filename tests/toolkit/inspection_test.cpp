@@ -195,24 +195,24 @@ std::vector<MotionSample> longShake() {
     return rates;
 }
 
-TEST(ClockFit, FindsOffsetAndDriftWhateverTheAxes) {
+TEST(ClockSynchronization, FindsOffsetAndDriftWhateverTheAxes) {
     for (const auto& [offset, drift] : {std::pair{0.037, 0.0}, {-0.2, 3e-4}, {0.4, -8e-4}}) {
         SCOPED_TRACE(drift);
         const SimulatedClip clip = simulate(40.0, offset, drift, 0.002);
-        const auto fit = fitClock(clip.times, clip.motions, longShake(), 100.0, 1.0);
+        const auto fit = synchronizeClocks(clip.times, clip.motions, longShake(), 100.0, 1.0);
         ASSERT_TRUE(fit && fit->drift);
         EXPECT_NEAR(fit->offset, 100.0 + offset + 20.0 * drift, 1e-3);
         EXPECT_LT(fit->offsetError, 1e-3);
         EXPECT_NEAR(*fit->drift, drift, 4e-5);
-        EXPECT_GT(fit->explained, 0.9);
+        EXPECT_GT(fit->explainedVariance, 0.9);
     }
     const SimulatedClip shortClip = simulate(4.0, 0.0, 0.0, 0.002);
-    const auto fit = fitClock(shortClip.times, shortClip.motions, longShake(), 100.0, 1.0);
+    const auto fit = synchronizeClocks(shortClip.times, shortClip.motions, longShake(), 100.0, 1.0);
     EXPECT_TRUE(fit && !fit->drift);
     // Pictures that move by themselves, or that the log does not reach.
     const SimulatedClip other = simulate(10.0, 0.0, 0.0, 1.0);
-    EXPECT_FALSE(fitClock(other.times, other.motions, longShake(), 100.0, 1.0));
-    EXPECT_FALSE(fitClock(shortClip.times, shortClip.motions, longShake(), 0.0, 1.0));
+    EXPECT_FALSE(synchronizeClocks(other.times, other.motions, longShake(), 100.0, 1.0));
+    EXPECT_FALSE(synchronizeClocks(shortClip.times, shortClip.motions, longShake(), 0.0, 1.0));
 }
 
 TEST(VideoInspection, SaysWhatTheClocksDo) {
@@ -231,12 +231,12 @@ TEST(VideoInspection, SaysWhatTheClocksDo) {
     EXPECT_TRUE(said("the pictures do not follow the log within 10 s"));
     v.timeOffset = 500.0;
     v.uncovered = 1;
-    v.clock = ClockFit{500.047, 0.0005, 0.9, 4e-4, 1e-5};
+    v.clock = ClockSynchronization{500.047, 0.0005, 0.9, 4e-4, 1e-5};
     EXPECT_TRUE(said("1 of 4 frames are outside"));
     EXPECT_TRUE(said("the time offset is wrong by 37.0 ms: --time-offset 500.0370"));
     EXPECT_TRUE(said("the clocks drift apart by 8.0 ms"));
     v.uncovered = 0;
-    v.clock = ClockFit{500.011, 0.0005, 0.9, 4e-4, 3e-4};
+    v.clock = ClockSynchronization{500.011, 0.0005, 0.9, 4e-4, 3e-4};
     EXPECT_TRUE(findingsOf(v).empty());
 }
 

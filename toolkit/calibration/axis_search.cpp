@@ -136,8 +136,8 @@ private:
         const double left = seenEnergy[0] + seenEnergy[1] - 2.0 * guess.focal * across +
                             guess.focal * guess.focal * (energy[0] + energy[1]) +
                             lever_ * (seenEnergy[2] - 2.0 * agreement[2] + energy[2]);
-        guess.unexplained = left / total;
-        guess.evidence = -static_cast<double>(pairs) * std::log(guess.unexplained);
+        guess.unexplainedVariance = left / total;
+        guess.evidence = -static_cast<double>(pairs) * std::log(guess.unexplainedVariance);
     }
 
     const GyroPath& gyro_;

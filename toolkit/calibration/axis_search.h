@@ -14,8 +14,9 @@ struct AxisGuess {
     AxisMapping axes;
     double timeOffset;  // seconds from a frame's timestamp to its middle row
     double focal;       // pixels
-    double
-        unexplained;  // share of the picture's motion, 0 to 1; after all slow motion is taken out
+    /// Share of the variance of the picture's motion, slow motion taken out, that the log leaves
+    /// unexplained, 0 to 1.
+    double unexplainedVariance;
     double evidence;  // higher is better; comparable for one clip
 };
 

@@ -42,9 +42,9 @@ struct Hypothesis {
     double evidence = 0.0;
     CameraFit fit;
 
-    double explained() const {
+    double explainedVariance() const {
         double sum = 0.0;
-        for (const AxisGuess& guess : guesses) sum += 1.0 - guess.unexplained;
+        for (const AxisGuess& guess : guesses) sum += 1.0 - guess.unexplainedVariance;
         return sum / static_cast<double>(guesses.size());
     }
 };
@@ -98,7 +98,7 @@ public:
         }
         Calibration result = resultOf(found);
         result.axes = chosen.axes;
-        result.explained = chosen.explained();
+        result.explainedVariance = chosen.explainedVariance();
         judgeAxes(hypotheses, best, result);
         if (!result.focal.isUsable() || result.axesConfidence == Confidence::kUnobservable)
             doubt(result);
@@ -166,11 +166,12 @@ private:
     }
 
     void requireFit(const std::vector<Hypothesis>& all, size_t clip) const {
-        double explained = 0.0;
+        double explainedVariance = 0.0;
         for (const Hypothesis& h : all) {
-            explained = std::max(explained, 1.0 - h.guesses[clip].unexplained);
+            explainedVariance =
+                std::max(explainedVariance, 1.0 - h.guesses[clip].unexplainedVariance);
         }
-        if (explained >= kLeastExplained) return;
+        if (explainedVariance >= kLeastExplained) return;
         const GyroPath& gyro = gyros_[clip];
         const auto& times = clips_[clip].tracks.frameTimes;
         throw std::runtime_error(
@@ -179,8 +180,8 @@ private:
                         "clip's, or their clocks differ by more than {:g} s (the log: {:.3f} s "
                         "to {:.3f} s, "
                         "the clip: {:.3f} s to {:.3f} s), or the clip hardly turns",
-                        clips_[clip].name, 100.0 * explained, settings_.range, gyro.firstTime(),
-                        gyro.lastTime(), times.empty() ? 0.0 : times.front(),
+                        clips_[clip].name, 100.0 * explainedVariance, settings_.range,
+                        gyro.firstTime(), gyro.lastTime(), times.empty() ? 0.0 : times.front(),
                         times.empty() ? 0.0 : times.back()));
     }
 

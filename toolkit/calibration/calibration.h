@@ -43,10 +43,10 @@ struct CalibratedValue {
     bool isUsable() const { return confidence != Confidence::kUnobservable; }
 };
 
+/// A frame's first row is read at timestamp * (1 + drift) + offset.
 struct ClockCalibration {
-    CalibratedValue
-        offset;  // seconds; a frame's first row is read at timestamp * (1 + drift) + offset
-    CalibratedValue drift;  // seconds per second; 0 where none shows
+    CalibratedValue offset;  // seconds
+    CalibratedValue drift;   // seconds per second; 0 where none shows
 };
 
 struct Calibration {
@@ -57,11 +57,10 @@ struct Calibration {
     std::vector<ClockCalibration> clocks;  // one for each clip
     AxisMapping axes;
     Confidence axesConfidence = Confidence::kUnobservable;
-    std::string runnerUp;  // letters of the next best axes; empty if they were given
+    std::string runnerUp;                    // letters of the next best axes; empty if given
     double runnerUpReprojectionError = 0.0;  // pixels, as `reprojectionError`
-    double explained = 0.0;  // share of the picture's shake that the log explains, about
-    double reprojectionError =
-        0.0;  // pixels, median distance between predicted and tracked features
+    double explainedVariance = 0.0;          // of the picture's shake, by the log, 0 to 1
+    double reprojectionError = 0.0;  // pixels, median distance of tracked features from predicted
     double reprojectionErrorAtRest = 0.0;  // pixels, the same without the log
     double outliers = 0.0;                 // share of features that move on their own
 };

@@ -37,10 +37,8 @@ struct FitClip {
 
 struct CameraFit {
     CameraEstimate camera;
-    double reprojectionError =
-        0.0;  // pixels, median distance between predicted and tracked features
-    double reprojectionErrorAtRest =
-        0.0;                // pixels, the same for a camera that does not turn at all
+    double reprojectionError = 0.0;  // pixels, median distance of tracked features from predicted
+    double reprojectionErrorAtRest = 0.0;  // pixels, the same for a camera that does not turn
     double outliers = 0.0;  // share of the features that were left out as moving on their own
 };
 

@@ -81,7 +81,7 @@ private:
 struct OffsetFit {
     double offset;
     double error;
-    double explained;
+    double explainedVariance;
 };
 
 std::optional<OffsetFit> fitOffset(const ClipPart& part, double around, double range) {
@@ -118,7 +118,7 @@ struct DriftPoint {
     double weight;
 };
 
-void fitDrift(const std::vector<DriftPoint>& points, ClockFit& fit) {
+void fitDrift(const std::vector<DriftPoint>& points, ClockSynchronization& fit) {
     constexpr size_t kFewest = 4;
     if (points.size() < kFewest) return;
     double weights = 0.0, time = 0.0, offset = 0.0;
@@ -147,16 +147,17 @@ void fitDrift(const std::vector<DriftPoint>& points, ClockFit& fit) {
 
 }  // namespace
 
-std::optional<ClockFit> fitClock(const std::vector<double>& frameTimes,
-                                 const std::vector<PictureMotion>& motions,
-                                 const std::vector<MotionSample>& rates, double around,
-                                 double range) {
+std::optional<ClockSynchronization> synchronizeClocks(const std::vector<double>& frameTimes,
+                                                      const std::vector<PictureMotion>& motions,
+                                                      const std::vector<MotionSample>& rates,
+                                                      double around, double range) {
     constexpr double kLeastExplained = 1.0 / 3.0;
     if (rates.size() < 2) return std::nullopt;
     const GyroPath gyro(rates);
     const auto whole = fitOffset({frameTimes, motions, 0, motions.size(), gyro}, around, range);
-    if (!whole || whole->explained < kLeastExplained) return std::nullopt;
-    ClockFit fit{whole->offset, whole->error, whole->explained, std::nullopt, 0.0};
+    if (!whole || whole->explainedVariance < kLeastExplained) return std::nullopt;
+    ClockSynchronization fit{whole->offset, whole->error, whole->explainedVariance, std::nullopt,
+                             0.0};
 
     constexpr size_t kMostParts = 8, kFewestFrames = 60;
     constexpr double kPartRange = 0.05, kLeastExplainedOfPart = 0.6;
@@ -166,7 +167,7 @@ std::optional<ClockFit> fitClock(const std::vector<double>& frameTimes,
         const ClipPart part(frameTimes, motions, motions.size() * i / parts,
                             motions.size() * (i + 1) / parts, gyro);
         const auto offset = fitOffset(part, fit.offset, kPartRange);
-        if (!offset || offset->explained < kLeastExplainedOfPart) continue;
+        if (!offset || offset->explainedVariance < kLeastExplainedOfPart) continue;
         points.push_back({part.middle(), offset->offset, 1.0 / (offset->error * offset->error)});
     }
     fitDrift(points, fit);

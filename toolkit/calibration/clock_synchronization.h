@@ -12,14 +12,14 @@ namespace framehold {
 /// None where that could not be seen.
 using PictureMotion = std::optional<std::array<double, 3>>;
 
-/// How a video's clock stands to a motion log's.
-struct ClockFit {
+/// Relation of a video's clock to a motion log's.
+struct ClockSynchronization {
     /// Seconds to add to a frame's timestamp to get to the time on the log's clock when the middle of
     /// the picture was read.
     double offset;
     double offsetError;  // standard error, seconds
-    /// The share of the pictures' motion that the log explains, 0 to 1.
-    double explained;
+    /// Share of the variance of the pictures' motion that the log explains, 0 to 1.
+    double explainedVariance;
     /// By how much the log's clock is faster than the video's (1e-6: a microsecond each second), and
     /// the standard error; none if the clip is too short or moves too little to tell.
     std::optional<double> drift;
@@ -33,9 +33,9 @@ struct ClockFit {
 /// stands for the time since the one before it, as the library takes it.
 /// around, range: of the offsets to try, seconds. None if the log explains less than a third of the
 /// motion at its best, or covers less than four fifths of it.
-std::optional<ClockFit> fitClock(const std::vector<double>& frameTimes,
-                                 const std::vector<PictureMotion>& motions,
-                                 const std::vector<MotionSample>& rates, double around,
-                                 double range);
+std::optional<ClockSynchronization> synchronizeClocks(const std::vector<double>& frameTimes,
+                                                      const std::vector<PictureMotion>& motions,
+                                                      const std::vector<MotionSample>& rates,
+                                                      double around, double range);
 
 }  // namespace framehold

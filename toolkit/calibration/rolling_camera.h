@@ -32,7 +32,7 @@ public:
     };
     using Derivatives = Eigen::Matrix<double, 2, 4>;  // by the values, in their order
 
-    /// Pixels by which the prediction reprojectionErrors the tracked place.
+    /// Predicted less tracked position, in pixels.
     Eigen::Vector2d reprojectionError(const TimedMotion& feature, const Values& values) const {
         return reprojectionErrorAt(feature, std::exp(values.logFocal),
                                    rowTime(feature.from, feature.motion.fromY, values),

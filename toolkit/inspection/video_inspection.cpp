@@ -84,7 +84,8 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
     result.searchRange = result.isApart() ? kWidestRange : kFirstRange;
     const double around =
         result.isApart() ? result.offsetOfStarts() : result.timeOffset + result.readoutTime / 2.0;
-    result.clock = fitClock(times, pictureMotions(tracks), rates, around, result.searchRange);
+    result.clock =
+        synchronizeClocks(times, pictureMotions(tracks), rates, around, result.searchRange);
     return result;
 }
 

@@ -27,8 +27,8 @@ struct VideoInspection {
         double largestDeviation;
     };
     std::optional<TableClock> table;
-    std::optional<ClockFit> clock;  // none: the pictures do not follow the log
-    double searchRange = 0.0;       // of offsets, seconds to both sides
+    std::optional<ClockSynchronization> clock;  // none: the pictures do not follow the log
+    double searchRange = 0.0;                   // of offsets, seconds to both sides
 
     /// What `clock` says of the time offset, which is that of the first row.
     double fittedTimeOffset() const { return clock->offset - readoutTime / 2.0; }
