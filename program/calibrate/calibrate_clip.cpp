@@ -42,8 +42,7 @@ std::optional<T> firstOf(const std::optional<T>& a, const std::optional<T>& b) {
 CalibrationClip loadClip(const CalibrationSource& source, double seconds, bool showProgress) {
     CalibrationClip clip;
     clip.name = source.video;
-    const MotionLog log = readMotionLog(source.motion);
-    clip.rates = log.rates.empty() ? ratesBetween(log.orientations) : log.rates;
+    clip.rates = readMotionLog(source.motion).angularRates();
 
     TrackSettings settings;
     int64_t expected = 0;

@@ -17,7 +17,7 @@ std::vector<ClipMeasures> measureClips(const std::vector<std::string>& videos,
             progress.advance();
         }));
         if (clips.size() > 1) {
-            clips.back().shownShare = shownShare(videos[0], video, settings.delay);
+            clips.back().croppingRatio = croppingRatio(videos[0], video, settings.delay);
         }
     }
     return clips;

@@ -60,7 +60,7 @@ Json videoJson(const VideoInspection& video) {
 
 std::string inspectionJson(const Inspection& inspection) {
     const MotionLog& log = inspection.log;
-    Json json = {{"files", log.files}, {"format", log.format}, {"told_by", log.toldBy}};
+    Json json = {{"files", log.files}, {"format", log.format}, {"detected_by", log.detectedBy}};
     json["usable"] = inspection.isUsable();
     json["axes"] = log.orientation.letters();
     if (log.readoutTime) json["readout_s"] = *log.readoutTime;

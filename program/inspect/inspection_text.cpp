@@ -32,7 +32,7 @@ private:
 
     void writeLog(const MotionLog& log) {
         heading(fmt::format("{}", fmt::join(log.files, "\n")));
-        row("format", "{}, told by {}", log.format, log.toldBy);
+        row("format", "{}, detected by {}", log.format, log.detectedBy);
         for (const auto& [key, value] : log.headers) {
             if (key == "id" || key == "note" || key == "vendor") row(key.c_str(), "{}", value);
         }

@@ -21,7 +21,7 @@ values() { sed -n "s/.*\"$1\": \([0-9.e-]*\).*/\1/p" "$work/all.json"; }
 recomputed=$(awk -F, 'NR > 1 { s[$1] += $8 * $8 + $9 * $9; n[$1]++ }
     END { a = sqrt(s[0] / n[0]); b = sqrt(s[1] / n[1]); print a, b, b / a, n[0], n[1] }' "$work/paths.csv")
 # shellcheck disable=SC2046
-echo $recomputed $(values translation_px) $(values frames) $(values shown_percent) | awk '
+echo $recomputed $(values translation_px) $(values frames) $(values cropping_ratio_percent) | awk '
     function near(a, b) { return a - b < 1e-3 && b - a < 1e-3 }
     { exit !(near($1, $6) && near($2, $7) && near($3, $8) && $3 < 0.4 && $4 == 45 && $5 == 45 &&
              $9 == 45 && $10 == 45 && $11 > 60 && $11 < 68 && NF == 11) }' ||

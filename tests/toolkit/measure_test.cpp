@@ -233,11 +233,12 @@ TEST_F(MadeUpClip, ShownShareIsOfTheOriginalsArea) {
     const std::string original = film("original.mp4", camera_, path, 24);
     CameraModel closer = camera_;
     closer.focal /= 0.8;
-    EXPECT_NEAR(shownShare(original, film("closer.mp4", closer, path, 20), 0).value(), 0.64, 0.01);
-    EXPECT_NEAR(shownShare(original, original, 0).value(), 1.0, 0.01);
+    EXPECT_NEAR(croppingRatio(original, film("closer.mp4", closer, path, 20), 0).value(), 0.64,
+                0.01);
+    EXPECT_NEAR(croppingRatio(original, original, 0).value(), 1.0, 0.01);
     const std::string blank =
         write("blank.mp4", 12, [this](int) { return Picture(camera_.width, camera_.height); });
-    EXPECT_FALSE(shownShare(original, blank, 0).has_value());
+    EXPECT_FALSE(croppingRatio(original, blank, 0).has_value());
 }
 
 TEST_F(MadeUpClip, FidelityAndBorderAreThoseOfThePixels) {

@@ -4,20 +4,6 @@
 
 namespace framehold {
 
-std::vector<MotionSample> ratesBetween(const std::vector<OrientationSample>& orientations) {
-    std::vector<MotionSample> rates;
-    for (size_t i = 1; i < orientations.size(); ++i) {
-        const OrientationSample& a = orientations[i - 1];
-        const OrientationSample& b = orientations[i];
-        if (!(b.time > a.time)) continue;
-        const Eigen::AngleAxisd turn(Eigen::Quaterniond(a.w, a.x, a.y, a.z).conjugate() *
-                                     Eigen::Quaterniond(b.w, b.x, b.y, b.z));
-        const Eigen::Vector3d rate = turn.axis() * (turn.angle() / (b.time - a.time));
-        rates.push_back({b.time, {rate.x(), rate.y(), rate.z()}});
-    }
-    return rates;
-}
-
 GyroPath::GyroPath(const std::vector<MotionSample>& rates) {
     Pose pose{rates.front().time, Eigen::Quaterniond::Identity(), Eigen::Vector3d::Zero()};
     for (const MotionSample& sample : rates) {

@@ -8,9 +8,6 @@
 
 namespace framehold {
 
-/// The rates of a log that has orientations only.
-std::vector<MotionSample> ratesBetween(const std::vector<OrientationSample>& orientations);
-
 /// The rotation of a logged gyroscope over time. A rate holds since the one before it, as the
 /// library takes it, so that a time found with this class is right for the library.
 class GyroPath {

@@ -54,8 +54,6 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
     TrackSettings settings;
     settings.maxFeatures = 200;
     const FeatureTracks tracks = trackFeatures(video, settings, onFrame);
-    const std::vector<MotionSample> rates =
-        log.rates.empty() ? ratesOf(log.orientations) : log.rates;
     const LogStatistics statistics = logStatistics(log);
 
     VideoInspection result;
@@ -84,8 +82,8 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
     result.searchRange = result.isApart() ? kWidestRange : kFirstRange;
     const double around =
         result.isApart() ? result.offsetOfStarts() : result.timeOffset + result.readoutTime / 2.0;
-    result.clock =
-        synchronizeClocks(times, pictureMotions(tracks), rates, around, result.searchRange);
+    result.clock = synchronizeClocks(times, pictureMotions(tracks), log.angularRates(), around,
+                                     result.searchRange);
     return result;
 }
 

@@ -40,8 +40,8 @@ struct ClipMeasures {
     double translationStability = 0.0;  // see stabilityScore
     double rotationStability = 0.0;
     PictureMeasures pictures;
-    /// See shownShare; none for an original, and where frames do not match.
-    std::optional<double> shownShare;
+    /// See croppingRatio; none for an original, and where frames do not match.
+    std::optional<double> croppingRatio;
 
     /// For clips of any size: in shares of the picture's width.
     double relativeDisplacement() const { return displacement / width; }

@@ -70,10 +70,10 @@ std::optional<double> shareOf(const Described& original, const Described& stabil
 
 }  // namespace
 
-std::optional<double> shownShare(const std::string& original, const std::string& stabilized,
-                                 int delay) {
-    FrameWalk from(stabilized);
-    FrameWalk in(original);
+std::optional<double> croppingRatio(const std::string& original, const std::string& stabilized,
+                                    int delay) {
+    FrameSeeker from(stabilized);
+    FrameSeeker in(original);
     const int64_t step = std::max<int64_t>(1, from.reader().expectedFrames() / kSamples);
     const double late = delay / from.reader().framesPerSecond();
     std::vector<double> shares;

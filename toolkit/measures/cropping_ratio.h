@@ -9,7 +9,7 @@ namespace framehold {
 /// about a dozen frames, each laid on the frame of the original that is shown at the same time
 /// since the beginning (or `delay` stabilized frames earlier). None if too few of them match.
 /// Throws MediaError.
-std::optional<double> shownShare(const std::string& original, const std::string& stabilized,
-                                 int delay);
+std::optional<double> croppingRatio(const std::string& original, const std::string& stabilized,
+                                    int delay);
 
 }  // namespace framehold

@@ -48,9 +48,9 @@ const std::vector<MeasureRow>& measureRows() {
         {"rotation_stability", "stability score, rotation", 4,
          [](Clip c) -> Value { return c.rotationStability; }, nullptr,
          "The same of the rotation about the picture's centre."},
-        {"shown_percent", "field of view kept, % of area", 1,
+        {"cropping_ratio_percent", "cropping ratio, % of area", 1,
          [](Clip c) -> Value {
-             return c.shownShare ? Value(kPercent * *c.shownShare) : std::nullopt;
+             return c.croppingRatio ? Value(kPercent * *c.croppingRatio) : std::nullopt;
          },
          nullptr, "How much of the original's picture is still to be seen."},
         {"border_percent", "black border, % of area", 2,

@@ -154,7 +154,7 @@ const AVFrame* VideoReader::next() {
     return converted_.get();
 }
 
-const AVFrame* FrameWalk::next() {
+const AVFrame* FrameSeeker::next() {
     const AVFrame* frame = reader_.next();
     if (frame == nullptr) return nullptr;
     const double time = static_cast<double>(frame->pts) * av_q2d(reader_.timeBase());
@@ -164,7 +164,7 @@ const AVFrame* FrameWalk::next() {
     return frame;
 }
 
-const AVFrame* FrameWalk::seek(double time) {
+const AVFrame* FrameSeeker::seek(double time) {
     const AVFrame* frame = next();
     while (frame != nullptr && time_ < time - 0.5 / reader_.framesPerSecond()) frame = next();
     return frame;

@@ -93,10 +93,10 @@ private:
 };
 
 /// Walks over a video by the time since its first frame.
-class FrameWalk {
+class FrameSeeker {
 public:
     /// Throws MediaError.
-    explicit FrameWalk(const std::string& video) : reader_(video) {}
+    explicit FrameSeeker(const std::string& video) : reader_(video) {}
 
     const VideoReader& reader() const { return reader_; }
 

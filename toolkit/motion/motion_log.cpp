@@ -55,6 +55,19 @@ size_t sortSamples(std::vector<Sample>& samples) {
 
 Eigen::Quaterniond quaternionOf(const OrientationSample& s) { return {s.w, s.x, s.y, s.z}; }
 
+std::vector<MotionSample> ratesBetween(const std::vector<OrientationSample>& orientations) {
+    std::vector<MotionSample> rates;
+    for (size_t i = 1; i < orientations.size(); ++i) {
+        const double seconds = orientations[i].time - orientations[i - 1].time;
+        if (seconds <= 0.0) continue;
+        const Eigen::AngleAxisd turn(quaternionOf(orientations[i - 1]).conjugate() *
+                                     quaternionOf(orientations[i]));
+        const Eigen::Vector3d rate = turn.axis() * (turn.angle() / seconds);
+        rates.push_back({orientations[i].time, {rate.x(), rate.y(), rate.z()}});
+    }
+    return rates;
+}
+
 /// The rotation that takes device axes to logged ones.
 Eigen::Quaterniond fromDeviceAxes(const AxisMapping& mapping) {
     if (!mapping.isProper()) {
@@ -108,23 +121,14 @@ std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& sam
     return result;
 }
 
-std::vector<MotionSample> ratesOf(const std::vector<OrientationSample>& orientations) {
-    std::vector<MotionSample> rates;
-    for (size_t i = 1; i < orientations.size(); ++i) {
-        const double seconds = orientations[i].time - orientations[i - 1].time;
-        if (seconds <= 0.0) continue;
-        const Eigen::AngleAxisd turn(quaternionOf(orientations[i - 1]).conjugate() *
-                                     quaternionOf(orientations[i]));
-        const Eigen::Vector3d rate = turn.axis() * (turn.angle() / seconds);
-        rates.push_back({orientations[i].time, {rate.x(), rate.y(), rate.z()}});
-    }
-    return rates;
-}
-
 void MotionLog::sortByTime() {
     outOfOrder.rates += sortSamples(rates);
     outOfOrder.gravity += sortSamples(gravity);
     outOfOrder.orientations += sortSamples(orientations);
+}
+
+std::vector<MotionSample> MotionLog::angularRates() const {
+    return rates.empty() ? ratesBetween(orientations) : rates;
 }
 
 void MotionLog::toDeviceAxes(const AxisMapping& mapping) {

@@ -42,9 +42,6 @@ std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, doub
 /// Leaves samples out until at most `rate` samples per second are left.
 std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& samples, double rate);
 
-/// The angular rates between orientations, each at the time of the later one.
-std::vector<MotionSample> ratesOf(const std::vector<OrientationSample>& orientations);
-
 /// How many samples of each kind came after a later one in the file.
 struct OutOfOrder {
     size_t rates = 0;
@@ -54,8 +51,8 @@ struct OutOfOrder {
 
 /// A motion log, samples in order of time, in the logged axes until `toDeviceAxes`.
 struct MotionLog {
-    std::string format;  // with its version, if it has one: "gcsv 1.3"
-    std::string toldBy;  // what in the file tells the format
+    std::string format;      // with its version, if it has one: "gcsv 1.3"
+    std::string detectedBy;  // what in the file shows the format
     std::vector<std::string> files;
     std::vector<std::pair<std::string, std::string>>
         headers;                     // metadata of the log, as they are said
@@ -70,6 +67,10 @@ struct MotionLog {
 
     /// Puts the samples in order of time and counts those that were not.
     void sortByTime();
+
+    /// The logged angular rates; where there are none, those between the logged orientations, each
+    /// at the time of the later one. In rad/s about the logged axes.
+    std::vector<MotionSample> angularRates() const;
 
     /// Throws std::invalid_argument if orientations are to be mirrored: `mapping` must be a
     /// rotation then.

@@ -47,7 +47,7 @@
     const measure = (key) => data.measures.find((row) => row.key === key);
     const shake = measure("shake_px").remaining;
     tile(shake === null ? "–" : percent(shake), "of the shake is left");
-    tile(`${measure("shown_percent").after} %`, "of the picture's area is kept");
+    tile(`${measure("cropping_ratio_percent").after} %`, "of the picture's area is kept");
     if (!run || run.frames === 0) return;
     tile(`${without} of ${run.frames}`, "frames without an orientation");
     tile(`${Math.max(0, ...run.margin).toFixed(0)} %`, "of the crop margin used at most");

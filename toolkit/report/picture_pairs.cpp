@@ -15,7 +15,7 @@ namespace {
 constexpr int kWidth = 960;  // pixels
 
 /// The coming frames of both videos on top of each other.
-std::optional<PicturePair> takeMeans(FrameWalk& before, FrameWalk& after) {
+std::optional<PicturePair> takeMeans(FrameSeeker& before, FrameSeeker& after) {
     constexpr int kFrames = 15;
     MeanFrame shaky;
     MeanFrame steady;
@@ -35,8 +35,8 @@ std::optional<PicturePair> takeMeans(FrameWalk& before, FrameWalk& after) {
 std::vector<PicturePair> takePictures(const std::string& original, const std::string& stabilized,
                                       int delay) {
     constexpr double kMoments[] = {0.2, 0.5, 0.75};  // of the stabilized video
-    FrameWalk before(original);
-    FrameWalk after(stabilized);
+    FrameSeeker before(original);
+    FrameSeeker after(stabilized);
     const double rate = after.reader().framesPerSecond();
     const double late = delay / rate;
     const double length = static_cast<double>(after.reader().expectedFrames()) / rate - late;

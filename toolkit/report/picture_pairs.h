@@ -13,7 +13,7 @@ struct PicturePair {
 };
 
 /// Pictures of three moments, and of many frames on top of each other, in which only what stands
-/// still is sharp. Frames belong together as in shownShare; wide pictures are made smaller.
+/// still is sharp. Frames belong together as in croppingRatio; wide pictures are made smaller.
 /// Throws MediaError.
 std::vector<PicturePair> takePictures(const std::string& original, const std::string& stabilized,
                                       int delay);

@@ -83,7 +83,7 @@ MotionLog parseCamm(const std::string& name, const std::vector<TelemetryPacket>&
         throw FileError(name, 0, "its CAMM telemetry has no packets of type 0 or 2");
     }
     log.format = "CAMM";
-    log.toldBy = "the type of the telemetry track";
+    log.detectedBy = "the type of the telemetry track";
     log.sortByTime();
     return log;
 }

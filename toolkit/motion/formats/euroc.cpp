@@ -31,7 +31,7 @@ MotionLog parseEuroc(const std::string& name, std::string_view content) {
     }
     MotionLog log;
     log.format = "EuRoC";
-    log.toldBy = fmt::format("the columns {}, {}, ...", kColumns[0], kColumns[1]);
+    log.detectedBy = fmt::format("the columns {}, {}, ...", kColumns[0], kColumns[1]);
     constexpr double kNanosecond = 1e-9;
     readRows(lines, layout,
              {vectorReading(0, {1, 2, 3}, kNanosecond, 1.0, log.rates),

@@ -142,7 +142,7 @@ MotionLog parseGcsv(const std::string& name, std::string_view content) {
     }
     MotionLog log;
     log.format = "gcsv";
-    log.toldBy = fmt::format("the first line, \"{}\"", lines.line());
+    log.detectedBy = fmt::format("the first line, \"{}\"", lines.line());
     GcsvHeader header(lines, log);
     RowLayout layout;
     while (layout.names.empty()) {

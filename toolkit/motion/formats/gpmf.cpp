@@ -255,7 +255,7 @@ MotionLog parseGpmf(const std::string& name, const std::vector<TelemetryPacket>&
     MotionLog log = parser.finish();
     if (log.rates.empty()) throw FileError(name, 0, "its GPMF telemetry has no GYRO samples");
     log.format = "GPMF";
-    log.toldBy = "the DEVC records of the telemetry track";
+    log.detectedBy = "the DEVC records of the telemetry track";
     log.sortByTime();
     return log;
 }

@@ -58,7 +58,7 @@ MotionLog parseRotationVector(const std::string& name, std::string_view content)
     }
     MotionLog log;
     log.format = "rotation vector";
-    log.toldBy =
+    log.detectedBy =
         fmt::format("the columns {}, {}, ...", columns.names[*time], columns.names[axes[0]]);
     const double unit = columns.meanings[*time].unit;
     readRows(lines, {columns.names, columns.separator, true},

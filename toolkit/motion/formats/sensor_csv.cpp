@@ -73,7 +73,7 @@ MotionLog parseSensorCsv(const std::string& name, std::string_view content) {
     }
     MotionLog log;
     log.format = "sensor CSV";
-    log.toldBy = columnsSaid(columns, streams);
+    log.detectedBy = columnsSaid(columns, streams);
     std::vector<RowReading> readings;
     for (Stream& s : streams) {
         const auto orOne = [](double unit) { return unit == 0.0 ? 1.0 : unit; };

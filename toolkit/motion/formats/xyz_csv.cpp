@@ -38,10 +38,10 @@ MotionLog parseXyzCsv(const std::string& name, std::string_view content) {
     LineReader lines(name, content);
     MotionLog log;
     log.format = "x,y,z,timestamp_ns";
-    log.toldBy = "rows of four numbers, the last one of nanoseconds";
+    log.detectedBy = "rows of four numbers, the last one of nanoseconds";
     if (isColumnLine(firstLine(content))) {
         lines.next();
-        log.toldBy = "the columns x, y, z, timestamp_ns";
+        log.detectedBy = "the columns x, y, z, timestamp_ns";
     }
     constexpr double kNanosecond = 1e-9;
     std::vector<MotionSample> samples;
