@@ -1,5 +1,6 @@
 #include "calibrate/calibrate_clip.h"
 
+#include "common/angles.h"
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "media/video_reader.h"
@@ -25,8 +26,7 @@ std::optional<double> knownFocal(const StabilizeOptions& options, const ClipMeta
         double side = video.width();
         if (options.fieldOfViewAcross == "height") side = video.height();
         if (options.fieldOfViewAcross == "diagonal") side = std::hypot(side, video.height());
-        constexpr double kDegree = 3.14159265358979323846 / 180.0;
-        return side / 2.0 / std::tan(*options.fieldOfView / 2.0 * kDegree);
+        return side / 2.0 / std::tan(toRadians(*options.fieldOfView / 2.0));
     }
     if (!metadata.focalLength) return std::nullopt;
     return *metadata.focalLength * (metadata.width ? double(video.width()) / *metadata.width : 1.0);

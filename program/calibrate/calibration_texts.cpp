@@ -1,5 +1,7 @@
 #include "calibrate/calibration_texts.h"
 
+#include "common/angles.h"
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
@@ -33,8 +35,7 @@ ordered_json jsonOf(const CalibratedValue& finding) {
 }
 
 double degreesAcross(const Calibration& c) {
-    constexpr double kDegrees = 180.0 / 3.14159265358979323846;
-    return 2.0 * kDegrees * std::atan(c.width / 2.0 / c.focal.value);
+    return toDegrees(2.0 * std::atan(c.width / 2.0 / c.focal.value));
 }
 
 /// The time offset of all clips; none if they do not tell one or differ.

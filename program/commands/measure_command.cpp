@@ -1,6 +1,6 @@
 #include "cli/options.h"
 #include "commands/commands.h"
-#include "common/angle_units.h"
+#include "common/angles.h"
 #include "common/output_file.h"
 #include "compare/measured_clips.h"
 #include "measures/measure_rows.h"
@@ -80,7 +80,7 @@ std::string pathTable(const std::vector<ClipMeasures>& clips) {
         "shake_x_px,shake_y_px,shake_rotation_deg,shake_scale\n";
     const auto add = [&table](const PicturePath& part, size_t i) {
         table += fmt::format(",{:.4f},{:.4f},{:.6f},{:.8f}", part.x[i], part.y[i],
-                             kDegrees * part.rotation[i], std::exp(part.logScale[i]));
+                             toDegrees(part.rotation[i]), std::exp(part.logScale[i]));
     };
     for (size_t clip = 0; clip < clips.size(); ++clip) {
         for (size_t i = 0; i < clips[clip].times.size(); ++i) {

@@ -1,6 +1,6 @@
 #include "stabilize/path_table.h"
 
-#include "common/angle_units.h"
+#include "common/angles.h"
 #include "common/output_file.h"
 #include "common/text_fields.h"
 
@@ -24,7 +24,7 @@ std::string fieldsOf(const std::optional<Quaternion>& q) {
 double degreesBetween(const Quaternion& a, const Quaternion& b) {
     const Quaternion d = a.inverse() * b;
     // The sine resolves small angles, which the cosine does not.
-    return 2.0 * kDegrees * std::atan2(std::hypot(d.x, d.y, d.z), std::abs(d.w));
+    return toDegrees(2.0 * std::atan2(std::hypot(d.x, d.y, d.z), std::abs(d.w)));
 }
 
 std::string rowOf(size_t number, const FrameRecord& frame) {

@@ -1,4 +1,5 @@
 // The figures of `framehold measure` against what is known of made-up clips.
+#include "common/angles.h"
 #include "measures/clip_measures.h"
 #include "measures/cropping_ratio.h"
 #include "measures/path_filters.h"
@@ -20,7 +21,6 @@ using simulation::Picture;
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr double kCutoff = 1.0;
 constexpr int kRate = 30;
 constexpr int kFrames = 60;

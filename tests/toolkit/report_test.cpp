@@ -1,4 +1,5 @@
 // What a report is made from.
+#include "common/angles.h"
 #include "common/text_fields.h"
 #include "report/camera_angles.h"
 #include "report/page_data.h"
@@ -14,14 +15,12 @@ using zpr_test::rotation;
 
 namespace {
 
-constexpr double kDegree = 3.14159265358979323846 / 180.0;
-
 TEST(CameraAngles, AreThoseThePhotographerSees) {
     const Quaternion start = rotation(0.7, 0.36, 0.48, 0.8);
     // Device x is the picture's upward direction, y its left, z points at the photographer.
     const auto turned = [&](double pan, double tilt, double roll) {
-        return start * rotation(-pan * kDegree, 1, 0, 0) * rotation(-tilt * kDegree, 0, 1, 0) *
-               rotation(-roll * kDegree, 0, 0, 1);
+        return start * rotation(-toRadians(pan), 1, 0, 0) * rotation(-toRadians(tilt), 0, 1, 0) *
+               rotation(-toRadians(roll), 0, 0, 1);
     };
     const CameraAngles kCases[] = {{0, 0, 0},  {30, 0, 0},     {0, 20, 0},
                                    {0, 0, 10}, {-80, 60, -45}, {170, -15, 100}};

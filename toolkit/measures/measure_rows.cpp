@@ -1,6 +1,6 @@
 #include "measures/measure_rows.h"
 
-#include "common/angle_units.h"
+#include "common/angles.h"
 
 namespace framehold {
 
@@ -28,7 +28,7 @@ const std::vector<MeasureRow>& measureRows() {
          [](Clip c) { return c.relativeTranslation(); },
          "The same as a share of the picture's width, for clips of different size."},
         {"rotation_deg", "rotation, degrees RMS", 4,
-         [](Clip c) -> Value { return kDegrees * c.rotation; }, [](Clip c) { return c.rotation; },
+         [](Clip c) -> Value { return toDegrees(c.rotation); }, [](Clip c) { return c.rotation; },
          "How far the picture turns about its centre, off its slow path."},
         {"scale_percent", "scale, % RMS", 4, [](Clip c) -> Value { return kPercent * c.scale; },
          [](Clip c) { return c.scale; },

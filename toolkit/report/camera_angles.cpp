@@ -1,6 +1,6 @@
 #include "report/camera_angles.h"
 
-#include "common/angle_units.h"
+#include "common/angles.h"
 
 #include <algorithm>
 #include <cmath>
@@ -30,7 +30,7 @@ CameraAngles anglesOf(const Quaternion& turn) {
     const double level = std::cos(pan) * m[4] - std::sin(pan) * m[7];
     const double raised =
         -std::cos(tilt) * m[1] - std::sin(tilt) * (std::sin(pan) * m[4] + std::cos(pan) * m[7]);
-    return {kDegrees * pan, kDegrees * tilt, kDegrees * std::atan2(-raised, level)};
+    return {toDegrees(pan), toDegrees(tilt), toDegrees(std::atan2(-raised, level))};
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "report/page_data.h"
 
-#include "common/angle_units.h"
+#include "common/angles.h"
 #include "measures/measure_rows.h"
 #include "report/camera_angles.h"
 #include "report/parameter_snippet.h"
@@ -123,7 +123,7 @@ ordered_json shakeOf(const ClipMeasures& clip, double factor) {
     for (const double time : clip.times) result["time"].push_back(rounded(time - clip.times[0]));
     result["x"] = rounded(clip.shake.x, factor);
     result["y"] = rounded(clip.shake.y, factor);
-    result["rotation"] = rounded(clip.shake.rotation, kDegrees);
+    result["rotation"] = rounded(clip.shake.rotation, toDegrees(1.0));
     return result;
 }
 

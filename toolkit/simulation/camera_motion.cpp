@@ -1,5 +1,7 @@
 #include "simulation/camera_motion.h"
 
+#include "common/angles.h"
+
 #include <algorithm>
 #include <cmath>
 #include <random>
@@ -7,9 +9,6 @@
 namespace framehold::simulation {
 
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
-constexpr double kDegree = kPi / 180.0;
 
 /// A number from 0 up to and without 1; the same on every platform, unlike the standard
 /// distributions.
@@ -26,7 +25,7 @@ CameraPath::CameraPath(const PathSettings& settings) : settings_(settings) {
     for (int axis = 0; axis < 3; ++axis) {
         for (const auto& [hertz, share] : kBands) {
             const double frequency = 2.0 * kPi * hertz * (0.85 + 0.3 * uniform(random));
-            const double amplitude = settings.shake * kDegree * share * kAxisShare[axis];
+            const double amplitude = toRadians(settings.shake) * share * kAxisShare[axis];
             waves_[axis].push_back({amplitude, frequency, 2.0 * kPi * uniform(random)});
         }
     }
@@ -42,8 +41,8 @@ Eigen::Quaterniond CameraPath::at(double t) const {
     // Pans are a sine pressed flat at its ends, so that the camera rests between them.
     const double swing = std::sin(2.0 * kPi * t / settings_.panPeriod);
     const double eased = std::sin(kPi / 2.0 * std::sin(kPi / 2.0 * swing));
-    angle[0] -= settings_.pan * kDegree * eased;
-    angle[2] += settings_.roll * kDegree * t;
+    angle[0] -= toRadians(settings_.pan) * eased;
+    angle[2] += toRadians(settings_.roll) * t;
 
     using Eigen::AngleAxisd;
     using Eigen::Vector3d;

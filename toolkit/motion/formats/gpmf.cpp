@@ -1,3 +1,4 @@
+#include "common/angles.h"
 #include "common/text_fields.h"
 #include "motion/formats/gpmf_records.h"
 #include "motion/formats/packet_clock.h"
@@ -14,15 +15,13 @@ namespace framehold {
 
 namespace {
 
-constexpr double kRadiansPerDegree = M_PI / 180.0;
-
 /// A sensor as GPMF knows it.
 struct GpmfSensor {
     const char* key;
     std::vector<std::pair<std::string_view, double>> units;  // by name, in rad/s or m/s^2
 };
 
-const GpmfSensor kGyroscope = {"GYRO", {{"rad/s", 1.0}, {"deg/s", kRadiansPerDegree}}};
+const GpmfSensor kGyroscope = {"GYRO", {{"rad/s", 1.0}, {"deg/s", toRadians(1.0)}}};
 const GpmfSensor kAccelerometer = {"ACCL",
                                    {{"m/s\xB2", 1.0},
                                     {"m/s\xC2\xB2", 1.0},

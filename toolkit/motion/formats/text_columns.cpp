@@ -1,5 +1,6 @@
 #include "motion/formats/text_columns.h"
 
+#include "common/angles.h"
 #include "common/text_fields.h"
 #include "motion/motion_log.h"
 
@@ -10,8 +11,6 @@
 namespace framehold {
 
 namespace {
-
-constexpr double kRadiansPerDegree = M_PI / 180.0;
 
 bool contains(std::string_view text, std::initializer_list<std::string_view> words) {
     return std::any_of(words.begin(), words.end(), [&](std::string_view word) {
@@ -68,7 +67,7 @@ double secondsNamedIn(std::string_view base) {
 
 double rateUnit(std::string_view unit) {
     if (contains(unit, {"rad"})) return 1.0;
-    return contains(unit, {"deg", "\xC2\xB0", "dps"}) ? kRadiansPerDegree : 0.0;
+    return contains(unit, {"deg", "\xC2\xB0", "dps"}) ? toRadians(1.0) : 0.0;
 }
 
 double gravityUnit(std::string_view base, std::string_view unit) {
