@@ -7,7 +7,6 @@
 #include "stabilize/clip_files.h"
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <stdexcept>
 
@@ -66,15 +65,6 @@ std::string outputOf(const CalibrateOptions& options) {
     return output;
 }
 
-void writeText(const std::string& path, const std::string& text) {
-    OutputFile target(path);
-    std::ofstream out(target.temporary());
-    out << text;
-    out.close();
-    if (!out) throw std::runtime_error(path + ": cannot be written");
-    target.commit();
-}
-
 void run(CalibrateOptions options) {
     if (!options.axes.empty()) options.known.axes = AxisMapping::fromLetters(options.axes);
     const std::string output = outputOf(options);
@@ -86,8 +76,8 @@ void run(CalibrateOptions options) {
     const Calibration found = calibrate(clips, options.known, throwIfInterrupted);
     fmt::print("{}",
                options.json ? jsonOf(found, sources).dump(1) + "\n" : tableOf(found, sources));
-    writeText(output, presetOf(found, sources, output).dump(1) + "\n");
-    if (!options.snippet.empty()) writeText(options.snippet, snippetOf(found));
+    writeFile(output, presetOf(found, sources, output).dump(1) + "\n");
+    if (!options.snippet.empty()) writeFile(options.snippet, snippetOf(found));
     if (!options.quiet) fmt::print(stderr, "written: {}\n", output);
 }
 

@@ -95,7 +95,7 @@ std::string pathTable(const std::vector<ClipMeasures>& clips) {
 
 void measure(const MeasureOptions& options) {
     const std::vector<ClipMeasures> clips = measureClips(options.videos, options.settings);
-    if (!options.csv.empty()) writeWholeFile(options.csv, pathTable(clips));
+    if (!options.csv.empty()) writeFile(options.csv, pathTable(clips));
     if (options.json) {
         printJson(clips, options.settings.cutoff);
     } else {

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include <fmt/format.h>
@@ -103,10 +102,7 @@ private:
     template <class Write>
     void writeText(const std::string& path, Write write) const {
         OutputFile target(path);
-        std::ofstream out(target.temporary());
-        write(out);
-        out.close();
-        if (!out) throw std::runtime_error(target.path() + ": cannot be written");
+        write(target.stream());
         target.commit();
     }
 

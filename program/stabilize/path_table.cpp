@@ -2,12 +2,8 @@
 
 #include "common/angles.h"
 #include "common/output_file.h"
-#include "common/text_fields.h"
 
 #include <cmath>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 
 #include <fmt/format.h>
 
@@ -43,17 +39,11 @@ std::string rowOf(size_t number, const FrameRecord& frame) {
 
 void writePathTable(const std::string& path, const RunRecord& run) {
     OutputFile file(path);
-    std::ofstream out(file.temporary());
+    std::ostream& out = file.stream();
     out << "frame,time_s,measured_w,measured_x,measured_y,measured_z,corrected_w,corrected_x,"
            "corrected_y,corrected_z,correction_deg,margin_used,milliseconds\n";
     for (size_t i = 0; i < run.frames.size(); ++i) out << rowOf(i, run.frames[i]);
-    out.close();
-    if (!out) throw FileError(path, 0, fmt::format("cannot be written: {}", std::strerror(errno)));
-    try {
-        file.commit();
-    } catch (const std::filesystem::filesystem_error& error) {
-        throw FileError(path, 0, error.code().message());
-    }
+    file.commit();
 }
 
 }  // namespace framehold

@@ -1,34 +1,48 @@
 #include "common/output_file.h"
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
+#include <system_error>
 
 namespace framehold {
 
+namespace {
+
+[[noreturn]] void fail(const std::string& path, const std::error_code& reason) {
+    throw std::runtime_error(path + ": cannot be written: " + reason.message());
+}
+
+std::error_code systemError() { return {errno, std::generic_category()}; }
+
+}  // namespace
+
 OutputFile::~OutputFile() {
     std::error_code ignored;
-    if (!committed_) std::filesystem::remove(temporary_, ignored);
+    if (!isCommitted_) std::filesystem::remove(temporary_, ignored);
+}
+
+std::ostream& OutputFile::stream() {
+    if (!stream_.is_open()) stream_.open(temporary_, std::ios::binary);
+    if (!stream_.is_open()) fail(path_, systemError());
+    return stream_;
 }
 
 void OutputFile::commit() {
-    std::filesystem::rename(temporary_, path_);
-    committed_ = true;
+    if (stream_.is_open()) {
+        stream_.close();
+        if (!stream_) fail(path_, systemError());
+    }
+    std::error_code error;
+    std::filesystem::rename(temporary_, path_, error);
+    if (error) fail(path_, error);
+    isCommitted_ = true;
 }
 
-void writeWholeFile(const std::string& path, std::string_view bytes) {
+void writeFile(const std::string& path, std::string_view bytes) {
     OutputFile file(path);
-    std::ofstream out(file.temporary(), std::ios::binary);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    out.close();
-    if (!out) throw std::runtime_error(path + ": cannot be written: " + std::strerror(errno));
-    try {
-        file.commit();
-    } catch (const std::filesystem::filesystem_error& error) {
-        throw std::runtime_error(path + ": cannot be written: " + error.code().message());
-    }
+    file.stream() << bytes;
+    file.commit();
 }
 
 }  // namespace framehold

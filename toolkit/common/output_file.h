@@ -1,12 +1,14 @@
 #pragma once
 
+#include <fstream>
 #include <string>
 #include <string_view>
 
 namespace framehold {
 
-/// A file that is written under a temporary name in its folder and appears under its own name only
-/// when it is complete. If it is not committed, nothing is left behind.
+/// A file that appears as a whole or not at all: it is written under a temporary name in its folder
+/// and gets its own name, in place of a file of that name, when it is committed. Without a commit
+/// nothing is left behind.
 class OutputFile {
 public:
     explicit OutputFile(const std::string& path) : path_(path), temporary_(path + ".part") {}
@@ -14,20 +16,25 @@ public:
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    const std::string& path() const { return path_; }
+    /// The temporary name, for libraries that open files themselves.
     const std::string& temporary() const { return temporary_; }
 
-    /// Gives the file its name. Throws std::filesystem::filesystem_error.
+    /// Stream to the temporary file, without any translation of line ends. Throws std::runtime_error
+    /// with the file's name and the system's reason if the file cannot be opened.
+    std::ostream& stream();
+
+    /// Gives the file its name. Throws std::runtime_error with the file's name and the system's
+    /// reason if that does not work, or if something could not be written to the stream.
     void commit();
 
 private:
     std::string path_;
     std::string temporary_;
-    bool committed_ = false;
+    std::ofstream stream_;
+    bool isCommitted_ = false;
 };
 
-/// Writes a file as a whole: under its name stands all of it or what stood there before. Throws
-/// std::runtime_error with the file's name and the cause.
-void writeWholeFile(const std::string& path, std::string_view bytes);
+/// Writes a file as a whole. Throws std::runtime_error as OutputFile does.
+void writeFile(const std::string& path, std::string_view bytes);
 
 }  // namespace framehold

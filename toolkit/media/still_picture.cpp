@@ -3,8 +3,6 @@
 #include "common/output_file.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 extern "C" {
@@ -99,12 +97,8 @@ void writePng(const std::string& path, const AVFrame& frame) {
     if (code >= 0) code = avcodec_receive_packet(codec.get(), packet.get());
     if (code < 0) throw MediaError(path, "cannot be encoded", code);
 
-    OutputFile file(path);
-    std::ofstream out(file.temporary(), std::ios::binary);
-    out.write(reinterpret_cast<const char*>(packet->data), packet->size);
-    out.close();
-    if (!out) throw MediaError(path, "cannot be written");
-    file.commit();
+    writeFile(path,
+              {reinterpret_cast<const char*>(packet->data), static_cast<size_t>(packet->size)});
 }
 
 namespace {

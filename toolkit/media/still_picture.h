@@ -13,7 +13,7 @@ namespace framehold {
 std::string jpegDataUrl(const AVFrame& frame, int largestWidth);
 
 /// Writes a two-plane 4:2:0 frame as a PNG file, which appears under its name when it is complete.
-/// Throws MediaError.
+/// Throws std::runtime_error.
 void writePng(const std::string& path, const AVFrame& frame);
 
 /// The mean of a number of two-plane 4:2:0 frames of one size: what moves is blurred.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 
 #include <fmt/format.h>
 
@@ -138,12 +137,7 @@ void VideoWriter::finish() {
     encode(nullptr);
     require(av_write_trailer(format_), "cannot be completed");
     require(avio_closep(&format_->pb), "cannot be completed");
-    if (!file_) return;
-    try {
-        file_->commit();
-    } catch (const std::filesystem::filesystem_error& error) {
-        throw MediaError(name_, error.code().message());
-    }
+    if (file_) file_->commit();
 }
 
 }  // namespace framehold

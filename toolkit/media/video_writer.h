@@ -38,6 +38,7 @@ public:
     /// Takes a packet of the source; those of streams that are not copied are left out.
     void copyPacket(const AVPacket& packet);
 
+    /// Ends the file and gives it its name. Throws std::runtime_error where that does not work.
     void finish();
 
 private:

@@ -44,7 +44,7 @@ void writeReport(const std::string& path, const ReportContent& content) {
     replaceMark(page, "<!--style-->", assets.style);
     replaceMark(page, "<!--script-->", assets.script);
     replaceMark(page, "<!--data-->", embeddable(pageData(content)));
-    writeWholeFile(path, page);
+    writeFile(path, page);
 }
 
 }  // namespace framehold

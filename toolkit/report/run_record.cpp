@@ -74,7 +74,7 @@ void saveRunRecord(const std::string& path, const RunRecord& run) {
                                   {"margin_used", frame.marginUsed},
                                   {"milliseconds", frame.milliseconds}});
     }
-    writeWholeFile(path, json.dump() + "\n");
+    writeFile(path, json.dump() + "\n");
 }
 
 RunRecord loadRunRecord(const std::string& path) {

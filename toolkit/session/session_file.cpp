@@ -57,34 +57,30 @@ void putPlane(std::ostream& out, const uint8_t* plane, int32_t pitch, int32_t wi
 
 }  // namespace
 
-SessionWriter::SessionWriter(const std::string& path, const ZPR_Param& param)
-    : file_(path), out_(file_.temporary(), std::ios::binary) {
-    out_ << kHead;
-    visitParam(param, [this](const auto& value) { put(out_, value); });
-    if (!out_) throw std::runtime_error(file_.path() + ": cannot be written");
+SessionWriter::SessionWriter(const std::string& path, const ZPR_Param& param) : file_(path) {
+    file_.stream() << kHead;
+    visitParam(param, [this](const auto& value) { put(file_.stream(), value); });
 }
 
 void SessionWriter::sample(const ZPR_SensorData& sample) {
-    put(out_, kSampleTag);
-    put(out_, sample.type);
-    put(out_, sample.timestamp);
-    put(out_, sample.value);
+    std::ostream& out = file_.stream();
+    put(out, kSampleTag);
+    put(out, sample.type);
+    put(out, sample.timestamp);
+    put(out, sample.value);
 }
 
 void SessionWriter::frame(double timestamp, const ZPR_Image& image) {
-    put(out_, kFrameTag);
-    put(out_, timestamp);
-    putPlane(out_, image.plane[0], image.pitch[0], image.width, image.height);
-    putPlane(out_, image.plane[1], image.pitch[1], image.width, image.height / 2);
+    std::ostream& out = file_.stream();
+    put(out, kFrameTag);
+    put(out, timestamp);
+    putPlane(out, image.plane[0], image.pitch[0], image.width, image.height);
+    putPlane(out, image.plane[1], image.pitch[1], image.width, image.height / 2);
 }
 
-void SessionWriter::drain() { put(out_, kDrainTag); }
+void SessionWriter::drain() { put(file_.stream(), kDrainTag); }
 
-void SessionWriter::finish() {
-    out_.close();
-    if (!out_) throw std::runtime_error(file_.path() + ": could not be written whole");
-    file_.commit();
-}
+void SessionWriter::finish() { file_.commit(); }
 
 SessionReader::SessionReader(const std::string& path) : path_(path), in_(path, std::ios::binary) {
     std::string head(sizeof kHead - 1, '\0');

@@ -25,7 +25,6 @@ public:
 
 private:
     OutputFile file_;
-    std::ofstream out_;
 };
 
 /// Reads a session.
