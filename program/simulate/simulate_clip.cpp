@@ -1,6 +1,7 @@
 #include "simulate/simulate_clip.h"
 
 #include "common/interruption.h"
+#include "common/library_constants.h"
 #include "common/output_file.h"
 #include "common/progress.h"
 #include "media/video_writer.h"
@@ -30,7 +31,6 @@ using namespace simulation;
 constexpr double kLogMargin = 1.0;
 /// The camera's clock starts later than the path's, so that logged times are positive.
 constexpr double kFirstFrame = 2.0;
-constexpr double kGravity = 9.81;  // m/s^2 of the unit in the log
 
 /// The motion of a log from some time on, which becomes the time of the first frame.
 std::unique_ptr<CameraMotion> recordedMotion(const SimulateOptions& o) {
@@ -155,7 +155,8 @@ private:
                 const Vec3 gravity = axes_.toLogged({r.gravity.x(), r.gravity.y(), r.gravity.z()});
                 fmt::print(out, "{:.3f},{:.9f},{:.9f},{:.9f},{:.9f},{:.9f},{:.9f}\n",
                            clock * (r.time - kFirstFrame), rate[0], rate[1], rate[2],
-                           gravity[0] / kGravity, gravity[1] / kGravity, gravity[2] / kGravity);
+                           gravity[0] / kStandardGravity, gravity[1] / kStandardGravity,
+                           gravity[2] / kStandardGravity);
             }
         });
     }

@@ -1,13 +1,13 @@
 #include "stabilize/padded_frame.h"
 
+#include "common/library_constants.h"
+
 #include <algorithm>
 #include <cstring>
 
 namespace framehold {
 
 namespace {
-
-constexpr int kBlock = 128;
 
 /// Repeats the first and the last `unit` bytes of `content` over the rest of a row.
 void repeatEdges(uint8_t* row, int left, int content, int width, int unit) {
@@ -19,7 +19,7 @@ void repeatEdges(uint8_t* row, int left, int content, int width, int unit) {
 }  // namespace
 
 PaddedFrame::PaddedFrame(int contentWidth)
-    : contentWidth_(contentWidth), width_((contentWidth + kBlock - 1) / kBlock * kBlock),
+    : contentWidth_(contentWidth), width_((contentWidth + kMeshStep - 1) / kMeshStep * kMeshStep),
       // Even, so that chroma pairs stay together.
       left_((width_ - contentWidth) / 2 & ~1) {}
 

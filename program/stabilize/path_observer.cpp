@@ -1,5 +1,7 @@
 #include "stabilize/path_observer.h"
 
+#include "common/library_constants.h"
+
 #include <algorithm>
 
 namespace framehold {
@@ -8,11 +10,10 @@ namespace fh = qlx::zpr_framehold;
 
 namespace {
 
+static_assert(kMeshStep == fh::kMeshStep, "the library's grid is another one");
+
 /// As much look-ahead as an instance gives its hub.
-double lookAheadSeconds(const ZPR_Param& param) {
-    constexpr double kFrameSeconds = 0.03333333333333333;
-    return param.delayFrames * kFrameSeconds;
-}
+double lookAheadSeconds(const ZPR_Param& param) { return param.delayFrames * kDelayFramePeriod; }
 
 /// How far `position` has gone from `plain` towards the nearer end of 0 to `last`, as a share of
 /// the way; below 0 if it went inwards.

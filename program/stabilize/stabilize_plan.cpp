@@ -1,5 +1,6 @@
 #include "stabilize/stabilize_plan.h"
 
+#include "common/library_constants.h"
 #include "motion/motion_log_reader.h"
 #include "stabilize/log_samples.h"
 
@@ -14,7 +15,6 @@ namespace framehold {
 
 namespace {
 
-constexpr int kMeshStep = 128;  // pixels; the library's grid
 constexpr const char* kFound = "found in the clip";
 
 /// The first of several sources that has a value, and a note of which one it was.
@@ -186,7 +186,7 @@ std::vector<MotionSample> chooseGravity(const StabilizeOptions& options,
     if (log.gravity.empty()) {
         const std::string without = logName + " has no gravity; ";
         if (metadata.gravityHint) return made(*metadata.gravityHint, without + options.clip);
-        return made({9.81, 0.0, 0.0}, without + "taking the picture's top for up");
+        return made({kStandardGravity, 0.0, 0.0}, without + "taking the picture's top for up");
     }
     std::vector<MotionSample> gravity = {{start, initialGravity(log.gravity)}};
     if (options.gravityRate > 0.0) {
@@ -269,10 +269,8 @@ void chooseSamples(const StabilizeOptions& options, const ClipMetadata& metadata
 
 double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime) {
     // What the public header says of ZPR_Param::delayFrames.
-    constexpr double kSamplesPerSecond = 200.0;
-    constexpr double kFramesPerSecond = 30.0;
     double records = 256.0;
-    const double wanted = (delayFrames / kFramesPerSecond + 1.0) * kSamplesPerSecond;
+    const double wanted = (delayFrames * kDelayFramePeriod + 1.0) * kSensorRate;
     while (records < wanted) records *= 2.0;
     // From one frame before the output frame to a sample past the newest frame's readout; some
     // frames come late.

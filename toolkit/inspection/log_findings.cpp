@@ -1,5 +1,7 @@
 #include "inspection/log_findings.h"
 
+#include "common/library_constants.h"
+
 #include <algorithm>
 #include <cmath>
 

@@ -10,8 +10,6 @@
 
 namespace framehold {
 
-constexpr double kStandardGravity = 9.81;  // m/s^2, what the library takes for 1 g
-
 /// One reading of a motion sensor.
 struct MotionSample {
     double time;  // seconds

@@ -1,6 +1,7 @@
 #include "simulation/camera_motion.h"
 
 #include "common/angles.h"
+#include "common/library_constants.h"
 
 #include <algorithm>
 #include <cmath>
@@ -71,8 +72,6 @@ Eigen::Quaterniond RecordedMotion::at(double t) const {
 }
 
 namespace {
-
-constexpr double kStandardGravity = 9.81;
 
 /// Normally distributed; the same on every platform, unlike the standard distributions.
 class Noise {

@@ -1,3 +1,4 @@
+#include "common/library_constants.h"
 #include "motion/formats/text_formats.h"
 #include "motion/formats/text_rows.h"
 

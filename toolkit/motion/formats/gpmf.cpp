@@ -1,4 +1,5 @@
 #include "common/angles.h"
+#include "common/library_constants.h"
 #include "common/text_fields.h"
 #include "motion/formats/gpmf_records.h"
 #include "motion/formats/packet_clock.h"

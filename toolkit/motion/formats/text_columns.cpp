@@ -1,8 +1,8 @@
 #include "motion/formats/text_columns.h"
 
 #include "common/angles.h"
+#include "common/library_constants.h"
 #include "common/text_fields.h"
-#include "motion/motion_log.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,6 @@
 #include "motion/formats/text_rows.h"
 
+#include "common/library_constants.h"
 #include "common/median.h"
 #include "common/text_fields.h"
 

@@ -1,0 +1,14 @@
+#pragma once
+
+namespace framehold {
+
+// What the library's public header says in words.
+
+constexpr int kMeshStep = 128;         // output pixels from one node of a correction to the next
+constexpr double kSensorRate = 200.0;  // samples per second that the orientation buffer is for
+constexpr double kStandardGravity = 9.81;  // m/s^2, what the library takes for 1 g
+
+/// Seconds per frame that ZPR_Param::delayFrames is counted in, whatever the frame rate.
+constexpr double kDelayFramePeriod = 0.03333333333333333;
+
+}  // namespace framehold
