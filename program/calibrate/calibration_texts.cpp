@@ -1,6 +1,7 @@
 #include "calibrate/calibration_texts.h"
 
 #include "common/angles.h"
+#include "report/parameter_snippet.h"
 
 #include <algorithm>
 #include <cmath>
@@ -60,12 +61,6 @@ double rounded(double value, double steps) { return std::round(value * steps) / 
 std::string relativeTo(const std::string& path, const std::string& file) {
     const fs::path folder = fs::absolute(path).parent_path();
     return fs::relative(fs::absolute(file), folder).string();
-}
-
-/// The value of a device axis in C.
-std::string termOf(const AxisMapping& axes, size_t device) {
-    const std::string term = axes.term(device);
-    return fmt::format("{}logged[{}]", term[0] == '-' ? "-" : "", term[1] - 'x');
 }
 
 }  // namespace
@@ -149,29 +144,9 @@ ordered_json presetOf(const Calibration& c, const std::vector<CalibrationSource>
 }
 
 std::string snippetOf(const Calibration& c) {
-    const ClipMetadata metadata = metadataOf(c, 0);
-    const std::optional<double> offset = sharedOffset(c);
-    std::string text = fmt::format(
-        "#include <zpr_framehold.h>\n\n"
-        "/* The camera, for pictures of {}x{}. */\n"
-        "static void fillInCamera(ZPR_Param* param) {{\n",
-        c.width, c.height);
-    const auto set = [&](const std::optional<double>& value, const char* name) {
-        text += value ? fmt::format("    param->{} = {:.6f};\n", name, *value)
-                      : fmt::format("    /* {} could not be told. */\n", name);
-    };
-    if (metadata.focalLength) text += "    param->fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;\n";
-    set(metadata.focalLength, "fieldOfView");
-    set(metadata.readoutTime, "readoutTime");
-    set(offset, "timeOffset");
-    text += "}\n";
-    if (!metadata.axes) return text + "\n/* The sensor's axes could not be told. */\n";
-    return text + fmt::format(
-                      "\n/* Puts what the sensor says in the axes that ZPR_SensorData wants. */\n"
-                      "static void toDeviceAxes(const double logged[3], double device[3]) {{\n"
-                      "    device[0] = {};\n    device[1] = {};\n    device[2] = {};\n}}\n",
-                      termOf(*metadata.axes, 0), termOf(*metadata.axes, 1),
-                      termOf(*metadata.axes, 2));
+    ClipMetadata camera = metadataOf(c, 0);
+    camera.timeOffset = sharedOffset(c);
+    return cameraSnippet(camera, c.height);
 }
 
 }  // namespace framehold

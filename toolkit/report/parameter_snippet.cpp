@@ -40,6 +40,12 @@ std::string imageLines(const char* name, const ZPR_Image& image) {
         name, image.width, image.height);
 }
 
+/// The value of a device axis in C.
+std::string termOf(const AxisMapping& axes, size_t device) {
+    const std::string term = axes.term(device);
+    return fmt::format("{}logged[{}]", term[0] == '-' ? "-" : "", term[1] - 'x');
+}
+
 }  // namespace
 
 std::string parameterSnippet(const ZPR_Param& param) {
@@ -58,6 +64,29 @@ std::string parameterSnippet(const ZPR_Param& param) {
                param.fieldOfView, modeName(param.fieldOfViewMode), param.readoutTime,
                param.timeOffset, maskOf(param.sensorMask), param.cropPercent, param.smoothingLevel,
                param.delayFrames);
+}
+
+std::string cameraSnippet(const ClipMetadata& camera, int height) {
+    std::string text = fmt::format(
+        "#include <zpr_framehold.h>\n\n"
+        "/* The camera, for pictures of {}x{}. */\n"
+        "static void fillInCamera(ZPR_Param* param) {{\n",
+        *camera.width, height);
+    const auto set = [&](const std::optional<double>& value, const char* name) {
+        text += value ? fmt::format("    param->{} = {:.6f};\n", name, *value)
+                      : fmt::format("    /* {} could not be determined. */\n", name);
+    };
+    if (camera.focalLength) text += "    param->fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;\n";
+    set(camera.focalLength, "fieldOfView");
+    set(camera.readoutTime, "readoutTime");
+    set(camera.timeOffset, "timeOffset");
+    text += "}\n";
+    if (!camera.axes) return text + "\n/* The sensor's axes could not be determined. */\n";
+    return text + fmt::format(
+                      "\n/* Brings a reading of the sensor to the axes of ZPR_SensorData. */\n"
+                      "static void toDeviceAxes(const double logged[3], double device[3]) {{\n"
+                      "    device[0] = {};\n    device[1] = {};\n    device[2] = {};\n}}\n",
+                      termOf(*camera.axes, 0), termOf(*camera.axes, 1), termOf(*camera.axes, 2));
 }
 
 }  // namespace framehold
