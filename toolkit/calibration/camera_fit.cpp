@@ -166,7 +166,7 @@ private:
         for (const Feature& f : features_) lengths[cellOf(f)].push_back(f.left.norm());
         std::vector<double> scales;
         // The median length of a normally distributed pair of numbers is 1.18 deviations.
-        for (auto& cell : lengths) scales.push_back(std::max(median(cell) / 1.18, kFinest));
+        for (auto& cell : lengths) scales.push_back(std::max(median(std::move(cell)) / 1.18, kFinest));
         for (Feature& f : features_) {
             const double scale = scales[cellOf(f)];
             const double length = f.left.norm() / scale;
@@ -316,8 +316,8 @@ private:
             atRest.push_back(std::hypot(m.toX - m.fromX, m.toY - m.fromY));
             if (f.weight <= 0.0) ++outliers;
         }
-        fit.reprojectionError = median(reprojectionErrors);
-        fit.reprojectionErrorAtRest = median(atRest);
+        fit.reprojectionError = median(std::move(reprojectionErrors));
+        fit.reprojectionErrorAtRest = median(std::move(atRest));
         fit.outliers = static_cast<double>(outliers) /
                        static_cast<double>(std::max<size_t>(1, features_.size()));
         const Eigen::MatrixXd spread = covariance();

@@ -120,8 +120,7 @@ StampStatistics stampStatistics(const std::vector<double>& times, size_t outOfOr
         steps.push_back(times[i] - times[i - 1]);
         if (steps.back() == 0.0) ++result.duplicates;
     }
-    std::vector<double> unordered = steps;
-    result.step = median(unordered);
+    result.step = median(steps);
     double squares = 0.0;
     size_t counted = 0;
     for (size_t i = 0; i < steps.size(); ++i) {

@@ -1,5 +1,6 @@
 #include "measures/cropping_ratio.h"
 
+#include "common/median.h"
 #include "media/video_reader.h"
 
 #include <algorithm>
@@ -87,9 +88,7 @@ std::optional<double> croppingRatio(const std::string& original, const std::stri
         }
     }
     if (shares.empty()) return std::nullopt;
-    const auto middle = shares.begin() + static_cast<ptrdiff_t>(shares.size() / 2);
-    std::nth_element(shares.begin(), middle, shares.end());
-    return *middle;
+    return median(shares);
 }
 
 }  // namespace framehold
