@@ -38,6 +38,14 @@ std::string lowerCase(std::string_view text) {
     return lower;
 }
 
+std::string printable(std::string_view text) {
+    std::string result(text);
+    for (char& c : result) {
+        if (c < ' ' || c > '~') c = '?';
+    }
+    return result;
+}
+
 std::string_view firstLine(std::string_view text) {
     LineReader lines({}, text);
     return lines.next() ? lines.line() : std::string_view();

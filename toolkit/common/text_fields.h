@@ -7,38 +7,46 @@
 
 namespace framehold {
 
-/// What is wrong with a file, told by its name, the line (0 if none) and the field.
+/// Error in a file. The text starts with the name of the file and, unless it is 0, the line.
 class FileError : public std::runtime_error {
 public:
     FileError(const std::string& file, int line, const std::string& what);
 };
 
+/// Text without blanks, tabs and line ends at both ends.
 std::string_view trim(std::string_view text);
 
-/// The trimmed fields of a line.
+/// Trimmed fields of a line; one more than there are separators.
 std::vector<std::string_view> splitFields(std::string_view line, char separator = ',');
 
+/// Text with the letters A to Z in lower case; other bytes stay.
 std::string lowerCase(std::string_view text);
 
-/// The first line that is not blank, trimmed and without a byte order mark.
+/// Text with question marks for all but printable ASCII.
+std::string printable(std::string_view text);
+
+/// First line that is not blank, trimmed and without a byte order mark. Empty if there is none.
 std::string_view firstLine(std::string_view text);
 
-/// The whole of a file; throws FileError.
+/// Content of a file. Throws FileError if it cannot be read or is empty.
 std::string readFile(const std::string& path);
 
-/// Walks over the lines of a text, counting them. A byte order mark is left out.
+/// Reads a text line by line, trimmed, and counts the lines. A byte order mark is left out.
 class LineReader {
 public:
+    /// file: its name, for messages. text: borrowed.
     LineReader(std::string file, std::string_view text);
 
     /// Goes to the next line that is not blank; false at the end.
     bool next();
 
+    /// Line that `next` went to.
     std::string_view line() const { return line_; }
 
+    /// Throws FileError with the number of the line.
     [[noreturn]] void fail(const std::string& what) const;
 
-    /// A finite number, or a failure that names the field.
+    /// Finite number in a field of the line. Throws FileError with the line and `name`.
     double number(std::string_view field, std::string_view name) const;
 
 private:

@@ -31,11 +31,8 @@ constexpr TextFormat kTextFormats[] = {
 
 std::string quotedStart(std::string_view line) {
     constexpr size_t kShown = 60;
-    std::string shown(line.substr(0, kShown));
-    for (char& c : shown) {
-        if (c < ' ' || c > '~') c = '?';
-    }
-    return fmt::format("\"{}\"{}", shown, line.size() > kShown ? "..." : "");
+    return fmt::format("\"{}\"{}", printable(line.substr(0, kShown)),
+                       line.size() > kShown ? "..." : "");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "motion/formats/gpmf_records.h"
 
+#include "common/text_fields.h"
 #include "motion/formats/byte_reader.h"
 
 #include <stdexcept>
@@ -55,14 +56,6 @@ double takeNumber(ByteReader& bytes, char type) {
         default:
             return *bytes.number<double>();
     }
-}
-
-std::string printable(std::string_view key) {
-    std::string text(key);
-    for (char& c : text) {
-        if (c < ' ' || c > '~') c = '?';
-    }
-    return text;
 }
 
 }  // namespace
