@@ -5,19 +5,20 @@
 
 namespace framehold {
 
-/// Thrown where work stops because the user asked for it.
+/// Thrown where work ends early because the user interrupted the program.
 class Interrupted : public std::runtime_error {
 public:
     explicit Interrupted(const std::string& what = "interrupted; nothing was written")
         : std::runtime_error(what) {}
 };
 
-/// From now on SIGINT, SIGTERM and SIGHUP do not end the program but make `throwIfInterrupted`
-/// throw, in every thread. Calls that wait for input return with EINTR.
+/// Makes SIGINT, SIGTERM and SIGHUP set a flag in place of ending the program: `isInterrupted` is
+/// true from then on, in every thread. Calls that wait for input return with EINTR.
 void catchInterruptions();
 
 bool isInterrupted();
 
+/// Throws Interrupted if `isInterrupted`.
 void throwIfInterrupted();
 
 }  // namespace framehold

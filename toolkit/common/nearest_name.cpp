@@ -6,7 +6,7 @@ namespace framehold {
 
 namespace {
 
-/// The optimal string alignment distance (Damerau-Levenshtein, no substring edited twice).
+/// Optimal string alignment distance (Damerau-Levenshtein, no substring edited twice).
 size_t editDistance(std::string_view a, std::string_view b) {
     std::vector<size_t> beforeLast(b.size() + 1);
     std::vector<size_t> last(b.size() + 1);
@@ -27,7 +27,7 @@ size_t editDistance(std::string_view a, std::string_view b) {
     return row[b.size()];
 }
 
-/// Whether `word` is the start of `name`, as people shorten names, and says enough of it.
+/// True if `word` is a shortened `name`: its first three or more characters.
 bool shortens(std::string_view word, std::string_view name) {
     return word.size() >= 3 && name.substr(0, word.size()) == word;
 }

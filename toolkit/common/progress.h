@@ -6,22 +6,25 @@
 
 namespace framehold {
 
-/// A progress bar with frames per second and remaining time on standard error, if that is a
-/// terminal.
+/// Progress bar with frames per second and remaining time on standard error, if that is a terminal.
 class Progress {
 public:
-    /// total: 0 if not known.
+    /// total: number of frames, 0 if not known. Not enabled, nothing is drawn.
     Progress(std::string title, int64_t total, bool enabled = true);
     ~Progress() { clear(); }
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
+    /// Counts one frame.
     void advance();
 
-    /// Takes the bar away.
+    /// Removes the bar from the terminal.
     void clear();
 
+    /// Number of frames so far.
     int64_t done() const { return done_; }
+
+    /// Frames per second since the start.
     double perSecond() const;
 
 private:
