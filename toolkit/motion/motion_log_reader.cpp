@@ -15,6 +15,8 @@
 
 namespace framehold {
 
+namespace fs = std::filesystem;
+
 namespace {
 
 struct TextFormat {
@@ -34,60 +36,6 @@ std::string quotedStart(std::string_view line) {
     return fmt::format("\"{}\"{}", printable(line.substr(0, kShown)),
                        line.size() > kShown ? "..." : "");
 }
-
-}  // namespace
-
-MotionLog parseTextLog(const std::string& name, std::string_view content) {
-    for (const TextFormat& format : kTextFormats) {
-        if (format.detect(content)) return format.parse(name, content);
-    }
-    throw FileError(
-        name, 1,
-        fmt::format("not a motion log of a format that is known: the first line is {}. Known are "
-                    ".gcsv (first line \"CAMERA IMU LOG\" or \"GYROFLOW IMU LOG\"); CSV whose "
-                    "first line names a column of time and three axes of a gyroscope, an "
-                    "accelerometer or a rotation vector; rows of x,y,z,timestamp_ns; EuRoC (first "
-                    "line \"#timestamp [ns],...\"); and MP4 or MOV with GPMF or CAMM telemetry",
-                    quotedStart(firstLine(content))));
-}
-
-std::optional<MotionLog> readVideoTelemetry(const std::string& path) {
-    const std::optional<TelemetryTrack> track = readTelemetryTrack(path);
-    if (!track || track->packets.empty()) return std::nullopt;
-    MotionLog log = track->kind == TelemetryKind::kGpmf ? parseGpmf(path, track->packets)
-                                                        : parseCamm(path, track->packets);
-    log.files = {path};
-    return log;
-}
-
-bool isVideoFile(const std::string& path) {
-    // Text has no zero bytes, and the boxes at the start of a video do.
-    char head[64] = {};
-    std::ifstream in(path, std::ios::binary);
-    in.read(head, sizeof head);
-    return std::string_view(head, static_cast<size_t>(in.gcount())).find('\0') !=
-           std::string_view::npos;
-}
-
-MotionLog readMotionLog(const std::string& path) {
-    if (isVideoFile(path)) {
-        if (auto log = readVideoTelemetry(path)) return *std::move(log);
-        throw FileError(path, 0, "holds no motion telemetry (no GPMF or CAMM track)");
-    }
-    MotionLog log = parseTextLog(path, readFile(path));
-    log.files = {path};
-    addSibling(path, log);
-    if (log.rates.empty() && log.orientations.empty()) {
-        throw FileError(path, 0,
-                        "holds an accelerometer only, and no file beside it holds the gyroscope: "
-                        "give that one");
-    }
-    return log;
-}
-
-namespace {
-
-namespace fs = std::filesystem;
 
 /// The name in lower case without extension, words that name a sensor, and separators.
 std::string nameWithoutSensor(const fs::path& file) {
@@ -163,8 +111,8 @@ void complete(const fs::path& file, MotionLog&& other, MotionLog& log) {
     }
 }
 
-}  // namespace
-
+/// Adds the other sensor to a log that has one of the two only, see readMotionLog. Where several
+/// files fit, a note says so. path: of the log.
 void addSibling(const std::string& path, MotionLog& log) {
     if (!log.orientations.empty() || log.rates.empty() == log.gravity.empty()) return;
     const SensorKind missing = log.rates.empty() ? SensorKind::kRate : SensorKind::kGravity;
@@ -187,6 +135,56 @@ void addSibling(const std::string& path, MotionLog& log) {
             "one as this one, with gyro or accel for the sensor",
             found.size()));
     }
+}
+
+}  // namespace
+
+MotionLog parseTextLog(const std::string& name, std::string_view content) {
+    for (const TextFormat& format : kTextFormats) {
+        if (format.detect(content)) return format.parse(name, content);
+    }
+    throw FileError(
+        name, 1,
+        fmt::format("not a motion log of a format that is known: the first line is {}. Known are "
+                    ".gcsv (first line \"CAMERA IMU LOG\" or \"GYROFLOW IMU LOG\"); CSV whose "
+                    "first line names a column of time and three axes of a gyroscope, an "
+                    "accelerometer or a rotation vector; rows of x,y,z,timestamp_ns; EuRoC (first "
+                    "line \"#timestamp [ns],...\"); and MP4 or MOV with GPMF or CAMM telemetry",
+                    quotedStart(firstLine(content))));
+}
+
+std::optional<MotionLog> readVideoTelemetry(const std::string& path) {
+    const std::optional<TelemetryTrack> track = readTelemetryTrack(path);
+    if (!track || track->packets.empty()) return std::nullopt;
+    MotionLog log = track->kind == TelemetryKind::kGpmf ? parseGpmf(path, track->packets)
+                                                        : parseCamm(path, track->packets);
+    log.files = {path};
+    return log;
+}
+
+bool isVideoFile(const std::string& path) {
+    // Text has no zero bytes, and the boxes at the start of a video do.
+    char head[64] = {};
+    std::ifstream in(path, std::ios::binary);
+    in.read(head, sizeof head);
+    return std::string_view(head, static_cast<size_t>(in.gcount())).find('\0') !=
+           std::string_view::npos;
+}
+
+MotionLog readMotionLog(const std::string& path) {
+    if (isVideoFile(path)) {
+        if (auto log = readVideoTelemetry(path)) return *std::move(log);
+        throw FileError(path, 0, "holds no motion telemetry (no GPMF or CAMM track)");
+    }
+    MotionLog log = parseTextLog(path, readFile(path));
+    log.files = {path};
+    addSibling(path, log);
+    if (log.rates.empty() && log.orientations.empty()) {
+        throw FileError(path, 0,
+                        "holds an accelerometer only, and no file beside it holds the gyroscope: "
+                        "give that one");
+    }
+    return log;
 }
 
 }  // namespace framehold
