@@ -241,8 +241,6 @@ private:
 
 }  // namespace
 
-bool detectGpmf(std::string_view packet) { return packet.substr(0, 4) == "DEVC"; }
-
 MotionLog parseGpmf(const std::string& name, const std::vector<TelemetryPacket>& packets) {
     GpmfParser parser;
     for (size_t i = 0; i < packets.size(); ++i) {

@@ -4,13 +4,9 @@
 #include "motion/motion_log.h"
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace framehold {
-
-/// Whether a packet is a GPMF one: a device record.
-bool detectGpmf(std::string_view packet);
 
 /// Reads the GYRO and ACCL streams of GPMF telemetry, of the first device that has them.
 ///
