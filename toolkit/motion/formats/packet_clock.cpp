@@ -8,13 +8,14 @@ namespace framehold {
 
 namespace {
 
-struct Line {
+/// Time of a sample: start + step * number.
+struct EvenTimes {
     double start;
-    double slope;
+    double step;
 };
 
-/// Of least squares through points of (number, time).
-Line fitLine(const std::vector<std::pair<double, double>>& points) {
+/// Least squares through points of (number, time).
+EvenTimes fitEvenTimes(const std::vector<std::pair<double, double>>& points) {
     double meanX = 0.0, meanY = 0.0;
     for (const auto& [x, y] : points) {
         meanX += x / static_cast<double>(points.size());
@@ -25,8 +26,8 @@ Line fitLine(const std::vector<std::pair<double, double>>& points) {
         xx += (x - meanX) * (x - meanX);
         xy += (x - meanX) * (y - meanY);
     }
-    const double slope = xx > 0.0 ? xy / xx : 0.0;
-    return {meanY - slope * meanX, slope};
+    const double step = xx > 0.0 ? xy / xx : 0.0;
+    return {meanY - step * meanX, step};
 }
 
 }  // namespace
@@ -61,15 +62,15 @@ std::vector<double> PacketClock::sampleTimes() const {
     if (packets_.size() < 3) {
         points.emplace_back(static_cast<double>(last.first + last.samples), last.end);
     }
-    const Line line = fitLine(points);
+    const EvenTimes fit = fitEvenTimes(points);
     const bool isEven = std::all_of(points.begin(), points.end(), [&](const auto& point) {
-        return std::abs(line.start + line.slope * point.first - point.second) < kLargestError;
+        return std::abs(fit.start + fit.step * point.first - point.second) < kLargestError;
     });
-    if (!isEven || line.slope <= 0.0) return spreadInPackets();
+    if (!isEven || fit.step <= 0.0) return spreadInPackets();
     std::vector<double> times;
     for (const Packet& packet : packets_) {
         for (size_t i = 0; i < packet.samples; ++i) {
-            times.push_back(line.start + line.slope * static_cast<double>(packet.first + i));
+            times.push_back(fit.start + fit.step * static_cast<double>(packet.first + i));
         }
     }
     return times;

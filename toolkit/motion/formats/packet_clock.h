@@ -6,17 +6,17 @@
 
 namespace framehold {
 
-/// Gives times to samples that come many to a packet, from the packets' times. The sensor's clock is
-/// taken to run evenly: a packet more or less full says nothing of the sample rate.
+/// Assigns times to samples that come many to a packet, from the packets' times. The sensor's clock
+/// is taken to run evenly: a packet more or less full says nothing of the sample rate.
 class PacketClock {
 public:
     /// time, duration: seconds. samplesSoFar: with those of this packet and those that were lost, if
     /// the sender counts them; it is not used once it runs backwards.
     void add(double time, double duration, size_t samples, std::optional<size_t> samplesSoFar);
 
-    /// Seconds, of all samples in order. On the line of least squares through the packets' times
-    /// over the samples' count; where the packets are further than 0.1 s from it, spread over each
-    /// packet instead.
+    /// Times of all samples in order, in seconds: on the line of least squares through the packets'
+    /// times over the number of samples; if a packet is further than 0.1 s from it, spread evenly
+    /// over each packet.
     std::vector<double> sampleTimes() const;
 
 private:
