@@ -5,31 +5,34 @@
 
 namespace framehold {
 
+/// Vector with the components x, y, z.
 using Vec3 = std::array<double, 3>;
 
-/// Which logged axis, with which sign, each device axis (Android: x right, y up, z towards the
-/// viewer) is read from.
+/// Signed permutation of axes: the logged axis, with its sign, that each device axis is read from.
+/// Device axes are those of Android: x to the right, y up, z towards the viewer.
 class AxisMapping {
 public:
-    /// Device axes as logged.
+    /// Device axes are the logged ones.
     AxisMapping() = default;
 
     /// From three letters, one for each device axis: the logged axis, in lower case if negated.
     /// "YxZ": device x is logged y, device y is minus logged x. Throws std::invalid_argument.
     static AxisMapping fromLetters(const std::string& letters);
 
-    /// From three terms "+x", "-y", ...: the logged axis of each device axis. Throws as above.
+    /// From three terms "+x", "-y", ...: the logged axis of each device axis. Throws
+    /// std::invalid_argument.
     static AxisMapping fromTerms(const std::array<std::string, 3>& terms);
 
     Vec3 toDevice(const Vec3& logged) const;
     Vec3 toLogged(const Vec3& device) const;
 
-    /// Whether a right hand stays one.
+    /// True for rotations; false for mappings that mirror (determinant -1).
     bool isProper() const;
 
+    /// Three letters as `fromLetters` takes them.
     std::string letters() const;
 
-    /// The logged axis of a device axis (0 to 2) as fromTerms takes it.
+    /// Logged axis of a device axis (0 to 2), as `fromTerms` takes it.
     std::string term(size_t device) const;
 
 private:

@@ -8,29 +8,29 @@
 
 namespace framehold {
 
-/// What a clip.json says of a recording.
+/// Metadata of a recording, as a clip.json holds it; none of what it lacks.
 struct ClipMetadata {
-    std::optional<std::string> video;   // file name
+    std::optional<std::string> video;   // file name, as it is written there
     std::optional<int> width;           // pixels
     std::optional<double> focalLength;  // pixels, at this width
     std::optional<double> readoutTime;  // seconds
     std::optional<double> timeOffset;   // seconds, added to a frame's timestamp
     std::optional<double> clockDrift;   // seconds that the log's clock gains per second
     std::optional<AxisMapping> axes;
-    std::optional<Vec3> gravityHint;  // m/s^2 in device axes, at the start
-    std::optional<std::string> motionLog;
-    std::vector<double> frameTimes;     // seconds; empty if there is no frames.csv
-    std::vector<std::string> warnings;  // of keys that look like misspelt ones
+    std::optional<Vec3> gravityHint;       // m/s^2 in device axes, at the start
+    std::optional<std::string> motionLog;  // path, with the folder of the clip.json
+    std::vector<double> frameTimes;        // seconds; empty if there is no frames.csv
+    std::vector<std::string> warnings;     // of keys that look like misspelt ones
 };
 
-/// Reads the times of frames, in seconds, from a file with the columns frame,timestamp_s.
-/// Throws FileError.
+/// Reads the times of frames, in seconds, from a file with the columns frame,timestamp_s, frames
+/// counted from 0. Throws FileError with the line and the column.
 std::vector<double> readFrameTimes(const std::string& path);
 
 /// Reads a clip.json (keys video, width, focal_px, readout_s, time_offset_s, clock_drift_ppm, axes,
 /// gravity_hint_mps2, imu.file, frames_file) and the times of the frames: those in frames_file, none
 /// if that is empty, or if it is not there, those in a frames.csv beside the clip.json. All keys
-/// are optional. Throws FileError.
+/// are optional. Throws FileError with the key.
 ClipMetadata readClipMetadata(const std::string& path);
 
 }  // namespace framehold

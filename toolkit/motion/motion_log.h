@@ -10,14 +10,14 @@
 
 namespace framehold {
 
-/// One reading of a motion sensor.
+/// Reading of a gyroscope or an accelerometer.
 struct MotionSample {
     double time;  // seconds
-    Vec3 value;   // angular rate in rad/s; or gravity in m/s^2, pointing up at rest
+    Vec3 value;   // angular rate in rad/s; or gravity in m/s^2, which points up at rest
 };
 
-/// One reading of an orientation sensor: the rotation from the logged axes to a world whose
-/// vertical is (0, 0, 1), as a unit quaternion.
+/// Reading of an orientation sensor: the rotation from the logged axes to a world whose vertical is
+/// (0, 0, 1), as a unit quaternion.
 struct OrientationSample {
     double time;  // seconds
     double w;
@@ -30,51 +30,50 @@ struct OrientationSample {
 double samplesPerSecond(const std::vector<MotionSample>& samples);
 double samplesPerSecond(const std::vector<OrientationSample>& samples);
 
-/// The length of the middle one of the samples' values, by length.
+/// Median of the lengths of the samples' values, in their unit; 0 if there are none.
 double medianLength(const std::vector<MotionSample>& samples);
 
-/// Averages neighbouring samples until at most `rate` samples per second are left. A sample stands
-/// for the time since the one before it, so that no rotation is lost.
+/// Averages neighbouring samples until at most about `rate` samples per second are left. A sample
+/// is weighted by the time since the one before it, so that no rotation is lost.
 std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, double rate);
 
-/// Leaves samples out until at most `rate` samples per second are left.
+/// Leaves samples out until at most about `rate` samples per second are left.
 std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& samples, double rate);
 
-/// How many samples of each kind came after a later one in the file.
+/// Number of samples of each kind that came after a later one in the file.
 struct OutOfOrder {
     size_t rates = 0;
     size_t gravity = 0;
     size_t orientations = 0;
 };
 
-/// A motion log, samples in order of time, in the logged axes until `toDeviceAxes`.
+/// Motion log. Samples are in order of time, and in the logged axes until `toDeviceAxes`.
 struct MotionLog {
-    std::string format;      // with its version, if it has one: "gcsv 1.3"
-    std::string detectedBy;  // what in the file shows the format
-    std::vector<std::string> files;
-    std::vector<std::pair<std::string, std::string>>
-        headers;                     // metadata of the log, as they are said
-    std::vector<std::string> notes;  // what had to be assumed or was left out, for the user
+    std::string format;              // with its version, if it has one: "gcsv 1.3"
+    std::string detectedBy;          // the part of the file that shows the format, for the user
+    std::vector<std::string> files;  // that it was read from
+    std::vector<std::pair<std::string, std::string>> headers;  // keys and values as they are there
+    std::vector<std::string> notes;  // assumptions, and what was left out, for the user
 
     std::vector<MotionSample> rates;
     std::vector<MotionSample> gravity;            // empty if not logged
     std::vector<OrientationSample> orientations;  // empty if not logged
     OutOfOrder outOfOrder;
-    AxisMapping orientation;            // from logged to device axes, as the log says
-    std::optional<double> readoutTime;  // seconds, if the log says
+    AxisMapping orientation;            // from logged to device axes, by the log
+    std::optional<double> readoutTime;  // seconds, if the log has it
 
     /// Puts the samples in order of time and counts those that were not.
     void sortByTime();
 
-    /// The logged angular rates; where there are none, those between the logged orientations, each
-    /// at the time of the later one. In rad/s about the logged axes.
+    /// Angular rates in rad/s: the logged ones; where there are none, those between the logged
+    /// orientations, each at the time of the later one.
     std::vector<MotionSample> angularRates() const;
 
-    /// Throws std::invalid_argument if orientations are to be mirrored: `mapping` must be a
-    /// rotation then.
+    /// Brings all samples to the axes of the device. Throws std::invalid_argument if there are
+    /// orientations and `mapping` mirrors.
     void toDeviceAxes(const AxisMapping& mapping);
 
-    /// Multiplies all times, to take out that the log's clock runs at another speed.
+    /// Multiplies all times, to correct a clock that runs at another speed.
     void stretch(double factor);
 };
 

@@ -73,7 +73,7 @@ Candidates candidatesBeside(const fs::path& path, SensorKind missing) {
         const SensorKind kind = sensorNamedIn(file.filename().string());
         if (kind == missing && nameWithoutSensor(file) == nameWithoutSensor(path)) {
             candidates.byName.push_back(file);
-        } else if (kind == missing || kind == SensorKind::kUnsaid) {
+        } else if (kind == missing || kind == SensorKind::kUnnamed) {
             candidates.others.push_back(file);
         }
     }

@@ -10,11 +10,12 @@ namespace framehold {
 
 enum class ByteOrder { kBigEndian, kLittleEndian };
 
-/// Walks over binary data without leaving it.
+/// Reads binary data from its start to its end, and never beyond.
 class ByteReader {
 public:
     ByteReader(std::string_view bytes, ByteOrder order) : rest_(bytes), order_(order) {}
 
+    /// Number of bytes that are left.
     size_t left() const { return rest_.size(); }
 
     /// The next `count` bytes; none if there are fewer.

@@ -40,7 +40,7 @@ Vec3 times(const Matrix& m, const Vec3& v) {
     return result;
 }
 
-/// What an STRM record says of its samples.
+/// Scaling, number and axes of the samples of an STRM record.
 struct StreamState {
     std::vector<double> divisors = {1.0};
     double unit = 1.0;
@@ -141,7 +141,7 @@ public:
         }
         if (!hasAxes_) {
             log.notes.push_back(fmt::format(
-                "{}: neither MTRX nor ORIN tells the axes: taken for Z, X, Y", sensor_.key));
+                "{}: neither MTRX nor ORIN names the axes: taken for Z, X, Y", sensor_.key));
         }
     }
 

@@ -15,7 +15,7 @@ std::vector<size_t> quaternionColumns(const ColumnLine& line) {
     // Bare columns need a w: three axes alone are those of a vector.
     for (const auto& [kind, axes] : {std::pair{SensorKind::kOrientation, "xyzw"},
                                      {SensorKind::kOrientation, "xyz"},
-                                     {SensorKind::kUnsaid, "xyzw"}}) {
+                                     {SensorKind::kUnnamed, "xyzw"}}) {
         const auto columns = axisColumns(line, kind, axes);
         if (!columns.empty()) return columns;
     }

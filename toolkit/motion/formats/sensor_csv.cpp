@@ -9,22 +9,22 @@ namespace framehold {
 namespace {
 
 constexpr SensorKind kVectorKinds[] = {SensorKind::kRate, SensorKind::kGravity,
-                                       SensorKind::kUnsaid};
+                                       SensorKind::kUnnamed};
 
 /// One sensor's readings.
 struct Stream {
     SensorKind kind;
     size_t time;               // column
     std::vector<size_t> axes;  // columns
-    double timeUnit;           // seconds; 0: not said
-    double unit;               // rad/s or m/s^2; 0: not said
+    double timeUnit;           // seconds; 0: not named
+    double unit;               // rad/s or m/s^2; 0: not named
     std::vector<MotionSample> samples = {};
 };
 
 std::vector<Stream> findStreams(const ColumnLine& line) {
     std::vector<Stream> streams;
     for (const SensorKind kind : kVectorKinds) {
-        if (kind == SensorKind::kUnsaid && !streams.empty()) break;
+        if (kind == SensorKind::kUnnamed && !streams.empty()) break;
         const auto axes = axisColumns(line, kind, "xyz");
         const auto time = timeColumn(line, kind);
         if (axes.empty() || !time) continue;
@@ -45,7 +45,7 @@ void place(const std::string& name, Stream& stream, MotionLog& log) {
     bringToSeconds(stream, log);
     if (stream.kind == SensorKind::kRate) log.rates = std::move(stream.samples);
     if (stream.kind == SensorKind::kGravity) log.gravity = std::move(stream.samples);
-    if (stream.kind == SensorKind::kUnsaid) placeUnnamed(name, std::move(stream.samples), log);
+    if (stream.kind == SensorKind::kUnnamed) placeUnnamed(name, std::move(stream.samples), log);
     if (stream.kind != SensorKind::kRate && stream.unit == 0.0) applyLikelyGravityUnit(log);
 }
 

@@ -105,12 +105,12 @@ char takeAxis(std::string& base) {
 }
 
 SensorKind kindOfBase(std::string_view base) {
-    if (base.empty()) return SensorKind::kUnsaid;
+    if (base.empty()) return SensorKind::kUnnamed;
     if (isOneOf(base, {"g", "w", "gyr", "omega"})) return SensorKind::kRate;
     if (isOneOf(base, {"a", "acc", "gf"})) return SensorKind::kGravity;
     if (base == "q") return SensorKind::kOrientation;
     const SensorKind named = sensorNamedIn(base);
-    return named == SensorKind::kUnsaid ? SensorKind::kOther : named;
+    return named == SensorKind::kUnnamed ? SensorKind::kOther : named;
 }
 
 }  // namespace
@@ -129,7 +129,7 @@ SensorKind sensorNamedIn(std::string_view text) {
                          "rotation-vector"})) {
         return SensorKind::kOrientation;
     }
-    return SensorKind::kUnsaid;
+    return SensorKind::kUnnamed;
 }
 
 ColumnMeaning meaningOf(std::string_view name) {
@@ -139,7 +139,7 @@ ColumnMeaning meaningOf(std::string_view name) {
     meaning.axis = takeAxis(parts.base);
     if (meaning.axis == 0) return meaning;
     meaning.kind = kindOfBase(parts.base);
-    if (meaning.kind == SensorKind::kUnsaid && meaning.axis != 'w') {
+    if (meaning.kind == SensorKind::kUnnamed && meaning.axis != 'w') {
         if (rateUnit(parts.unit) > 0.0) meaning.kind = SensorKind::kRate;
         if (gravityUnit(parts.base, parts.unit) > 0.0) meaning.kind = SensorKind::kGravity;
     }
@@ -178,8 +178,8 @@ std::vector<size_t> axisColumns(const ColumnLine& line, SensorKind kind, std::st
 
 std::optional<size_t> timeColumn(const ColumnLine& line, SensorKind kind) {
     const auto rank = [&](const ColumnMeaning& m) {
-        if (m.timeOf == kind && kind != SensorKind::kUnsaid) return 3;
-        if (m.timeOf != SensorKind::kUnsaid) return 0;
+        if (m.timeOf == kind && kind != SensorKind::kUnnamed) return 3;
+        if (m.timeOf != SensorKind::kUnnamed) return 0;
         return m.unit > 0.0 ? 2 : 1;
     };
     std::optional<size_t> best;

@@ -7,9 +7,9 @@
 
 namespace framehold {
 
-/// What a column or a file of a sensor log holds.
+/// Content of a column or a file of a sensor log.
 enum class SensorKind {
-    kUnsaid,  // bare x, y, z
+    kUnnamed,  // bare x, y, z
     kTime,
     kRate,         // angular rate
     kGravity,      // accelerometer, gravity included
@@ -17,15 +17,15 @@ enum class SensorKind {
     kOther,        // what is of no use here
 };
 
-/// The sensor that a text names, such as "walk_gyro.csv" or "accelerometer".
+/// Sensor that a text names, such as "walk_gyro.csv" or "accelerometer".
 SensorKind sensorNamedIn(std::string_view text);
 
-/// What a column's name says.
+/// Meaning of a column's name.
 struct ColumnMeaning {
     SensorKind kind = SensorKind::kOther;
-    char axis = 0;                            // x, y, z, w; 0: none
-    double unit = 0.0;                        // in seconds, rad/s or m/s^2; 0: not said
-    SensorKind timeOf = SensorKind::kUnsaid;  // of a time: whose it is
+    char axis = 0;                             // x, y, z, w; 0: none
+    double unit = 0.0;                         // in seconds, rad/s or m/s^2; 0: not named
+    SensorKind timeOf = SensorKind::kUnnamed;  // of a time: the sensor that it belongs to
 };
 
 /// Reads a column's name as logger apps write it: "gyroTimestamp_sinceReboot(s)", "gx[rad/s]",
@@ -33,7 +33,7 @@ struct ColumnMeaning {
 /// rest; columns that are known to come from them have a negative unit.
 ColumnMeaning meaningOf(std::string_view name);
 
-/// A log's line of column names.
+/// First line of a log, with the names of its columns.
 struct ColumnLine {
     char separator = ',';            // the one of , ; and tab that occurs most
     std::vector<std::string> names;  // without quotes
@@ -42,11 +42,12 @@ struct ColumnLine {
 
 ColumnLine readColumnLine(std::string_view line);
 
-/// The first columns that hold the named axes of a kind; empty if one is missing.
+/// Indices of the first columns that hold the axes of a kind, each a letter of `axes`; empty if one
+/// is missing.
 std::vector<size_t> axisColumns(const ColumnLine& line, SensorKind kind, std::string_view axes);
 
-/// The column to take the times of a kind from: its own, else one whose unit is said, else the
-/// first one. None if there is none.
+/// Index of the column to take the times of a kind from: its own, else one whose unit is named, else
+/// the first one. None if there is none.
 std::optional<size_t> timeColumn(const ColumnLine& line, SensorKind kind);
 
 }  // namespace framehold

@@ -79,7 +79,8 @@ double likelyTimeUnit(double step) {
 
 std::string timeUnitNote(double unit) {
     const char* const name = unit == 1.0 ? "s" : unit == 1e-3 ? "ms" : unit == 1e-6 ? "us" : "ns";
-    return fmt::format("the unit of time is not said: taken for {} by the size of its steps", name);
+    return fmt::format("the unit of time is not named: taken for {} by the size of its steps",
+                       name);
 }
 
 namespace {
@@ -100,11 +101,11 @@ void placeUnnamed(const std::string& file, std::vector<MotionSample> samples, Mo
                         "its name is that of another sensor: give the gyroscope's file, or name "
                         "the columns");
     }
-    if (kind == SensorKind::kUnsaid) {
+    if (kind == SensorKind::kUnnamed) {
         kind = isLikelyGravity(medianLength(samples)) ? SensorKind::kGravity : SensorKind::kRate;
         log.notes.push_back(kind == SensorKind::kRate
-                                ? "the sensor is not said: taken for a gyroscope by its values"
-                                : "the sensor is not said: taken for an accelerometer by its "
+                                ? "the sensor is not named: taken for a gyroscope by its values"
+                                : "the sensor is not named: taken for an accelerometer by its "
                                   "values");
     }
     (kind == SensorKind::kGravity ? log.gravity : log.rates) = std::move(samples);
@@ -115,7 +116,7 @@ void applyLikelyGravityUnit(MotionLog& log) {
     for (MotionSample& s : log.gravity) {
         for (double& v : s.value) v *= kStandardGravity;
     }
-    log.notes.push_back("the unit of gravity is not said: taken for g by its size");
+    log.notes.push_back("the unit of gravity is not named: taken for g by its size");
 }
 
 }  // namespace framehold

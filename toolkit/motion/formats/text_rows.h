@@ -13,35 +13,34 @@
 
 namespace framehold {
 
-/// A reading that the rows of a text log hold.
+/// Sensor reading that each row of a text log holds.
 struct RowReading {
-    size_t time;                 // column
-    std::vector<size_t> values;  // columns
+    size_t time;                 // index of its column
+    std::vector<size_t> values;  // indices of their columns
     std::function<void(double time, const std::vector<double>& values)> take;
 };
 
-/// A reading of three columns, put into `into` with times and values multiplied by their units.
+/// Reading of three columns that is appended to `into`, times and values multiplied by their units.
 RowReading vectorReading(size_t time, const std::array<size_t, 3>& axes, double timeUnit,
                          double valueUnit, std::vector<MotionSample>& into);
 
-/// How a text log's rows are laid out.
+/// Layout of a text log's rows.
 struct RowLayout {
     std::vector<std::string> names;  // of all columns, for messages
     char separator = ',';
-    /// Whether a row may leave a reading out, with all its values empty.
-    bool mayOmit = false;
+    bool mayOmit = false;  // a row may leave a reading out, with all its values empty
 };
 
-/// Takes the readings of all rows that are left. Fails with line and column name where a field is
-/// missing, not a number or one beyond 1e30, and if no row is left.
+/// Takes the readings of all rows that are left. Throws FileError with line and column name where a
+/// field is missing, not a number or one beyond 1e30, and if no row is left.
 void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings);
 
-/// The unit of time, in seconds, in which readings `step` units apart come from a motion sensor of
-/// 10 to 10000 readings per second.
+/// Unit of time, in seconds, at which a motion sensor of 10 to 10000 readings per second has
+/// readings `step` units apart.
 double likelyTimeUnit(double step);
 
-/// The same for samples that have been read with a unit of 1, which are then brought to seconds;
-/// 1 if there are too few to tell.
+/// Brings samples whose times have been read with a unit of 1 to seconds. Returns the unit, 1 if
+/// there are too few samples to guess it.
 template <class Sample>
 double applyLikelyTimeUnit(std::vector<Sample>& samples) {
     if (samples.size() < 2) return 1.0;
@@ -54,14 +53,14 @@ double applyLikelyTimeUnit(std::vector<Sample>& samples) {
     return unit;
 }
 
-/// What tells the user of a unit that has been guessed.
+/// Note for the user about a unit of time that has been guessed.
 std::string timeUnitNote(double unit);
 
-/// Puts samples of a sensor that no column names where they belong: by the words in the file's
-/// name, else by the size of the values. Throws FileError if the name is that of another sensor.
+/// Adds samples of a sensor that no column names to the log's rates or gravity: by the words in the
+/// file's name, else by the size of the values. Throws FileError if the name is another sensor's.
 void placeUnnamed(const std::string& file, std::vector<MotionSample> samples, MotionLog& log);
 
-/// Brings gravity whose unit is not said to m/s^2, by its size.
+/// Brings gravity whose unit is not named to m/s^2: values of about 1 are taken for g.
 void applyLikelyGravityUnit(MotionLog& log);
 
 }  // namespace framehold
