@@ -2,6 +2,7 @@
 
 #include "common/median.h"
 #include "media/video_reader.h"
+#include "tracking/luma_view.h"
 
 #include <algorithm>
 #include <cmath>
@@ -26,8 +27,7 @@ struct Described {
 
 Described describe(const AVFrame& frame) {
     constexpr int kFeatures = 1500;
-    const cv::Mat luma(frame.height, frame.width, CV_8UC1, frame.data[0],
-                       static_cast<size_t>(frame.linesize[0]));
+    const cv::Mat luma = lumaView(frame);
     const double scale = std::min(1.0, kWidth / static_cast<double>(luma.cols));
     cv::Mat small;
     cv::resize(luma, small, cv::Size(), scale, scale, cv::INTER_AREA);

@@ -1,6 +1,7 @@
 #include "measures/picture_measures.h"
 
 #include "media/video_reader.h"
+#include "tracking/luma_view.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,11 +13,6 @@ namespace framehold {
 namespace {
 
 constexpr double kEqualFrames = 100.0;  // dB
-
-cv::Mat lumaOf(const AVFrame& frame) {
-    return {frame.height, frame.width, CV_8UC1, frame.data[0],
-            static_cast<size_t>(frame.linesize[0])};
-}
 
 /// Peak signal-to-noise ratio in dB between pictures of bytes, over the pixels of a mask (all if
 /// it is empty).
@@ -57,7 +53,7 @@ PictureMeasures measurePictures(const std::string& video, const std::vector<Glob
     cv::Mat before;
     size_t index = 0;
     for (; const AVFrame* frame = reader.next(); ++index) {
-        const cv::Mat now = lumaOf(*frame);
+        const cv::Mat now = lumaView(*frame);
         const double border = borderShare(now);
         result.border += border;
         result.largestBorder = std::max(result.largestBorder, border);

@@ -1,6 +1,7 @@
 #include "tracking/feature_tracks.h"
 
 #include "media/video_reader.h"
+#include "tracking/luma_view.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,9 +24,7 @@ struct Prepared {
 
 Prepared prepare(const AVFrame& frame) {
     Prepared result;
-    cv::Mat(frame.height, frame.width, CV_8UC1, frame.data[0],
-            static_cast<size_t>(frame.linesize[0]))
-        .copyTo(result.luma);
+    lumaView(frame).copyTo(result.luma);
     cv::buildOpticalFlowPyramid(result.luma, result.pyramid, {kWindow, kWindow}, kLevels);
     return result;
 }
