@@ -68,7 +68,7 @@ std::vector<FeatureMotion> trackPair(const Prepared& from, const Prepared& to,
                              precision, cv::OPTFLOW_USE_INITIAL_FLOW);
     for (size_t i = 0; i < start.size(); ++i) {
         if (found[i] == 0 || foundBack[i] == 0) continue;
-        if (cv::norm(back[i] - start[i]) > settings.maxRoundTrip) continue;
+        if (cv::norm(back[i] - start[i]) > settings.maxRoundTripError) continue;
         motions.push_back({start[i].x, start[i].y, end[i].x, end[i].y});
     }
     return motions;
@@ -83,9 +83,7 @@ FeatureTracks trackFeatures(const std::string& video, const TrackSettings& setti
     tracks.width = reader.width();
     tracks.height = reader.height();
     Prepared before;
-    int index = 0;
     while (const AVFrame* frame = reader.next()) {
-        if (index++ < settings.firstFrame) continue;
         if (settings.maxFrames > 0 &&
             tracks.frameTimes.size() == static_cast<size_t>(settings.maxFrames)) {
             break;

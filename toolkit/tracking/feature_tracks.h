@@ -7,8 +7,8 @@
 
 namespace framehold {
 
-/// Where one feature is in a frame and in the next one, in pixels of the video; (0, 0) is the
-/// centre of the first pixel.
+/// Position of a feature in a frame and in the next one, in pixels of the video, x to the right and
+/// y down; (0, 0) is the centre of the first pixel.
 struct FeatureMotion {
     float fromX;
     float fromY;
@@ -27,13 +27,13 @@ struct FeatureTracks {
 
 struct TrackSettings {
     int maxFeatures = 500;  // for each pair of frames
-    int firstFrame = 0;
-    int maxFrames = 0;          // 0: to the end
-    double maxRoundTrip = 0.3;  // pixels that tracking there and back may miss by
+    int maxFrames = 0;      // from the first one; 0: all
+    /// Largest distance in pixels, of a feature tracked forward and back, from where it was.
+    double maxRoundTripError = 0.3;
 };
 
 /// Finds corners in each frame, spread over the picture, and tracks them into the next one.
-/// `onFrame` is called for each frame. Throws MediaError.
+/// `onFrame` is called after each frame. Throws MediaError.
 FeatureTracks trackFeatures(const std::string& video, const TrackSettings& settings,
                             const std::function<void()>& onFrame = {});
 

@@ -9,29 +9,31 @@
 
 namespace framehold {
 
-/// How the picture as a whole moves from a frame to the next one: it turns about its centre, grows,
-/// moves on, and tilts away from the viewer as a plane does before a camera that turns. x points to
-/// the right, y down, and positive rotations are clockwise for the viewer.
+/// Motion of the whole picture from a frame to the next one: a similarity about the picture's centre
+/// and the first-order perspective terms of a camera that turns. x points to the right, y down, and
+/// positive rotations are clockwise for the viewer.
 struct GlobalMotion {
-    double centreX = 0.0;  // pixels
+    double centreX = 0.0;  // pixels, of the picture
     double centreY = 0.0;
-    double dx = 0.0;  // pixels, of what is in the centre
+    double dx = 0.0;  // pixels, shift of the centre
     double dy = 0.0;
     double rotation = 0.0;  // radians
-    double logScale = 0.0;  // natural logarithm of the growth
-    /// Per pixel: a feature x and y from the centre moves by (x, y) times x tiltX + y tiltY more.
+    double logScale = 0.0;  // natural logarithm of the scale factor
+    /// Perspective terms, per pixel: a feature at (x, y) from the centre moves by (x, y) times
+    /// x tiltX + y tiltY more.
     double tiltX = 0.0;
     double tiltY = 0.0;
-    /// Row by row: takes pixels of the first frame to pixels of the second one, with all the freedom
-    /// of a plane in space.
+    /// Homography from pixels of the first frame to pixels of the second one, row by row; fitted on
+    /// its own.
     std::array<double, 9> homography{1, 0, 0, 0, 1, 0, 0, 0, 1};
 
-    /// Where a feature went beyond the motion of the whole picture, in pixels.
+    /// Motion of a feature, in pixels, less that of the whole picture at its position.
     std::pair<double, double> residual(const FeatureMotion& feature) const;
 };
 
-/// What most features agree on: RANSAC for a similarity, then least squares, twice, of all that
-/// come near. None if fewer than twelve do.
+/// Motion that most features share: RANSAC for a similarity, then least squares of all parameters,
+/// twice, over the features close to it. None if fewer than twelve are. width, height: of the
+/// picture, pixels.
 std::optional<GlobalMotion> estimateGlobalMotion(const std::vector<FeatureMotion>& features,
                                                  int width, int height);
 
