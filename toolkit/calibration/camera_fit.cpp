@@ -13,7 +13,7 @@ namespace framehold {
 
 namespace {
 
-constexpr int kColumns = 4;  // of the parts of the picture
+constexpr int kColumns = 4;  // of the regions of the picture
 constexpr int kRows = 3;
 constexpr double kKnotSpacing = 1.0;  // seconds between the knots of the slow motion
 constexpr double kBlock = 0.25;       // seconds whose errors may depend on each other
@@ -26,7 +26,7 @@ constexpr int kSofteningRounds = 6;   // before outliers are left out altogether
 struct Feature {
     TimedMotion timed;
     size_t clip;
-    size_t part;        // of the picture, of its clip
+    size_t region;      // of the picture, of its clip
     Eigen::Index knot;  // the slow motion is between this knot and the next one
     double share;       // of the way to the next knot
     int block;
@@ -36,8 +36,8 @@ struct Feature {
     double weight = 0.0;
 };
 
-/// The slow motion of one part of the picture: a broken line over time for each of x and y.
-struct Part {
+/// The slow motion of one region of the picture: a broken line over time for each of x and y.
+struct Region {
     Eigen::Index knots = 0;
     Eigen::MatrixX2d slow;     // pixels at the knots
     Eigen::MatrixXd normal;    // between the knots
@@ -67,6 +67,7 @@ public:
         }
         evaluate();
         weigh(false);
+        collect();
         return result();
     }
 
@@ -100,11 +101,11 @@ private:
         const double first = tracks.frameTimes.front();
         const double seconds = std::max(tracks.frameTimes.back() - first, kKnotSpacing);
         const auto spans = static_cast<Eigen::Index>(std::ceil(seconds / kKnotSpacing));
-        const size_t firstPart = parts_.size();
-        parts_.resize(firstPart + size_t{kColumns} * kRows);
-        for (size_t i = firstPart; i < parts_.size(); ++i) {
-            parts_[i].knots = spans + 1;
-            parts_[i].slow = Eigen::MatrixX2d::Zero(spans + 1, 2);
+        const size_t firstRegion = regions_.size();
+        regions_.resize(firstRegion + size_t{kColumns} * kRows);
+        for (size_t i = firstRegion; i < regions_.size(); ++i) {
+            regions_[i].knots = spans + 1;
+            regions_[i].slow = Eigen::MatrixX2d::Zero(spans + 1, 2);
         }
         const int firstBlock = blocks_;
         for (size_t i = 0; i < tracks.motions.size(); ++i) {
@@ -129,7 +130,7 @@ private:
                 Feature feature;
                 feature.timed = {m, from, to};
                 feature.clip = index;
-                feature.part = firstPart + static_cast<size_t>(row * kColumns + column);
+                feature.region = firstRegion + static_cast<size_t>(row * kColumns + column);
                 feature.knot = span;
                 feature.share = knot - static_cast<double>(span);
                 feature.block = block;
@@ -138,7 +139,7 @@ private:
         }
     }
 
-    /// Whether the log reaches over a pair of frames, as far as is known at the start.
+    /// True if the log covers a pair of frames, with the offset and readout of the start.
     bool covers(const GyroPath& gyro, size_t clip, double from, double to) const {
         const double offset = start_.clocks[clip].offset.value;
         return from + offset >= gyro.firstTime() &&
@@ -146,8 +147,8 @@ private:
     }
 
     Eigen::Vector2d slowMotion(const Feature& f) const {
-        const Part& part = parts_[f.part];
-        return ((1.0 - f.share) * part.slow.row(f.knot) + f.share * part.slow.row(f.knot + 1))
+        const Region& region = regions_[f.region];
+        return ((1.0 - f.share) * region.slow.row(f.knot) + f.share * region.slow.row(f.knot + 1))
             .transpose();
     }
 
@@ -159,14 +160,15 @@ private:
         }
     }
 
-    /// Sets the weights: Cauchy's at first, then Tukey's, which leave outliers out altogether. What
-    /// is an outlier is measured against the same part of the picture in the same block of time.
+    /// Sets the weights: Cauchy's at first, then Tukey's (biweight), which leave outliers out
+    /// altogether. Outliers are measured against the same region of the picture in the same block of time.
     void weigh(bool soft) {
-        std::vector<std::vector<double>> lengths(parts_.size() * static_cast<size_t>(blocks_));
+        std::vector<std::vector<double>> lengths(regions_.size() * static_cast<size_t>(blocks_));
         for (const Feature& f : features_) lengths[cellOf(f)].push_back(f.left.norm());
         std::vector<double> scales;
         // The median length of a normally distributed pair of numbers is 1.18 deviations.
-        for (auto& cell : lengths) scales.push_back(std::max(median(std::move(cell)) / 1.18, kFinest));
+        for (auto& cell : lengths)
+            scales.push_back(std::max(median(std::move(cell)) / 1.18, kFinest));
         for (Feature& f : features_) {
             const double scale = scales[cellOf(f)];
             const double length = f.left.norm() / scale;
@@ -178,13 +180,13 @@ private:
     }
 
     size_t cellOf(const Feature& f) const {
-        return f.part * static_cast<size_t>(blocks_) + static_cast<size_t>(f.block);
+        return f.region * static_cast<size_t>(blocks_) + static_cast<size_t>(f.block);
     }
 
     /// Collects the equations for values and slow motion, and takes the slow motion out of them.
     void collect() {
         const Eigen::Index count = values_.size();
-        for (Part& p : parts_) {
+        for (Region& p : regions_) {
             p.normal = Eigen::MatrixXd::Identity(p.knots, p.knots) / (kFreeSlow * kFreeSlow);
             p.right = Eigen::MatrixX2d::Zero(p.knots, 2);
             for (auto& mixed : p.mixed) mixed = Eigen::MatrixXd::Zero(p.knots, count);
@@ -204,9 +206,9 @@ private:
                     normal_(indices[i], indices[j]) += square(row, static_cast<Eigen::Index>(j));
                 }
             }
-            addToPart(f, indices);
+            addToRegion(f, indices);
         }
-        for (Part& p : parts_) {
+        for (Region& p : regions_) {
             const Eigen::LDLT<Eigen::MatrixXd> solver(p.normal);
             const Eigen::MatrixX2d slow = solver.solve(p.right);
             for (Eigen::Index axis = 0; axis < 2; ++axis) {
@@ -222,18 +224,18 @@ private:
         return {0, 1, clockIndex(clip), clockIndex(clip) + 1};
     }
 
-    void addToPart(const Feature& f, const std::array<Eigen::Index, 4>& indices) {
-        Part& part = parts_[f.part];
+    void addToRegion(const Feature& f, const std::array<Eigen::Index, 4>& indices) {
+        Region& region = regions_[f.region];
         const double shares[] = {1.0 - f.share, f.share};
         for (Eigen::Index a = 0; a < 2; ++a) {
             const double weight = f.weight * shares[a];
-            part.right.row(f.knot + a) += weight * f.reprojectionError.transpose();
+            region.right.row(f.knot + a) += weight * f.reprojectionError.transpose();
             for (Eigen::Index b = 0; b < 2; ++b) {
-                part.normal(f.knot + a, f.knot + b) += weight * shares[b];
+                region.normal(f.knot + a, f.knot + b) += weight * shares[b];
             }
             for (Eigen::Index axis = 0; axis < 2; ++axis) {
                 for (size_t i = 0; i < 4; ++i) {
-                    part.mixed[axis](f.knot + a, indices[i]) +=
+                    region.mixed[axis](f.knot + a, indices[i]) +=
                         weight * f.derivatives(axis, static_cast<Eigen::Index>(i));
                 }
             }
@@ -258,7 +260,7 @@ private:
         }
         values_ += change;
         // The slow motion that goes with the new values.
-        for (Part& p : parts_) {
+        for (Region& p : regions_) {
             for (Eigen::Index axis = 0; axis < 2; ++axis)
                 p.slow.col(axis) += p.solved[axis] * change;
         }
@@ -271,24 +273,23 @@ private:
     }
 
     /// The covariance of the values, from how much the blocks disagree about them.
-    Eigen::MatrixXd covariance() {
-        collect();
+    Eigen::MatrixXd covariance() const {
         Eigen::MatrixXd blockPulls = Eigen::MatrixXd::Zero(values_.size(), blocks_);
-        Eigen::MatrixXd partPulls =
-            Eigen::MatrixXd::Zero(values_.size(), static_cast<Eigen::Index>(parts_.size()));
+        Eigen::MatrixXd regionPulls =
+            Eigen::MatrixXd::Zero(values_.size(), static_cast<Eigen::Index>(regions_.size()));
         for (const Feature& f : features_) {
             if (f.weight <= 0.0) continue;
-            const Part& part = parts_[f.part];
+            const Region& region = regions_[f.region];
             for (Eigen::Index axis = 0; axis < 2; ++axis) {
-                Eigen::VectorXd direction = -(1.0 - f.share) * part.solved[axis].row(f.knot) -
-                                            f.share * part.solved[axis].row(f.knot + 1);
+                Eigen::VectorXd direction = -(1.0 - f.share) * region.solved[axis].row(f.knot) -
+                                            f.share * region.solved[axis].row(f.knot + 1);
                 const auto indices = indicesOf(f.clip);
                 for (size_t i = 0; i < 4; ++i) {
                     direction[indices[i]] += f.derivatives(axis, static_cast<Eigen::Index>(i));
                 }
                 direction *= f.weight * f.left[axis];
                 blockPulls.col(f.block) += direction;
-                partPulls.col(static_cast<Eigen::Index>(f.part)) += direction;
+                regionPulls.col(static_cast<Eigen::Index>(f.region)) += direction;
             }
         }
         Eigen::MatrixXd normal = normal_;
@@ -298,14 +299,14 @@ private:
             const double free = std::max(1.0, n - static_cast<double>(pulls.rows()));
             return Eigen::MatrixXd(pulls * pulls.transpose() * (n / free));
         };
-        Eigen::MatrixXd spread = spreadOf(blockPulls) + spreadOf(partPulls);
+        Eigen::MatrixXd spread = spreadOf(blockPulls) + spreadOf(regionPulls);
         spread.diagonal() += priors_;
         const Eigen::MatrixXd inverse =
             normal.ldlt().solve(Eigen::MatrixXd::Identity(values_.size(), values_.size()));
         return inverse * spread * inverse;
     }
 
-    CameraFit result() {
+    CameraFit result() const {
         CameraFit fit;
         std::vector<double> reprojectionErrors;
         std::vector<double> atRest;
@@ -335,7 +336,7 @@ private:
     CameraEstimate start_;
     std::vector<RollingCamera> cameras_;
     std::vector<Feature> features_;
-    std::vector<Part> parts_;
+    std::vector<Region> regions_;
     Eigen::VectorXd values_;
     Eigen::VectorXd origin_;  // what they were at the start
     Eigen::VectorXd priors_;  // weights that pull them there
