@@ -82,17 +82,30 @@ AvPtr<AVFrame> makeFrame() { return owned(av_frame_alloc()); }
 
 AvPtr<AVPacket> makePacket() { return owned(av_packet_alloc()); }
 
-AvPtr<AVFrame> makeNv12Frame(int width, int height) {
+AvPtr<AVFrame> makeFrame(AVPixelFormat format, int width, int height) {
     AvPtr<AVFrame> frame = makeFrame();
-    frame->format = AV_PIX_FMT_NV12;
+    frame->format = format;
     frame->width = width;
     frame->height = height;
     if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
     return frame;
 }
 
+bool isFullRange(const AVFrame& frame) {
+    switch (frame.format) {
+        case AV_PIX_FMT_YUVJ420P:
+        case AV_PIX_FMT_YUVJ422P:
+        case AV_PIX_FMT_YUVJ444P:
+        case AV_PIX_FMT_YUVJ440P:
+        case AV_PIX_FMT_YUVJ411P:
+            return true;
+        default:
+            return frame.color_range == AVCOL_RANGE_JPEG;
+    }
+}
+
 Levels levelsOf(const AVFrame& frame) {
-    return frame.color_range == AVCOL_RANGE_JPEG ? Levels{0, 255} : Levels{16, 235};
+    return isFullRange(frame) ? Levels{0, 255} : Levels{16, 235};
 }
 
 }  // namespace framehold

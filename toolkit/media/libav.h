@@ -46,8 +46,16 @@ using AvPtr = std::unique_ptr<T, AvDeleter>;
 AvPtr<AVFrame> makeFrame();
 AvPtr<AVPacket> makePacket();
 
+/// A frame with buffers of its own.
+AvPtr<AVFrame> makeFrame(AVPixelFormat format, int width, int height);
+
 /// A two-plane 4:2:0 frame with buffers of its own.
-AvPtr<AVFrame> makeNv12Frame(int width, int height);
+inline AvPtr<AVFrame> makeNv12Frame(int width, int height) {
+    return makeFrame(AV_PIX_FMT_NV12, width, height);
+}
+
+/// True if a frame's levels use the full range of its samples, by its pixel format or color_range.
+bool isFullRange(const AVFrame& frame);
 
 /// Sample values of 8-bit frames.
 struct Levels {
@@ -57,7 +65,7 @@ struct Levels {
     uint8_t white;
 };
 
-/// By the frame's range.
+/// Levels by the frame's range.
 Levels levelsOf(const AVFrame& frame);
 
 /// From now on FFmpeg's libraries print nothing. The last error that they told on each thread is

@@ -11,19 +11,6 @@ namespace framehold {
 
 namespace {
 
-bool isFullRange(const AVFrame& frame) {
-    switch (frame.format) {
-        case AV_PIX_FMT_YUVJ420P:
-        case AV_PIX_FMT_YUVJ422P:
-        case AV_PIX_FMT_YUVJ444P:
-        case AV_PIX_FMT_YUVJ440P:
-        case AV_PIX_FMT_YUVJ411P:
-            return true;
-        default:
-            return frame.color_range == AVCOL_RANGE_JPEG;
-    }
-}
-
 /// Where chroma sits, in 1/256 luma pixels: left, and for half height between two rows.
 void setChromaPosition(SwsContext* scaler, AVPixelFormat format, const char* across,
                        const char* down) {

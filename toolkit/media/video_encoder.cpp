@@ -187,11 +187,7 @@ void VideoEncoder::open(const VideoSettings& settings) {
 
 /// The frame as the encoder takes it, without what is there only to make the size even.
 AvPtr<AVFrame> VideoEncoder::convert(const AVFrame& frame) {
-    AvPtr<AVFrame> converted = makeFrame();
-    converted->format = codec_->pix_fmt;
-    converted->width = codec_->width;
-    converted->height = codec_->height;
-    if (av_frame_get_buffer(converted.get(), 0) < 0) throw std::bad_alloc();
+    AvPtr<AVFrame> converted = makeFrame(codec_->pix_fmt, codec_->width, codec_->height);
     converted->color_range = codec_->color_range;
     converted->colorspace = codec_->colorspace;
     converted->pts = hasFrameTimes_ ? frame.pts : frames_++;
