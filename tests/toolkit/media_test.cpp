@@ -1,6 +1,11 @@
 // Files and pictures as they are written.
 #include "common/output_file.h"
+#include "common/text_fields.h"
+#include "media/still_picture.h"
 #include "support/temporary_folder.h"
+
+#include <algorithm>
+#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -42,6 +47,62 @@ TEST(OutputFile, NamesFileAndReason) {
     std::filesystem::create_symlink("/dev/full", onFullDisk + ".part");
     EXPECT_EQ(errorOf([&] { writeFile(onFullDisk, "text"); }),
               onFullDisk + ": cannot be written: No space left on device");
+}
+
+/// A frame of one colour.
+AvPtr<AVFrame> plainFrame(uint8_t y, uint8_t cb, uint8_t cr) {
+    AvPtr<AVFrame> frame = makeNv12Frame(16, 16);
+    std::fill_n(frame->data[0], 16 * frame->linesize[0], y);
+    for (int i = 0; i < 8 * frame->linesize[1]; ++i) frame->data[1][i] = i % 2 == 0 ? cb : cr;
+    return frame;
+}
+
+AvPtr<AVFrame> decodePng(const std::string& path) {
+    const std::string bytes = readFile(path);
+    const AvPtr<AVPacket> packet = makePacket();
+    EXPECT_EQ(av_new_packet(packet.get(), static_cast<int>(bytes.size())), 0);
+    std::memcpy(packet->data, bytes.data(), bytes.size());
+    const AVCodec* decoder = avcodec_find_decoder(AV_CODEC_ID_PNG);
+    const AvPtr<AVCodecContext> codec(avcodec_alloc_context3(decoder));
+    AvPtr<AVFrame> frame = makeFrame();
+    EXPECT_EQ(avcodec_open2(codec.get(), decoder, nullptr), 0);
+    EXPECT_EQ(avcodec_send_packet(codec.get(), packet.get()), 0);
+    EXPECT_EQ(avcodec_receive_frame(codec.get(), frame.get()), 0);
+    return frame;
+}
+
+TEST(WritePng, TakesLevelsByTheFramesRangeAndMatrix) {
+    struct Case {
+        AVColorRange range;
+        AVColorSpace matrix;
+        uint8_t yuv[3];
+        int rgb[3];
+    };
+    constexpr Case kCases[] = {
+        {AVCOL_RANGE_MPEG, AVCOL_SPC_UNSPECIFIED, {16, 128, 128}, {0, 0, 0}},
+        {AVCOL_RANGE_MPEG, AVCOL_SPC_UNSPECIFIED, {235, 128, 128}, {255, 255, 255}},
+        {AVCOL_RANGE_UNSPECIFIED, AVCOL_SPC_UNSPECIFIED, {16, 128, 128}, {0, 0, 0}},
+        {AVCOL_RANGE_JPEG, AVCOL_SPC_UNSPECIFIED, {0, 128, 128}, {0, 0, 0}},
+        {AVCOL_RANGE_JPEG, AVCOL_SPC_UNSPECIFIED, {16, 128, 128}, {16, 16, 16}},
+        {AVCOL_RANGE_JPEG, AVCOL_SPC_UNSPECIFIED, {235, 128, 128}, {235, 235, 235}},
+        // Green by ITU-R BT.601 and BT.709.
+        {AVCOL_RANGE_MPEG, AVCOL_SPC_SMPTE170M, {145, 54, 34}, {0, 255, 0}},
+        {AVCOL_RANGE_MPEG, AVCOL_SPC_BT709, {173, 42, 26}, {0, 255, 0}},
+    };
+    const TemporaryFolder folder;
+    for (const Case& c : kCases) {
+        const AvPtr<AVFrame> frame = plainFrame(c.yuv[0], c.yuv[1], c.yuv[2]);
+        frame->color_range = c.range;
+        frame->colorspace = c.matrix;
+        const std::string path = folder.path("plain.png");
+        writePng(path, *frame);
+        const AvPtr<AVFrame> picture = decodePng(path);
+        ASSERT_EQ(picture->format, AV_PIX_FMT_RGB24);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NEAR(picture->data[0][5 * picture->linesize[0] + 5 * 3 + i], c.rgb[i], 2)
+                << "range " << c.range << ", matrix " << c.matrix << ", luma " << int{c.yuv[0]};
+        }
+    }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "media/still_picture.h"
 
 #include "common/output_file.h"
+#include "media/pixel_converter.h"
 
 #include <algorithm>
 #include <vector>
@@ -66,16 +67,10 @@ std::string jpegDataUrl(const AVFrame& frame, int largestWidth) {
 namespace {
 
 AvPtr<AVFrame> toRgb(const AVFrame& frame) {
-    AvPtr<AVFrame> rgb = makeFrame();
-    rgb->format = AV_PIX_FMT_RGB24;
-    rgb->width = frame.width;
-    rgb->height = frame.height;
-    if (av_frame_get_buffer(rgb.get(), 0) < 0) throw std::bad_alloc();
-    const AvPtr<SwsContext> scaler(sws_getContext(
-        frame.width, frame.height, AV_PIX_FMT_NV12, frame.width, frame.height, AV_PIX_FMT_RGB24,
-        SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
-    if (!scaler) throw std::bad_alloc();
-    sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, rgb->data, rgb->linesize);
+    AvPtr<AVFrame> rgb = makeFrame(AV_PIX_FMT_RGB24, frame.width, frame.height);
+    const FrameArea area{frame.width, frame.height};
+    PixelConverter converter;
+    converter.convert(frame, area, *rgb, area);
     return rgb;
 }
 

@@ -12,7 +12,8 @@ namespace framehold {
 /// `largestWidth` pixels. Throws MediaError.
 std::string jpegDataUrl(const AVFrame& frame, int largestWidth);
 
-/// Writes a two-plane 4:2:0 frame as a PNG file, which appears under its name when it is complete.
+/// Writes a two-plane 4:2:0 frame as an RGB picture in a PNG file, by its range and matrix. The file
+/// appears under its name when it is complete.
 /// Throws std::runtime_error.
 void writePng(const std::string& path, const AVFrame& frame);
 
