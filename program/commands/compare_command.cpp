@@ -60,7 +60,7 @@ void compare(const CompareOptions& options) {
         throw std::runtime_error(fmt::format("--from {}: the clips have only {} frames in common",
                                              options.firstFrame, progress.done()));
     }
-    writePng(options.picture, mean.frame());
+    writePng(options.picture, *mean.mean());
 }
 
 }  // namespace

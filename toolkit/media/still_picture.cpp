@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <vector>
 
+#include <fmt/format.h>
+
 extern "C" {
 #include <libavutil/base64.h>
 }
@@ -14,89 +16,49 @@ namespace framehold {
 
 namespace {
 
-/// As JPEG has it: full range, and the colour matrix of standard definition.
+/// Encodes a frame as a picture of its own, with the frame's quality where that is set.
+/// name: of the result, for messages.
+AvPtr<AVPacket> encodePicture(const std::string& name, AVCodecID format, const AVFrame& frame) {
+    const AVCodec* encoder = avcodec_find_encoder(format);
+    if (encoder == nullptr) {
+        throw MediaError(name,
+                         fmt::format("no encoder for {} is installed", avcodec_get_name(format)));
+    }
+    const AvPtr<AVCodecContext> codec(avcodec_alloc_context3(encoder));
+    if (!codec) throw std::bad_alloc();
+    codec->width = frame.width;
+    codec->height = frame.height;
+    codec->pix_fmt = static_cast<AVPixelFormat>(frame.format);
+    codec->time_base = {1, 1};
+    if (frame.quality > 0) {
+        codec->flags |= AV_CODEC_FLAG_QSCALE;
+        codec->global_quality = frame.quality;
+    }
+    AvPtr<AVPacket> packet = makePacket();
+    int code = avcodec_open2(codec.get(), encoder, nullptr);
+    if (code >= 0) code = avcodec_send_frame(codec.get(), &frame);
+    if (code >= 0) code = avcodec_receive_packet(codec.get(), packet.get());
+    if (code < 0) throw MediaError(name, "cannot be encoded", code);
+    return packet;
+}
+
+/// A frame as JPEG has it: full range, and the colour matrix of standard definition.
 AvPtr<AVFrame> toJpegFormat(const AVFrame& frame, int largestWidth) {
-    AvPtr<AVFrame> result = makeFrame();
-    result->format = AV_PIX_FMT_YUVJ420P;
-    result->width = std::min(frame.width, largestWidth) & ~1;
-    result->height = static_cast<int>(int64_t{frame.height} * result->width / frame.width) & ~1;
-    if (av_frame_get_buffer(result.get(), 0) < 0) throw std::bad_alloc();
-    const AvPtr<SwsContext> scaler(
-        sws_getContext(frame.width, frame.height, static_cast<AVPixelFormat>(frame.format),
-                       result->width, result->height, AV_PIX_FMT_YUVJ420P,
-                       SWS_AREA | SWS_ACCURATE_RND, nullptr, nullptr, nullptr));
+    const int width = std::min(frame.width, largestWidth) & ~1;
+    const int height = static_cast<int>(int64_t{frame.height} * width / frame.width) & ~1;
+    AvPtr<AVFrame> result = makeFrame(AV_PIX_FMT_YUVJ420P, width, height);
+    const AvPtr<SwsContext> scaler(sws_getContext(
+        frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), width, height,
+        AV_PIX_FMT_YUVJ420P, SWS_AREA | SWS_ACCURATE_RND, nullptr, nullptr, nullptr));
     if (!scaler) throw std::bad_alloc();
     constexpr int kOne = 1 << 16;  // no change of contrast and saturation
     sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(frame.colorspace),
-                             frame.color_range == AVCOL_RANGE_JPEG ? 1 : 0,
-                             sws_getCoefficients(SWS_CS_ITU601), 1, 0, kOne, kOne);
+                             isFullRange(frame) ? 1 : 0, sws_getCoefficients(SWS_CS_ITU601), 1, 0,
+                             kOne, kOne);
     sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, result->data,
               result->linesize);
     return result;
 }
-
-}  // namespace
-
-std::string jpegDataUrl(const AVFrame& frame, int largestWidth) {
-    constexpr int kQuality = 4;  // 2 (best) to 31
-    const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_MJPEG);
-    if (encoder == nullptr) throw MediaError("JPEG", "no encoder is installed");
-    const AvPtr<AVFrame> picture = toJpegFormat(frame, largestWidth);
-    picture->quality = kQuality * FF_QP2LAMBDA;
-    const AvPtr<AVCodecContext> codec(avcodec_alloc_context3(encoder));
-    if (!codec) throw std::bad_alloc();
-    codec->width = picture->width;
-    codec->height = picture->height;
-    codec->pix_fmt = AV_PIX_FMT_YUVJ420P;
-    codec->time_base = {1, 1};
-    codec->flags |= AV_CODEC_FLAG_QSCALE;
-    codec->global_quality = picture->quality;
-    const AvPtr<AVPacket> packet = makePacket();
-    int code = avcodec_open2(codec.get(), encoder, nullptr);
-    if (code >= 0) code = avcodec_send_frame(codec.get(), picture.get());
-    if (code >= 0) code = avcodec_receive_packet(codec.get(), packet.get());
-    if (code < 0) throw MediaError("JPEG", "cannot be encoded", code);
-
-    const int size = AV_BASE64_SIZE(packet->size);
-    std::string text(static_cast<size_t>(size), '\0');
-    av_base64_encode(text.data(), size, packet->data, packet->size);
-    text.pop_back();  // the terminating zero
-    return "data:image/jpeg;base64," + text;
-}
-
-namespace {
-
-AvPtr<AVFrame> toRgb(const AVFrame& frame) {
-    AvPtr<AVFrame> rgb = makeFrame(AV_PIX_FMT_RGB24, frame.width, frame.height);
-    const FrameArea area{frame.width, frame.height};
-    PixelConverter converter;
-    converter.convert(frame, area, *rgb, area);
-    return rgb;
-}
-
-}  // namespace
-
-void writePng(const std::string& path, const AVFrame& frame) {
-    const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_PNG);
-    if (encoder == nullptr) throw MediaError(path, "no PNG encoder is installed");
-    const AvPtr<AVCodecContext> codec(avcodec_alloc_context3(encoder));
-    if (!codec) throw std::bad_alloc();
-    const AvPtr<AVFrame> rgb = toRgb(frame);
-    codec->width = rgb->width;
-    codec->height = rgb->height;
-    codec->pix_fmt = AV_PIX_FMT_RGB24;
-    codec->time_base = {1, 1};
-    const AvPtr<AVPacket> packet = makePacket();
-    int code = avcodec_open2(codec.get(), encoder, nullptr);
-    if (code >= 0) code = avcodec_send_frame(codec.get(), rgb.get());
-    if (code >= 0) code = avcodec_receive_packet(codec.get(), packet.get());
-    if (code < 0) throw MediaError(path, "cannot be encoded", code);
-
-    writeFile(path,
-              {reinterpret_cast<const char*>(packet->data), static_cast<size_t>(packet->size)});
-}
-
-namespace {
 
 /// Calls visit(byte) for every byte of the planes, in order.
 template <class Visit>
@@ -111,10 +73,34 @@ void visitBytes(const AVFrame& frame, Visit visit) {
 
 }  // namespace
 
+std::string jpegDataUrl(const AVFrame& frame, int largestWidth) {
+    constexpr int kQuality = 4;  // 2 (best) to 31
+    const AvPtr<AVFrame> picture = toJpegFormat(frame, largestWidth);
+    picture->quality = kQuality * FF_QP2LAMBDA;
+    const AvPtr<AVPacket> packet = encodePicture("JPEG", AV_CODEC_ID_MJPEG, *picture);
+    const int size = AV_BASE64_SIZE(packet->size);
+    std::string text(static_cast<size_t>(size), '\0');
+    av_base64_encode(text.data(), size, packet->data, packet->size);
+    text.pop_back();  // the terminating zero
+    return "data:image/jpeg;base64," + text;
+}
+
+void writePng(const std::string& path, const AVFrame& frame) {
+    const AvPtr<AVFrame> rgb = makeFrame(AV_PIX_FMT_RGB24, frame.width, frame.height);
+    const FrameArea area{frame.width, frame.height};
+    PixelConverter converter;
+    converter.convert(frame, area, *rgb, area);
+    const AvPtr<AVPacket> packet = encodePicture(path, AV_CODEC_ID_PNG, *rgb);
+    writeFile(path,
+              {reinterpret_cast<const char*>(packet->data), static_cast<size_t>(packet->size)});
+}
+
 void MeanFrame::add(const AVFrame& frame) {
-    if (!mean_) {
-        mean_ = makeNv12Frame(frame.width, frame.height);
-        av_frame_copy_props(mean_.get(), &frame);
+    if (isEmpty()) {
+        properties_ = makeFrame();
+        av_frame_copy_props(properties_.get(), &frame);
+        properties_->width = frame.width;
+        properties_->height = frame.height;
         sums_.resize(static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height) * 3 / 2);
     }
     auto sum = sums_.begin();
@@ -122,11 +108,13 @@ void MeanFrame::add(const AVFrame& frame) {
     ++count_;
 }
 
-const AVFrame& MeanFrame::frame() {
+AvPtr<AVFrame> MeanFrame::mean() const {
+    AvPtr<AVFrame> frame = makeNv12Frame(properties_->width, properties_->height);
+    av_frame_copy_props(frame.get(), properties_.get());
     auto sum = sums_.begin();
-    visitBytes(*mean_,
+    visitBytes(*frame,
                [&](uint8_t& byte) { byte = static_cast<uint8_t>((*sum++ + count_ / 2) / count_); });
-    return *mean_;
+    return frame;
 }
 
 }  // namespace framehold

@@ -27,7 +27,7 @@ std::optional<PicturePair> takeMeans(FrameSeeker& before, FrameSeeker& after) {
         steady.add(*right);
     }
     return PicturePair{fmt::format("{} frames on top of each other", kFrames),
-                       jpegDataUrl(shaky.frame(), kWidth), jpegDataUrl(steady.frame(), kWidth)};
+                       jpegDataUrl(*shaky.mean(), kWidth), jpegDataUrl(*steady.mean(), kWidth)};
 }
 
 }  // namespace
