@@ -91,7 +91,7 @@ void VideoReader::sendPacket() {
     }
 }
 
-/// Hands the decoder its next packet, or tells it that there are no more.
+/// Passes the next packet to the decoder, or signals that there are no more.
 void VideoReader::feedDecoder() {
     for (;;) {
         const int code = av_read_frame(format_.get(), packet_.get());
@@ -123,7 +123,7 @@ bool VideoReader::decode() {
 
 void VideoReader::convert() {
     if (av_frame_make_writable(converted_.get()) < 0) throw std::bad_alloc();
-    // What the stream says of its levels holds for frames that say nothing.
+    // Frames without a range have that of the stream.
     if (decoded_->color_range == AVCOL_RANGE_UNSPECIFIED) {
         decoded_->color_range = codec_->color_range;
     }
@@ -157,7 +157,7 @@ const AVFrame* VideoReader::next() {
 const AVFrame* FrameSeeker::next() {
     const AVFrame* frame = reader_.next();
     if (frame == nullptr) return nullptr;
-    const double time = static_cast<double>(frame->pts) * av_q2d(reader_.timeBase());
+    const double time = reader_.seconds(*frame);
     if (!started_) first_ = time;
     started_ = true;
     time_ = time - first_;

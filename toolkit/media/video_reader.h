@@ -9,7 +9,7 @@
 
 namespace framehold {
 
-/// How the numbers in a frame stand for colours.
+/// Meaning of a frame's samples as colours.
 struct ColourTags {
     AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
     AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
@@ -22,43 +22,49 @@ struct ColourTags {
 /// last column or row is there twice.
 class VideoReader {
 public:
-    /// Gets every packet of the other streams, in file order.
+    /// Takes every packet of the other streams, in file order.
     using PacketSink = std::function<void(const AVPacket&)>;
 
     /// path: any file that FFmpeg reads; or "-", a YUV4MPEG2 stream on standard input.
     /// Throws MediaError if it cannot be opened or holds no video that can be decoded.
     explicit VideoReader(const std::string& path);
 
-    /// Of the frames that `next` gives.
+    /// Size in pixels of the frames that `next` gives.
     int width() const { return contentWidth() + (contentWidth() & 1); }
     int height() const { return contentHeight() + (contentHeight() & 1); }
 
-    /// Of the video itself.
+    /// Size in pixels of the video itself.
     int contentWidth() const { return content_.width; }
     int contentHeight() const { return content_.height; }
 
     AVRational timeBase() const { return stream_->time_base; }
-    /// 30 if neither container nor codec tells.
+
+    /// Time of a frame that `next` gave, in seconds.
+    double seconds(const AVFrame& frame) const {
+        return static_cast<double>(frame.pts) * av_q2d(timeBase());
+    }
+
+    /// Frames per second; 30 if neither container nor codec has a rate.
     AVRational frameRate() const;
     double framesPerSecond() const { return av_q2d(frameRate()); }
 
-    /// Number of frames, as far as the container tells; else an estimate, 0 if there is none.
+    /// Number of frames by the container; else an estimate, 0 if there is none.
     int64_t expectedFrames() const;
 
     const AVFormatContext& container() const { return *format_; }
     const AVStream& stream() const { return *stream_; }
     const AVCodecContext& codec() const { return *codec_; }
 
-    /// Of the frames that `next` gives.
+    /// Colour tags of the frames that `next` gives.
     ColourTags colours() const;
 
-    /// Packets that could not be decoded and have cost their frames.
+    /// Number of packets that could not be decoded; their frames are missing.
     int damagedPackets() const { return damagedPackets_; }
 
-    /// Frames without a timestamp of their own, which got one by the frame rate.
+    /// Number of frames without a timestamp of their own, which got one by the frame rate.
     int untimedFrames() const { return untimedFrames_; }
 
-    /// Whether a frame was two fields; they are not taken apart.
+    /// True once a frame was interlaced; its two fields are not separated.
     bool isInterlaced() const { return isInterlaced_; }
 
     void setPacketSink(PacketSink sink) { sink_ = std::move(sink); }
@@ -92,7 +98,7 @@ private:
     int64_t nextPts_ = 0;  // for a frame without a timestamp
 };
 
-/// Walks over a video by the time since its first frame.
+/// Reads a video by the time since its first frame.
 class FrameSeeker {
 public:
     /// Throws MediaError.
@@ -100,14 +106,14 @@ public:
 
     const VideoReader& reader() const { return reader_; }
 
-    /// The next frame; null at the end. Throws MediaError.
+    /// The next frame, valid until the next call; null at the end. Throws MediaError.
     const AVFrame* next();
 
-    /// The first of the coming frames that is shown at `time` or later, give or take half a frame;
-    /// null if there is none. Throws MediaError.
+    /// The next frame whose time is `time` or later, or at most half a frame earlier; null if there
+    /// is none. Throws MediaError.
     const AVFrame* seek(double time);
 
-    /// Seconds from the first frame to the last one returned.
+    /// Time from the first frame to the last one returned, in seconds.
     double time() const { return time_; }
 
 private:

@@ -92,7 +92,7 @@ FeatureTracks trackFeatures(const std::string& video, const TrackSettings& setti
         if (!tracks.frameTimes.empty()) {
             tracks.motions.push_back(trackPair(before, now, settings));
         }
-        tracks.frameTimes.push_back(static_cast<double>(frame->pts) * av_q2d(reader.timeBase()));
+        tracks.frameTimes.push_back(reader.seconds(*frame));
         before = std::move(now);
         if (onFrame) onFrame();
     }
