@@ -14,14 +14,15 @@ extern "C" {
 
 namespace framehold {
 
-/// What went wrong with a video file.
+/// Error with a video file. The text starts with the name of the file.
 class MediaError : public std::runtime_error {
 public:
     MediaError(const std::string& file, const std::string& what);
-    /// `code` is libav's.
+    /// code: an error code of FFmpeg's libraries, whose text is added.
     MediaError(const std::string& file, const std::string& what, int code);
 };
 
+/// Frees what FFmpeg's libraries allocate.
 struct AvDeleter {
     void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
     void operator()(AVFrame* p) const { av_frame_free(&p); }
@@ -33,23 +34,25 @@ struct CloseInput {
     void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
 };
 
-/// An open file with what is known of its streams.
+/// Open file with its streams.
 using AvInput = std::unique_ptr<AVFormatContext, CloseInput>;
 
-/// path: any file that FFmpeg reads; or "-", a YUV4MPEG2 stream on standard input. Waiting for data
-/// ends when the program is interrupted. Throws MediaError and Interrupted.
+/// Opens a file and looks for its streams. path: any file that FFmpeg reads; or "-", a YUV4MPEG2
+/// stream on standard input. Waiting for data ends when the program is interrupted. Throws
+/// MediaError and Interrupted.
 AvInput openInput(const std::string& path);
 
 template <class T>
 using AvPtr = std::unique_ptr<T, AvDeleter>;
 
+// These throw std::bad_alloc.
 AvPtr<AVFrame> makeFrame();
 AvPtr<AVPacket> makePacket();
 
-/// A frame with buffers of its own.
+/// A frame with buffers of its own, not filled in.
 AvPtr<AVFrame> makeFrame(AVPixelFormat format, int width, int height);
 
-/// A two-plane 4:2:0 frame with buffers of its own.
+/// A two-plane 4:2:0 frame with buffers of its own, not filled in.
 inline AvPtr<AVFrame> makeNv12Frame(int width, int height) {
     return makeFrame(AV_PIX_FMT_NV12, width, height);
 }
@@ -68,14 +71,14 @@ struct Levels {
 /// Levels by the frame's range.
 Levels levelsOf(const AVFrame& frame);
 
-/// From now on FFmpeg's libraries print nothing. The last error that they told on each thread is
-/// kept, since it often says more than their codes.
+/// Makes FFmpeg's libraries print nothing from now on. Their last error message on each thread is
+/// kept, since it often has more than their codes.
 void keepLibavMessages();
 
-/// Forgets what was told so far on this thread.
+/// Forgets the message that was kept on this thread.
 void forgetLibavMessage();
 
-/// " (what was told last on this thread)", or nothing.
+/// Message that was kept on this thread, as " (message)"; empty if there is none.
 std::string libavMessage();
 
 }  // namespace framehold

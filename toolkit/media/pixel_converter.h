@@ -4,15 +4,15 @@
 
 namespace framehold {
 
-/// The part of a frame, from its top left corner, that is converted.
+/// Part of a frame from its top left corner, in pixels.
 struct FrameArea {
     int width;
     int height;
 };
 
-/// Converts frames from one pixel format to another. Levels keep the range that the frames'
-/// color_range says. Chroma of half width is taken to sit on the left luma column of its pair, as
-/// in MPEG-2 and H.264; RGB is read with the matrix of the other frame's colorspace.
+/// Converts frames from one pixel format to another, levels by the color_range of both frames.
+/// Chroma of half width is taken to sit on the left luma column of its pair, as in MPEG-2 and
+/// H.264; RGB is converted with the matrix of the other frame's colorspace.
 class PixelConverter {
 public:
     /// Fills `to`, which must be writable. Scales only if the areas differ. Areas may be odd where
@@ -21,7 +21,7 @@ public:
     void convert(const AVFrame& from, FrameArea fromArea, AVFrame& to, FrameArea toArea);
 
 private:
-    /// What a scaler is made for.
+    /// Parameters of a scaler.
     struct Task {
         FrameArea from;
         FrameArea to;

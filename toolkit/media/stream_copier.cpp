@@ -22,7 +22,7 @@ bool isMadeByContainer(const AVFormatContext& file, const AVStream& stream) {
     return isData && (isTimecode || isChapters);
 }
 
-/// Whether it is telemetry that FFmpeg does write, though its table of codecs does not say so.
+/// Telemetry that FFmpeg does write, though its table of codecs does not list it.
 bool isUnlistedTelemetry(const AVOutputFormat& container, const AVCodecParameters& codec) {
     const std::string_view name = container.name;
     return (name == "mov" || name == "mp4") && codec.codec_tag == MKTAG('g', 'p', 'm', 'd');
@@ -44,7 +44,7 @@ bool canHold(const AVOutputFormat& container, const AVCodecParameters& codec) {
     const bool isSound = codec.codec_type == AVMEDIA_TYPE_AUDIO;
     if (answer < 0 && isSound) return container.audio_codec != AV_CODEC_ID_NONE;
     if (answer != 1) return false;
-    // Data without a codec of its own is told by the tag alone.
+    // Data without a codec of its own is identified by the tag alone.
     return codec.codec_type != AVMEDIA_TYPE_DATA || tagFor(container, codec) != 0;
 }
 

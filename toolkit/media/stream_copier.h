@@ -8,19 +8,19 @@
 
 namespace framehold {
 
-/// Carries the streams of a file that are not re-encoded (sound, subtitles, data, attachments,
-/// cover pictures) over to another file, packet by packet, and its chapters.
+/// Copies the streams of a file that are not re-encoded (sound, subtitles, data, attachments, cover
+/// pictures) to another file, packet by packet, and its chapters.
 class StreamCopier {
 public:
-    /// Adds a stream to `to`, whose header is not yet written, for each one of `from` but
-    /// `leaveOut` that the container can hold.
+    /// Adds a stream to `to`, whose header is not yet written, for each stream of `from` that the
+    /// container can hold, but not for the one of index `leaveOut`. to: borrowed.
     StreamCopier(AVFormatContext& to, const AVFormatContext& from, int leaveOut);
 
-    /// What is left behind, each a sentence for the user.
+    /// Streams that are left out, each a sentence for the user.
     const std::vector<std::string>& losses() const { return losses_; }
 
-    /// Writes a packet of the source, if its stream is one of those that are copied. Returns
-    /// libav's code.
+    /// Writes a packet of the source, if its stream is one of those that are copied. Returns a code
+    /// of FFmpeg's libraries, below 0 for errors.
     int copy(const AVPacket& packet) const;
 
 private:

@@ -6,7 +6,7 @@
 
 namespace framehold {
 
-/// One packet of a video file's telemetry track.
+/// Packet of a video file's telemetry track.
 struct TelemetryPacket {
     double time;      // seconds, on the clock of the video's frames
     double duration;  // seconds; 0 if not known
@@ -15,14 +15,14 @@ struct TelemetryPacket {
 
 enum class TelemetryKind { kGpmf, kCamm };
 
-/// The motion telemetry inside a video file.
+/// Motion telemetry inside a video file.
 struct TelemetryTrack {
     TelemetryKind kind;
     std::vector<TelemetryPacket> packets;
 };
 
-/// Reads the first telemetry track of a video file, by the type that MP4 and MOV give to it; none if
-/// there is none. Throws MediaError if the file is not one that FFmpeg reads.
+/// Reads the first telemetry track of a video file, found by the type that MP4 and MOV give to it;
+/// none if there is none. Throws MediaError if FFmpeg cannot read the file.
 std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path);
 
 }  // namespace framehold

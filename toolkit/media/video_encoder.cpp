@@ -17,7 +17,7 @@ namespace framehold {
 
 namespace {
 
-/// What gives a picture that is hard to tell from the source, at a bearable speed.
+/// Quality and preset at which losses are hardly visible, at a bearable speed.
 struct Defaults {
     const char* encoder;
     int quality;
@@ -56,7 +56,7 @@ bool countsFrames(const AVOutputFormat& container) {
     return name == "avi" || name == "yuv4mpegpipe";
 }
 
-/// The pixel formats that an encoder takes; empty if it does not tell.
+/// Pixel formats that an encoder takes; empty if it does not list them.
 std::vector<AVPixelFormat> formatsOf(const AVCodec& encoder) {
     std::vector<AVPixelFormat> formats;
     for (const AVPixelFormat* f = encoder.pix_fmts; f != nullptr && *f != AV_PIX_FMT_NONE; ++f) {
@@ -164,7 +164,7 @@ void VideoEncoder::open(const VideoSettings& settings) {
         codec_->global_quality = *quality * FF_QP2LAMBDA;
     }
     if (!preset.empty()) av_dict_set(&options, "preset", preset.c_str(), 0);
-    // It prints its own chatter, past FFmpeg's level.
+    // It prints messages of its own, whatever FFmpeg's level.
     if (hasOption(*encoder_, "x265-params")) {
         av_dict_set(&options, "x265-params", "log-level=error", 0);
     }

@@ -10,15 +10,16 @@
 
 namespace framehold {
 
+/// Properties of a video that is written.
 struct VideoSettings {
-    int width = 0;  // of the result; frames have it rounded up to even
+    int width = 0;  // pixels, of the result; frames have it rounded up to even
     int height = 0;
     AVRational timeBase{1, 90000};
     AVRational frameRate{30, 1};
-    std::string encoder;         // FFmpeg's name; empty: what suits the container, H.264 if it can
-    std::string pixelFormat;     // FFmpeg's name; empty: 8-bit 4:2:0, or what comes next to it
-    std::optional<int> quality;  // as the encoder counts, 0 best; none: a good one
-    std::string preset;          // of the encoder: speed against size; empty: a good one
+    std::string encoder;         // FFmpeg's name; empty: by the container, H.264 if it can hold it
+    std::string pixelFormat;     // FFmpeg's name; empty: 8-bit 4:2:0, or the encoder's nearest
+    std::optional<int> quality;  // in the encoder's units, 0 best; none: hardly visible losses
+    std::string preset;          // of the encoder, speed against size; empty: a moderate one
 };
 
 /// Encodes 8-bit two-plane 4:2:0 frames. All functions throw MediaError.
@@ -26,18 +27,18 @@ class VideoEncoder {
 public:
     using PacketSink = std::function<void(AVPacket&)>;
 
-    /// file: names the result in messages. source: null, or whose colour tags and sample aspect
-    /// are taken over.
+    /// file: name of the result, for messages. source: null, or the video whose colour tags and
+    /// sample aspect ratio are taken over.
     VideoEncoder(const std::string& file, const AVOutputFormat& container,
                  const VideoSettings& settings, const VideoReader* source);
 
     const AVCodecContext& codec() const { return *codec_; }
 
-    /// Whether frames keep their times; else they go out at the settings' frame rate.
+    /// True if frames keep their times; else they are written at the settings' frame rate.
     bool hasFrameTimes() const { return hasFrameTimes_; }
 
-    /// Takes a frame whose pts is in the settings' time base; null: there are no more. Hands what
-    /// has been encoded to `sink`, its times in the codec's time base.
+    /// Takes a frame whose pts is in the settings' time base; null: there are no more. Passes the
+    /// packets that are complete to `sink`, their times in the codec's time base.
     void encode(const AVFrame* frame, const PacketSink& sink);
 
 private:

@@ -20,14 +20,14 @@ const AVOutputFormat& findContainer(const std::string& path) {
     throw MediaError(path, "no container format is known for this name; try .mp4 or .mkv");
 }
 
-/// Whether the container is MP4 or one of its kin, which alone hold a rotation.
+/// True for MP4 and its relatives, the only containers that hold a rotation.
 bool isMovie(const AVOutputFormat& container) {
     const char* const kNames[] = {"mp4", "mov", "ipod", "3gp", "3g2", "psp"};
     return std::any_of(std::begin(kNames), std::end(kNames),
                        [&](const char* name) { return std::strcmp(name, container.name) == 0; });
 }
 
-/// Whether frames come at varying distances: on average others than the smallest one.
+/// True if the frame rate varies: the average one is below the largest.
 bool isIrregular(const VideoReader& source) {
     const AVStream& stream = source.stream();
     return av_q2d(stream.r_frame_rate) > 1.01 * av_q2d(stream.avg_frame_rate);
@@ -96,7 +96,7 @@ void VideoWriter::addVideoStream(const VideoReader* source) {
     stream_->disposition = source->stream().disposition;
 }
 
-/// Takes over what says how pictures are to be shown, not how they were coded.
+/// Copies the side data on how pictures are to be shown, not on how they were coded.
 void VideoWriter::copySideData(const VideoReader& source) {
     for (const AVPacketSideDataType type :
          {AV_PKT_DATA_DISPLAYMATRIX, AV_PKT_DATA_MASTERING_DISPLAY_METADATA,

@@ -17,16 +17,16 @@ namespace framehold {
 /// removed. All functions throw MediaError.
 class VideoWriter {
 public:
-    /// path: the container follows from its extension; "-" is a YUV4MPEG2 stream on standard
-    /// output. With a `source`, its colour tags, sample aspect, rotation, metadata and chapters are
-    /// taken over, and its other streams can be copied.
+    /// path: its extension gives the container; "-" is a YUV4MPEG2 stream on standard output. With a
+    /// `source`, its colour tags, sample aspect ratio, rotation, metadata and chapters are taken
+    /// over, and its other streams can be copied.
     VideoWriter(const std::string& path, const VideoSettings& settings,
                 const VideoReader* source = nullptr);
     ~VideoWriter();
     VideoWriter(const VideoWriter&) = delete;
     VideoWriter& operator=(const VideoWriter&) = delete;
 
-    /// What of the source is left behind, each a sentence for the user.
+    /// Parts of the source that are left out, each a sentence for the user.
     std::vector<std::string> losses() const;
 
     const AVCodecContext& codec() const { return encoder_->codec(); }
