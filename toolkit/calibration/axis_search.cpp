@@ -17,7 +17,7 @@ constexpr double kSlow = 1.0;           // seconds; motion slower than this is t
 constexpr size_t kFewestPairs = 20;     // of frames that the log must cover
 constexpr double kFewestCovered = 0.5;  // share of the pairs
 
-/// The turn from one frame to the next as the picture tells it for a focal length of 1 pixel.
+/// Rotation from one frame to the next by the picture, for a focal length of 1 pixel.
 struct Pair {
     double from;  // the frames' timestamps
     double to;
@@ -36,7 +36,7 @@ std::vector<Pair> pairsOf(const FeatureTracks& tracks) {
     return pairs;
 }
 
-/// Takes out what changes slowly: a gyroscope's bias, a drive ahead, a walk.
+/// Takes out what changes slowly: a gyroscope's bias, motion of the camera ahead.
 Eigen::MatrixX3d withoutSlowMotion(const Eigen::MatrixX3d& series, Eigen::Index reach) {
     Eigen::MatrixX3d result(series.rows(), 3);
     for (Eigen::Index i = 0; i < series.rows(); ++i) {
@@ -113,8 +113,8 @@ private:
         return withoutSlowMotion(series, reach_);
     }
 
-    /// Fills in how well a mapping explains the pictures. In pixels: turns about the optical axis
-    /// count as what they move on average over the picture.
+    /// Fills in focal length, unexplained variance and evidence of a mapping. In pixels: rotations
+    /// about the optical axis count as what they move on average over the picture.
     void judge(const Eigen::Matrix3d& cross, const Eigen::Vector3d& seenEnergy,
                const Eigen::Vector3d& loggedEnergy, size_t pairs, AxisGuess& guess) const {
         Eigen::Vector3d agreement;  // of each device axis

@@ -8,8 +8,7 @@
 
 namespace framehold {
 
-/// A first guess of what relates a clip to its log, and how much of the picture's motion it
-/// explains.
+/// First estimate of axes, time offset and focal length of a clip with its log.
 struct AxisGuess {
     AxisMapping axes;
     double timeOffset;  // seconds from a frame's timestamp to its middle row
@@ -17,22 +16,23 @@ struct AxisGuess {
     /// Share of the variance of the picture's motion, slow motion taken out, that the log leaves
     /// unexplained, 0 to 1.
     double unexplainedVariance;
-    double evidence;  // higher is better; comparable for one clip
+    double evidence;  // higher is better; comparable within one clip only
 };
 
-/// Where to look.
+/// Range of a search.
 struct SearchWindow {
     double centre;  // seconds, time offset of a frame's middle row
     double range;   // seconds to either side of it
-    double focal;   // pixels; 0 if it is to be found
+    double focal;   // pixels; 0: unknown, to be found
 };
 
-/// Tries all 48 signed permutations of the axes at all time offsets in the window; the best offset
-/// of each, best first. Empty if the log covers less than half of the clip anywhere, or the clip
-/// has fewer than 20 pairs of frames with features.
+/// Tries all 48 signed permutations of the axes at all time offsets in the window. Returns the best
+/// offset of each, best first. Empty if the log covers less than half of the clip at every offset,
+/// or the clip has fewer than 20 pairs of frames with features.
 ///
-/// For small turns the middle of the picture moves by focal * (w_x, -w_y) and the picture turns by
-/// w_z, where w is the device's turn between two frames; a focal length is the slope of a line.
+/// For small rotations the middle of the picture moves by focal * (w_x, -w_y) and the picture turns
+/// by w_z, where w is the device's rotation vector between two frames, so that a focal length is
+/// the slope of a line.
 std::vector<AxisGuess> searchAxes(const FeatureTracks& tracks, const GyroPath& gyro,
                                   const SearchWindow& window);
 

@@ -19,8 +19,8 @@ constexpr double kReadoutLimit = 0.002;  // seconds
 constexpr double kOffsetLimit = 0.001;   // seconds
 constexpr double kDriftLimit = 100e-6;
 
-// What tracking itself does to the values, as simulated clips show: however long a clip is, it
-// does not tell them better.
+// Errors of the values by tracking itself, found with simulated clips: longer clips do not make
+// them smaller.
 constexpr double kFocalFloor = 0.002;   // share
 constexpr double kReadoutFloor = 1e-4;  // seconds
 constexpr double kOffsetFloor = 5e-5;   // seconds
@@ -49,6 +49,7 @@ struct Hypothesis {
     }
 };
 
+/// floor: smallest deviation that is possible; limit: largest one that counts as well determined.
 CalibratedValue judged(const Estimate& estimate, double floor, double limit, bool given) {
     CalibratedValue judgement;
     judgement.value = estimate.value;
@@ -101,7 +102,7 @@ public:
         result.explainedVariance = chosen.explainedVariance();
         judgeAxes(hypotheses, best, result);
         if (!result.focal.isUsable() || result.axesConfidence == Confidence::kUnobservable)
-            doubt(result);
+            lowerConfidence(result);
         return result;
     }
 
@@ -236,7 +237,8 @@ private:
         return std::any_of(fit.camera.clocks.begin(), fit.camera.clocks.end(), shows);
     }
 
-    /// The mapping with the smallest reprojectionError; a mirrored one only if it is far better.
+    /// Index of the mapping with the smallest reprojection error; of a mirrored one only if it is far
+    /// better.
     static size_t choose(const std::vector<Hypothesis>& hypotheses) {
         constexpr double kMirroredHandicap = 1.2;
         constexpr double kTie = 1.02;  // within which the evidence decides
@@ -272,9 +274,9 @@ private:
         if (ratio < 1.02) result.axesConfidence = Confidence::kUnobservable;
     }
 
-    /// Where the shake is too weak to tell the focal length or the axes, the deviations of the rest
-    /// promise too much: noise of the gyroscope is taken for shake.
-    static void doubt(Calibration& result) {
+    /// Lowers the confidence in all values where the shake is too weak to find the focal length or
+    /// the axes: the deviations are too small then, since noise of the gyroscope is taken for shake.
+    static void lowerConfidence(Calibration& result) {
         const auto lower = [](CalibratedValue& value, Confidence to) {
             if (value.confidence != Confidence::kGiven)
                 value.confidence = std::max(value.confidence, to);

@@ -9,32 +9,34 @@
 
 namespace framehold {
 
-/// A clip to calibrate with.
+/// Clip to calibrate with.
 struct CalibrationClip {
     std::string name;  // for messages
     FeatureTracks tracks;
     std::vector<MotionSample> rates;  // in logged axes and in order of time
 };
 
-/// What needs not be found, and where to look for the rest.
+/// Values that are known, and the range in which to search for the time offset.
 struct CalibrationSettings {
     std::optional<double> focal;       // pixels
     std::optional<double> readout;     // seconds
     std::optional<double> timeOffset;  // seconds
     std::optional<AxisMapping> axes;
-    double range = 5.0;  // seconds to either side in which the time offset is looked for
+    double range = 5.0;  // seconds to either side, in which the time offset is searched
 };
 
-/// How well clips determine a value, best first.
+/// Confidence in a value, best first.
 enum class Confidence {
-    kGiven,           // was not to be found
-    kWellDetermined,  // as exactly as stabilizing needs it
-    kWeak,            // better than not known
-    kUnobservable,    // the clips do not excite it: the value means nothing
+    kGiven,           // was known before
+    kWellDetermined,  // exact enough for stabilizing
+    kWeak,            // better than nothing
+    kUnobservable,    // the clips do not excite it: the value is not usable
 };
 
+/// Name for the user: "given", "well determined", "weak", "unobservable".
 const char* nameOf(Confidence confidence);
 
+/// Result for one value.
 struct CalibratedValue {
     double value = 0.0;
     double deviation = 0.0;  // one standard deviation
@@ -43,12 +45,14 @@ struct CalibratedValue {
     bool isUsable() const { return confidence != Confidence::kUnobservable; }
 };
 
-/// A frame's first row is read at timestamp * (1 + drift) + offset.
+/// Clock of one clip: a frame's first row is read at timestamp * (1 + drift) + offset on the log's
+/// clock.
 struct ClockCalibration {
     CalibratedValue offset;  // seconds
     CalibratedValue drift;   // seconds per second; 0 where none shows
 };
 
+/// Camera and clocks of a number of clips.
 struct Calibration {
     int width = 0;  // pixels
     int height = 0;
@@ -66,11 +70,12 @@ struct Calibration {
 };
 
 /// Finds focal length, readout, axes and each clip's time offset and clock drift. The axes and a
-/// first offset come from `searchAxes`, everything else from `fitCamera`. Mappings that turn a
-/// right hand into a left one are taken only where they fit far better.
+/// first offset come from `searchAxes`, everything else from `fitCamera`. Axes that mirror are taken
+/// only where they fit far better. onRound is called before each round of a fit.
 ///
-/// Throws std::runtime_error if there is too little to go by: fewer than 20 pairs of frames with
-/// features, or a log that covers less than half of its clip or does not fit it.
+/// Throws std::runtime_error if the clips have pictures of different sizes, or are not enough: fewer
+/// than 20 pairs of frames with features, or a log that covers less than half of its clip or does
+/// not fit it.
 Calibration calibrate(const std::vector<CalibrationClip>& clips,
                       const CalibrationSettings& settings,
                       const std::function<void()>& onRound = {});

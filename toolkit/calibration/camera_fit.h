@@ -8,33 +8,34 @@
 
 namespace framehold {
 
-/// A number and how far it may be off: one standard deviation.
+/// Value with its standard deviation.
 struct Estimate {
     double value = 0.0;
     double deviation = 0.0;
 };
 
-/// How a clip's clock relates to its log's: a frame's first row is read at
-/// timestamp * (1 + drift) + offset.
+/// Clock of one clip: a frame's first row is read at timestamp * (1 + drift) + offset on the log's
+/// clock.
 struct ClockEstimate {
     Estimate offset;  // seconds
     Estimate drift;   // seconds per second
 };
 
-/// What a fit finds, and what it starts from: there the deviations are how far the truth may be
-/// from the start; 0 keeps a value as it is.
+/// Values that a fit finds or starts from. At the start the deviations are those of the values
+/// expected (a prior); 0 keeps a value as it is.
 struct CameraEstimate {
     Estimate logFocal;                  // natural logarithm of the focal length in pixels
     Estimate readout;                   // seconds
     std::vector<ClockEstimate> clocks;  // one for each clip
 };
 
-/// A clip to fit a camera to.
+/// Clip to fit a camera to; both are borrowed.
 struct FitClip {
     const FeatureTracks* tracks;
     const GyroPath* gyro;  // in device axes
 };
 
+/// Camera that fits a number of clips.
 struct CameraFit {
     CameraEstimate camera;
     double reprojectionError = 0.0;  // pixels, median distance of tracked features from predicted
@@ -47,11 +48,12 @@ struct FitSettings {
     int maxRounds = 30;
 };
 
-/// Finds the camera that best predicts from the log where each feature goes, each row read at its
-/// own time. What moves slowly, by its part of the picture, is not held against it: that takes in
-/// a gyroscope's bias and what a drive or a walk does to the picture. Features that move on their
-/// own are weighted down, and so are parts of the picture where many do. Deviations are those of
-/// blocks of a quarter of a second, whose errors are taken for independent.
+/// Finds the camera with the smallest reprojection error: features are predicted from the log, each
+/// row read at its own time. Slow motion, which is free in each region of the picture, does not
+/// count: that takes in a gyroscope's bias and motion of the camera through the scene. Features that
+/// move on their own are weighted down (Cauchy's, then Tukey's weights), and so are regions where
+/// many do. Deviations come from blocks of a quarter of a second, whose errors are taken for
+/// independent.
 ///
 /// All clips have one picture size and at least one feature. onRound is called before each round.
 CameraFit fitCamera(const std::vector<FitClip>& clips, const CameraEstimate& start,

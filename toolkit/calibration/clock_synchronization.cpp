@@ -11,13 +11,13 @@ namespace framehold {
 
 namespace {
 
-/// What is left of the pictures' motion at one offset.
-struct Remainder {
-    double share = INFINITY;  // of its squares
-    double freedom = 0.0;     // numbers that are left to vary
+/// Residuals of the regression at one offset.
+struct Residual {
+    double share = INFINITY;  // of the sum of squares: unexplained variance
+    double freedom = 0.0;     // degrees of freedom
 };
 
-/// A part of a clip, to be fitted on its own.
+/// Part of a clip, to be fitted on its own.
 class ClipPart {
 public:
     ClipPart(const std::vector<double>& frameTimes, const std::vector<PictureMotion>& motions,
@@ -33,7 +33,7 @@ public:
         return pairs_.empty() ? 0.0 : (pairs_.front().from + pairs_.back().to) / 2.0;
     }
 
-    Remainder remainderAt(double offset) const {
+    Residual residualAt(double offset) const {
         constexpr size_t kFewest = 12;
         std::vector<const FramePair*> covered;
         for (const FramePair& pair : pairs_) {
@@ -90,7 +90,7 @@ std::optional<OffsetFit> fitOffset(const ClipPart& part, double around, double r
         double where = centre, least = INFINITY;
         const auto steps = static_cast<int>(std::ceil(reach / step));
         for (int i = -steps; i <= steps; ++i) {
-            const double share = part.remainderAt(centre + i * step).share;
+            const double share = part.residualAt(centre + i * step).share;
             if (share < least) {
                 least = share;
                 where = centre + i * step;
@@ -101,9 +101,9 @@ std::optional<OffsetFit> fitOffset(const ClipPart& part, double around, double r
     const double centre = best(best(around, range, kCoarse), kCoarse, kFine);
     // A parabola through three points around the best one, as far apart as noise asks for.
     constexpr double kReach = 0.004;
-    const Remainder here = part.remainderAt(centre);
-    const double before = part.remainderAt(centre - kReach).share;
-    const double after = part.remainderAt(centre + kReach).share;
+    const Residual here = part.residualAt(centre);
+    const double before = part.residualAt(centre - kReach).share;
+    const double after = part.residualAt(centre + kReach).share;
     const double curvature = (before - 2.0 * here.share + after) / (kReach * kReach);
     if (!std::isfinite(curvature) || curvature <= 0.0) return std::nullopt;
     const double shift = std::clamp((before - after) / (2.0 * kReach * curvature), -kReach, kReach);
@@ -111,7 +111,7 @@ std::optional<OffsetFit> fitOffset(const ClipPart& part, double around, double r
                      1.0 - here.share};
 }
 
-/// A part's offset and when it was.
+/// Offset of a part, and the middle of its time.
 struct DriftPoint {
     double time;
     double offset;

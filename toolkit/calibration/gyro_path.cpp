@@ -19,7 +19,7 @@ GyroPath::GyroPath(const std::vector<MotionSample>& rates) {
     posesPerSecond_ = samplesPerSecond(rates);
 }
 
-GyroPath::Place GyroPath::find(double time) const {
+GyroPath::Interval GyroPath::find(double time) const {
     if (!(time > firstTime())) return {poses_.front(), poses_.front(), 0.0};
     if (time >= lastTime()) return {poses_.back(), poses_.back(), 0.0};
     // Logs are nearly even: the pose is close to where it would be in an even one.
@@ -33,13 +33,13 @@ GyroPath::Place GyroPath::find(double time) const {
 }
 
 Eigen::Quaterniond GyroPath::at(double time) const {
-    const Place place = find(time);
-    return place.from.orientation.slerp(place.share, place.to.orientation);
+    const Interval in = find(time);
+    return in.from.orientation.slerp(in.share, in.to.orientation);
 }
 
 Eigen::Vector3d GyroPath::turned(double time) const {
-    const Place place = find(time);
-    return place.from.turned + place.share * (place.to.turned - place.from.turned);
+    const Interval in = find(time);
+    return in.from.turned + in.share * (in.to.turned - in.from.turned);
 }
 
 }  // namespace framehold

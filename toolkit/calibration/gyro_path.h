@@ -8,20 +8,22 @@
 
 namespace framehold {
 
-/// The rotation of a logged gyroscope over time. A rate holds since the one before it, as the
-/// library takes it, so that a time found with this class is right for the library.
+/// Rotation of a logged gyroscope over time. A rate holds since the one before it, as the library
+/// takes it, so that a time found with this class is right for the library.
 class GyroPath {
 public:
-    /// At least two rates in order of time.
+    /// rates: in rad/s, at least two, in order of time.
     explicit GyroPath(const std::vector<MotionSample>& rates);
 
+    // Times of the first and the last rate, in seconds.
     double firstTime() const { return poses_.front().time; }
     double lastTime() const { return poses_.back().time; }
 
-    /// From the logged axes at a time to those at the first rate; times outside get the nearest.
+    /// Rotation from the logged axes at a time to those at the first rate; times outside get the
+    /// nearest.
     Eigen::Quaterniond at(double time) const;
 
-    /// The integral of the rates up to a time, radians about the logged axes as they turn along.
+    /// Integral of the rates up to a time, in radians about the logged axes, which turn along.
     Eigen::Vector3d turned(double time) const;
 
 private:
@@ -31,13 +33,13 @@ private:
         Eigen::Vector3d turned;
     };
 
-    struct Place {
+    struct Interval {
         const Pose& from;
         const Pose& to;
-        double share;  // of the way from `from` to `to`
+        double share;  // from `from` (0) to `to` (1)
     };
 
-    Place find(double time) const;
+    Interval find(double time) const;
 
     std::vector<Pose> poses_;
     double posesPerSecond_;

@@ -8,29 +8,30 @@
 
 namespace framehold {
 
-/// A feature's motion with the timestamps of its two frames.
+/// Motion of a feature with the timestamps of its two frames.
 struct TimedMotion {
     FeatureMotion motion;
     double from;  // seconds
     double to;
 };
 
-/// Predicts where a rolling-shutter camera that follows a log sees a feature again that it saw in
-/// an earlier frame: the library's camera, that is a pinhole with its centre at width / 2,
-/// height / 2, picture x along device -y, picture y along device -x.
+/// Rolling-shutter camera that follows a log, and predicts the position of a feature from its
+/// position in an earlier frame. It is the library's camera: a pinhole with its centre at
+/// (width / 2, height / 2), picture x along device -y, picture y along device -x.
 class RollingCamera {
 public:
     RollingCamera(int width, int height, const GyroPath& gyro)
         : gyro_(gyro), centre_(width / 2.0, height / 2.0), height_(height) {}
 
-    /// The values that a fit looks for, for one clip.
+    /// Values that a fit finds, for one clip.
     struct Values {
         double logFocal;
         double readout;
         double offset;
         double drift;
     };
-    using Derivatives = Eigen::Matrix<double, 2, 4>;  // by the values, in their order
+    /// Derivatives of the error by the values, in their order.
+    using Derivatives = Eigen::Matrix<double, 2, 4>;
 
     /// Predicted less tracked position, in pixels.
     Eigen::Vector2d reprojectionError(const TimedMotion& feature, const Values& values) const {
@@ -39,7 +40,7 @@ public:
                                    rowTime(feature.to, feature.motion.toY, values));
     }
 
-    /// The same with its derivatives, by differences.
+    /// The same with its derivatives, by finite differences.
     Eigen::Vector2d reprojectionError(const TimedMotion& feature, const Values& values,
                                       Derivatives& derivatives) const {
         constexpr double kTimeStep = 2e-4;  // seconds
