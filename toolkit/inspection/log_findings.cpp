@@ -30,7 +30,7 @@ public:
         } else if (!log_.rates.empty()) {
             note(
                 "no accelerometer: what is up is not known, and the picture's top is taken for it; "
-                "--gravity tells otherwise");
+                "--gravity gives another direction");
         }
         if (!log_.orientation.isProper()) {
             warn(
@@ -58,7 +58,7 @@ private:
         add(Severity::kWarning, text, std::forward<Args>(args)...);
     }
 
-    /// steers: whether the stabilization follows this sensor.
+    /// steers: true if the stabilization follows this sensor.
     void lookAtStamps(const char* sensor, const StampStatistics& stamps, bool steers) {
         if (stamps.step <= 0.0) {
             add(steers ? Severity::kFatal : Severity::kWarning,

@@ -13,16 +13,16 @@ enum class Severity {
     kFatal,    // the log cannot be used as it is
 };
 
-/// What will go wrong with a log, in plain words, with what to do.
+/// Problem that a log will cause, in plain words, with the remedy.
 struct LogFinding {
     Severity severity;
     std::string text;
 };
 
-/// What can be told from the log alone; the worst first.
+/// Findings from the log alone, the worst first.
 std::vector<LogFinding> findingsOf(const MotionLog& log, const LogStatistics& statistics);
 
-/// Puts the worst first, and else leaves the order.
+/// Sorts by severity, the worst first; findings of one severity keep their order.
 void sortFindings(std::vector<LogFinding>& findings);
 
 }  // namespace framehold

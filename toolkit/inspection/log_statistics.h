@@ -7,18 +7,18 @@
 
 namespace framehold {
 
-/// What a sensor's stamps are like. Times are seconds on the log's clock.
+/// Statistics of a sensor's timestamps, in seconds on the log's clock.
 struct StampStatistics {
     struct Gap {
-        double from;
-        double seconds;
+        double from;     // time of the sample before it
+        double seconds;  // to the sample after it
     };
 
     size_t samples = 0;
-    double from = 0.0;
-    double to = 0.0;
-    double step = 0.0;    // the middle one of the times from sample to sample
-    double jitter = 0.0;  // root mean square of how far steps are from `step`, gaps left out
+    double from = 0.0;    // first
+    double to = 0.0;      // last
+    double step = 0.0;    // median of the times from sample to sample
+    double jitter = 0.0;  // root mean square of the steps' differences from `step`, without gaps
     size_t outOfOrder = 0;
     size_t duplicates = 0;  // stamps that are the same as the one before
     std::vector<Gap> gaps;  // steps of more than three times `step`
@@ -27,19 +27,19 @@ struct StampStatistics {
     double perSecond() const { return step > 0.0 ? 1.0 / step : 0.0; }
 };
 
-/// What the readings of a gyroscope or accelerometer are like, in their own unit and axes.
+/// Statistics of the readings of a gyroscope or accelerometer, in rad/s or m/s^2 and logged axes.
 struct VectorStatistics {
-    /// A second in which the sensor was as good as still.
+    /// Second in which the sensor was nearly still.
     struct Rest {
         double from;  // seconds
         Vec3 mean;
     };
 
     StampStatistics stamps;
-    double medianLength = 0.0;
-    double largest = 0.0;  // absolute, of any axis
-    /// Samples in runs of three or more at an axis' own largest value, where that is large enough to
-    /// be the end of a sensor's range.
+    double medianLength = 0.0;  // of the vectors
+    double largest = 0.0;       // absolute, of any axis
+    /// Number of samples in runs of three or more at an axis' own largest value, where that is large
+    /// enough to be the end of a sensor's range.
     size_t saturated = 0;
     size_t repeated = 0;  // samples that equal the one before in all axes
     std::optional<Rest> rest;
@@ -47,15 +47,14 @@ struct VectorStatistics {
     std::optional<Vec3> noise;
 };
 
-/// times: in order. outOfOrder: as counted when the log was read.
+/// Statistics of timestamps. times: in order. outOfOrder: as counted when the log was read.
 StampStatistics stampStatistics(const std::vector<double>& times, size_t outOfOrder);
 
-/// smallestRange: the smallest range that a sensor of this kind has; largestAtRest: how far an axis
-/// may deviate and, for a gyroscope, turn while at rest.
+/// Limits for sensors of one kind, in rad/s or m/s^2.
 struct SensorTraits {
-    double smallestRange;
-    double largestDeviation;
-    std::optional<double> largestMean;
+    double smallestRange;               // that such a sensor has
+    double largestDeviation;            // standard deviation of an axis at rest
+    std::optional<double> largestMean;  // of an axis at rest; none: any
 };
 
 constexpr SensorTraits kGyroscopeTraits = {2.0, 0.03, 0.15};    // rad/s
@@ -64,7 +63,7 @@ constexpr SensorTraits kAccelerometerTraits = {19.0, 0.3, {}};  // m/s^2
 VectorStatistics vectorStatistics(const std::vector<MotionSample>& samples, size_t outOfOrder,
                                   const SensorTraits& traits);
 
-/// What is to be known of a log; sensors that are not logged have no samples.
+/// Statistics of all sensors of a log; those that are not logged have no samples.
 struct LogStatistics {
     VectorStatistics rates;
     VectorStatistics gravity;

@@ -24,7 +24,7 @@ std::vector<PictureMotion> pictureMotions(const FeatureTracks& tracks) {
     return motions;
 }
 
-/// How the times beside a clip.json go against the video's own.
+/// Compares the times beside a clip.json to the video's own.
 VideoInspection::TableClock compareClocks(const std::vector<double>& table,
                                           const std::vector<double>& video) {
     const double videoSpan = video.back() - video.front();

@@ -12,41 +12,40 @@
 
 namespace framehold {
 
-/// How a video and its motion log go together.
+/// Relation of a video to its motion log.
 struct VideoInspection {
     std::string video;
-    StampStatistics frames;    // on the log's clock but for the time offset
-    StampStatistics motion;    // of what steers: rates, or orientations where there are none
+    StampStatistics frames;    // without the time offset
+    StampStatistics motion;    // of the rates, or orientations where there are none
     double timeOffset = 0.0;   // seconds, as given
     double readoutTime = 0.0;  // seconds, as given, else the library's default
-    size_t uncovered = 0;      // frames that the log does not reach
-    /// By how much the clock of the times beside clip.json is faster than the video's own, and
-    /// the largest deviation from that in seconds; none without such times.
+    size_t uncovered = 0;      // frames outside of the log
+    /// Clock of the times beside a clip.json against the video's own.
     struct TableClock {
-        double drift;
-        double largestDeviation;
+        double drift;             // seconds per second that it gains
+        double largestDeviation;  // seconds, from times with this drift
     };
-    std::optional<TableClock> table;
+    std::optional<TableClock> table;            // none without such times
     std::optional<ClockSynchronization> clock;  // none: the pictures do not follow the log
     double searchRange = 0.0;                   // of offsets, seconds to both sides
 
-    /// What `clock` says of the time offset, which is that of the first row.
+    /// Time offset by `clock`, which must be there, for the first row, in seconds.
     double fittedTimeOffset() const { return clock->offset - readoutTime / 2.0; }
 
-    /// Whether no frame has any motion, for the clocks are not the same.
+    /// True if the log covers no frame at all: the clocks have nothing to do with each other.
     bool isApart() const { return frames.samples > 0 && uncovered == frames.samples; }
 
-    /// The time offset at which the log and the video start together.
+    /// Time offset at which the log and the video start together, in seconds.
     double offsetOfStarts() const { return motion.from - frames.from; }
 };
 
-/// Tracks the video's features to find its clock's offset and drift. metadata: frame times, time offset
-/// and readout where they are known. `onFrame` is called for each frame. Throws MediaError;
-/// std::runtime_error if the metadata have fewer frame times than the video.
+/// Tracks the video's features to find the offset and drift of its clock. metadata: frame times,
+/// time offset and readout where they are known. `onFrame` is called after each frame. Throws
+/// MediaError; std::runtime_error if there are fewer frame times than frames.
 VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metadata,
                              const MotionLog& log, const std::function<void()>& onFrame);
 
-/// What will go wrong, with what to do.
+/// Findings from a video and its log, in the order of an inspection.
 std::vector<LogFinding> findingsOf(const VideoInspection& inspection);
 
 }  // namespace framehold

@@ -15,7 +15,7 @@ namespace {
 void checkTimes(const std::string& video, const std::vector<double>& times) {
     constexpr size_t kFewestFrames = 10;
     if (times.size() < kFewestFrames) {
-        throw MediaError(video, fmt::format("holds {} frames, {} are needed to tell its shake",
+        throw MediaError(video, fmt::format("holds {} frames, {} are needed to measure its shake",
                                             times.size(), kFewestFrames));
     }
     for (size_t i = 1; i < times.size(); ++i) {

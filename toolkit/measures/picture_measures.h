@@ -8,14 +8,14 @@
 
 namespace framehold {
 
-/// What the pixels of a video tell.
+/// Figures from the pixels of a video.
 struct PictureMeasures {
     /// Interframe fidelity (Marcenaro, Vernazza and Regazzoni, "Image stabilization algorithms for
     /// video-surveillance applications", 2001): the mean PSNR between consecutive frames, of luma,
     /// in dB. As published the frames are compared as they are: a camera that pans loses.
     double fidelity = 0.0;
-    /// The same where the earlier frame was first laid on the later one by the homography between
-    /// them, over what both show: what is left is wobble, blur that changes, depth and noise.
+    /// The same after the earlier frame was mapped to the later one by the homography between them,
+    /// where they overlap: wobble, blur that changes, depth and noise remain.
     double alignedFidelity = 0.0;
     /// Share of the picture that is black and connected to its edge: 0 to 1, mean and largest.
     double border = 0.0;

@@ -32,11 +32,11 @@ std::vector<Band> bandsOf(const std::vector<FeatureMotion>& features, const Glob
     return bands;
 }
 
-/// Where one band is against the picture as a whole.
+/// Path of one band against the picture as a whole, in pixels.
 struct BandPath {
     std::vector<double> x{0.0};
     std::vector<double> y{0.0};
-    size_t known = 0;  // frames in which it moved by what its features say
+    size_t known = 0;  // frames in which it has enough features
 
     void advance(Band& band) {
         const bool isKnown = band.x.size() >= kFewestFeatures;

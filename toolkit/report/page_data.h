@@ -6,7 +6,7 @@
 
 namespace framehold {
 
-/// What page.js shows, as it wants it.
+/// Data that page.js shows, in its format.
 nlohmann::ordered_json pageData(const ReportContent& content);
 
 }  // namespace framehold

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kWidth = 960;  // pixels
 
-/// The coming frames of both videos on top of each other.
+/// Means of the coming frames of both videos; none if there are not enough.
 std::optional<PicturePair> takeMeans(FrameSeeker& before, FrameSeeker& after) {
     constexpr int kFrames = 15;
     MeanFrame shaky;

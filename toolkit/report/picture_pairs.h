@@ -12,8 +12,8 @@ struct PicturePair {
     std::string after;
 };
 
-/// Pictures of three moments, and of many frames on top of each other, in which only what stands
-/// still is sharp. Frames belong together as in croppingRatio; wide pictures are made smaller.
+/// Pictures of three moments, and the mean of a number of frames, in which only what stands still is
+/// sharp. Frames are paired as in croppingRatio; pictures wider than 960 pixels are scaled down.
 /// Throws MediaError.
 std::vector<PicturePair> takePictures(const std::string& original, const std::string& stabilized,
                                       int delay);

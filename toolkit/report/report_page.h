@@ -11,26 +11,26 @@
 
 namespace framehold {
 
-/// What a report tells.
+/// Content of a report.
 struct ReportContent {
     std::string original;
     std::string stabilized;
-    std::optional<RunRecord> run;  // none: the page says that it is not known what was done
+    std::optional<RunRecord> run;  // none: not known what was done
     double cutoff = 1.0;           // Hz, of the measures
     ClipMeasures before;
     ClipMeasures after;
     std::vector<PicturePair> pictures;
 };
 
-/// Throws std::runtime_error in a program that was built without the page's parts; to be called
+/// Throws std::runtime_error in a program that was built without the page's assets; for a check
 /// before the work that a report needs.
 void requireReports();
 
-/// Writes one HTML page that needs nothing else, neither files nor a network. It appears under its
+/// Writes a report as one HTML page that needs no other files and no network. It appears under its
 /// name when it is complete. Throws std::runtime_error.
 void writeReport(const std::string& path, const ReportContent& content);
 
-/// The texts that a report page is put together from, embedded when the program is built.
+/// Texts that a report page is made of, embedded when the program is built.
 struct PageAssets {
     std::string_view page;    // HTML with the marks <!--style-->, <!--data--> and <!--script-->
     std::string_view style;   // CSS, of the plots and of the page

@@ -9,7 +9,7 @@
 
 namespace framehold {
 
-/// What became of one output frame.
+/// Record of one output frame.
 struct FrameRecord {
     double time;  // seconds, of the first row, on the motion log's clock
     /// Orientations from device to world; none where the log does not reach the frame.
@@ -21,7 +21,7 @@ struct FrameRecord {
     double milliseconds = 0.0;  // spent in ZPR_Stabilize
 };
 
-/// What was done to a clip, with which parameters.
+/// Record of the stabilization of a clip.
 struct RunRecord {
     std::string input;
     std::string output;
@@ -35,10 +35,10 @@ struct RunRecord {
     std::vector<FrameRecord> frames;
 };
 
-/// Keeps a run for a report that is made later, as JSON. Throws std::runtime_error.
+/// Writes a run as JSON, for a report that is made later. Throws std::runtime_error.
 void saveRunRecord(const std::string& path, const RunRecord& run);
 
-/// Throws std::runtime_error with the file and the field.
+/// Reads what `saveRunRecord` wrote. Throws FileError with the field.
 RunRecord loadRunRecord(const std::string& path);
 
 }  // namespace framehold
