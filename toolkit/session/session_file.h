@@ -10,42 +10,49 @@
 
 namespace framehold {
 
-/// Everything that an instance was fed, in order, so that it can be fed to another build of the
-/// library: a head line, the parameters, then events. Numbers are little-endian; frames are
-/// stored without padding. The file appears when it is finished.
+/// Writes a session: all input of an instance, in order, so that it can be fed to another build of
+/// the library. The file holds a head line, the parameters, then events. Numbers are little-endian;
+/// frames are stored without padding. The file appears under its name when it is finished.
 class SessionWriter {
 public:
-    /// Throws std::runtime_error, as all functions here do.
+    /// Throws std::runtime_error if the file cannot be opened.
     SessionWriter(const std::string& path, const ZPR_Param& param);
 
     void sample(const ZPR_SensorData& sample);
     void frame(double timestamp, const ZPR_Image& image);
+    /// Writes the event of a call without an input frame.
     void drain();
+
+    /// Throws std::runtime_error if anything could not be written.
     void finish();
 
 private:
     OutputFile file_;
 };
 
-/// Reads a session.
+/// Reads a session. All functions throw std::runtime_error for files that are no session, or are
+/// damaged.
 class SessionReader {
 public:
     enum class Event { kEnd, kSample, kFrame, kDrain };
 
-    /// Refuses pictures with sides below 2 or above 65536.
+    /// Pictures with sides below 2 or above 65536 are refused.
     explicit SessionReader(const std::string& path);
 
-    /// The parameters; pitches are the widths.
+    /// Parameters of the instance; pitches are the widths.
     const ZPR_Param& param() const { return param_; }
 
     /// Goes to the next event. Its content is valid until the next call.
     Event next();
+
+    // Content of the event, where it has such.
 
     const ZPR_SensorData& sample() const { return sample_; }
     double timestamp() const { return timestamp_; }
     const ZPR_Image& frame() const { return frame_; }
 
 private:
+    /// Number of bytes from the current position to the end.
     uint64_t bytesLeft();
 
     std::string path_;

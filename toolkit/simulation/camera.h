@@ -10,7 +10,7 @@
 
 namespace framehold::simulation {
 
-/// A pinhole camera with a rolling shutter. Pixel (width / 2, height / 2) looks straight ahead, and
+/// Pinhole camera with a rolling shutter. Pixel (width / 2, height / 2) is on the optical axis, and
 /// row y of a frame is read at the frame's time + readout * y / height.
 struct CameraModel {
     int width = 1280;
@@ -18,6 +18,7 @@ struct CameraModel {
     double focal = 1000.0;    // pixels
     double readout = 0.0299;  // seconds
 
+    /// Time at which row y of a frame is read, in seconds.
     double rowTime(double frameTime, double y) const { return frameTime + readout * y / height; }
 
     /// Direction in device coordinates seen at a pixel, not normalised. The picture's x axis is
@@ -33,7 +34,7 @@ struct CameraModel {
     }
 };
 
-/// A two-plane 4:2:0 picture without padding.
+/// Two-plane 4:2:0 picture without padding, limited range.
 struct Picture {
     int width;
     int height;
@@ -43,7 +44,7 @@ struct Picture {
     Picture(int width_, int height_);
 };
 
-/// Renders what a camera in motion sees of the world in a frame, each row at its own time.
+/// Renders a frame of a camera in motion, each row at its own time.
 Picture renderFrame(const World& world, const CameraModel& camera, const CameraMotion& motion,
                     double frameTime);
 

@@ -7,16 +7,17 @@
 
 namespace framehold::simulation {
 
-/// The orientation of a simulated camera at any time.
+/// Orientation of a simulated camera over time.
 class CameraMotion {
 public:
     virtual ~CameraMotion() = default;
 
-    /// Device to world; the world's z axis points up, and at rest the camera looks along +y.
+    /// Rotation from device to world at a time in seconds; the world's z axis points up.
     virtual Eigen::Quaterniond at(double t) const = 0;
 };
 
-/// Looking along world y, the picture's right is world x and its top is up.
+/// Orientation of a camera that looks along world y, with the picture's right along world x and its
+/// top up.
 inline Eigen::Quaterniond levelOrientation() {
     Eigen::Matrix3d axes;
     axes.col(0) = Eigen::Vector3d::UnitZ();   // device x: up in the picture
@@ -25,8 +26,7 @@ inline Eigen::Quaterniond levelOrientation() {
     return Eigen::Quaterniond(axes);
 }
 
-/// What a simulated camera does, on top of looking at the horizon with the picture's top up.
-/// Angles in degrees.
+/// Motion of a simulated camera about `levelOrientation`. Angles in degrees.
 struct PathSettings {
     double shake = 1.0;       // amplitude of the hand shake about all axes
     double pan = 20.0;        // how far pans turn to and fro; positive starts to the right
@@ -35,7 +35,7 @@ struct PathSettings {
     uint32_t seed = 1;        // of the shake
 };
 
-/// Made-up motion: hand shake made of sines of random phase with the slow sway of an arm and the
+/// Synthetic motion: hand shake as a sum of sines of random phase, from the sway of an arm to the
 /// tremor of a hand, and eased pans.
 class CameraPath final : public CameraMotion {
 public:
@@ -60,8 +60,8 @@ struct TimedRate {
     Eigen::Vector3d rate;
 };
 
-/// A camera that turns as a recorded gyroscope did, level at the first rate; before the first rate
-/// and after the last one it rests.
+/// Motion of a camera by recorded angular rates, level at the first rate; before the first rate and
+/// after the last one it rests.
 class RecordedMotion final : public CameraMotion {
 public:
     /// At least one rate, in order of time.
@@ -78,6 +78,7 @@ private:
     std::vector<Pose> poses_;
 };
 
+/// Errors and rate of simulated sensors.
 struct SensorSettings {
     double rate = 200.0;                                 // samples per second
     double rateNoise = 0.0;                              // rad/s, standard deviation
@@ -86,15 +87,15 @@ struct SensorSettings {
     Eigen::Vector3d rateBias = Eigen::Vector3d::Zero();  // rad/s, in device axes
 };
 
-/// A gyroscope and an accelerometer read at the same time, in device axes.
+/// Reading of a gyroscope and an accelerometer at the same time, in device axes.
 struct SensorReading {
     double time;              // seconds
     Eigen::Vector3d rate;     // rad/s: the mean over the time since the reading before
     Eigen::Vector3d gravity;  // m/s^2, pointing up
 };
 
-/// What the sensors of a phone that moves so read from `from` to `to`. Without noise and
-/// bias the rates, applied each from the reading before it to its own time, give the motion exactly.
+/// Readings of a phone's sensors in a motion, from `from` to `to` in seconds. Without noise and bias
+/// the rates, applied each from the reading before it to its own time, give the motion exactly.
 std::vector<SensorReading> readSensors(const CameraMotion& motion, const SensorSettings& settings,
                                        double from, double to);
 

@@ -37,8 +37,7 @@ double noise(double x, double y) {
                mix(hash(cx, cy + 1), hash(cx + 1, cy + 1), tx), ty);
 }
 
-/// How much of a footprint around a point lies on the positive side of an edge that is
-/// `distance` away.
+/// Share of a footprint around a point that lies on the positive side of an edge at `distance`.
 double coverage(double distance, double footprint) {
     return std::clamp(distance / footprint + 0.5, 0.0, 1.0);
 }

@@ -6,19 +6,19 @@
 
 namespace framehold::simulation {
 
-/// A colour, each component 0 to 1 (chroma -0.5 to 0.5).
+/// Colour: luma 0 to 1, chroma -0.5 to 0.5.
 struct Colour {
     double luma;
     double cb;
     double cr;
 };
 
-/// What a camera sees in every direction, infinitely far away.
+/// Scene that a camera sees, infinitely far away.
 class World {
 public:
     virtual ~World() = default;
 
-    /// The colour in a direction (world coordinates, z up, any length) at a time, averaged over
+    /// Colour in a direction (world coordinates, z up, any length) at a time, averaged over
     /// about `footprint` radians.
     virtual Colour look(const Eigen::Vector3d& direction, double footprint, double time) const = 0;
 };
@@ -29,11 +29,11 @@ public:
     Colour look(const Eigen::Vector3d& direction, double footprint, double time) const override;
 };
 
-/// A world with things that move on their own before it, each at a speed of its own, in lanes one
-/// above the other.
+/// World with objects that move before it, in lanes one above the other, each lane at a speed of its
+/// own.
 class Traffic final : public World {
 public:
-    /// share: of the picture that the moving things cover on average, 0 to 0.5.
+    /// behind: borrowed. share: of the picture that the objects cover on average, 0 to 0.5.
     Traffic(const World& behind, double share, uint32_t seed)
         : behind_(behind), share_(share), seed_(seed) {}
 
