@@ -1,10 +1,9 @@
 #include "calibration/calibration.h"
 
-#include "calibration/axis_search.h"
+#include "calibration/axis_hypotheses.h"
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -33,20 +32,12 @@ constexpr double kUsualDrift = 5e-4;
 // The comparison of axes alone finds the offset about as well.
 constexpr double kDoubtfulOffset = 0.01;  // seconds
 
-constexpr double kLeastExplained = 0.3;  // of the shake, for the log to be the clip's
-
-/// A mapping with the first guesses of all clips.
-struct Hypothesis {
-    AxisMapping axes;
-    std::vector<AxisGuess> guesses;
-    double evidence = 0.0;
+/// Axes with the quick fit of a camera.
+struct Candidate {
+    AxisHypothesis hypothesis;
     CameraFit fit;
 
-    double explainedVariance() const {
-        double sum = 0.0;
-        for (const AxisGuess& guess : guesses) sum += 1.0 - guess.unexplainedVariance;
-        return sum / static_cast<double>(guesses.size());
-    }
+    const AxisMapping& axes() const { return hypothesis.axes; }
 };
 
 /// floor: smallest deviation that is possible; limit: largest one that counts as well determined.
@@ -85,22 +76,22 @@ public:
     }
 
     Calibration run() {
-        std::vector<Hypothesis> hypotheses = candidates();
-        for (Hypothesis& h : hypotheses) h.fit = fit(h.axes, startOf(h), kQuick);
-        const size_t best = choose(hypotheses);
-        const Hypothesis& chosen = hypotheses[best];
-        CameraFit found = fit(chosen.axes, refined(chosen, true), {});
+        std::vector<Candidate> candidates = findCandidates();
+        for (Candidate& c : candidates) c.fit = fit(c.axes(), startOf(c.hypothesis), kQuick);
+        const size_t best = choose(candidates);
+        const Candidate& chosen = candidates[best];
+        CameraFit found = fit(chosen.axes(), refined(chosen, true), {});
         if (!drifts(found)) {
             const CameraEstimate drifting = found.camera;
-            found = fit(chosen.axes, refined(chosen, false), {});
+            found = fit(chosen.axes(), refined(chosen, false), {});
             for (size_t i = 0; i < clips_.size(); ++i) {
                 found.camera.clocks[i].drift = {0.0, drifting.clocks[i].drift.deviation};
             }
         }
         Calibration result = resultOf(found);
-        result.axes = chosen.axes;
-        result.explainedVariance = chosen.explainedVariance();
-        judgeAxes(hypotheses, best, result);
+        result.axes = chosen.axes();
+        result.explainedVariance = chosen.hypothesis.explainedVariance();
+        judgeAxes(candidates, best, result);
         if (!result.focal.isUsable() || result.axesConfidence == Confidence::kUnobservable)
             lowerConfidence(result);
         return result;
@@ -124,82 +115,23 @@ private:
         return fitCamera(fitClips, start, settings, onRound_);
     }
 
-    /// The mappings to look at closely, most likely first.
-    std::vector<Hypothesis> candidates() const {
+    /// The axes to fit a camera for, most likely first.
+    std::vector<Candidate> findCandidates() const {
         constexpr size_t kProper = 3;
         constexpr size_t kMirrored = 1;
-        std::vector<Hypothesis> all = searchAll();
-        std::vector<Hypothesis> chosen;
+        std::vector<Candidate> chosen;
         size_t proper = 0;
         size_t mirrored = 0;
-        for (Hypothesis& h : all) {
+        for (AxisHypothesis& h : findAxes(clips_, gyros_, settings_)) {
             size_t& count = h.axes.isProper() ? proper : mirrored;
-            if (count++ < (h.axes.isProper() ? kProper : kMirrored)) chosen.push_back(std::move(h));
+            if (count++ < (h.axes.isProper() ? kProper : kMirrored)) {
+                chosen.push_back({std::move(h), {}});
+            }
         }
         return chosen;
     }
 
-    std::vector<Hypothesis> searchAll() const {
-        std::vector<Hypothesis> all;
-        for (size_t i = 0; i < clips_.size(); ++i) {
-            const auto guesses = searchAxes(clips_[i].tracks, gyros_[i], whereToSearch(i));
-            if (i == 0) {
-                for (const AxisGuess& g : guesses) all.push_back({g.axes, {}, 0.0, {}});
-            }
-            for (Hypothesis& h : all) {
-                const auto same = std::find_if(guesses.begin(), guesses.end(), [&](const auto& g) {
-                    return g.axes.letters() == h.axes.letters();
-                });
-                if (same == guesses.end()) continue;
-                h.guesses.push_back(*same);
-                h.evidence += same->evidence;
-            }
-            const auto isPossible = [&](const Hypothesis& h) {
-                return h.guesses.size() == i + 1 &&
-                       (!settings_.axes || settings_.axes->letters() == h.axes.letters());
-            };
-            all.erase(std::remove_if(all.begin(), all.end(), std::not_fn(isPossible)), all.end());
-            requireFit(all, i);
-        }
-        std::sort(all.begin(), all.end(),
-                  [](const auto& a, const auto& b) { return a.evidence > b.evidence; });
-        return all;
-    }
-
-    void requireFit(const std::vector<Hypothesis>& all, size_t clip) const {
-        double explainedVariance = 0.0;
-        for (const Hypothesis& h : all) {
-            explainedVariance =
-                std::max(explainedVariance, 1.0 - h.guesses[clip].unexplainedVariance);
-        }
-        if (explainedVariance >= kLeastExplained) return;
-        const GyroPath& gyro = gyros_[clip];
-        const auto& times = clips_[clip].tracks.frameTimes;
-        throw std::runtime_error(
-            fmt::format("{}: its motion log explains {:.0f} % of how the picture shakes; "
-                        "either it is not the "
-                        "clip's, or their clocks differ by more than {:g} s (the log: {:.3f} s "
-                        "to {:.3f} s, "
-                        "the clip: {:.3f} s to {:.3f} s), or the clip hardly turns",
-                        clips_[clip].name, 100.0 * explainedVariance, settings_.range,
-                        gyro.firstTime(), gyro.lastTime(), times.empty() ? 0.0 : times.front(),
-                        times.empty() ? 0.0 : times.back()));
-    }
-
-    SearchWindow whereToSearch(size_t clip) const {
-        const double focal = settings_.focal.value_or(0.0);
-        if (settings_.timeOffset) return {*settings_.timeOffset + 0.015, 0.04, focal};
-        const auto& times = clips_[clip].tracks.frameTimes;
-        const GyroPath& gyro = gyros_[clip];
-        // Where the clocks have different beginnings, both are taken to begin together.
-        const bool overlaps = !times.empty() && std::min(times.back(), gyro.lastTime()) -
-                                                        std::max(times.front(), gyro.firstTime()) >
-                                                    0.5 * (times.back() - times.front());
-        const double centre = overlaps || times.empty() ? 0.0 : gyro.firstTime() - times.front();
-        return {centre, settings_.range, focal};
-    }
-
-    CameraEstimate startOf(const Hypothesis& h) const {
+    CameraEstimate startOf(const AxisHypothesis& h) const {
         CameraEstimate start;
         double logFocal = 0.0;
         for (const AxisGuess& guess : h.guesses) logFocal += std::log(guess.focal);
@@ -218,12 +150,12 @@ private:
     }
 
     /// The same from where the quick fit came to, with or without drift.
-    CameraEstimate refined(const Hypothesis& h, bool withDrift) const {
-        CameraEstimate start = startOf(h);
+    CameraEstimate refined(const Candidate& c, bool withDrift) const {
+        CameraEstimate start = startOf(c.hypothesis);
         const auto take = [](Estimate& to, const Estimate& found) { to.value = found.value; };
-        take(start.logFocal, h.fit.camera.logFocal);
+        take(start.logFocal, c.fit.camera.logFocal);
         for (size_t i = 0; i < start.clocks.size(); ++i) {
-            take(start.clocks[i].offset, h.fit.camera.clocks[i].offset);
+            take(start.clocks[i].offset, c.fit.camera.clocks[i].offset);
             if (!withDrift) start.clocks[i].drift = {0.0, 0.0};
         }
         return start;
@@ -239,37 +171,37 @@ private:
 
     /// Index of the mapping with the smallest reprojection error; of a mirrored one only if it is far
     /// better.
-    static size_t choose(const std::vector<Hypothesis>& hypotheses) {
+    static size_t choose(const std::vector<Candidate>& candidates) {
         constexpr double kMirroredHandicap = 1.2;
         constexpr double kTie = 1.02;  // within which the evidence decides
         const auto cost = [&](size_t i) {
-            return hypotheses[i].fit.reprojectionError *
-                   (hypotheses[i].axes.isProper() ? 1.0 : kMirroredHandicap);
+            return candidates[i].fit.reprojectionError *
+                   (candidates[i].axes().isProper() ? 1.0 : kMirroredHandicap);
         };
         size_t best = 0;
-        for (size_t i = 1; i < hypotheses.size(); ++i) {
+        for (size_t i = 1; i < candidates.size(); ++i) {
             if (cost(i) * kTie < cost(best)) best = i;
         }
         return best;
     }
 
-    void judgeAxes(const std::vector<Hypothesis>& hypotheses, size_t best,
+    void judgeAxes(const std::vector<Candidate>& candidates, size_t best,
                    Calibration& result) const {
         if (settings_.axes) {
             result.axesConfidence = Confidence::kGiven;
             return;
         }
-        const Hypothesis* next = nullptr;
-        for (size_t i = 0; i < hypotheses.size(); ++i) {
+        const Candidate* next = nullptr;
+        for (size_t i = 0; i < candidates.size(); ++i) {
             if (i == best) continue;
-            if (!next || hypotheses[i].fit.reprojectionError < next->fit.reprojectionError)
-                next = &hypotheses[i];
+            if (!next || candidates[i].fit.reprojectionError < next->fit.reprojectionError)
+                next = &candidates[i];
         }
         result.axesConfidence = Confidence::kWellDetermined;
         if (!next) return;
-        result.runnerUp = next->axes.letters();
+        result.runnerUp = next->axes().letters();
         result.runnerUpReprojectionError = next->fit.reprojectionError;
-        const double ratio = next->fit.reprojectionError / hypotheses[best].fit.reprojectionError;
+        const double ratio = next->fit.reprojectionError / candidates[best].fit.reprojectionError;
         if (ratio < 1.2) result.axesConfidence = Confidence::kWeak;
         if (ratio < 1.02) result.axesConfidence = Confidence::kUnobservable;
     }

@@ -1,0 +1,84 @@
+#include "calibration/axis_hypotheses.h"
+
+#include <algorithm>
+#include <functional>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+constexpr double kLeastExplained = 0.3;  // of the shake, for the log to be the clip's
+
+/// Where to search for the time offset of a clip.
+SearchWindow whereToSearch(const CalibrationClip& clip, const GyroPath& gyro,
+                           const CalibrationSettings& settings) {
+    const double focal = settings.focal.value_or(0.0);
+    if (settings.timeOffset) return {*settings.timeOffset + 0.015, 0.04, focal};
+    const auto& times = clip.tracks.frameTimes;
+    // Where the clocks have different beginnings, both are taken to begin together.
+    const bool overlaps = !times.empty() && std::min(times.back(), gyro.lastTime()) -
+                                                    std::max(times.front(), gyro.firstTime()) >
+                                                0.5 * (times.back() - times.front());
+    const double centre = overlaps || times.empty() ? 0.0 : gyro.firstTime() - times.front();
+    return {centre, settings.range, focal};
+}
+
+/// Throws if none of the hypotheses explains the last clip that they have a guess for.
+void requireFit(const std::vector<AxisHypothesis>& all, const CalibrationClip& clip,
+                const GyroPath& gyro, double range) {
+    double explainedVariance = 0.0;
+    for (const AxisHypothesis& h : all) {
+        explainedVariance = std::max(explainedVariance, 1.0 - h.guesses.back().unexplainedVariance);
+    }
+    if (explainedVariance >= kLeastExplained) return;
+    const auto& times = clip.tracks.frameTimes;
+    throw std::runtime_error(
+        fmt::format("{}: its motion log explains {:.0f} % of how the picture shakes; either it is "
+                    "not the clip's, or their clocks differ by more than {:g} s (the log: {:.3f} s "
+                    "to {:.3f} s, the clip: {:.3f} s to {:.3f} s), or the clip hardly turns",
+                    clip.name, 100.0 * explainedVariance, range, gyro.firstTime(), gyro.lastTime(),
+                    times.empty() ? 0.0 : times.front(), times.empty() ? 0.0 : times.back()));
+}
+
+}  // namespace
+
+double AxisHypothesis::explainedVariance() const {
+    double sum = 0.0;
+    for (const AxisGuess& guess : guesses) sum += 1.0 - guess.unexplainedVariance;
+    return sum / static_cast<double>(guesses.size());
+}
+
+std::vector<AxisHypothesis> findAxes(const std::vector<CalibrationClip>& clips,
+                                     const std::vector<GyroPath>& gyros,
+                                     const CalibrationSettings& settings) {
+    std::vector<AxisHypothesis> all;
+    for (size_t i = 0; i < clips.size(); ++i) {
+        const auto guesses =
+            searchAxes(clips[i].tracks, gyros[i], whereToSearch(clips[i], gyros[i], settings));
+        if (i == 0) {
+            for (const AxisGuess& g : guesses) all.push_back({g.axes, {}, 0.0});
+        }
+        for (AxisHypothesis& h : all) {
+            const auto same = std::find_if(guesses.begin(), guesses.end(), [&](const auto& g) {
+                return g.axes.letters() == h.axes.letters();
+            });
+            if (same == guesses.end()) continue;
+            h.guesses.push_back(*same);
+            h.evidence += same->evidence;
+        }
+        const auto isPossible = [&](const AxisHypothesis& h) {
+            return h.guesses.size() == i + 1 &&
+                   (!settings.axes || settings.axes->letters() == h.axes.letters());
+        };
+        all.erase(std::remove_if(all.begin(), all.end(), std::not_fn(isPossible)), all.end());
+        requireFit(all, clips[i], gyros[i], settings.range);
+    }
+    std::sort(all.begin(), all.end(),
+              [](const auto& a, const auto& b) { return a.evidence > b.evidence; });
+    return all;
+}
+
+}  // namespace framehold
