@@ -153,7 +153,7 @@ TEST(Inspection, MeasuresNoiseAndRest) {
     EXPECT_NEAR(s.gravity.medianLength, 9.81, 0.01);
 }
 
-TEST(AxisMapping, TellsMirrors) {
+TEST(AxisMapping, RecognizesMirrors) {
     for (const char* turned : {"XYZ", "YxZ", "YZX", "zXy"})
         EXPECT_TRUE(AxisMapping::fromLetters(turned).isProper()) << turned;
     for (const char* mirrored : {"XYz", "YXZ", "xyz", "ZYX"})
@@ -215,7 +215,7 @@ TEST(ClockSynchronization, FindsOffsetAndDriftWhateverTheAxes) {
     EXPECT_FALSE(synchronizeClocks(shortClip.times, shortClip.motions, longShake(), 0.0, 1.0));
 }
 
-TEST(VideoInspection, SaysWhatTheClocksDo) {
+TEST(VideoInspection, ReportsOffsetAndDriftOfTheClocks) {
     VideoInspection v;
     v.frames = stampStatistics({0.0, 1.0, 2.0, 10.0 * 2.0}, 0);
     v.motion = stampStatistics({500.0, 530.0}, 0);

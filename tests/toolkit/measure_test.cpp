@@ -228,7 +228,7 @@ TEST_F(MadeUpClip, WobbleIsWhatRowsDoBeyondThePicture) {
     EXPECT_GT(measure(film("rolling.mp4", camera_, CameraPath(pathOf(1.0, 0.0)))).wobble, 0.2);
 }
 
-TEST_F(MadeUpClip, ShownShareIsOfTheOriginalsArea) {
+TEST_F(MadeUpClip, CroppingRatioIsOfTheOriginalsArea) {
     const CameraPath path(pathOf(0.3, 0.0));
     const std::string original = film("original.mp4", camera_, path, 24);
     CameraModel closer = camera_;

@@ -173,7 +173,7 @@ TEST(MotionLogs, FilesOfOneSensor) {
     const TemporaryFolder folder;
     const std::string gyro = readFile(kData + "three-files/walk_gyro.csv");
     const std::string accel = readFile(kData + "three-files/walk_accel.csv");
-    // Names that say nothing: told by the values, and the only one that fits is taken.
+    // Names that say nothing: found by the values, and the only one that fits is taken.
     const std::string first = folder.write("a.csv", gyro);
     EXPECT_TRUE(readMotionLog(first).gravity.empty());
     folder.write("notes.csv", "not a log\n");

@@ -101,7 +101,7 @@ ReportContent makeContent() {
     return content;
 }
 
-TEST(PageData, TellsFramesWithoutOrientationAndOnePixelSize) {
+TEST(PageData, HasFramesWithoutOrientationAndOnePixelSize) {
     const auto data = pageData(makeContent());
     EXPECT_EQ(data["run"]["without"].dump(), "[[1,2]]");
     EXPECT_EQ(data["run"]["margin"].dump(), "[25.0,null,null,75.0]");

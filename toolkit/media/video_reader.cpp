@@ -134,11 +134,12 @@ void VideoReader::convert() {
     }
     repeatOddEdges(*converted_, content_.width, content_.height);
     isInterlaced_ = isInterlaced_ || decoded_->interlaced_frame != 0;
-    converted_->pts = timestamp();
+    converted_->pts = takeTimestamp();
     converted_->pkt_duration = decoded_->pkt_duration;
 }
 
-int64_t VideoReader::timestamp() {
+/// Timestamp of the decoded frame; where it has none the expected one, and the frame is counted.
+int64_t VideoReader::takeTimestamp() {
     int64_t pts = decoded_->best_effort_timestamp;
     if (pts == AV_NOPTS_VALUE) {
         pts = nextPts_;

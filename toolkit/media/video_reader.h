@@ -80,7 +80,7 @@ private:
     void feedDecoder();
     void sendPacket();
     void convert();
-    int64_t timestamp();
+    int64_t takeTimestamp();
 
     std::string name_;  // of the source, for messages
     AvInput format_;

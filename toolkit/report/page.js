@@ -95,7 +95,7 @@
   }
 
   // One plot: `lines` are [name, CSS variable of the colour, values], over `time` in seconds; `range`
-  // is uPlot's. The caption tells names, and values under the pointer.
+  // is uPlot's. The caption shows names, and values under the pointer.
   function addPlot(section, { title, unit, time, lines, digits, range, shaded, group }) {
     const figure = element("figure");
     const caption = element("figcaption");

@@ -49,7 +49,8 @@ void place(const std::string& name, Stream& stream, MotionLog& log) {
     if (stream.kind != SensorKind::kRate && stream.unit == 0.0) applyLikelyGravityUnit(log);
 }
 
-std::string columnsSaid(const ColumnLine& line, const std::vector<Stream>& streams) {
+/// List of the columns that are read, for the user.
+std::string describeColumns(const ColumnLine& line, const std::vector<Stream>& streams) {
     std::string text = fmt::format("the columns {}", line.names[streams[0].time]);
     for (const Stream& stream : streams) {
         for (const size_t axis : stream.axes) text += ", " + line.names[axis];
@@ -73,7 +74,7 @@ MotionLog parseSensorCsv(const std::string& name, std::string_view content) {
     }
     MotionLog log;
     log.format = "sensor CSV";
-    log.detectedBy = columnsSaid(columns, streams);
+    log.detectedBy = describeColumns(columns, streams);
     std::vector<RowReading> readings;
     for (Stream& s : streams) {
         const auto orOne = [](double unit) { return unit == 0.0 ? 1.0 : unit; };
