@@ -4,9 +4,9 @@
 
 namespace framehold {
 
-/// High-pass filter: a signal less its slow part. That is, at each time t0, the value of the
-/// parabola that fits the signal around it best (local quadratic regression), samples weighted by
-/// exp(-(t - t0)^2 / (2 s^2)) with s = 0.354 / cutoff. Away from the ends a sine of frequency f
+/// High-pass filter: a signal less its slow part. The slow part at a time t0 is the value there of
+/// the parabola that fits the signal around it best (local quadratic regression), samples weighted
+/// by exp(-(t - t0)^2 / (2 s^2)) with s = 0.354 / cutoff. Away from the ends a sine of frequency f
 /// keeps the share 1 - exp(-u) (1 + u), u = 2 (pi s f)^2, of its amplitude: 71 % at the cut-off,
 /// 99 % at 1.6 times that, 6 % at 0.4 times. Signals of constant slope or curvature give 0, at
 /// the ends, too. Times need not be evenly spaced.
