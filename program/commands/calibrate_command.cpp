@@ -33,12 +33,8 @@ struct CalibrateOptions {
 
 /// The log that lies beside a video, else the video itself.
 std::string motionOf(const std::string& video) {
-    StabilizeOptions beside;
-    beside.video = video;
-    findMotion(beside);
-    if (!beside.motion.empty()) return beside.motion;
-    if (beside.clip.empty()) return video;
-    return readClipMetadata(beside.clip).motionLog.value_or(video);
+    const ClipFiles files = findClipFiles({video, "", ""}).files;
+    return files.motion.empty() ? video : files.motion;
 }
 
 std::vector<CalibrationSource> sourcesOf(const CalibrateOptions& options) {

@@ -28,25 +28,13 @@ struct InspectOptions {
     bool quiet = false;
 };
 
-MotionLog readLogOf(const InspectOptions& o, const ClipMetadata& metadata, bool isVideo) {
-    if (!isVideo) return readMotionLog(o.file);
-    const std::string named = !o.motion.empty() ? o.motion : metadata.motionLog.value_or("");
-    if (!named.empty()) return readMotionLog(named);
-    if (auto log = readVideoTelemetry(o.file)) return *std::move(log);
-    throw std::runtime_error(o.file +
+MotionLog readLogOf(const ClipFiles& files, bool isVideo) {
+    if (!isVideo) return readMotionLog(files.video);
+    if (!files.motion.empty()) return readMotionLog(files.motion);
+    if (auto log = readVideoTelemetry(files.video)) return *std::move(log);
+    throw std::runtime_error(files.video +
                              ": holds no motion telemetry (no GPMF or CAMM track); give its log "
                              "with --motion or --clip");
-}
-
-/// Takes clip.json and log from beside the video where they are not given, as stabilizing does.
-void findBeside(InspectOptions& o) {
-    StabilizeOptions beside;
-    beside.video = o.file;
-    beside.motion = o.motion;
-    beside.clip = o.clip;
-    findMotion(beside);
-    o.motion = beside.motion;
-    o.clip = beside.clip;
 }
 
 VideoInspection inspectVideoOf(const InspectOptions& o, const ClipMetadata& metadata,
@@ -58,17 +46,18 @@ VideoInspection inspectVideoOf(const InspectOptions& o, const ClipMetadata& meta
     });
 }
 
-void inspect(InspectOptions o) {
+void inspect(const InspectOptions& o) {
     const bool isVideo = isVideoFile(o.file);
     if (!isVideo && (!o.motion.empty() || !o.clip.empty())) {
         throw std::runtime_error(o.file + ": is not a video; --motion and --clip go with a video");
     }
-    if (isVideo) findBeside(o);
-    ClipMetadata metadata = o.clip.empty() ? ClipMetadata() : readClipMetadata(o.clip);
+    FoundClip clip{{o.file, "", ""}, {}};
+    if (isVideo) clip = findClipFiles({o.file, o.clip, o.motion});
+    ClipMetadata& metadata = clip.metadata;
     if (o.timeOffset) metadata.timeOffset = o.timeOffset;
     if (o.readoutTime) metadata.readoutTime = o.readoutTime;
     Inspection result;
-    result.log = readLogOf(o, metadata, isVideo);
+    result.log = readLogOf(clip.files, isVideo);
     result.statistics = logStatistics(result.log);
     result.findings = findingsOf(result.log, result.statistics);
     if (isVideo) {

@@ -1,7 +1,5 @@
 #include "stabilize/clip_files.h"
 
-#include "motion/clip_metadata.h"
-
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -74,14 +72,25 @@ std::string filledIn(const std::string& pattern, const fs::path& video) {
 }
 
 /// Whether the clip.json in the video's folder is this video's.
-bool isMetadataOf(const fs::path& metadata, const fs::path& video) {
-    if (!fs::exists(metadata)) return false;
-    const std::optional<std::string> named = readClipMetadata(metadata.string()).video;
-    if (named) return *named == video.filename();
-    const auto files = fs::directory_iterator(metadata.parent_path());
+bool isMetadataOf(const ClipMetadata& metadata, const fs::path& video) {
+    if (metadata.video) return *metadata.video == video.filename();
+    const auto files = fs::directory_iterator(video.parent_path());
     return std::count_if(begin(files), end(files), [](const fs::directory_entry& file) {
                return isVideo(file.path()) && !isEarlierResult(file.path());
            }) == 1;
+}
+
+void findMetadata(FoundClip& clip) {
+    const fs::path video(clip.files.video);
+    const fs::path own = fs::path(video).replace_extension(".json");
+    const fs::path shared = video.parent_path() / "clip.json";
+    const bool hasOwn = fs::exists(own);
+    if (!hasOwn && !fs::exists(shared)) return;
+    const std::string path = (hasOwn ? own : shared).string();
+    ClipMetadata metadata = readClipMetadata(path);
+    if (!hasOwn && !isMetadataOf(metadata, video)) return;
+    clip.files.metadata = path;
+    clip.metadata = std::move(metadata);
 }
 
 }  // namespace
@@ -116,25 +125,19 @@ bool namesEach(const std::string& pattern) {
     return pattern.empty() || hasField(pattern) || isFolder(pattern);
 }
 
-void findMotion(StabilizeOptions& options) {
-    if (options.video == "-" || !options.clip.empty()) return;
-    const fs::path video(options.video);
-    const auto beside = [&](const char* extension) {
-        return fs::path(video).replace_extension(extension);
-    };
-    const fs::path common = video.parent_path() / "clip.json";
-    if (fs::exists(beside(".json"))) {
-        options.clip = beside(".json").string();
-    } else if (isMetadataOf(common, video)) {
-        options.clip = common.string();
-    }
-    const bool isNamed = !options.clip.empty() && readClipMetadata(options.clip).motionLog;
-    if (!options.motion.empty() || isNamed) return;
+FoundClip findClipFiles(const ClipFiles& named) {
+    FoundClip clip{named, {}};
+    const bool looksBeside = named.metadata.empty() && named.video != "-";
+    if (!named.metadata.empty()) clip.metadata = readClipMetadata(named.metadata);
+    if (looksBeside) findMetadata(clip);
+    std::string& motion = clip.files.motion;
+    if (motion.empty()) motion = clip.metadata.motionLog.value_or("");
     for (const char* extension : {".gcsv", ".csv", ".txt", ".log"}) {
-        if (!fs::exists(beside(extension))) continue;
-        options.motion = beside(extension).string();
-        return;
+        if (!motion.empty() || !looksBeside) break;
+        const fs::path log = fs::path(named.video).replace_extension(extension);
+        if (fs::exists(log)) motion = log.string();
     }
+    return clip;
 }
 
 }  // namespace framehold

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "stabilize/stabilize_options.h"
+#include "motion/clip_metadata.h"
 
 #include <string>
 #include <vector>
@@ -27,9 +27,22 @@ std::string nameFor(const std::string& pattern, const std::string& video,
 /// Whether a pattern gives videos of different names different results.
 bool namesEach(const std::string& pattern);
 
-/// Looks beside the video for what is not given: metadata in a .json file of the video's name or in a
-/// clip.json that is the video's; and, if these name none, a motion log of the video's name.
-/// Throws FileError for metadata that cannot be read.
-void findMotion(StabilizeOptions& options);
+/// The files of one clip; empty: not named, or not there.
+struct ClipFiles {
+    std::string video;     // "-" for standard input
+    std::string metadata;  // clip.json
+    std::string motion;    // log
+};
+
+/// A clip's files and what its clip.json says: that names other files, so it is read to find them.
+struct FoundClip {
+    ClipFiles files;
+    ClipMetadata metadata;
+};
+
+/// Reads the clip.json that is named. If none is, looks beside the video: for metadata in a .json
+/// file of the video's name or in a clip.json that is the video's; and, if these name no motion
+/// log, for one of the video's name. Throws FileError for metadata that cannot be read.
+FoundClip findClipFiles(const ClipFiles& named);
 
 }  // namespace framehold

@@ -62,7 +62,9 @@ private:
         display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
                               !clip.report.empty();
         try {
-            findMotion(clip);
+            const ClipFiles files = findClipFiles({clip.video, clip.clip, clip.motion}).files;
+            clip.clip = files.metadata;
+            clip.motion = files.motion;
             stabilizeClip(clip, display, result.record);
             result.end = End::kDone;
         } catch (const Interrupted& error) {

@@ -42,11 +42,11 @@ TEST(ClipFiles, FoldersGiveTheirVideos) {
 }
 
 TEST(ClipFiles, MetadataAndLogAreFoundBesideTheVideo) {
-    const auto found = [](const TemporaryFolder& folder, StabilizeOptions options = {}) {
-        options.video = folder.write("walk.mp4", "");
-        findMotion(options);
+    const auto found = [](const TemporaryFolder& folder, ClipFiles named = {}) {
+        named.video = folder.write("walk.mp4", "");
+        const ClipFiles files = findClipFiles(named).files;
         const auto name = [](const std::string& path) { return path.substr(path.rfind('/') + 1); };
-        return name(options.clip) + " " + name(options.motion);
+        return name(files.metadata) + " " + name(files.motion);
     };
     const TemporaryFolder folder;
     EXPECT_EQ(found(folder), " ");
@@ -59,14 +59,16 @@ TEST(ClipFiles, MetadataAndLogAreFoundBesideTheVideo) {
     folder.write("other.mp4", "");
     EXPECT_EQ(found(folder), " walk.gcsv") << "clip.json could be either video's";
     folder.write("clip.json", R"({"video": "walk.mp4", "imu": {"file": "imu.gcsv"}})");
-    EXPECT_EQ(found(folder), "clip.json ");
+    EXPECT_EQ(found(folder), "clip.json imu.gcsv");
     folder.write("clip.json", R"({"video": "other.mp4"})");
     EXPECT_EQ(found(folder), " walk.gcsv");
     folder.write("walk.json", "{}");
     EXPECT_EQ(found(folder), "walk.json walk.gcsv");
-    StabilizeOptions given;
-    given.motion = "mine.csv";
-    EXPECT_EQ(found(folder, given), "walk.json mine.csv");
+    EXPECT_EQ(found(folder, {"", "", "mine.csv"}), "walk.json mine.csv");
+    const std::string other = folder.write("other.json", R"({"imu": {"file": "imu.gcsv"}})");
+    EXPECT_EQ(found(folder, {"", other, ""}), "other.json imu.gcsv");
+    EXPECT_EQ(found(folder, {"", folder.write("other.json", "{}"), ""}), "other.json ")
+        << "a log beside the video is not that of metadata from elsewhere";
 }
 
 /// Renders the picture's columns as levels, so that the output tells where its centre is taken
