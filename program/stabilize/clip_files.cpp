@@ -74,7 +74,7 @@ std::string filledIn(const std::string& pattern, const fs::path& video) {
 /// Whether the clip.json in the video's folder is this video's.
 bool isMetadataOf(const ClipMetadata& metadata, const fs::path& video) {
     if (metadata.video) return *metadata.video == video.filename();
-    const auto files = fs::directory_iterator(video.parent_path());
+    const auto files = fs::directory_iterator(fs::absolute(video).parent_path());
     return std::count_if(begin(files), end(files), [](const fs::directory_entry& file) {
                return isVideo(file.path()) && !isEarlierResult(file.path());
            }) == 1;

@@ -51,6 +51,10 @@ expect 2 "--json" stabilize clip1 -o - --json
 mkdir empty
 expect 1 "empty: holds no videos" stabilize empty
 expect 1 "is the input itself" stabilize clip1/clip.mp4 -o clip1/../clip1/clip.mp4
+# The folder's only video is that of its clip.json, in the current folder as well.
+cp -r sim here && mv here/clip.mp4 here/walk.mp4 && sed -i '/"video"/d' here/clip.json
+(cd here && expect 0 "focal length 300.0 pixels (clip.json)" stabilize walk.mp4; exit $failures) ||
+    fail "a clip.json in the current folder"
 expect 1 "standard input: is not YUV4MPEG2" stabilize - --clip $metadata -o pipe.mp4
 
 # A pipe gives the frames that a file gives.
