@@ -1,10 +1,10 @@
 #include "calibrate/calibrate_clip.h"
 #include "calibrate/calibration_texts.h"
 #include "cli/options.h"
+#include "clip/clip_inputs.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
 #include "common/output_file.h"
-#include "stabilize/clip_files.h"
 
 #include <filesystem>
 #include <memory>

@@ -1,11 +1,11 @@
 #include "cli/options.h"
+#include "clip/clip_inputs.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "inspect/inspection.h"
 #include "media/video_reader.h"
 #include "motion/motion_log_reader.h"
-#include "stabilize/clip_files.h"
 
 #include <memory>
 #include <optional>

@@ -1,7 +1,7 @@
 #include "stabilize/batch_plan.h"
 
+#include "clip/clip_inputs.h"
 #include "report/report_page.h"
-#include "stabilize/clip_files.h"
 
 #include <filesystem>
 #include <map>

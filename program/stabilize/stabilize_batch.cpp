@@ -1,7 +1,7 @@
 #include "stabilize/stabilize_batch.h"
 
+#include "clip/clip_inputs.h"
 #include "common/interruption.h"
-#include "stabilize/clip_files.h"
 #include "stabilize/run_summary.h"
 #include "stabilize/stabilize_clip.h"
 

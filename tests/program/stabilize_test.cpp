@@ -1,5 +1,5 @@
 // Which files `framehold stabilize` takes and makes, and what it says of the camera's path.
-#include "stabilize/clip_files.h"
+#include "clip/clip_inputs.h"
 #include "stabilize/path_observer.h"
 #include "support/temporary_folder.h"
 #include "support/test_support.h"

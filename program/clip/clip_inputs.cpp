@@ -1,4 +1,4 @@
-#include "stabilize/clip_files.h"
+#include "clip/clip_inputs.h"
 
 #include <algorithm>
 #include <cctype>
