@@ -1,5 +1,7 @@
 #include "clip/clip_inputs.h"
 
+#include "motion/motion_log_reader.h"
+
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -138,6 +140,18 @@ FoundClip findClipFiles(const ClipFiles& named) {
         if (fs::exists(log)) motion = log.string();
     }
     return clip;
+}
+
+ClipInputs loadClipInputs(const FoundClip& clip, const VideoReader& video) {
+    ClipInputs inputs{clip.files, {}, clip.metadata, {}};
+    inputs.video = {video.width(), video.height(), video.framesPerSecond(), video.expectedFrames()};
+    if (!clip.files.motion.empty()) {
+        inputs.log = readMotionLog(clip.files.motion);
+    } else if (clip.files.video != "-") {
+        inputs.log = readVideoTelemetry(clip.files.video);
+        if (inputs.log) inputs.files.motion = clip.files.video;
+    }
+    return inputs;
 }
 
 }  // namespace framehold

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "media/video_reader.h"
 #include "motion/clip_metadata.h"
+#include "motion/motion_log.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,5 +48,24 @@ struct FoundClip {
 /// file of the video's name or in a clip.json that is the video's; and, if these name no motion
 /// log, for one of the video's name. Throws FileError for metadata that cannot be read.
 FoundClip findClipFiles(const ClipFiles& named);
+
+/// Properties of a video that settings depend on.
+struct VideoProperties {
+    int width = 0;  // pixels of the frames that are read, which are even
+    int height = 0;
+    double framesPerSecond = 0.0;
+    int64_t expectedFrames = 0;  // 0: not known
+};
+
+/// All that is known of a clip before its pictures are looked at, every file read once.
+struct ClipInputs {
+    ClipFiles files;
+    VideoProperties video;
+    ClipMetadata metadata;
+    std::optional<MotionLog> log;  // in `files.motion`, which is the video where it has telemetry
+};
+
+/// Throws FileError for a log that cannot be read.
+ClipInputs loadClipInputs(const FoundClip& clip, const VideoReader& video);
 
 }  // namespace framehold

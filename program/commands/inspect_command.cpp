@@ -28,19 +28,20 @@ struct InspectOptions {
     bool quiet = false;
 };
 
-MotionLog readLogOf(const ClipFiles& files, bool isVideo) {
-    if (!isVideo) return readMotionLog(files.video);
-    if (!files.motion.empty()) return readMotionLog(files.motion);
-    if (auto log = readVideoTelemetry(files.video)) return *std::move(log);
-    throw std::runtime_error(files.video +
+ClipInputs loadClip(const InspectOptions& o) {
+    ClipInputs inputs =
+        loadClipInputs(findClipFiles({o.file, o.clip, o.motion}), VideoReader(o.file));
+    if (o.timeOffset) inputs.metadata.timeOffset = o.timeOffset;
+    if (o.readoutTime) inputs.metadata.readoutTime = o.readoutTime;
+    if (inputs.log) return inputs;
+    throw std::runtime_error(o.file +
                              ": holds no motion telemetry (no GPMF or CAMM track); give its log "
                              "with --motion or --clip");
 }
 
-VideoInspection inspectVideoOf(const InspectOptions& o, const ClipMetadata& metadata,
-                               const MotionLog& log) {
-    Progress progress("tracking", VideoReader(o.file).expectedFrames(), !o.quiet);
-    return inspectVideo(o.file, metadata, log, [&progress] {
+VideoInspection inspectVideoOf(const ClipInputs& clip, bool showsProgress) {
+    Progress progress("tracking", clip.video.expectedFrames, showsProgress);
+    return inspectVideo(clip.files.video, clip.metadata, *clip.log, [&progress] {
         throwIfInterrupted();
         progress.advance();
     });
@@ -51,17 +52,18 @@ void inspect(const InspectOptions& o) {
     if (!isVideo && (!o.motion.empty() || !o.clip.empty())) {
         throw std::runtime_error(o.file + ": is not a video; --motion and --clip go with a video");
     }
-    FoundClip clip{{o.file, "", ""}, {}};
-    if (isVideo) clip = findClipFiles({o.file, o.clip, o.motion});
-    ClipMetadata& metadata = clip.metadata;
-    if (o.timeOffset) metadata.timeOffset = o.timeOffset;
-    if (o.readoutTime) metadata.readoutTime = o.readoutTime;
+    ClipInputs clip;
+    if (isVideo) {
+        clip = loadClip(o);
+    } else {
+        clip.log = readMotionLog(o.file);
+    }
     Inspection result;
-    result.log = readLogOf(clip.files, isVideo);
+    result.log = *clip.log;
     result.statistics = logStatistics(result.log);
     result.findings = findingsOf(result.log, result.statistics);
     if (isVideo) {
-        result.video = inspectVideoOf(o, metadata, result.log);
+        result.video = inspectVideoOf(clip, !o.quiet);
         for (const LogFinding& finding : findingsOf(*result.video))
             result.findings.push_back(finding);
         sortFindings(result.findings);
