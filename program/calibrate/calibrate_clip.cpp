@@ -3,8 +3,6 @@
 #include "common/angles.h"
 #include "common/interruption.h"
 #include "common/progress.h"
-#include "media/video_reader.h"
-#include "motion/motion_log_reader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,16 +18,26 @@ constexpr double kSecondsForRun = 20.0;  // that are looked at before a clip is 
 
 /// The focal length that options or metadata says, in pixels of the video.
 std::optional<double> knownFocal(const StabilizeOptions& options, const ClipMetadata& metadata,
-                                 const VideoReader& video) {
+                                 const VideoProperties& video) {
     if (options.focalLength) return options.focalLength;
     if (options.fieldOfView) {
-        double side = video.width();
-        if (options.fieldOfViewAcross == "height") side = video.height();
-        if (options.fieldOfViewAcross == "diagonal") side = std::hypot(side, video.height());
+        double side = video.width;
+        if (options.fieldOfViewAcross == "height") side = video.height;
+        if (options.fieldOfViewAcross == "diagonal") side = std::hypot(side, video.height);
         return side / 2.0 / std::tan(toRadians(*options.fieldOfView / 2.0));
     }
     if (!metadata.focalLength) return std::nullopt;
-    return *metadata.focalLength * (metadata.width ? double(video.width()) / *metadata.width : 1.0);
+    return *metadata.focalLength * (metadata.width ? double(video.width) / *metadata.width : 1.0);
+}
+
+/// Takes the frames' times from elsewhere; the clip may have fewer frames.
+void setFrameTimes(CalibrationClip& clip, const std::vector<double>& times) {
+    std::vector<double>& frameTimes = clip.tracks.frameTimes;
+    if (times.size() < frameTimes.size()) {
+        throw std::runtime_error(fmt::format("{}: its times are those of {} frames, it has more",
+                                             clip.name, times.size()));
+    }
+    std::copy_n(times.begin(), frameTimes.size(), frameTimes.begin());
 }
 
 template <class T>
@@ -39,34 +47,22 @@ std::optional<T> firstOf(const std::optional<T>& a, const std::optional<T>& b) {
 
 }  // namespace
 
-CalibrationClip loadClip(const CalibrationSource& source, double seconds, bool showProgress) {
-    CalibrationClip clip;
-    clip.name = source.video;
-    clip.rates = readMotionLog(source.motion).angularRates();
-
+CalibrationClip trackClip(const ClipInputs& clip, double seconds, bool showProgress) {
+    CalibrationClip tracked;
+    tracked.name = clip.files.video;
+    tracked.rates = clip.log->angularRates();
     TrackSettings settings;
-    int64_t expected = 0;
-    {
-        const VideoReader reader(source.video);
-        settings.maxFrames = static_cast<int>(std::ceil(seconds * reader.framesPerSecond()));
-        expected = std::min<int64_t>(reader.expectedFrames(), settings.maxFrames);
-    }
-    Progress progress("tracking " + source.video, expected, showProgress);
-    clip.tracks = trackFeatures(source.video, settings, [&progress] {
+    settings.maxFrames = static_cast<int>(std::ceil(seconds * clip.video.framesPerSecond));
+    Progress progress("tracking " + clip.files.video,
+                      std::min<int64_t>(clip.video.expectedFrames, settings.maxFrames),
+                      showProgress);
+    tracked.tracks = trackFeatures(clip.files.video, settings, [&progress] {
         throwIfInterrupted();
         progress.advance();
     });
-    if (!source.framesFile.empty()) setFrameTimes(clip, readFrameTimes(source.framesFile));
-    return clip;
-}
-
-void setFrameTimes(CalibrationClip& clip, const std::vector<double>& times) {
-    std::vector<double>& frameTimes = clip.tracks.frameTimes;
-    if (times.size() < frameTimes.size()) {
-        throw std::runtime_error(fmt::format("{}: its times are those of {} frames, it has more",
-                                             clip.name, times.size()));
-    }
-    std::copy_n(times.begin(), frameTimes.size(), frameTimes.begin());
+    const std::vector<double>& times = clip.metadata.frameTimes;
+    if (!times.empty()) setFrameTimes(tracked, times);
+    return tracked;
 }
 
 ClipMetadata metadataOf(const Calibration& calibration, size_t clip) {
@@ -87,24 +83,21 @@ ClipMetadata metadataOf(const Calibration& calibration, size_t clip) {
     return metadata;
 }
 
-ClipMetadata findUnknownMetadata(const StabilizeOptions& options, bool showProgress) {
-    if (options.video == "-") {
+ClipMetadata findUnknownMetadata(const StabilizeOptions& options, const ClipInputs& clip,
+                                 bool showProgress) {
+    if (clip.files.video == "-") {
         throw std::runtime_error("--auto: needs a file, standard input can be read only once");
     }
-    const ClipMetadata metadata =
-        options.clip.empty() ? ClipMetadata() : readClipMetadata(options.clip);
-    const std::string motion =
-        !options.motion.empty() ? options.motion : metadata.motionLog.value_or(options.video);
+    if (!clip.log) return {};
+    const ClipMetadata& metadata = clip.metadata;
     CalibrationSettings known;
-    known.focal = knownFocal(options, metadata, VideoReader(options.video));
+    known.focal = knownFocal(options, metadata, clip.video);
     known.readout = firstOf(options.readoutTime, metadata.readoutTime);
     known.timeOffset = firstOf(options.timeOffset, metadata.timeOffset);
     known.axes = metadata.axes;
     if (options.axes) known.axes = AxisMapping::fromLetters(*options.axes);
-    CalibrationClip clip = loadClip({options.video, motion, ""}, kSecondsForRun, showProgress);
-    if (!metadata.frameTimes.empty()) setFrameTimes(clip, metadata.frameTimes);
-
-    ClipMetadata found = metadataOf(calibrate({clip}, known, throwIfInterrupted), 0);
+    ClipMetadata found = metadataOf(
+        calibrate({trackClip(clip, kSecondsForRun, showProgress)}, known, throwIfInterrupted), 0);
     std::string missing;
     const auto name = [&missing](bool isKnown, const char* what) {
         if (!isKnown) missing += (missing.empty() ? "" : ", ") + std::string(what);
@@ -115,7 +108,7 @@ ClipMetadata findUnknownMetadata(const StabilizeOptions& options, bool showProgr
     name(found.axes.has_value(), "axes");
     if (!missing.empty()) {
         found.warnings.push_back(
-            fmt::format("{}: shakes too little to tell: {}", options.video, missing));
+            fmt::format("{}: shakes too little to tell: {}", clip.files.video, missing));
     }
     return found;
 }

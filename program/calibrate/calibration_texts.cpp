@@ -65,7 +65,7 @@ std::string relativeTo(const std::string& path, const std::string& file) {
 
 }  // namespace
 
-std::string tableOf(const Calibration& c, const std::vector<CalibrationSource>& sources) {
+std::string tableOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
     std::string text;
     text += rowOf("focal length", c.focal, 1.0, "px",
                   c.focal.isUsable() ? fmt::format("{:.1f} degrees across the width of {}",
@@ -73,7 +73,7 @@ std::string tableOf(const Calibration& c, const std::vector<CalibrationSource>& 
                                      : "the clip turns too little, or is no pinhole's");
     text += rowOf("readout", c.readout, kMillis, "ms");
     for (size_t i = 0; i < c.clocks.size(); ++i) {
-        const std::string clip = c.clocks.size() > 1 ? sources[i].video : "";
+        const std::string clip = c.clocks.size() > 1 ? clips[i].video : "";
         text += rowOf("time offset", c.clocks[i].offset, kMillis, "ms", clip);
         text += rowOf("clock drift", c.clocks[i].drift, kMillionths, "ppm", clip);
     }
@@ -92,7 +92,7 @@ std::string tableOf(const Calibration& c, const std::vector<CalibrationSource>& 
     return text;
 }
 
-ordered_json jsonOf(const Calibration& c, const std::vector<CalibrationSource>& sources) {
+ordered_json jsonOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
     ordered_json root;
     root["width"] = c.width;
     root["height"] = c.height;
@@ -104,8 +104,8 @@ ordered_json jsonOf(const Calibration& c, const std::vector<CalibrationSource>& 
                                      {"reprojection_error_px", c.runnerUpReprojectionError}};
     }
     for (size_t i = 0; i < c.clocks.size(); ++i) {
-        root["clips"].push_back({{"video", sources[i].video},
-                                 {"motion", sources[i].motion},
+        root["clips"].push_back({{"video", clips[i].video},
+                                 {"motion", clips[i].motion},
                                  {"time_offset_s", jsonOf(c.clocks[i].offset)},
                                  {"clock_drift", jsonOf(c.clocks[i].drift)}});
     }
@@ -116,12 +116,12 @@ ordered_json jsonOf(const Calibration& c, const std::vector<CalibrationSource>& 
     return root;
 }
 
-ordered_json presetOf(const Calibration& c, const std::vector<CalibrationSource>& sources,
+ordered_json presetOf(const Calibration& c, const std::vector<ClipFiles>& clips,
                       const std::string& path) {
     const ClipMetadata metadata = metadataOf(c, 0);
     const std::optional<double> offset = sharedOffset(c);
     ordered_json root;
-    if (sources.size() == 1) root["video"] = relativeTo(path, sources[0].video);
+    if (clips.size() == 1) root["video"] = relativeTo(path, clips[0].video);
     root["width"] = c.width;
     root["height"] = c.height;
     if (metadata.focalLength) root["focal_px"] = rounded(*metadata.focalLength, 100);
@@ -132,14 +132,13 @@ ordered_json presetOf(const Calibration& c, const std::vector<CalibrationSource>
             root["axes"][std::string("device_") + "xyz"[i]] = metadata.axes->term(i);
         }
     }
-    if (sources.size() > 1) return root;
+    if (clips.size() > 1) return root;
     if (metadata.clockDrift)
         root["clock_drift_ppm"] = rounded(kMillionths * *metadata.clockDrift, 10);
-    if (sources[0].motion != sources[0].video) {
-        root["imu"] = {{"file", relativeTo(path, sources[0].motion)}};
+    if (clips[0].motion != clips[0].video) {
+        root["imu"] = {{"file", relativeTo(path, clips[0].motion)}};
     }
-    root["frames_file"] =
-        sources[0].framesFile.empty() ? "" : relativeTo(path, sources[0].framesFile);
+    root["frames_file"] = clips[0].frames.empty() ? "" : relativeTo(path, clips[0].frames);
     return root;
 }
 

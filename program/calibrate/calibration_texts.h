@@ -11,16 +11,14 @@
 namespace framehold {
 
 /// What was found, for people.
-std::string tableOf(const Calibration& calibration, const std::vector<CalibrationSource>& sources);
+std::string tableOf(const Calibration& calibration, const std::vector<ClipFiles>& clips);
 
 /// The same with all numbers.
-nlohmann::ordered_json jsonOf(const Calibration& calibration,
-                              const std::vector<CalibrationSource>& sources);
+nlohmann::ordered_json jsonOf(const Calibration& calibration, const std::vector<ClipFiles>& clips);
 
 /// A clip.json to be written to `path`, with what can be used. Of several clips it says what they
 /// share: the time offset only if it is the same for all.
-nlohmann::ordered_json presetOf(const Calibration& calibration,
-                                const std::vector<CalibrationSource>& sources,
+nlohmann::ordered_json presetOf(const Calibration& calibration, const std::vector<ClipFiles>& clips,
                                 const std::string& path);
 
 /// C functions that fill in a ZPR_Param and put a sensor's values in device axes.

@@ -142,15 +142,19 @@ FoundClip findClipFiles(const ClipFiles& named) {
     return clip;
 }
 
-ClipInputs loadClipInputs(const FoundClip& clip, const VideoReader& video) {
-    ClipInputs inputs{clip.files, {}, clip.metadata, {}};
-    inputs.video = {video.width(), video.height(), video.framesPerSecond(), video.expectedFrames()};
+VideoProperties propertiesOf(const VideoReader& video) {
+    return {video.width(), video.height(), video.framesPerSecond(), video.expectedFrames()};
+}
+
+ClipInputs loadClipInputs(const FoundClip& clip, const VideoProperties& video) {
+    ClipInputs inputs{clip.files, video, clip.metadata, {}};
     if (!clip.files.motion.empty()) {
         inputs.log = readMotionLog(clip.files.motion);
     } else if (clip.files.video != "-") {
         inputs.log = readVideoTelemetry(clip.files.video);
         if (inputs.log) inputs.files.motion = clip.files.video;
     }
+    if (!clip.files.frames.empty()) inputs.metadata.frameTimes = readFrameTimes(clip.files.frames);
     return inputs;
 }
 

@@ -36,6 +36,7 @@ struct ClipFiles {
     std::string video;     // "-" for standard input
     std::string metadata;  // clip.json
     std::string motion;    // log
+    std::string frames;    // times of the frames in place of those that the metadata names
 };
 
 /// A clip's files and what its clip.json says: that names other files, so it is read to find them.
@@ -57,6 +58,8 @@ struct VideoProperties {
     int64_t expectedFrames = 0;  // 0: not known
 };
 
+VideoProperties propertiesOf(const VideoReader& video);
+
 /// All that is known of a clip before its pictures are looked at, every file read once.
 struct ClipInputs {
     ClipFiles files;
@@ -66,6 +69,6 @@ struct ClipInputs {
 };
 
 /// Throws FileError for a log that cannot be read.
-ClipInputs loadClipInputs(const FoundClip& clip, const VideoReader& video);
+ClipInputs loadClipInputs(const FoundClip& clip, const VideoProperties& video);
 
 }  // namespace framehold

@@ -31,25 +31,24 @@ struct CalibrateOptions {
     bool quiet = false;
 };
 
-/// The log that lies beside a video, else the video itself.
-std::string motionOf(const std::string& video) {
-    const ClipFiles files = findClipFiles({video, "", ""}).files;
-    return files.motion.empty() ? video : files.motion;
+/// Files of a clip; of a clip.json beside it only the log that it names counts.
+ClipFiles filesOf(const std::string& video, std::string motion) {
+    if (motion.empty()) motion = findClipFiles({video, "", "", ""}).files.motion;
+    const fs::path frames = fs::path(video).parent_path() / "frames.csv";
+    return {video, "", motion.empty() ? video : motion, fs::exists(frames) ? frames.string() : ""};
 }
 
-std::vector<CalibrationSource> sourcesOf(const CalibrateOptions& options) {
+std::vector<ClipFiles> filesOf(const CalibrateOptions& options) {
     if (!options.motions.empty() && options.motions.size() != options.videos.size()) {
         throw std::runtime_error(fmt::format("--motion: {} logs for {} videos; give one for each",
                                              options.motions.size(), options.videos.size()));
     }
-    std::vector<CalibrationSource> sources;
+    std::vector<ClipFiles> files;
     for (size_t i = 0; i < options.videos.size(); ++i) {
-        const std::string& video = options.videos[i];
-        const fs::path frames = fs::path(video).parent_path() / "frames.csv";
-        sources.push_back({video, options.motions.empty() ? motionOf(video) : options.motions[i],
-                           fs::exists(frames) ? frames.string() : ""});
+        files.push_back(
+            filesOf(options.videos[i], options.motions.empty() ? "" : options.motions[i]));
     }
-    return sources;
+    return files;
 }
 
 std::string outputOf(const CalibrateOptions& options) {
@@ -64,15 +63,15 @@ std::string outputOf(const CalibrateOptions& options) {
 void run(CalibrateOptions options) {
     if (!options.axes.empty()) options.known.axes = AxisMapping::fromLetters(options.axes);
     const std::string output = outputOf(options);
-    const std::vector<CalibrationSource> sources = sourcesOf(options);
+    const std::vector<ClipFiles> files = filesOf(options);
     std::vector<CalibrationClip> clips;
-    for (const CalibrationSource& source : sources) {
-        clips.push_back(loadClip(source, options.seconds, !options.quiet));
+    for (const ClipFiles& clip : files) {
+        const ClipInputs inputs = loadClipInputs({clip, {}}, propertiesOf(VideoReader(clip.video)));
+        clips.push_back(trackClip(inputs, options.seconds, !options.quiet));
     }
     const Calibration found = calibrate(clips, options.known, throwIfInterrupted);
-    fmt::print("{}",
-               options.json ? jsonOf(found, sources).dump(1) + "\n" : tableOf(found, sources));
-    writeFile(output, presetOf(found, sources, output).dump(1) + "\n");
+    fmt::print("{}", options.json ? jsonOf(found, files).dump(1) + "\n" : tableOf(found, files));
+    writeFile(output, presetOf(found, files, output).dump(1) + "\n");
     if (!options.snippet.empty()) writeFile(options.snippet, snippetOf(found));
     if (!options.quiet) fmt::print(stderr, "written: {}\n", output);
 }

@@ -29,8 +29,8 @@ struct InspectOptions {
 };
 
 ClipInputs loadClip(const InspectOptions& o) {
-    ClipInputs inputs =
-        loadClipInputs(findClipFiles({o.file, o.clip, o.motion}), VideoReader(o.file));
+    ClipInputs inputs = loadClipInputs(findClipFiles({o.file, o.clip, o.motion, ""}),
+                                       propertiesOf(VideoReader(o.file)));
     if (o.timeOffset) inputs.metadata.timeOffset = o.timeOffset;
     if (o.readoutTime) inputs.metadata.readoutTime = o.readoutTime;
     if (inputs.log) return inputs;

@@ -1,6 +1,5 @@
 #include "stabilize/stabilize_batch.h"
 
-#include "clip/clip_inputs.h"
 #include "common/interruption.h"
 #include "stabilize/run_summary.h"
 #include "stabilize/stabilize_clip.h"
@@ -54,7 +53,7 @@ private:
         }
     }
 
-    void stabilize(StabilizeOptions& clip, ClipResult& result) const {
+    void stabilize(const StabilizeOptions& clip, ClipResult& result) const {
         RunDisplay display;
         display.label = isSingle() ? "" : clip.video;
         display.showNotes = isSingle();
@@ -62,9 +61,6 @@ private:
         display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
                               !clip.report.empty();
         try {
-            const ClipFiles files = findClipFiles({clip.video, clip.clip, clip.motion}).files;
-            clip.clip = files.metadata;
-            clip.motion = files.motion;
             stabilizeClip(clip, display, result.record);
             result.end = End::kDone;
         } catch (const Interrupted& error) {

@@ -52,15 +52,16 @@ void clear(AVFrame& frame) {
 
 class ClipStabilizer {
 public:
-    ClipStabilizer(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record)
+    ClipStabilizer(const StabilizeOptions& options, const FoundClip& clip,
+                   const RunDisplay& display, RunRecord& record)
         : options_(options), record_(record),
           messages_(record, display.label, display.showNotes && !options.quiet),
           reader_(options.video), padded_(reader_.width()),
+          clip_(loadClipInputs(clip, propertiesOf(reader_))),
           plan_(makePlan(
-              options,
-              {reader_.width(), reader_.height(), reader_.framesPerSecond(), padded_.width()},
+              options, clip_,
               options.findsUnknown
-                  ? findUnknownMetadata(options, display.showProgress && !options.quiet)
+                  ? findUnknownMetadata(options, clip_, display.showProgress && !options.quiet)
                   : ClipMetadata())),
           output_(options, reader_, usesPaddedFrame() ? &padded_ : nullptr),
           progress_("stabilizing", reader_.expectedFrames(),
@@ -117,8 +118,8 @@ private:
         }
         if (taken_ >= plan_.frameTimes.size()) {
             throw std::runtime_error(
-                fmt::format("frames.csv beside {} has {} frames, the video has more", options_.clip,
-                            plan_.frameTimes.size()));
+                fmt::format("frames.csv beside {} has {} frames, the video has more",
+                            clip_.files.metadata, plan_.frameTimes.size()));
         }
         return plan_.frameTimes[taken_];
     }
@@ -239,6 +240,7 @@ private:
     RunMessages messages_;
     VideoReader reader_;
     PaddedFrame padded_;
+    ClipInputs clip_;
     StabilizePlan plan_;
     ClipOutput output_;
     Progress progress_;
@@ -269,7 +271,8 @@ void report(const StabilizeOptions& options, const RunDisplay& display, const Ru
 }  // namespace
 
 void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record) {
-    ClipStabilizer(options, display, record).run();
+    const FoundClip clip = findClipFiles({options.video, options.clip, options.motion, ""});
+    ClipStabilizer(options, clip, display, record).run();
     if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
     if (!options.saveRun.empty()) saveRunRecord(options.saveRun, record);
     const RunMessages messages(record, display.label, display.showNotes && !options.quiet);

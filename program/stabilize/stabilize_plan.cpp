@@ -1,8 +1,8 @@
 #include "stabilize/stabilize_plan.h"
 
 #include "common/library_constants.h"
-#include "motion/motion_log_reader.h"
 #include "stabilize/log_samples.h"
+#include "stabilize/padded_frame.h"
 
 #include <algorithm>
 #include <cmath>
@@ -45,8 +45,9 @@ void describeImage(int width, int height, ZPR_Image& image) {
     image.pitch[0] = image.pitch[1] = width;
 }
 
-void chooseView(const StabilizeOptions& options, const ClipMetadata& metadata,
-                const ClipMetadata& found, const VideoProperties& video, StabilizePlan& plan) {
+void chooseView(const StabilizeOptions& options, const ClipInputs& clip, const ClipMetadata& found,
+                StabilizePlan& plan) {
+    const ClipMetadata& metadata = clip.metadata;
     const std::map<std::string, int> kModes = {
         {"width", ZPR_FOV_WIDTH}, {"height", ZPR_FOV_HEIGHT}, {"diagonal", ZPR_FOV_DIAGONAL}};
     Choice<double> focal;
@@ -61,8 +62,8 @@ void chooseView(const StabilizeOptions& options, const ClipMetadata& metadata,
     if (metadata.focalLength) {
         // The metadata is those of the clip's own size; the video may have been scaled since.
         const double scale =
-            metadata.width ? static_cast<double>(video.width) / *metadata.width : 1.0;
-        focal.from(*metadata.focalLength * scale, options.clip);
+            metadata.width ? static_cast<double>(clip.video.width) / *metadata.width : 1.0;
+        focal.from(*metadata.focalLength * scale, clip.files.metadata);
     }
     focal.from(found.focalLength, kFound);
     if (!focal) {
@@ -78,20 +79,20 @@ void chooseView(const StabilizeOptions& options, const ClipMetadata& metadata,
         fmt::format("focal length {:.1f} pixels ({})", focal.value(), focal.source()));
 }
 
-void chooseTiming(const StabilizeOptions& options, const ClipMetadata& metadata,
-                  const ClipMetadata& found, MotionLog& log, const std::string& logName,
-                  StabilizePlan& plan) {
+void chooseTiming(const StabilizeOptions& options, const ClipInputs& clip,
+                  const ClipMetadata& found, MotionLog& log, StabilizePlan& plan) {
+    const ClipMetadata& metadata = clip.metadata;
     Choice<double> readout;
     readout.from(options.readoutTime, "--readout")
-        .from(metadata.readoutTime, options.clip)
+        .from(metadata.readoutTime, clip.files.metadata)
         .from(found.readoutTime, kFound)
-        .from(log.readoutTime, logName)
+        .from(log.readoutTime, plan.motionLog)
         .from(plan.param.readoutTime, "default");
     plan.param.readoutTime = readout.value();
     Choice<double> offset;
     // Not the library's default, which is that of a phone's live camera.
     offset.from(options.timeOffset, "--time-offset")
-        .from(metadata.timeOffset, options.clip)
+        .from(metadata.timeOffset, clip.files.metadata)
         .from(found.timeOffset, kFound)
         .from(0.0, "default");
     plan.param.timeOffset = offset.value();
@@ -99,7 +100,7 @@ void chooseTiming(const StabilizeOptions& options, const ClipMetadata& metadata,
                                      1000.0 * readout.value(), readout.source(),
                                      1000.0 * offset.value(), offset.source()));
     Choice<double> drift;
-    drift.from(metadata.clockDrift, options.clip).from(found.clockDrift, kFound);
+    drift.from(metadata.clockDrift, clip.files.metadata).from(found.clockDrift, kFound);
     if (!drift || drift.value() == 0.0) return;
     // Frames keep their times; the log goes to their clock.
     const double factor = 1.0 / (1.0 + drift.value());
@@ -124,7 +125,7 @@ void chooseSizes(const StabilizeOptions& options, const VideoProperties& video,
         plan.warnings.push_back("--crop 100 leaves no margin: frames will hardly be stabilized");
     }
     if (!options.outputSize) {
-        describeImage(video.paddedWidth, video.height, plan.param.inputImage);
+        describeImage(PaddedFrame(video.width).width(), video.height, plan.param.inputImage);
         plan.param.outputImage = plan.param.inputImage;
         return;
     }
@@ -169,9 +170,8 @@ Vec3 initialGravity(const std::vector<MotionSample>& gravity) {
 }
 
 /// The gravity samples to feed, the first one no later than the first rate.
-std::vector<MotionSample> chooseGravity(const StabilizeOptions& options,
-                                        const ClipMetadata& metadata, const MotionLog& log,
-                                        const std::string& logName, StabilizePlan& plan) {
+std::vector<MotionSample> chooseGravity(const StabilizeOptions& options, const ClipInputs& clip,
+                                        const MotionLog& log, StabilizePlan& plan) {
     const double start = log.rates.front().time;
     const auto made = [&](const Vec3& g, const std::string& source) {
         plan.notes.push_back(
@@ -184,8 +184,10 @@ std::vector<MotionSample> chooseGravity(const StabilizeOptions& options,
         return made({options.gravity[0], options.gravity[1], options.gravity[2]}, "--gravity");
     }
     if (log.gravity.empty()) {
-        const std::string without = logName + " has no gravity; ";
-        if (metadata.gravityHint) return made(*metadata.gravityHint, without + options.clip);
+        const std::string without = plan.motionLog + " has no gravity; ";
+        if (const auto& hint = clip.metadata.gravityHint) {
+            return made(*hint, without + clip.files.metadata);
+        }
         return made({kStandardGravity, 0.0, 0.0}, without + "taking the picture's top for up");
     }
     std::vector<MotionSample> gravity = {{start, initialGravity(log.gravity)}};
@@ -196,26 +198,12 @@ std::vector<MotionSample> chooseGravity(const StabilizeOptions& options,
     return gravity;
 }
 
-/// The log that is named, else the telemetry in the video.
-MotionLog chooseLog(const StabilizeOptions& options, const ClipMetadata& metadata,
-                    StabilizePlan& plan) {
-    plan.motionLog = !options.motion.empty() ? options.motion : metadata.motionLog.value_or("");
-    if (!plan.motionLog.empty()) return readMotionLog(plan.motionLog);
-    plan.motionLog = options.video;
-    if (!options.video.empty() && options.video != "-") {
-        if (auto log = readVideoTelemetry(options.video)) return *std::move(log);
-    }
-    throw std::runtime_error(
-        "no motion log: give --motion, or --clip with one that names it; the video itself has no "
-        "telemetry");
-}
-
 /// Puts the log in device axes and says what it is.
-void chooseAxes(const StabilizeOptions& options, const ClipMetadata& metadata,
-                const ClipMetadata& found, MotionLog& log, StabilizePlan& plan) {
+void chooseAxes(const StabilizeOptions& options, const ClipInputs& clip, const ClipMetadata& found,
+                MotionLog& log, StabilizePlan& plan) {
     Choice<AxisMapping> axes;
     if (options.axes) axes.from(AxisMapping::fromLetters(*options.axes), "--axes");
-    axes.from(metadata.axes, options.clip)
+    axes.from(clip.metadata.axes, clip.files.metadata)
         .from(found.axes, kFound)
         .from(log.orientation, plan.motionLog);
     plan.axes = axes.value().letters();
@@ -250,19 +238,19 @@ void thin(std::vector<Sample>& samples, const char* how, const StabilizeOptions&
                     how, samplesPerSecond(samples), options.delay));
 }
 
-void chooseSamples(const StabilizeOptions& options, const ClipMetadata& metadata,
-                   const VideoProperties& video, MotionLog& log, StabilizePlan& plan) {
+void chooseSamples(const StabilizeOptions& options, const ClipInputs& clip, MotionLog& log,
+                   StabilizePlan& plan) {
     if (feedsOrientations(log, options.sensorMask)) {
         plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1));
-        thin(log.orientations, "thinned", options, video, plan);
+        thin(log.orientations, "thinned", options, clip.video, plan);
         plan.samples = samplesOf(log.orientations, plan.param.sensorMask);
         return;
     }
     plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) |
                                                         ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1));
-    thin(log.rates, "averaged", options, video, plan);
-    plan.samples = samplesOf(chooseGravity(options, metadata, log, plan.motionLog, plan), log.rates,
-                             plan.param.sensorMask);
+    thin(log.rates, "averaged", options, clip.video, plan);
+    plan.samples =
+        samplesOf(chooseGravity(options, clip, log, plan), log.rates, plan.param.sensorMask);
 }
 
 }  // namespace
@@ -279,25 +267,30 @@ double largestSampleRate(int delayFrames, double framesPerSecond, double readout
     return (records - 2.0) / seconds;
 }
 
-StabilizePlan makePlan(const StabilizeOptions& options, const VideoProperties& video,
+StabilizePlan makePlan(const StabilizeOptions& options, const ClipInputs& clip,
                        const ClipMetadata& found) {
     StabilizePlan plan{};
     ZPR_GetDefaultParam(&plan.param);
-    const ClipMetadata metadata =
-        options.clip.empty() ? ClipMetadata() : readClipMetadata(options.clip);
+    const ClipMetadata& metadata = clip.metadata;
     plan.warnings = metadata.warnings;
     plan.warnings.insert(plan.warnings.end(), found.warnings.begin(), found.warnings.end());
-    MotionLog log = chooseLog(options, metadata, plan);
+    if (!clip.log) {
+        throw std::runtime_error(
+            "no motion log: give --motion, or --clip with one that names it; the video itself has "
+            "no telemetry");
+    }
+    plan.motionLog = clip.files.motion;
+    MotionLog log = *clip.log;
 
-    chooseSizes(options, video, plan);
-    chooseView(options, metadata, found, video, plan);
-    chooseTiming(options, metadata, found, log, plan.motionLog, plan);
+    chooseSizes(options, clip.video, plan);
+    chooseView(options, clip, found, plan);
+    chooseTiming(options, clip, found, log, plan);
     plan.param.cropPercent = options.crop;
     plan.param.smoothingLevel = options.smoothing;
     plan.param.delayFrames = options.delay;
     plan.frameTimes = metadata.frameTimes;
-    chooseAxes(options, metadata, found, log, plan);
-    chooseSamples(options, metadata, video, log, plan);
+    chooseAxes(options, clip, found, log, plan);
+    chooseSamples(options, clip, log, plan);
     return plan;
 }
 

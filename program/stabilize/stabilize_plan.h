@@ -1,7 +1,6 @@
 #pragma once
 
-#include "motion/clip_metadata.h"
-#include "motion/motion_log.h"
+#include "clip/clip_inputs.h"
 #include "stabilize/stabilize_options.h"
 #include "zpr_framehold.h"
 
@@ -9,14 +8,6 @@
 #include <vector>
 
 namespace framehold {
-
-/// What is known of the video when the plan is made.
-struct VideoProperties {
-    int width;
-    int height;
-    double framesPerSecond;
-    int paddedWidth;  // of the frames that the library gets, see PaddedFrame
-};
 
 /// Parameters and motion for one clip, made of options, metadata and log in this order of
 /// precedence; on the log's clock.
@@ -32,7 +23,7 @@ struct StabilizePlan {
 
 /// found: what the clip itself was found to tell, for what neither options nor metadata says.
 /// Throws std::runtime_error, with file and field where it can.
-StabilizePlan makePlan(const StabilizeOptions& options, const VideoProperties& video,
+StabilizePlan makePlan(const StabilizeOptions& options, const ClipInputs& clip,
                        const ClipMetadata& found = {});
 
 /// Samples per second that an instance can hold without losing one it needs.

@@ -64,10 +64,10 @@ TEST(ClipFiles, MetadataAndLogAreFoundBesideTheVideo) {
     EXPECT_EQ(found(folder), " walk.gcsv");
     folder.write("walk.json", "{}");
     EXPECT_EQ(found(folder), "walk.json walk.gcsv");
-    EXPECT_EQ(found(folder, {"", "", "mine.csv"}), "walk.json mine.csv");
+    EXPECT_EQ(found(folder, {"", "", "mine.csv", ""}), "walk.json mine.csv");
     const std::string other = folder.write("other.json", R"({"imu": {"file": "imu.gcsv"}})");
-    EXPECT_EQ(found(folder, {"", other, ""}), "other.json imu.gcsv");
-    EXPECT_EQ(found(folder, {"", folder.write("other.json", "{}"), ""}), "other.json ")
+    EXPECT_EQ(found(folder, {"", other, "", ""}), "other.json imu.gcsv");
+    EXPECT_EQ(found(folder, {"", folder.write("other.json", "{}"), "", ""}), "other.json ")
         << "a log beside the video is not that of metadata from elsewhere";
 }
 

@@ -133,10 +133,15 @@ TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
 TEST(StabilizePlan, OptionsPrecedeMetadataPrecedeTheLog) {
     const TemporaryFolder folder;
     StabilizeOptions options;
-    const VideoProperties video{800, 600, 30.0, 896};
-    EXPECT_NE(errorOf([&] { makePlan(options, video); }).find("no motion log"), std::string::npos);
-    options.motion = folder.write("imu.gcsv", kHead + kScales + "t,gx,gy,gz\n0,1,2,3\n10,1,2,3\n");
-    StabilizePlan plan = makePlan(options, video);
+    const auto load = [](const ClipFiles& files) {
+        return loadClipInputs(findClipFiles(files), {800, 600, 30.0, 0});
+    };
+    ClipInputs clip = load({"-", "", "", ""});
+    EXPECT_NE(errorOf([&] { makePlan(options, clip); }).find("no motion log"), std::string::npos);
+    const std::string log =
+        folder.write("imu.gcsv", kHead + kScales + "t,gx,gy,gz\n0,1,2,3\n10,1,2,3\n");
+    clip = load({"-", "", log, ""});
+    StabilizePlan plan = makePlan(options, clip);
     EXPECT_EQ(plan.param.fieldOfViewMode, ZPR_FOV_WIDTH);
     EXPECT_EQ(plan.warnings.size(), 1u);  // the focal length is not known
     EXPECT_EQ(plan.param.readoutTime, 0.02);
@@ -150,10 +155,11 @@ TEST(StabilizePlan, OptionsPrecedeMetadataPrecedeTheLog) {
     EXPECT_EQ(plan.samples[1].value[0], 1.0);
     EXPECT_EQ(plan.samples[1].value[1], -0.5);
 
-    options.motion.clear();
-    options.clip = folder.write("clip.json", R"({"width": 400, "focal_px": 300, "readout_s": 0.01,
-                                                 "imu": {"file": "imu.gcsv"}})");
-    plan = makePlan(options, video);
+    clip =
+        load({"-", folder.write("clip.json", R"({"width": 400, "focal_px": 300, "readout_s": 0.01,
+                                               "imu": {"file": "imu.gcsv"}})"),
+              "", ""});
+    plan = makePlan(options, clip);
     EXPECT_EQ(plan.param.fieldOfView, 600.0);  // for twice the width
     EXPECT_EQ(plan.param.fieldOfViewMode, ZPR_FOV_FOCAL_LENGTH);
     EXPECT_EQ(plan.param.readoutTime, 0.01);
@@ -162,14 +168,14 @@ TEST(StabilizePlan, OptionsPrecedeMetadataPrecedeTheLog) {
     options.readoutTime = 0.005;
     options.gravity = {0.0, 0.0, 9.81};
     options.sensorMask = 10;
-    plan = makePlan(options, video);
+    plan = makePlan(options, clip);
     EXPECT_EQ(plan.param.fieldOfView, 500.0);
     EXPECT_EQ(plan.param.readoutTime, 0.005);
     EXPECT_EQ(plan.samples[0].type, ZPR_SENSOR_GRAVITY_2);
     EXPECT_EQ(plan.samples[0].value[2], 9.81);
     EXPECT_EQ(plan.samples[1].type, ZPR_SENSOR_RATE_2);
     options.sensorMask = 1;
-    EXPECT_NE(errorOf([&] { makePlan(options, video); }).find("--sensor-mask: 1"),
+    EXPECT_NE(errorOf([&] { makePlan(options, clip); }).find("--sensor-mask: 1"),
               std::string::npos);
     options.sensorMask.reset();
 
@@ -180,11 +186,11 @@ TEST(StabilizePlan, OptionsPrecedeMetadataPrecedeTheLog) {
     for (const auto& [size, crop, warning] : kSizes) {
         options.outputSize = size;
         options.crop = crop;
-        const auto warnings = makePlan(options, video).warnings;
+        const auto warnings = makePlan(options, clip).warnings;
         EXPECT_NE(fmt::format("{}", fmt::join(warnings, " ")).find(warning), std::string::npos);
     }
     options.outputSize = PictureSize{802, 600};
-    EXPECT_THROW(makePlan(options, video), std::runtime_error);
+    EXPECT_THROW(makePlan(options, clip), std::runtime_error);
 }
 
 TEST(PaddedFrame, RepeatsEdgesAndCutsThemOff) {

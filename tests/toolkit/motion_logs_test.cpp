@@ -370,28 +370,30 @@ TEST(VideoTelemetry, GoesAlongWhereTheContainerHoldsIt) {
 
 TEST(StabilizePlan, FeedsTelemetryAndOrientations) {
     const TemporaryFolder folder;
-    const VideoProperties metadata{800, 600, 30.0, 896};
+    const VideoProperties properties{800, 600, 30.0, 0};
     StabilizeOptions options;
-    options.video = folder.path("clip.mov");
-    writeTelemetryFile(options.video, {{0.0, 0.1, gpmfPacket(10)}, {0.1, 0.1, gpmfPacket(20)}});
-    const StabilizePlan telemetry = makePlan(options, metadata);
-    EXPECT_EQ(telemetry.motionLog, options.video);
+    const std::string video = folder.path("clip.mov");
+    writeTelemetryFile(video, {{0.0, 0.1, gpmfPacket(10)}, {0.1, 0.1, gpmfPacket(20)}});
+    const StabilizePlan telemetry =
+        makePlan(options, loadClipInputs(findClipFiles({video, "", "", ""}), properties));
+    EXPECT_EQ(telemetry.motionLog, video);
     ASSERT_EQ(telemetry.samples.size(), 21u);
     EXPECT_EQ(telemetry.samples[0].type, ZPR_SENSOR_GRAVITY_1);
     EXPECT_NEAR(telemetry.samples[0].value[0], 4.905, 1e-9);
     EXPECT_EQ(telemetry.samples[1].type, ZPR_SENSOR_RATE_1);
 
-    options.motion = kData + "rotation/game.csv";
+    const ClipInputs clip =
+        loadClipInputs(findClipFiles({video, "", kData + "rotation/game.csv", ""}), properties);
     for (const auto& [mask, type] : {std::pair{0, 5}, {32, 6}, {48, 5}}) {
         if (mask != 0) options.sensorMask = mask;
-        const StabilizePlan plan = makePlan(options, metadata);
+        const StabilizePlan plan = makePlan(options, clip);
         ASSERT_EQ(plan.samples.size(), 10u);
         EXPECT_EQ(plan.samples[0].type, type);
         EXPECT_NEAR(plan.samples[0].value[0], 0.6 * std::sin(0.1), 1e-6);
         EXPECT_NEAR(plan.samples[0].value[3], std::cos(0.1), 1e-6);
     }
     options.sensorMask = 5;
-    EXPECT_EQ(errorOf([&] { makePlan(options, metadata); }),
+    EXPECT_EQ(errorOf([&] { makePlan(options, clip); }),
               "--sensor-mask: 5 enables neither type 5 nor type 6; a log of orientations needs one "
               "of them");
 }
