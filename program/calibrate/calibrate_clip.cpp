@@ -17,7 +17,7 @@ namespace {
 constexpr double kSecondsForRun = 20.0;  // that are looked at before a clip is stabilized
 
 /// The focal length that options or metadata says, in pixels of the video.
-std::optional<double> knownFocal(const StabilizeOptions& options, const ClipMetadata& metadata,
+std::optional<double> knownFocal(const CameraOptions& options, const ClipMetadata& metadata,
                                  const VideoProperties& video) {
     if (options.focalLength) return options.focalLength;
     if (options.fieldOfView) {
@@ -83,7 +83,7 @@ ClipMetadata metadataOf(const Calibration& calibration, size_t clip) {
     return metadata;
 }
 
-ClipMetadata findUnknownMetadata(const StabilizeOptions& options, const ClipInputs& clip,
+ClipMetadata findUnknownMetadata(const CameraOptions& options, const ClipInputs& clip,
                                  bool showProgress) {
     if (clip.files.video == "-") {
         throw std::runtime_error("--auto: needs a file, standard input can be read only once");

@@ -2,7 +2,7 @@
 
 #include "calibration/calibration.h"
 #include "clip/clip_inputs.h"
-#include "stabilize/stabilize_options.h"
+#include "clip/clip_options.h"
 
 #include <string>
 
@@ -18,7 +18,7 @@ ClipMetadata metadataOf(const Calibration& calibration, size_t clip);
 /// Finds what neither the options of a run nor its clip.json say of the camera and its clock, from
 /// the first seconds of the clip. What it cannot tell is missing, and a warning says so.
 /// Throws as `trackClip` and `calibrate` do.
-ClipMetadata findUnknownMetadata(const StabilizeOptions& options, const ClipInputs& clip,
+ClipMetadata findUnknownMetadata(const CameraOptions& options, const ClipInputs& clip,
                                  bool showProgress);
 
 }  // namespace framehold

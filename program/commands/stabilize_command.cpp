@@ -20,22 +20,24 @@ CLI::Validator isInput() {
         "");
 }
 
-void addCameraOptions(Command& command, StabilizeOptions& o) {
+void addCameraOptions(Command& command, StabilizeOptions& options) {
+    ClipOptions& o = options.clip;
     const std::string camera = "Camera";
-    addFocalOption(command, o.focalLength)->group(camera);
-    command.addNumber("--fov", o.fieldOfView, "Or the field of view in degrees", {0.1, 179.9})
+    addFocalOption(command, o.camera.focalLength)->group(camera);
+    command
+        .addNumber("--fov", o.camera.fieldOfView, "Or the field of view in degrees", {0.1, 179.9})
         ->excludes("--focal")
         ->group(camera);
-    addReadoutOption(command, o.readoutTime)->group(camera);
-    addTimeOffsetOption(command, o.timeOffset)->default_str("0")->group(camera);
-    addAxesOption(command, o.axes)->group(camera);
+    addReadoutOption(command, o.camera.readoutTime)->group(camera);
+    addTimeOffsetOption(command, o.camera.timeOffset)->default_str("0")->group(camera);
+    addAxesOption(command, o.camera.axes)->group(camera);
 
-    command.add_flag("--auto", o.findsUnknown, "Find in the clip itself what is not known")
+    command.add_flag("--auto", options.findsUnknown, "Find in the clip itself what is not known")
         ->group(camera);
 
     const std::string more = "More camera options";
     command
-        .addChoice("--fov-across", o.fieldOfViewAcross, "Which side --fov spans",
+        .addChoice("--fov-across", o.camera.fieldOfViewAcross, "Which side --fov spans",
                    {"width", "height", "diagonal"})
         ->capture_default_str()
         ->group(more);
@@ -54,15 +56,15 @@ void addCameraOptions(Command& command, StabilizeOptions& o) {
 void addResultOptions(Command& command, BatchOptions& batch) {
     StabilizeOptions& o = batch.each;
     const std::string result = "Result";
-    command.addNumber("--crop", o.crop, "Percent of the picture that is shown", {1, 100})
+    command.addNumber("--crop", o.clip.crop, "Percent of the picture that is shown", {1, 100})
         ->capture_default_str()
         ->group(result);
-    command.addNumber("--smoothing", o.smoothing, "Strength of smoothing", {1, 10})
+    command.addNumber("--smoothing", o.clip.smoothing, "Strength of smoothing", {1, 10})
         ->capture_default_str()
         ->group(result);
-    addDelayOption(command, o.delay, "Frames to look ahead")->group(result);
+    addDelayOption(command, o.clip.delay, "Frames to look ahead")->group(result);
     command
-        .addPictureSize("--output-size", o.outputSize,
+        .addPictureSize("--output-size", o.clip.outputSize,
                         "Size of the result (default: the input's size)")
         ->group(result);
     command.add_flag("--side-by-side", o.sideBySide, "Show the source on the left of the result")
@@ -118,8 +120,9 @@ void addStabilizeCommand(Command& program) {
     command.addOutputFile("-o,--output", o.output,
                           "File, folder, pattern with {name}, {folder} and {ext}, or - for y4m on "
                           "standard output (default: {name}-stable beside VIDEO)");
-    command.addInputFile("-m,--motion", o.motion, "Motion log (default: the telemetry in VIDEO)");
-    command.addInputFile("--clip", o.clip, "clip.json with the recording's metadata");
+    command.addInputFile("-m,--motion", o.files.motion,
+                         "Motion log (default: the telemetry in VIDEO)");
+    command.addInputFile("--clip", o.files.metadata, "clip.json with the recording's metadata");
     command.addNumber("-j,--parallel", options->parallel, "Clips to stabilize at a time", {1, 64})
         ->capture_default_str();
     addQuietFlag(command, o.quiet, "Only warnings and errors");

@@ -39,7 +39,7 @@ constexpr OutputOption kOutputs[] = {
 
 StabilizeOptions optionsFor(const std::string& video, const StabilizeOptions& each) {
     StabilizeOptions clip = each;
-    clip.video = video;
+    clip.files.video = video;
     for (const OutputOption& output : kOutputs) {
         std::string& value = clip.*output.value;
         if (value.empty() && !output.isAlwaysWritten) continue;
@@ -54,8 +54,8 @@ StabilizeOptions optionsFor(const std::string& video, const StabilizeOptions& ea
 
 /// Options that mean one clip are wrong with several.
 void checkForSeveral(const StabilizeOptions& each) {
-    for (const auto& [option, value] : {std::pair{"--motion", each.motion},
-                                        {"--clip", each.clip},
+    for (const auto& [option, value] : {std::pair{"--motion", each.files.motion},
+                                        {"--clip", each.files.metadata},
                                         {"--record-session", each.session}}) {
         if (!value.empty()) refuse(option, "goes with one video only");
     }
@@ -74,7 +74,7 @@ std::string canonical(const std::string& path) {
 /// No file is written twice, and none that is read.
 void checkFiles(const std::vector<StabilizeOptions>& clips) {
     std::set<std::string> inputs;
-    for (const StabilizeOptions& clip : clips) inputs.insert(canonical(clip.video));
+    for (const StabilizeOptions& clip : clips) inputs.insert(canonical(clip.files.video));
     std::map<std::string, std::string> users;
     for (const StabilizeOptions& clip : clips) {
         for (const OutputOption& output : kOutputs) {
@@ -83,10 +83,10 @@ void checkFiles(const std::vector<StabilizeOptions>& clips) {
             if (name != "-" && inputs.count(canonical(name)) > 0) {
                 throw std::runtime_error(name + ": is the input itself");
             }
-            const auto [user, isNew] = users.emplace(canonical(name), clip.video);
+            const auto [user, isNew] = users.emplace(canonical(name), clip.files.video);
             if (isNew) continue;
             refuse(output.name, fmt::format("{} would be written for {} and for {}", name,
-                                            user->second, clip.video));
+                                            user->second, clip.files.video));
         }
     }
 }
@@ -96,7 +96,7 @@ void checkReport(const StabilizeOptions& clip) {
     if (clip.report.empty()) return;
     requireReports();
     if (clip.sideBySide) refuse("--report", "does not go with --side-by-side");
-    if (clip.output == "-" || clip.video == "-") {
+    if (clip.output == "-" || clip.files.video == "-") {
         refuse("--report", "needs files that can be read again, not standard input or output");
     }
 }

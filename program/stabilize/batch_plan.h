@@ -10,10 +10,9 @@ namespace framehold {
 /// What one call of `framehold stabilize` does: any number of clips.
 struct BatchOptions {
     std::vector<std::string> inputs;  // see findClips
-    StabilizeOptions
-        each;           // `video` is not used; names of files to write are patterns, see nameFor
-    int parallel = 1;   // clips at a time
-    bool json = false;  // print a summary on standard output
+    StabilizeOptions each;            // without the video; files to write are patterns, see nameFor
+    int parallel = 1;                 // clips at a time
+    bool json = false;                // print a summary on standard output
 };
 
 /// The options of every clip, files named. What would spoil the run is found here, before the

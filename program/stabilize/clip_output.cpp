@@ -14,10 +14,10 @@ namespace {
 
 PictureSize sizeOfResult(const StabilizeOptions& options, const VideoReader& source) {
     if (options.sideBySide) {
-        const int right = options.outputSize ? options.outputSize->width : source.width();
+        const int right = options.clip.outputSize ? options.clip.outputSize->width : source.width();
         return {source.width() + kDivider + right, source.height()};
     }
-    if (options.outputSize) return *options.outputSize;
+    if (options.clip.outputSize) return *options.clip.outputSize;
     return {source.contentWidth(), source.contentHeight()};
 }
 

@@ -22,7 +22,7 @@ public:
     explicit Batch(const BatchOptions& options)
         : options_(options), clips_(planBatch(options)), results_(clips_.size()) {
         for (size_t i = 0; i < clips_.size(); ++i) {
-            results_[i].record.input = clips_[i].video;
+            results_[i].record.input = clips_[i].files.video;
             results_[i].record.output = clips_[i].output;
         }
     }
@@ -55,7 +55,7 @@ private:
 
     void stabilize(const StabilizeOptions& clip, ClipResult& result) const {
         RunDisplay display;
-        display.label = isSingle() ? "" : clip.video;
+        display.label = isSingle() ? "" : clip.files.video;
         display.showNotes = isSingle();
         display.showProgress = options_.parallel == 1 || isSingle();
         display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||

@@ -56,13 +56,13 @@ public:
                    const RunDisplay& display, RunRecord& record)
         : options_(options), record_(record),
           messages_(record, display.label, display.showNotes && !options.quiet),
-          reader_(options.video), padded_(reader_.width()),
+          reader_(options.files.video), padded_(reader_.width()),
           clip_(loadClipInputs(clip, propertiesOf(reader_))),
-          plan_(makePlan(
-              options, clip_,
-              options.findsUnknown
-                  ? findUnknownMetadata(options, clip_, display.showProgress && !options.quiet)
-                  : ClipMetadata())),
+          plan_(makePlan(options.clip, clip_,
+                         options.findsUnknown
+                             ? findUnknownMetadata(options.clip.camera, clip_,
+                                                   display.showProgress && !options.quiet)
+                             : ClipMetadata())),
           output_(options, reader_, usesPaddedFrame() ? &padded_ : nullptr),
           progress_("stabilizing", reader_.expectedFrames(),
                     display.showProgress && !options.quiet),
@@ -88,7 +88,7 @@ public:
             if (const int damaged = reader_.damagedPackets(); damaged > 0) {
                 what += fmt::format("; {} packets are damaged", damaged);
             }
-            throw MediaError(options_.video, what);
+            throw MediaError(options_.files.video, what);
         }
         output_.finish();
         if (recorder_) recorder_->finish();
@@ -109,7 +109,7 @@ private:
     };
 
     /// Outputs of a size of their own are rendered as they are.
-    bool usesPaddedFrame() const { return !options_.outputSize; }
+    bool usesPaddedFrame() const { return !options_.clip.outputSize; }
 
     /// Seconds, on the motion log's clock but for the time offset.
     double timeOf(const AVFrame& frame) const {
@@ -260,7 +260,7 @@ private:
 
 void report(const StabilizeOptions& options, const RunDisplay& display, const RunRecord& record) {
     ReportRequest request;
-    request.original = options.video;
+    request.original = options.files.video;
     request.stabilized = options.output;
     request.run = record;
     request.page = options.report;
@@ -271,7 +271,7 @@ void report(const StabilizeOptions& options, const RunDisplay& display, const Ru
 }  // namespace
 
 void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record) {
-    const FoundClip clip = findClipFiles({options.video, options.clip, options.motion, ""});
+    const FoundClip clip = findClipFiles(options.files);
     ClipStabilizer(options, clip, display, record).run();
     if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
     if (!options.saveRun.empty()) saveRunRecord(options.saveRun, record);

@@ -1,35 +1,19 @@
 #pragma once
 
-#include "cli/picture_size.h"
+#include "clip/clip_inputs.h"
+#include "clip/clip_options.h"
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace framehold {
 
-/// What the user asks `framehold stabilize` for. Options not given leave it to the clip's metadata,
-/// the motion log or a default.
+/// What the user asks `framehold stabilize` for, of one clip.
 struct StabilizeOptions {
-    std::string video;
-    std::string output;  // empty: beside the input
-    std::string motion;
-    std::string clip;
-
-    bool findsUnknown = false;          // calibrates with the clip itself first
-    std::optional<double> focalLength;  // pixels
-    std::optional<double> fieldOfView;  // degrees
-    std::string fieldOfViewAcross = "width";
-    std::optional<double> readoutTime;  // seconds
-    std::optional<double> timeOffset;   // seconds
-    std::optional<int> sensorMask;
-    std::optional<std::string> axes;  // letters
-    std::vector<double> gravity;      // three numbers, or empty
-    double gravityRate = 0.0;         // samples per second after the first one
-    std::optional<PictureSize> outputSize;
-    int crop = 80;
-    int smoothing = 9;
-    int delay = 30;
+    ClipFiles files;
+    std::string output;         // empty: beside the video
+    bool findsUnknown = false;  // calibrates with the clip itself first
+    ClipOptions clip;
 
     // Of the result's coding, see VideoSettings.
     std::string encoder;

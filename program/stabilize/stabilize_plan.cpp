@@ -45,18 +45,19 @@ void describeImage(int width, int height, ZPR_Image& image) {
     image.pitch[0] = image.pitch[1] = width;
 }
 
-void chooseView(const StabilizeOptions& options, const ClipInputs& clip, const ClipMetadata& found,
+void chooseView(const ClipOptions& options, const ClipInputs& clip, const ClipMetadata& found,
                 StabilizePlan& plan) {
     const ClipMetadata& metadata = clip.metadata;
     const std::map<std::string, int> kModes = {
         {"width", ZPR_FOV_WIDTH}, {"height", ZPR_FOV_HEIGHT}, {"diagonal", ZPR_FOV_DIAGONAL}};
     Choice<double> focal;
-    focal.from(options.focalLength, "--focal");
-    if (!focal && options.fieldOfView) {
-        plan.param.fieldOfView = *options.fieldOfView;
-        plan.param.fieldOfViewMode = kModes.at(options.fieldOfViewAcross);
+    focal.from(options.camera.focalLength, "--focal");
+    if (!focal && options.camera.fieldOfView) {
+        plan.param.fieldOfView = *options.camera.fieldOfView;
+        plan.param.fieldOfViewMode = kModes.at(options.camera.fieldOfViewAcross);
         plan.notes.push_back(fmt::format("field of view {:.1f} degrees across the {} (--fov)",
-                                         *options.fieldOfView, options.fieldOfViewAcross));
+                                         *options.camera.fieldOfView,
+                                         options.camera.fieldOfViewAcross));
         return;
     }
     if (metadata.focalLength) {
@@ -79,11 +80,11 @@ void chooseView(const StabilizeOptions& options, const ClipInputs& clip, const C
         fmt::format("focal length {:.1f} pixels ({})", focal.value(), focal.source()));
 }
 
-void chooseTiming(const StabilizeOptions& options, const ClipInputs& clip,
-                  const ClipMetadata& found, MotionLog& log, StabilizePlan& plan) {
+void chooseTiming(const ClipOptions& options, const ClipInputs& clip, const ClipMetadata& found,
+                  MotionLog& log, StabilizePlan& plan) {
     const ClipMetadata& metadata = clip.metadata;
     Choice<double> readout;
-    readout.from(options.readoutTime, "--readout")
+    readout.from(options.camera.readoutTime, "--readout")
         .from(metadata.readoutTime, clip.files.metadata)
         .from(found.readoutTime, kFound)
         .from(log.readoutTime, plan.motionLog)
@@ -91,7 +92,7 @@ void chooseTiming(const StabilizeOptions& options, const ClipInputs& clip,
     plan.param.readoutTime = readout.value();
     Choice<double> offset;
     // Not the library's default, which is that of a phone's live camera.
-    offset.from(options.timeOffset, "--time-offset")
+    offset.from(options.camera.timeOffset, "--time-offset")
         .from(metadata.timeOffset, clip.files.metadata)
         .from(found.timeOffset, kFound)
         .from(0.0, "default");
@@ -119,8 +120,7 @@ bool looksOutside(int input, int output, int cropPercent) {
     return first < 0.0 || first + shown > input;
 }
 
-void chooseSizes(const StabilizeOptions& options, const VideoProperties& video,
-                 StabilizePlan& plan) {
+void chooseSizes(const ClipOptions& options, const VideoProperties& video, StabilizePlan& plan) {
     if (options.crop == 100) {
         plan.warnings.push_back("--crop 100 leaves no margin: frames will hardly be stabilized");
     }
@@ -170,7 +170,7 @@ Vec3 initialGravity(const std::vector<MotionSample>& gravity) {
 }
 
 /// The gravity samples to feed, the first one no later than the first rate.
-std::vector<MotionSample> chooseGravity(const StabilizeOptions& options, const ClipInputs& clip,
+std::vector<MotionSample> chooseGravity(const ClipOptions& options, const ClipInputs& clip,
                                         const MotionLog& log, StabilizePlan& plan) {
     const double start = log.rates.front().time;
     const auto made = [&](const Vec3& g, const std::string& source) {
@@ -199,10 +199,10 @@ std::vector<MotionSample> chooseGravity(const StabilizeOptions& options, const C
 }
 
 /// Puts the log in device axes and says what it is.
-void chooseAxes(const StabilizeOptions& options, const ClipInputs& clip, const ClipMetadata& found,
+void chooseAxes(const ClipOptions& options, const ClipInputs& clip, const ClipMetadata& found,
                 MotionLog& log, StabilizePlan& plan) {
     Choice<AxisMapping> axes;
-    if (options.axes) axes.from(AxisMapping::fromLetters(*options.axes), "--axes");
+    if (options.camera.axes) axes.from(AxisMapping::fromLetters(*options.camera.axes), "--axes");
     axes.from(clip.metadata.axes, clip.files.metadata)
         .from(found.axes, kFound)
         .from(log.orientation, plan.motionLog);
@@ -227,7 +227,7 @@ void chooseAxes(const StabilizeOptions& options, const ClipInputs& clip, const C
 
 /// Averages or leaves out what the library cannot hold.
 template <class Sample>
-void thin(std::vector<Sample>& samples, const char* how, const StabilizeOptions& options,
+void thin(std::vector<Sample>& samples, const char* how, const ClipOptions& options,
           const VideoProperties& video, StabilizePlan& plan) {
     const double limit =
         largestSampleRate(options.delay, video.framesPerSecond, plan.param.readoutTime);
@@ -238,7 +238,7 @@ void thin(std::vector<Sample>& samples, const char* how, const StabilizeOptions&
                     how, samplesPerSecond(samples), options.delay));
 }
 
-void chooseSamples(const StabilizeOptions& options, const ClipInputs& clip, MotionLog& log,
+void chooseSamples(const ClipOptions& options, const ClipInputs& clip, MotionLog& log,
                    StabilizePlan& plan) {
     if (feedsOrientations(log, options.sensorMask)) {
         plan.param.sensorMask = options.sensorMask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1));
@@ -267,7 +267,7 @@ double largestSampleRate(int delayFrames, double framesPerSecond, double readout
     return (records - 2.0) / seconds;
 }
 
-StabilizePlan makePlan(const StabilizeOptions& options, const ClipInputs& clip,
+StabilizePlan makePlan(const ClipOptions& options, const ClipInputs& clip,
                        const ClipMetadata& found) {
     StabilizePlan plan{};
     ZPR_GetDefaultParam(&plan.param);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "clip/clip_inputs.h"
-#include "stabilize/stabilize_options.h"
+#include "clip/clip_options.h"
 #include "zpr_framehold.h"
 
 #include <string>
@@ -23,7 +23,7 @@ struct StabilizePlan {
 
 /// found: what the clip itself was found to tell, for what neither options nor metadata says.
 /// Throws std::runtime_error, with file and field where it can.
-StabilizePlan makePlan(const StabilizeOptions& options, const ClipInputs& clip,
+StabilizePlan makePlan(const ClipOptions& options, const ClipInputs& clip,
                        const ClipMetadata& found = {});
 
 /// Samples per second that an instance can hold without losing one it needs.

@@ -132,7 +132,7 @@ TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
 
 TEST(StabilizePlan, OptionsPrecedeMetadataPrecedeTheLog) {
     const TemporaryFolder folder;
-    StabilizeOptions options;
+    ClipOptions options;
     const auto load = [](const ClipFiles& files) {
         return loadClipInputs(findClipFiles(files), {800, 600, 30.0, 0});
     };
@@ -164,8 +164,8 @@ TEST(StabilizePlan, OptionsPrecedeMetadataPrecedeTheLog) {
     EXPECT_EQ(plan.param.fieldOfViewMode, ZPR_FOV_FOCAL_LENGTH);
     EXPECT_EQ(plan.param.readoutTime, 0.01);
 
-    options.focalLength = 500.0;
-    options.readoutTime = 0.005;
+    options.camera.focalLength = 500.0;
+    options.camera.readoutTime = 0.005;
     options.gravity = {0.0, 0.0, 9.81};
     options.sensorMask = 10;
     plan = makePlan(options, clip);

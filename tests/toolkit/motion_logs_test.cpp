@@ -371,7 +371,7 @@ TEST(VideoTelemetry, GoesAlongWhereTheContainerHoldsIt) {
 TEST(StabilizePlan, FeedsTelemetryAndOrientations) {
     const TemporaryFolder folder;
     const VideoProperties properties{800, 600, 30.0, 0};
-    StabilizeOptions options;
+    ClipOptions options;
     const std::string video = folder.path("clip.mov");
     writeTelemetryFile(video, {{0.0, 0.1, gpmfPacket(10)}, {0.1, 0.1, gpmfPacket(20)}});
     const StabilizePlan telemetry =
