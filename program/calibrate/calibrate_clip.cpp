@@ -1,6 +1,5 @@
 #include "calibrate/calibrate_clip.h"
 
-#include "common/angles.h"
 #include "common/interruption.h"
 #include "common/progress.h"
 
@@ -16,20 +15,6 @@ namespace {
 
 constexpr double kSecondsForRun = 20.0;  // that are looked at before a clip is stabilized
 
-/// The focal length that options or metadata says, in pixels of the video.
-std::optional<double> knownFocal(const CameraOptions& options, const ClipMetadata& metadata,
-                                 const VideoProperties& video) {
-    if (options.focalLength) return options.focalLength;
-    if (options.fieldOfView) {
-        double side = video.width;
-        if (options.fieldOfViewAcross == "height") side = video.height;
-        if (options.fieldOfViewAcross == "diagonal") side = std::hypot(side, video.height);
-        return side / 2.0 / std::tan(toRadians(*options.fieldOfView / 2.0));
-    }
-    if (!metadata.focalLength) return std::nullopt;
-    return *metadata.focalLength * (metadata.width ? double(video.width) / *metadata.width : 1.0);
-}
-
 /// Takes the frames' times from elsewhere; the clip may have fewer frames.
 void setFrameTimes(CalibrationClip& clip, const std::vector<double>& times) {
     std::vector<double>& frameTimes = clip.tracks.frameTimes;
@@ -40,9 +25,20 @@ void setFrameTimes(CalibrationClip& clip, const std::vector<double>& times) {
     std::copy_n(times.begin(), frameTimes.size(), frameTimes.begin());
 }
 
+/// What options or metadata say, which needs not be found.
 template <class T>
-std::optional<T> firstOf(const std::optional<T>& a, const std::optional<T>& b) {
-    return a ? a : b;
+std::optional<T> given(const Setting<T>& setting) {
+    const bool isGiven = setting.source == Source::kOption || setting.source == Source::kMetadata;
+    return isGiven ? std::optional(setting.value) : std::nullopt;
+}
+
+CalibrationSettings givenOf(const CameraSettings& camera, const VideoProperties& video) {
+    CalibrationSettings known;
+    if (const auto view = given(camera.fieldOfView)) known.focal = focalLength(*view, video);
+    known.readout = given(camera.readoutTime);
+    known.timeOffset = given(camera.timeOffset);
+    known.axes = given(camera.axes);
+    return known;
 }
 
 }  // namespace
@@ -83,21 +79,16 @@ ClipMetadata metadataOf(const Calibration& calibration, size_t clip) {
     return metadata;
 }
 
-ClipMetadata findUnknownMetadata(const CameraOptions& options, const ClipInputs& clip,
+ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs& clip,
                                  bool showProgress) {
     if (clip.files.video == "-") {
         throw std::runtime_error("--auto: needs a file, standard input can be read only once");
     }
     if (!clip.log) return {};
-    const ClipMetadata& metadata = clip.metadata;
-    CalibrationSettings known;
-    known.focal = knownFocal(options, metadata, clip.video);
-    known.readout = firstOf(options.readoutTime, metadata.readoutTime);
-    known.timeOffset = firstOf(options.timeOffset, metadata.timeOffset);
-    known.axes = metadata.axes;
-    if (options.axes) known.axes = AxisMapping::fromLetters(*options.axes);
-    ClipMetadata found = metadataOf(
-        calibrate({trackClip(clip, kSecondsForRun, showProgress)}, known, throwIfInterrupted), 0);
+    const CalibrationSettings known = givenOf(camera, clip.video);
+    const Calibration calibration =
+        calibrate({trackClip(clip, kSecondsForRun, showProgress)}, known, throwIfInterrupted);
+    ClipMetadata found = metadataOf(calibration, 0);
     std::string missing;
     const auto name = [&missing](bool isKnown, const char* what) {
         if (!isKnown) missing += (missing.empty() ? "" : ", ") + std::string(what);

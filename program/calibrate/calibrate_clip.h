@@ -1,8 +1,7 @@
 #pragma once
 
 #include "calibration/calibration.h"
-#include "clip/clip_inputs.h"
-#include "clip/clip_options.h"
+#include "clip/camera_settings.h"
 
 #include <string>
 
@@ -15,10 +14,10 @@ CalibrationClip trackClip(const ClipInputs& clip, double seconds, bool showProgr
 /// What a calibration found of one of its clips: only what can be used.
 ClipMetadata metadataOf(const Calibration& calibration, size_t clip);
 
-/// Finds what neither the options of a run nor its clip.json say of the camera and its clock, from
-/// the first seconds of the clip. What it cannot tell is missing, and a warning says so.
+/// Finds what neither options nor clip.json say of the camera and its clock, from the first seconds
+/// of the clip. What it cannot tell is missing, and a warning says so.
 /// Throws as `trackClip` and `calibrate` do.
-ClipMetadata findUnknownMetadata(const CameraOptions& options, const ClipInputs& clip,
+ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs& clip,
                                  bool showProgress);
 
 }  // namespace framehold

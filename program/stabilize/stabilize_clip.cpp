@@ -60,7 +60,7 @@ public:
           clip_(loadClipInputs(clip, propertiesOf(reader_))),
           plan_(makePlan(options.clip, clip_,
                          options.findsUnknown
-                             ? findUnknownMetadata(options.clip.camera, clip_,
+                             ? findUnknownMetadata(resolveCamera(options.clip.camera, clip_), clip_,
                                                    display.showProgress && !options.quiet)
                              : ClipMetadata())),
           output_(options, reader_, usesPaddedFrame() ? &padded_ : nullptr),

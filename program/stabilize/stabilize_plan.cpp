@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -15,29 +14,6 @@ namespace framehold {
 
 namespace {
 
-constexpr const char* kFound = "found in the clip";
-
-/// The first of several sources that has a value, and a note of which one it was.
-template <class T>
-class Choice {
-public:
-    Choice& from(const std::optional<T>& value, const std::string& source) {
-        if (!value_ && value) {
-            value_ = value;
-            source_ = source;
-        }
-        return *this;
-    }
-
-    explicit operator bool() const { return value_.has_value(); }
-    const T& value() const { return *value_; }
-    const std::string& source() const { return source_; }
-
-private:
-    std::optional<T> value_;
-    std::string source_;
-};
-
 void describeImage(int width, int height, ZPR_Image& image) {
     image.format = ZPR_FORMAT_SEMIPLANAR_1;
     image.width = width;
@@ -45,70 +21,26 @@ void describeImage(int width, int height, ZPR_Image& image) {
     image.pitch[0] = image.pitch[1] = width;
 }
 
-void chooseView(const ClipOptions& options, const ClipInputs& clip, const ClipMetadata& found,
-                StabilizePlan& plan) {
-    const ClipMetadata& metadata = clip.metadata;
-    const std::map<std::string, int> kModes = {
-        {"width", ZPR_FOV_WIDTH}, {"height", ZPR_FOV_HEIGHT}, {"diagonal", ZPR_FOV_DIAGONAL}};
-    Choice<double> focal;
-    focal.from(options.camera.focalLength, "--focal");
-    if (!focal && options.camera.fieldOfView) {
-        plan.param.fieldOfView = *options.camera.fieldOfView;
-        plan.param.fieldOfViewMode = kModes.at(options.camera.fieldOfViewAcross);
-        plan.notes.push_back(fmt::format("field of view {:.1f} degrees across the {} (--fov)",
-                                         *options.camera.fieldOfView,
-                                         options.camera.fieldOfViewAcross));
-        return;
-    }
-    if (metadata.focalLength) {
-        // The metadata is those of the clip's own size; the video may have been scaled since.
-        const double scale =
-            metadata.width ? static_cast<double>(clip.video.width) / *metadata.width : 1.0;
-        focal.from(*metadata.focalLength * scale, clip.files.metadata);
-    }
-    focal.from(found.focalLength, kFound);
-    if (!focal) {
+void setCamera(const CameraSettings& camera, StabilizePlan& plan) {
+    if (camera.fieldOfView.source == Source::kDefault) {
         plan.warnings.push_back(fmt::format(
             "the focal length is not known: assuming a view of {:.1f} degrees across the width; "
             "give --focal or --fov",
-            plan.param.fieldOfView));
-        return;
+            camera.fieldOfView.value.value));
     }
-    plan.param.fieldOfView = focal.value();
-    plan.param.fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;
-    plan.notes.push_back(
-        fmt::format("focal length {:.1f} pixels ({})", focal.value(), focal.source()));
+    plan.param.fieldOfView = camera.fieldOfView.value.value;
+    plan.param.fieldOfViewMode = camera.fieldOfView.value.mode;
+    plan.param.readoutTime = camera.readoutTime.value;
+    plan.param.timeOffset = camera.timeOffset.value;
+    plan.notes = describe(camera);
 }
 
-void chooseTiming(const ClipOptions& options, const ClipInputs& clip, const ClipMetadata& found,
-                  MotionLog& log, StabilizePlan& plan) {
-    const ClipMetadata& metadata = clip.metadata;
-    Choice<double> readout;
-    readout.from(options.camera.readoutTime, "--readout")
-        .from(metadata.readoutTime, clip.files.metadata)
-        .from(found.readoutTime, kFound)
-        .from(log.readoutTime, plan.motionLog)
-        .from(plan.param.readoutTime, "default");
-    plan.param.readoutTime = readout.value();
-    Choice<double> offset;
-    // Not the library's default, which is that of a phone's live camera.
-    offset.from(options.camera.timeOffset, "--time-offset")
-        .from(metadata.timeOffset, clip.files.metadata)
-        .from(found.timeOffset, kFound)
-        .from(0.0, "default");
-    plan.param.timeOffset = offset.value();
-    plan.notes.push_back(fmt::format("readout {:.1f} ms ({}), time offset {:.1f} ms ({})",
-                                     1000.0 * readout.value(), readout.source(),
-                                     1000.0 * offset.value(), offset.source()));
-    Choice<double> drift;
-    drift.from(metadata.clockDrift, clip.files.metadata).from(found.clockDrift, kFound);
-    if (!drift || drift.value() == 0.0) return;
-    // Frames keep their times; the log goes to their clock.
-    const double factor = 1.0 / (1.0 + drift.value());
+/// Frames keep their times; the log goes to their clock.
+void takeOutDrift(double drift, MotionLog& log, ZPR_Param& param) {
+    if (drift == 0.0) return;
+    const double factor = 1.0 / (1.0 + drift);
     log.stretch(factor);
-    plan.param.timeOffset *= factor;
-    plan.notes.push_back(fmt::format("clock drift {:.0f} millionths taken out of the log ({})",
-                                     1e6 * drift.value(), drift.source()));
+    param.timeOffset *= factor;
 }
 
 /// Whether an output dimension shows more than the input has. The library adds half the size
@@ -199,21 +131,16 @@ std::vector<MotionSample> chooseGravity(const ClipOptions& options, const ClipIn
 }
 
 /// Puts the log in device axes and says what it is.
-void chooseAxes(const ClipOptions& options, const ClipInputs& clip, const ClipMetadata& found,
-                MotionLog& log, StabilizePlan& plan) {
-    Choice<AxisMapping> axes;
-    if (options.camera.axes) axes.from(AxisMapping::fromLetters(*options.camera.axes), "--axes");
-    axes.from(clip.metadata.axes, clip.files.metadata)
-        .from(found.axes, kFound)
-        .from(log.orientation, plan.motionLog);
-    plan.axes = axes.value().letters();
+void applyAxes(const ClipOptions& options, const Setting<AxisMapping>& axes, MotionLog& log,
+               StabilizePlan& plan) {
+    plan.axes = axes.value.letters();
     const bool orientations = feedsOrientations(log, options.sensorMask);
     plan.notes.push_back(
         fmt::format("{}: {}, {} {} at {:.0f} Hz, axes {} ({})", fmt::join(log.files, " and "),
                     log.format, orientations ? log.orientations.size() : log.rates.size(),
                     orientations ? "orientations" : "samples",
                     orientations ? samplesPerSecond(log.orientations) : samplesPerSecond(log.rates),
-                    plan.axes, axes.source()));
+                    plan.axes, axes.origin));
     for (const std::string& note : log.notes) {
         plan.notes.push_back(fmt::format("{}: {}", plan.motionLog, note));
     }
@@ -222,7 +149,7 @@ void chooseAxes(const ClipOptions& options, const ClipInputs& clip, const ClipMe
         plan.warnings.push_back(fmt::format("{}: {} samples were out of order and have been sorted",
                                             plan.motionLog, late));
     }
-    log.toDeviceAxes(axes.value());
+    log.toDeviceAxes(axes.value);
 }
 
 /// Averages or leaves out what the library cannot hold.
@@ -283,13 +210,14 @@ StabilizePlan makePlan(const ClipOptions& options, const ClipInputs& clip,
     MotionLog log = *clip.log;
 
     chooseSizes(options, clip.video, plan);
-    chooseView(options, clip, found, plan);
-    chooseTiming(options, clip, found, log, plan);
+    const CameraSettings camera = resolveCamera(options.camera, clip, found);
+    setCamera(camera, plan);
+    takeOutDrift(camera.clockDrift.value, log, plan.param);
     plan.param.cropPercent = options.crop;
     plan.param.smoothingLevel = options.smoothing;
     plan.param.delayFrames = options.delay;
     plan.frameTimes = metadata.frameTimes;
-    chooseAxes(options, clip, found, log, plan);
+    applyAxes(options, camera.axes, log, plan);
     chooseSamples(options, clip, log, plan);
     return plan;
 }

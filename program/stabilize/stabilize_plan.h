@@ -1,7 +1,7 @@
 #pragma once
 
+#include "clip/camera_settings.h"
 #include "clip/clip_inputs.h"
-#include "clip/clip_options.h"
 #include "zpr_framehold.h"
 
 #include <string>

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "clip/clip_inputs.h"
+#include "clip/clip_options.h"
+
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// Where the value of a setting comes from, in order of precedence.
+enum class Source {
+    kOption,
+    kMetadata,  // the clip.json
+    kFound,     // a calibration with the clip itself
+    kLog,
+    kDefault,
+};
+
+/// A value, and where it comes from.
+template <class T>
+struct Setting {
+    T value{};
+    Source source = Source::kDefault;
+    std::string origin;  // for the user: the option, the file, ...
+};
+
+/// Degrees across a side or, for ZPR_FOV_FOCAL_LENGTH, pixels of focal length.
+struct FieldOfView {
+    double value = 0.0;
+    int mode = 0;  // ZPR_FOV_...
+};
+
+/// What is known of a camera and its clock.
+struct CameraSettings {
+    Setting<FieldOfView> fieldOfView;
+    Setting<double> readoutTime;  // seconds
+    Setting<double> timeOffset;   // seconds, added to a frame's timestamp
+    Setting<double> clockDrift;   // seconds that the log's clock gains per second
+    Setting<AxisMapping> axes;    // from logged to device axes
+};
+
+/// Takes each setting from the first source that has it.
+/// found: by a calibration with the clip. Throws std::invalid_argument for letters that are no axes.
+CameraSettings resolveCamera(const CameraOptions& options, const ClipInputs& clip,
+                             const ClipMetadata& found = {});
+
+/// Focal length in pixels of a camera whose frames have this size.
+double focalLength(const FieldOfView& view, const VideoProperties& video);
+
+/// What was taken from where, in sentences; no field of view that is only the default.
+std::vector<std::string> describe(const CameraSettings& camera);
+
+/// "width", "height" or "diagonal"; mode: one of these.
+const char* sideOf(int fieldOfViewMode);
+
+}  // namespace framehold
