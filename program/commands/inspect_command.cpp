@@ -1,5 +1,5 @@
 #include "cli/options.h"
-#include "clip/clip_inputs.h"
+#include "clip/camera_settings.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
 #include "common/progress.h"
@@ -22,8 +22,7 @@ struct InspectOptions {
     std::string file;    // a log or a video
     std::string motion;  // the video's log; empty: that of clip.json, or its telemetry
     std::string clip;
-    std::optional<double> timeOffset;   // seconds
-    std::optional<double> readoutTime;  // seconds
+    CameraOptions camera;
     bool json = false;
     bool quiet = false;
 };
@@ -31,8 +30,9 @@ struct InspectOptions {
 ClipInputs loadClip(const InspectOptions& o) {
     ClipInputs inputs = loadClipInputs(findClipFiles({o.file, o.clip, o.motion, ""}),
                                        propertiesOf(VideoReader(o.file)));
-    if (o.timeOffset) inputs.metadata.timeOffset = o.timeOffset;
-    if (o.readoutTime) inputs.metadata.readoutTime = o.readoutTime;
+    const CameraSettings camera = resolveCamera(o.camera, inputs);
+    inputs.metadata.timeOffset = camera.timeOffset.value;
+    inputs.metadata.readoutTime = camera.readoutTime.value;
     if (inputs.log) return inputs;
     throw std::runtime_error(o.file +
                              ": holds no motion telemetry (no GPMF or CAMM track); give its log "
@@ -88,8 +88,8 @@ void addInspectCommand(Command& program) {
     command.addInputFile("FILE", o.file, "A motion log, or a video")->required();
     command.addInputFile("-m,--motion", o.motion, "The video's log");
     command.addInputFile("--clip", o.clip, "clip.json with the video's metadata");
-    addTimeOffsetOption(command, o.timeOffset);
-    addReadoutOption(command, o.readoutTime);
+    addTimeOffsetOption(command, o.camera.timeOffset);
+    addReadoutOption(command, o.camera.readoutTime);
     addJsonFlag(command, o.json);
     addQuietFlag(command, o.quiet);
     command.callback([options] { inspect(*options); });
