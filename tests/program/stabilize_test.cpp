@@ -1,7 +1,6 @@
-// Which files `framehold stabilize` takes and makes, and what it says of the camera's path.
+// How `framehold stabilize` names its results, and what it says of the camera's path.
 #include "clip/clip_inputs.h"
 #include "stabilize/path_observer.h"
-#include "support/temporary_folder.h"
 #include "support/test_support.h"
 
 #include <algorithm>
@@ -12,7 +11,7 @@ using namespace zpr_test;
 
 namespace {
 
-TEST(ClipFiles, NamesFollowThePattern) {
+TEST(OutputNames, FollowThePattern) {
     const std::tuple<const char*, const char*, const char*> kCases[] = {
         {"", "a/walk.mp4", "a/walk-stable.mp4"},
         {"", "walk.MOV", "walk-stable.MOV"},
@@ -29,46 +28,6 @@ TEST(ClipFiles, NamesFollowThePattern) {
     for (const char* bad : {"{nam}.mp4", "{name"})
         EXPECT_THROW(nameFor(bad, "walk.mp4", kStablePattern), std::invalid_argument) << bad;
     EXPECT_THROW(nameFor("out/", "-", kStablePattern), std::invalid_argument);
-}
-
-TEST(ClipFiles, FoldersGiveTheirVideos) {
-    const TemporaryFolder folder;
-    const std::string b = folder.write("b.MP4", "");
-    const std::string a = folder.write("a.mov", "");
-    folder.write("a-stable.mov", "");
-    folder.write("a.gcsv", "");
-    const std::string path = b.substr(0, b.rfind('/'));
-    EXPECT_EQ(findClips({"-", path, b}), (std::vector<std::string>{"-", a, b, b}));
-}
-
-TEST(ClipFiles, MetadataAndLogAreFoundBesideTheVideo) {
-    const auto found = [](const TemporaryFolder& folder, ClipFiles named = {}) {
-        named.video = folder.write("walk.mp4", "");
-        const ClipFiles files = findClipFiles(named).files;
-        const auto name = [](const std::string& path) { return path.substr(path.rfind('/') + 1); };
-        return name(files.metadata) + " " + name(files.motion);
-    };
-    const TemporaryFolder folder;
-    EXPECT_EQ(found(folder), " ");
-    folder.write("walk.csv", "");
-    EXPECT_EQ(found(folder), " walk.csv");
-    folder.write("walk.gcsv", "");
-    EXPECT_EQ(found(folder), " walk.gcsv");
-    folder.write("clip.json", "{}");
-    EXPECT_EQ(found(folder), "clip.json walk.gcsv");
-    folder.write("other.mp4", "");
-    EXPECT_EQ(found(folder), " walk.gcsv") << "clip.json could be either video's";
-    folder.write("clip.json", R"({"video": "walk.mp4", "imu": {"file": "imu.gcsv"}})");
-    EXPECT_EQ(found(folder), "clip.json imu.gcsv");
-    folder.write("clip.json", R"({"video": "other.mp4"})");
-    EXPECT_EQ(found(folder), " walk.gcsv");
-    folder.write("walk.json", "{}");
-    EXPECT_EQ(found(folder), "walk.json walk.gcsv");
-    EXPECT_EQ(found(folder, {"", "", "mine.csv", ""}), "walk.json mine.csv");
-    const std::string other = folder.write("other.json", R"({"imu": {"file": "imu.gcsv"}})");
-    EXPECT_EQ(found(folder, {"", other, "", ""}), "other.json imu.gcsv");
-    EXPECT_EQ(found(folder, {"", folder.write("other.json", "{}"), "", ""}), "other.json ")
-        << "a log beside the video is not that of metadata from elsewhere";
 }
 
 /// Renders the picture's columns as levels, so that the output tells where its centre is taken

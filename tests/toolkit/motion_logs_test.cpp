@@ -196,26 +196,6 @@ TEST(MotionLogs, FilesOfOneSensor) {
     EXPECT_THROW(readMotionLog(alone.write("magnetic.csv", accel)), FileError);
 }
 
-/// A packet with ten samples of each sensor, the gyroscope's with channels Y, -X, Z.
-std::string gpmfPacket(int samplesSoFar, const std::string& axes = gpmf("ORIN", 'c', 1, "YxZ")) {
-    const auto count = [&] {
-        return gpmf("TSMP", 'L', 4, bytesOf(static_cast<uint64_t>(samplesSoFar), 4, true));
-    };
-    std::vector<int> rates, gravity;
-    for (int i = 0; i < 10; ++i) {
-        rates.insert(rates.end(), {100 + i, -200, 50});
-        gravity.insert(gravity.end(), {40, -30 - i, 981});
-    }
-    return gpmfInside(
-        "DEVC", gpmf("DVID", 'L', 4, bytesOf(1, 4, true)) +
-                    gpmfInside("STRM", count() + gpmf("SIUN", 'c', 5, "rad/s") +
-                                           gpmf("SCAL", 's', 2, shorts({1000})) + axes +
-                                           gpmf("GYRO", 's', 6, shorts(rates))) +
-                    gpmfInside("STRM", count() + gpmf("SIUN", 'c', 4, "m/s\xB2") +
-                                           gpmf("SCAL", 's', 2, shorts({100, 100, 200})) + axes +
-                                           gpmf("ACCL", 's', 6, shorts(gravity))));
-}
-
 TEST(Gpmf, SamplesHaveUnitsAxesAndEvenTimes) {
     // Packets come a little early or late; the third is missing.
     const std::vector<TelemetryPacket> packets = {{1.0, 0.1, gpmfPacket(10)},

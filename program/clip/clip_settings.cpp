@@ -1,0 +1,189 @@
+#include "clip/clip_settings.h"
+
+#include "common/library_constants.h"
+
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+/// Whether an output dimension shows more than the input has. The library adds half the size
+/// difference, in input pixels, to the zoom about the centre.
+bool looksOutside(int input, int output, int cropPercent) {
+    const double shown = input * cropPercent / 100.0;
+    const int margin = (input - output) / 2;
+    const double first = margin * shown / output - shown / 2.0 + output / 2.0;
+    return first < 0.0 || first + shown > input;
+}
+
+void warnAboutOutputSize(const PictureSize& video, ClipSettings& settings) {
+    const auto& [width, height] = settings.output;
+    const std::string size = fmt::format("--output-size {}x{}", width, height);
+    if (width % kMeshStep != 0) {
+        settings.warnings.push_back(fmt::format(
+            "{}: the last {} columns will be stretched; a width that is a multiple of {} avoids it",
+            size, width % kMeshStep, kMeshStep));
+    }
+    if (looksOutside(video.width, width, settings.crop) ||
+        looksOutside(video.height, height, settings.crop)) {
+        settings.warnings.push_back(fmt::format(
+            "{} with --crop {} looks outside the input: frames will not be stabilized; use a "
+            "smaller --crop",
+            size, settings.crop));
+    } else if (width != video.width || height != video.height) {
+        settings.warnings.push_back(fmt::format(
+            "{}: not the centre of the input is shown; the input's size does that", size));
+    }
+}
+
+void chooseSizes(const std::optional<PictureSize>& output, const PictureSize& video,
+                 ClipSettings& settings) {
+    if (settings.crop == 100) {
+        settings.warnings.push_back(
+            "--crop 100 leaves no margin: frames will hardly be stabilized");
+    }
+    if (!output) {
+        const int steps = (video.width + kMeshStep - 1) / kMeshStep;
+        settings.input = settings.output = {steps * kMeshStep, video.height};
+        return;
+    }
+    settings.input = video;
+    settings.output = *output;
+    const auto& [width, height] = *output;
+    if (width > video.width || height > video.height || width % 2 != 0 || height % 2 != 0) {
+        throw std::runtime_error(
+            fmt::format("--output-size: {}x{} is not even and at most the input's {}x{}", width,
+                        height, video.width, video.height));
+    }
+    warnAboutOutputSize(video, settings);
+}
+
+/// The first of two types that the mask enables.
+int firstEnabled(int mask, int a, int b, const char* need) {
+    for (const int type : {a, b}) {
+        if ((mask & ZPR_SENSOR_BIT(type)) != 0) return type;
+    }
+    throw std::runtime_error(
+        fmt::format("--sensor-mask: {} enables neither type {} nor type {}; {}", mask, a, b, need));
+}
+
+/// Orientations are fed where there are no rates, or where the mask asks for them.
+void chooseSensors(const std::optional<int>& mask, const MotionLog& log, ClipSettings& settings) {
+    constexpr int kOrientations =
+        ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_2);
+    constexpr int kRates = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
+    const bool areAsked = (mask.value_or(0) & kOrientations) != 0;
+    if (!log.orientations.empty() && (log.rates.empty() || areAsked)) {
+        settings.sensorMask = mask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1));
+        settings.motionType =
+            firstEnabled(settings.sensorMask, ZPR_SENSOR_ROTATION_1, ZPR_SENSOR_ROTATION_2,
+                         "a log of orientations needs one of them");
+        return;
+    }
+    constexpr const char* kNeed = "a motion log needs both gravity (1 or 2) and rates (3 or 4)";
+    settings.sensorMask = mask.value_or(kRates);
+    settings.gravityType =
+        firstEnabled(settings.sensorMask, ZPR_SENSOR_GRAVITY_1, ZPR_SENSOR_GRAVITY_2, kNeed);
+    settings.motionType =
+        firstEnabled(settings.sensorMask, ZPR_SENSOR_RATE_1, ZPR_SENSOR_RATE_2, kNeed);
+}
+
+/// One sample in place of logged gravity: what the user wants, else what is known of a log without.
+std::optional<Setting<Vec3>> madeUpGravity(const std::vector<double>& option,
+                                           const ClipInputs& clip) {
+    if (!option.empty()) {
+        return Setting<Vec3>{{option[0], option[1], option[2]}, Source::kOption, "--gravity"};
+    }
+    if (!clip.log->gravity.empty()) return std::nullopt;
+    const std::string without = clip.files.motion + " has no gravity; ";
+    if (const auto& hint = clip.metadata.gravityHint) {
+        return Setting<Vec3>{*hint, Source::kMetadata, without + clip.files.metadata};
+    }
+    return Setting<Vec3>{{kStandardGravity, 0.0, 0.0},
+                         Source::kDefault,
+                         without + "taking the picture's top for up"};
+}
+
+void warnAboutInputs(const ClipInputs& clip, ClipSettings& settings) {
+    const auto& view = settings.camera.fieldOfView;
+    if (view.source == Source::kDefault) {
+        settings.warnings.push_back(fmt::format(
+            "the focal length is not known: assuming a view of {:.1f} degrees across the width; "
+            "give --focal or --fov",
+            view.value.value));
+    }
+    const OutOfOrder& late = clip.log->outOfOrder;
+    const size_t count = settings.feedsOrientations() ? late.orientations : late.rates;
+    if (count == 0) return;
+    settings.warnings.push_back(fmt::format("{}: {} samples were out of order and have been sorted",
+                                            clip.files.motion, count));
+}
+
+ZPR_Image imageOf(const PictureSize& size) {
+    ZPR_Image image{};
+    image.format = ZPR_FORMAT_SEMIPLANAR_1;
+    image.width = size.width;
+    image.height = size.height;
+    image.pitch[0] = image.pitch[1] = size.width;
+    return image;
+}
+
+}  // namespace
+
+double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime) {
+    // What the public header says of ZPR_Param::delayFrames.
+    double records = 256.0;
+    const double wanted = (delayFrames * kDelayFramePeriod + 1.0) * kSensorRate;
+    while (records < wanted) records *= 2.0;
+    // From one frame before the output frame to a sample past the newest frame's readout; some
+    // frames come late.
+    constexpr double kSlack = 1.05;
+    const double seconds = kSlack * ((delayFrames + 1) / framesPerSecond + readoutTime);
+    return (records - 2.0) / seconds;
+}
+
+ClipSettings resolveSettings(const ClipOptions& options, const ClipInputs& clip,
+                             const ClipMetadata& found) {
+    if (!clip.log) {
+        throw std::runtime_error(
+            "no motion log: give --motion, or --clip with one that names it; the video itself has "
+            "no telemetry");
+    }
+    ClipSettings settings;
+    settings.warnings = clip.metadata.warnings;
+    settings.warnings.insert(settings.warnings.end(), found.warnings.begin(), found.warnings.end());
+    settings.crop = options.crop;
+    settings.smoothing = options.smoothing;
+    settings.delay = options.delay;
+    chooseSizes(options.outputSize, {clip.video.width, clip.video.height}, settings);
+    settings.camera = resolveCamera(options.camera, clip, found);
+    settings.largestSampleRate = largestSampleRate(options.delay, clip.video.framesPerSecond,
+                                                   settings.camera.readoutTime.value);
+    chooseSensors(options.sensorMask, *clip.log, settings);
+    settings.gravity = madeUpGravity(options.gravity, clip);
+    settings.gravityRate = options.gravityRate;
+    warnAboutInputs(clip, settings);
+    return settings;
+}
+
+ZPR_Param paramOf(const ClipSettings& settings) {
+    const CameraSettings& camera = settings.camera;
+    ZPR_Param param{};
+    ZPR_GetDefaultParam(&param);
+    param.inputImage = imageOf(settings.input);
+    param.outputImage = imageOf(settings.output);
+    param.fieldOfView = camera.fieldOfView.value.value;
+    param.fieldOfViewMode = camera.fieldOfView.value.mode;
+    param.readoutTime = camera.readoutTime.value;
+    param.timeOffset = camera.timeOffset.value * settings.clockFactor();
+    param.sensorMask = settings.sensorMask;
+    param.cropPercent = settings.crop;
+    param.smoothingLevel = settings.smoothing;
+    param.delayFrames = settings.delay;
+    return param;
+}
+
+}  // namespace framehold

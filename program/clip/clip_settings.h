@@ -1,0 +1,44 @@
+#pragma once
+
+#include "clip/camera_settings.h"
+#include "zpr_framehold.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// How a clip is to be stabilized.
+struct ClipSettings {
+    CameraSettings camera;
+    int sensorMask = 0;
+    int motionType = 0;   // ZPR_SENSOR_...: of rates or orientations, whatever is fed
+    int gravityType = 0;  // likewise of gravity, which orientations do not need
+    std::optional<Setting<Vec3>> gravity;  // m/s^2 in device axes, one sample; none: as logged
+    double gravityRate = 0.0;              // logged samples per second after the first one
+    double largestSampleRate = 0.0;        // per second, that the library holds with this delay
+    PictureSize input;                     // of the frames that the library gets
+    PictureSize output;                    // of those that it gives back
+    int crop = 0;                          // percent
+    int smoothing = 0;
+    int delay = 0;  // frames
+    std::vector<std::string> warnings;
+
+    bool feedsOrientations() const { return gravityType == 0; }
+    /// Seconds of the frames' clock in a second of the log's.
+    double clockFactor() const { return 1.0 / (1.0 + camera.clockDrift.value); }
+};
+
+/// Decides on everything before the run. found: by a calibration with the clip.
+/// Throws std::runtime_error for what cannot be done, and as resolveCamera.
+ClipSettings resolveSettings(const ClipOptions& options, const ClipInputs& clip,
+                             const ClipMetadata& found = {});
+
+/// Parameters of the library; times on the frames' clock.
+ZPR_Param paramOf(const ClipSettings& settings);
+
+/// Samples per second that an instance can hold without losing one it needs.
+double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime);
+
+}  // namespace framehold
