@@ -8,11 +8,11 @@
 #include "stabilize/clip_output.h"
 #include "stabilize/clip_report.h"
 #include "stabilize/motion_feed.h"
+#include "stabilize/motion_samples.h"
 #include "stabilize/padded_frame.h"
 #include "stabilize/path_observer.h"
 #include "stabilize/path_table.h"
 #include "stabilize/run_messages.h"
-#include "stabilize/stabilize_plan.h"
 #include "stabilize/stabilizer.h"
 
 #include <algorithm>
@@ -52,31 +52,30 @@ void clear(AVFrame& frame) {
 
 class ClipStabilizer {
 public:
-    ClipStabilizer(const StabilizeOptions& options, const FoundClip& clip,
-                   const RunDisplay& display, RunRecord& record)
-        : options_(options), record_(record),
-          messages_(record, display.label, display.showNotes && !options.quiet),
-          reader_(options.files.video), padded_(reader_.width()),
-          clip_(loadClipInputs(clip, propertiesOf(reader_))),
-          plan_(makePlan(options.clip, clip_,
-                         options.findsUnknown
-                             ? findUnknownMetadata(resolveCamera(options.clip.camera, clip_), clip_,
-                                                   display.showProgress && !options.quiet)
-                             : ClipMetadata())),
+    ClipStabilizer(const StabilizeOptions& options, const ClipInputs& clip,
+                   const ClipSettings& settings, VideoReader& reader, bool showsProgress,
+                   bool observesPath, RunRecord& record)
+        : options_(options), clip_(clip), reader_(reader), record_(record),
+          param_(paramOf(settings)), motion_(prepareMotion(clip, settings)),
+          padded_(reader_.width()),
           output_(options, reader_, usesPaddedFrame() ? &padded_ : nullptr),
-          progress_("stabilizing", reader_.expectedFrames(),
-                    display.showProgress && !options.quiet),
-          observesPath_(display.observePath) {
+          progress_("stabilizing", reader_.expectedFrames(), showsProgress),
+          observesPath_(observesPath) {
         reader_.setPacketSink([this](const AVPacket& packet) { output_.copyPacket(packet); });
-        for (const std::string& note : plan_.notes) messages_.note(note);
-        for (const std::string& warning : plan_.warnings) messages_.warn(warning);
-        output_.tell(messages_);
-        record_.motionLog = plan_.motionLog;
-        record_.axes = plan_.axes;
+        record_.motionLog = clip.files.motion;
+        record_.axes = settings.camera.axes.value.letters();
         record_.framesPerSecond = reader_.framesPerSecond();
     }
 
-    void run() {
+    /// Says what the run starts with.
+    void tell(const ClipSettings& settings, RunMessages& messages) const {
+        for (const std::string& note : describe(settings.camera)) messages.note(note);
+        for (const std::string& note : motion_.notes) messages.note(note);
+        for (const std::string& warning : settings.warnings) messages.warn(warning);
+        output_.tell(messages);
+    }
+
+    void run(RunMessages& messages) {
         const Clock::time_point start = Clock::now();
         while (const AVFrame* frame = reader_.next()) {
             throwIfInterrupted();
@@ -93,12 +92,12 @@ public:
         output_.finish();
         if (recorder_) recorder_->finish();
         progress_.clear();
-        warnAboutCoverage();
-        warnAboutVideo();
-        record_.param = plan_.param;
+        warnAboutCoverage(messages);
+        warnAboutVideo(messages);
+        record_.param = param_;
         record_.secondsTaken = secondsSince(start);
-        messages_.say(fmt::format("{} frames in, {} out, {:.1f} frames per second", taken_,
-                                  progress_.done(), progress_.perSecond()));
+        messages.say(fmt::format("{} frames in, {} out, {:.1f} frames per second", taken_,
+                                 progress_.done(), progress_.perSecond()));
     }
 
 private:
@@ -113,20 +112,19 @@ private:
 
     /// Seconds, on the motion log's clock but for the time offset.
     double timeOf(const AVFrame& frame) const {
-        if (plan_.frameTimes.empty()) {
+        if (clip_.metadata.frameTimes.empty()) {
             return static_cast<double>(frame.pts) * av_q2d(reader_.timeBase());
         }
-        if (taken_ >= plan_.frameTimes.size()) {
+        if (taken_ >= clip_.metadata.frameTimes.size()) {
             throw std::runtime_error(
                 fmt::format("frames.csv beside {} has {} frames, the video has more",
-                            clip_.files.metadata, plan_.frameTimes.size()));
+                            clip_.files.metadata, clip_.metadata.frameTimes.size()));
         }
-        return plan_.frameTimes[taken_];
+        return clip_.metadata.frameTimes[taken_];
     }
 
     AvPtr<AVFrame> makeOutputFrame() const {
-        AvPtr<AVFrame> frame =
-            makeNv12Frame(plan_.param.outputImage.width, plan_.param.outputImage.height);
+        AvPtr<AVFrame> frame = makeNv12Frame(param_.outputImage.width, param_.outputImage.height);
         frame->color_range = reader_.colours().range;
         frame->colorspace = reader_.colours().matrix;
         clear(*frame);
@@ -135,16 +133,16 @@ private:
 
     /// Makes the instance; the first frame tells how rows lie and when time starts.
     void start(const AVFrame& frame, double time) {
-        plan_.param.inputImage.pitch[0] = plan_.param.inputImage.pitch[1] = frame.linesize[0];
+        param_.inputImage.pitch[0] = param_.inputImage.pitch[1] = frame.linesize[0];
         if (!options_.session.empty()) {
-            recorder_ = std::make_unique<SessionWriter>(options_.session, plan_.param);
+            recorder_ = std::make_unique<SessionWriter>(options_.session, param_);
         }
-        stabilizer_ = std::make_unique<Stabilizer>(plan_.param, recorder_.get());
-        if (observesPath_) observer_ = std::make_unique<PathObserver>(plan_.param);
-        firstTime_ = time + plan_.param.timeOffset;
-        shift_ = 1.0 - std::min(firstTime_, plan_.samples.front().timestamp);
+        stabilizer_ = std::make_unique<Stabilizer>(param_, recorder_.get());
+        if (observesPath_) observer_ = std::make_unique<PathObserver>(param_);
+        firstTime_ = time + param_.timeOffset;
+        shift_ = 1.0 - std::min(firstTime_, motion_.samples.front().timestamp);
         feed_ =
-            std::make_unique<MotionFeed>(plan_.samples, shift_, [this](const ZPR_SensorData& s) {
+            std::make_unique<MotionFeed>(motion_.samples, shift_, [this](const ZPR_SensorData& s) {
                 stabilizer_->addSample(s);
                 if (observer_) observer_->addSample(s);
             });
@@ -154,9 +152,9 @@ private:
         const AVFrame& frame = usesPaddedFrame() ? *padded_.pad(original) : original;
         const double time = timeOf(original);
         if (!stabilizer_) start(frame, time);
-        lastTime_ = time + plan_.param.timeOffset + plan_.param.readoutTime;
+        lastTime_ = time + param_.timeOffset + param_.readoutTime;
         feed_->feedUpTo(lastTime_);
-        waiting_.push_back({keep(original), time + plan_.param.timeOffset});
+        waiting_.push_back({keep(original), time + param_.timeOffset});
         ++taken_;
         lastFrame_ = &frame;
         lastFrameTime_ = time;
@@ -179,7 +177,7 @@ private:
         for (int i = 1; !waiting_.empty(); ++i) {
             throwIfInterrupted();
             const double time = lastFrameTime_ + i * period;
-            feed_->feedUpTo(time + plan_.param.timeOffset + plan_.param.readoutTime);
+            feed_->feedUpTo(time + param_.timeOffset + param_.readoutTime);
             render(time, *lastFrame_);
         }
     }
@@ -211,37 +209,37 @@ private:
         progress_.advance();
     }
 
-    void warnAboutVideo() {
+    void warnAboutVideo(RunMessages& messages) const {
         if (reader_.damagedPackets() > 0) {
-            messages_.warn(fmt::format("{} damaged packets were left out, with their frames",
-                                       reader_.damagedPackets()));
+            messages.warn(fmt::format("{} damaged packets were left out, with their frames",
+                                      reader_.damagedPackets()));
         }
         if (reader_.untimedFrames() > 0) {
-            messages_.warn(fmt::format("{} frames have no timestamps: taking {:g} per second",
-                                       reader_.untimedFrames(), reader_.framesPerSecond()));
+            messages.warn(fmt::format("{} frames have no timestamps: taking {:g} per second",
+                                      reader_.untimedFrames(), reader_.framesPerSecond()));
         }
         if (reader_.isInterlaced()) {
-            messages_.warn("the video is interlaced: its fields were stabilized as one picture");
+            messages.warn("the video is interlaced: its fields were stabilized as one picture");
         }
     }
 
-    void warnAboutCoverage() {
-        const double from = plan_.samples.front().timestamp;
-        const double to = plan_.samples.back().timestamp;
+    void warnAboutCoverage(RunMessages& messages) const {
+        const double from = motion_.samples.front().timestamp;
+        const double to = motion_.samples.back().timestamp;
         if (from <= firstTime_ && to >= lastTime_) return;
-        messages_.warn(
+        messages.warn(
             fmt::format("the motion log covers {:.3f} s to {:.3f} s, the frames need {:.3f} s to "
                         "{:.3f} s: frames outside are only cropped",
                         from, to, firstTime_, lastTime_));
     }
 
     const StabilizeOptions& options_;
+    const ClipInputs& clip_;
+    VideoReader& reader_;
     RunRecord& record_;
-    RunMessages messages_;
-    VideoReader reader_;
+    ZPR_Param param_;
+    MotionSamples motion_;
     PaddedFrame padded_;
-    ClipInputs clip_;
-    StabilizePlan plan_;
     ClipOutput output_;
     Progress progress_;
     bool observesPath_;
@@ -258,27 +256,42 @@ private:
     double lastTime_ = 0.0;
 };
 
-void report(const StabilizeOptions& options, const RunDisplay& display, const RunRecord& record) {
+/// Decides on the settings, with what a calibration finds where that is asked for.
+ClipSettings settle(const StabilizeOptions& options, const ClipInputs& clip, bool showsProgress) {
+    const ClipSettings settings = resolveSettings(options.clip, clip);
+    if (!options.findsUnknown) return settings;
+    return resolveSettings(options.clip, clip,
+                           findUnknownMetadata(settings.camera, clip, showsProgress));
+}
+
+void report(const StabilizeOptions& options, bool showsProgress, const RunRecord& record) {
     ReportRequest request;
     request.original = options.files.video;
     request.stabilized = options.output;
     request.run = record;
     request.page = options.report;
-    request.progress = display.showProgress && !options.quiet;
+    request.progress = showsProgress;
     makeReport(request);
 }
 
 }  // namespace
 
 void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record) {
-    const FoundClip clip = findClipFiles(options.files);
-    ClipStabilizer(options, clip, display, record).run();
+    const bool showsProgress = display.showProgress && !options.quiet;
+    RunMessages messages(record, display.label, display.showNotes && !options.quiet);
+    const FoundClip found = findClipFiles(options.files);
+    VideoReader reader(options.files.video);
+    const ClipInputs clip = loadClipInputs(found, propertiesOf(reader));
+    const ClipSettings settings = settle(options, clip, showsProgress);
+    ClipStabilizer stabilizer(options, clip, settings, reader, showsProgress, display.observePath,
+                              record);
+    stabilizer.tell(settings, messages);
+    stabilizer.run(messages);
     if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
     if (!options.saveRun.empty()) saveRunRecord(options.saveRun, record);
-    const RunMessages messages(record, display.label, display.showNotes && !options.quiet);
     messages.say("written: " + (options.output == "-" ? "standard output" : options.output));
     if (options.report.empty()) return;
-    report(options, display, record);
+    report(options, showsProgress, record);
     messages.say("written: " + options.report);
 }
 

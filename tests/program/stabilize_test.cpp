@@ -1,5 +1,6 @@
-// How `framehold stabilize` names its results, and what it says of the camera's path.
-#include "clip/clip_inputs.h"
+// What `framehold stabilize` feeds the library, what it makes of frames and of the camera's path.
+#include "stabilize/motion_samples.h"
+#include "stabilize/padded_frame.h"
 #include "stabilize/path_observer.h"
 #include "support/test_support.h"
 
@@ -28,6 +29,58 @@ TEST(OutputNames, FollowThePattern) {
     for (const char* bad : {"{nam}.mp4", "{name"})
         EXPECT_THROW(nameFor(bad, "walk.mp4", kStablePattern), std::invalid_argument) << bad;
     EXPECT_THROW(nameFor("out/", "-", kStablePattern), std::invalid_argument);
+}
+
+TEST(MotionSamples, AreOnTheFramesClockAndInDeviceAxes) {
+    ClipInputs clip;
+    clip.video = {800, 600, 30.0, 0};
+    clip.log = MotionLog();
+    for (int i = 0; i <= 2000; ++i) clip.log->rates.push_back({0.001 * i, {1.0, 2.0, 3.0}});
+    clip.log->orientation = AxisMapping::fromLetters("YxZ");
+    clip.metadata.clockDrift = 0.25;
+    ClipOptions options;
+    const ClipSettings settings = resolveSettings(options, clip);
+    const MotionSamples motion = prepareMotion(clip, settings);
+    ASSERT_GT(motion.samples.size(), 100u);
+    EXPECT_EQ(motion.samples[0].type, ZPR_SENSOR_GRAVITY_1);
+    EXPECT_EQ(motion.samples[0].value[0], 9.81);
+    EXPECT_EQ(motion.samples[1].type, ZPR_SENSOR_RATE_1);
+    EXPECT_EQ(motion.samples[1].timestamp, motion.samples[0].timestamp);
+    const double* rate = motion.samples.back().value;
+    EXPECT_NEAR(rate[0], 2.0, 1e-12);
+    EXPECT_NEAR(rate[1], -1.0, 1e-12);
+    EXPECT_NEAR(motion.samples.back().timestamp, 2.0 / 1.25, 1e-9);
+    const double seconds = motion.samples.back().timestamp;
+    EXPECT_LE(static_cast<double>(motion.samples.size() - 2) / seconds, settings.largestSampleRate);
+    EXPECT_NE(motion.notes[1].find("averaged to"), std::string::npos);
+
+    clip.log->orientations = {{0.5, 1.0, 0.0, 0.0, 0.0}, {0.6, 0.8, 0.6, 0.0, 0.0}};
+    options.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_2);
+    clip.log->orientation = AxisMapping();
+    const auto fed = prepareMotion(clip, resolveSettings(options, clip)).samples;
+    ASSERT_EQ(fed.size(), 2u);
+    EXPECT_EQ(fed[1].type, ZPR_SENSOR_ROTATION_2);
+    EXPECT_EQ(fed[1].value[0], 0.6);
+    EXPECT_EQ(fed[1].value[3], 0.8);
+}
+
+TEST(PaddedFrame, RepeatsEdgesAndCutsThemOff) {
+    for (const int width : {128, 854, 800, 130}) {
+        SCOPED_TRACE(width);
+        AvPtr<AVFrame> frame = makeNv12Frame(width, 2);
+        for (int x = 0; x < width; ++x) frame->data[1][x] = static_cast<uint8_t>(3 * x);
+        PaddedFrame padded(width);
+        EXPECT_EQ(padded.width() % 128, 0);
+        AvPtr<AVFrame> placed(av_frame_clone(padded.pad(*frame)));
+        const int left = (padded.width() - width) / 4 * 2, right = padded.width() - 1;
+        for (const auto& [x, source] :
+             {std::pair{0, 0}, {1, 1}, {left + 5, 5}, {right, width - 1}}) {
+            EXPECT_EQ(placed->data[1][x], static_cast<uint8_t>(3 * source));
+        }
+        padded.cut(*placed);
+        EXPECT_EQ(placed->width, width);
+        EXPECT_EQ(placed->data[1][7], 21);
+    }
 }
 
 /// Renders the picture's columns as levels, so that the output tells where its centre is taken

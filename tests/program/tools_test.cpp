@@ -1,9 +1,7 @@
-// The desktop program's parts that need no video.
+// What a motion log and a clip.json say: axes, scales, times and errors.
 #include "common/text_fields.h"
 #include "motion/clip_metadata.h"
 #include "motion/motion_log_reader.h"
-#include "stabilize/padded_frame.h"
-#include "stabilize/stabilize_plan.h"
 #include "support/temporary_folder.h"
 #include "support/test_support.h"
 
@@ -128,88 +126,6 @@ TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
     folder.write("frames.csv", "frame,timestamp_s\n0,0.5\n2,0.6\n");
     const std::string error = errorOf([&] { readClipMetadata(folder.write("clip.json", "{}")); });
     EXPECT_NE(error.find("frames.csv:3: frame: 2"), std::string::npos) << error;
-}
-
-TEST(StabilizePlan, OptionsPrecedeMetadataPrecedeTheLog) {
-    const TemporaryFolder folder;
-    ClipOptions options;
-    const auto load = [](const ClipFiles& files) {
-        return loadClipInputs(findClipFiles(files), {800, 600, 30.0, 0});
-    };
-    ClipInputs clip = load({"-", "", "", ""});
-    EXPECT_NE(errorOf([&] { makePlan(options, clip); }).find("no motion log"), std::string::npos);
-    const std::string log =
-        folder.write("imu.gcsv", kHead + kScales + "t,gx,gy,gz\n0,1,2,3\n10,1,2,3\n");
-    clip = load({"-", "", log, ""});
-    StabilizePlan plan = makePlan(options, clip);
-    EXPECT_EQ(plan.param.fieldOfViewMode, ZPR_FOV_WIDTH);
-    EXPECT_EQ(plan.warnings.size(), 1u);  // the focal length is not known
-    EXPECT_EQ(plan.param.readoutTime, 0.02);
-    EXPECT_EQ(plan.param.timeOffset, 0.0);
-    EXPECT_EQ(plan.param.inputImage.width + plan.param.outputImage.width, 2 * 896);
-    // Gravity is made up: the picture's top is up. Device x is logged y, device y minus logged x.
-    ASSERT_EQ(plan.samples.size(), 3u);
-    EXPECT_EQ(plan.samples[0].type, ZPR_SENSOR_GRAVITY_1);
-    EXPECT_EQ(plan.samples[0].value[0], 9.81);
-    EXPECT_EQ(plan.samples[1].type, ZPR_SENSOR_RATE_1);
-    EXPECT_EQ(plan.samples[1].value[0], 1.0);
-    EXPECT_EQ(plan.samples[1].value[1], -0.5);
-
-    clip =
-        load({"-", folder.write("clip.json", R"({"width": 400, "focal_px": 300, "readout_s": 0.01,
-                                               "imu": {"file": "imu.gcsv"}})"),
-              "", ""});
-    plan = makePlan(options, clip);
-    EXPECT_EQ(plan.param.fieldOfView, 600.0);  // for twice the width
-    EXPECT_EQ(plan.param.fieldOfViewMode, ZPR_FOV_FOCAL_LENGTH);
-    EXPECT_EQ(plan.param.readoutTime, 0.01);
-
-    options.camera.focalLength = 500.0;
-    options.camera.readoutTime = 0.005;
-    options.gravity = {0.0, 0.0, 9.81};
-    options.sensorMask = 10;
-    plan = makePlan(options, clip);
-    EXPECT_EQ(plan.param.fieldOfView, 500.0);
-    EXPECT_EQ(plan.param.readoutTime, 0.005);
-    EXPECT_EQ(plan.samples[0].type, ZPR_SENSOR_GRAVITY_2);
-    EXPECT_EQ(plan.samples[0].value[2], 9.81);
-    EXPECT_EQ(plan.samples[1].type, ZPR_SENSOR_RATE_2);
-    options.sensorMask = 1;
-    EXPECT_NE(errorOf([&] { makePlan(options, clip); }).find("--sensor-mask: 1"),
-              std::string::npos);
-    options.sensorMask.reset();
-
-    const std::tuple<PictureSize, int, const char*> kSizes[] = {
-        {{640, 480}, 100, "looks outside"},
-        {{640, 480}, 70, "not the centre"},
-        {{700, 500}, 70, "last 60 columns"}};
-    for (const auto& [size, crop, warning] : kSizes) {
-        options.outputSize = size;
-        options.crop = crop;
-        const auto warnings = makePlan(options, clip).warnings;
-        EXPECT_NE(fmt::format("{}", fmt::join(warnings, " ")).find(warning), std::string::npos);
-    }
-    options.outputSize = PictureSize{802, 600};
-    EXPECT_THROW(makePlan(options, clip), std::runtime_error);
-}
-
-TEST(PaddedFrame, RepeatsEdgesAndCutsThemOff) {
-    for (const int width : {128, 854, 800, 130}) {
-        SCOPED_TRACE(width);
-        AvPtr<AVFrame> frame = makeNv12Frame(width, 2);
-        for (int x = 0; x < width; ++x) frame->data[1][x] = static_cast<uint8_t>(3 * x);
-        PaddedFrame padded(width);
-        EXPECT_EQ(padded.width() % 128, 0);
-        AvPtr<AVFrame> placed(av_frame_clone(padded.pad(*frame)));
-        const int left = (padded.width() - width) / 4 * 2, right = padded.width() - 1;
-        for (const auto& [x, source] :
-             {std::pair{0, 0}, {1, 1}, {left + 5, 5}, {right, width - 1}}) {
-            EXPECT_EQ(placed->data[1][x], static_cast<uint8_t>(3 * source));
-        }
-        padded.cut(*placed);
-        EXPECT_EQ(placed->width, width);
-        EXPECT_EQ(placed->data[1][7], 21);
-    }
 }
 
 }  // namespace

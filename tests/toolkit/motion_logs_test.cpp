@@ -3,7 +3,6 @@
 #include "media/stream_copier.h"
 #include "motion/formats/telemetry_formats.h"
 #include "motion/motion_log_reader.h"
-#include "stabilize/stabilize_plan.h"
 #include "support/temporary_folder.h"
 #include "toolkit/telemetry_builder.h"
 
@@ -346,36 +345,6 @@ TEST(VideoTelemetry, GoesAlongWhereTheContainerHoldsIt) {
     }
     EXPECT_EQ(copyStreams(path, folder.path("copy.avi"), "avi"),
               std::vector<std::string>{"stream 0 (data, gpmd) is left out: avi cannot hold it"});
-}
-
-TEST(StabilizePlan, FeedsTelemetryAndOrientations) {
-    const TemporaryFolder folder;
-    const VideoProperties properties{800, 600, 30.0, 0};
-    ClipOptions options;
-    const std::string video = folder.path("clip.mov");
-    writeTelemetryFile(video, {{0.0, 0.1, gpmfPacket(10)}, {0.1, 0.1, gpmfPacket(20)}});
-    const StabilizePlan telemetry =
-        makePlan(options, loadClipInputs(findClipFiles({video, "", "", ""}), properties));
-    EXPECT_EQ(telemetry.motionLog, video);
-    ASSERT_EQ(telemetry.samples.size(), 21u);
-    EXPECT_EQ(telemetry.samples[0].type, ZPR_SENSOR_GRAVITY_1);
-    EXPECT_NEAR(telemetry.samples[0].value[0], 4.905, 1e-9);
-    EXPECT_EQ(telemetry.samples[1].type, ZPR_SENSOR_RATE_1);
-
-    const ClipInputs clip =
-        loadClipInputs(findClipFiles({video, "", kData + "rotation/game.csv", ""}), properties);
-    for (const auto& [mask, type] : {std::pair{0, 5}, {32, 6}, {48, 5}}) {
-        if (mask != 0) options.sensorMask = mask;
-        const StabilizePlan plan = makePlan(options, clip);
-        ASSERT_EQ(plan.samples.size(), 10u);
-        EXPECT_EQ(plan.samples[0].type, type);
-        EXPECT_NEAR(plan.samples[0].value[0], 0.6 * std::sin(0.1), 1e-6);
-        EXPECT_NEAR(plan.samples[0].value[3], std::cos(0.1), 1e-6);
-    }
-    options.sensorMask = 5;
-    EXPECT_EQ(errorOf([&] { makePlan(options, clip); }),
-              "--sensor-mask: 5 enables neither type 5 nor type 6; a log of orientations needs one "
-              "of them");
 }
 
 }  // namespace
