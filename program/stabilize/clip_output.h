@@ -3,7 +3,7 @@
 #include "media/video_reader.h"
 #include "media/video_writer.h"
 #include "stabilize/padded_frame.h"
-#include "stabilize/run_messages.h"
+#include "stabilize/run_summary.h"
 #include "stabilize/stabilize_options.h"
 
 namespace framehold {

@@ -1,6 +1,11 @@
 #include "stabilize/run_summary.h"
 
+#include "clip/camera_settings.h"
+
 #include <algorithm>
+#include <cstdio>
+
+#include <fmt/format.h>
 
 namespace framehold {
 
@@ -26,9 +31,8 @@ ordered_json parametersOf(const RunRecord& run) {
     if (p.fieldOfViewMode == ZPR_FOV_FOCAL_LENGTH) {
         json["focal_px"] = p.fieldOfView;
     } else {
-        const char* const kAcross[] = {"width", "height", "diagonal"};
         json["field_of_view_deg"] = p.fieldOfView;
-        json["field_of_view_across"] = kAcross[p.fieldOfViewMode - 1];
+        json["field_of_view_across"] = sideOf(p.fieldOfViewMode);
     }
     json["readout_s"] = p.readoutTime;
     json["time_offset_s"] = p.timeOffset;
@@ -67,6 +71,20 @@ ordered_json summaryOf(const ClipResult& result) {
     json["notes"] = run.notes;
     json["warnings"] = run.warnings;
     return json;
+}
+
+void RunMessages::note(const std::string& text) {
+    record_.notes.push_back(text);
+    say(text);
+}
+
+void RunMessages::warn(const std::string& text) {
+    record_.warnings.push_back(text);
+    fmt::print(stderr, "{}warning: {}\n", prefix_, text);
+}
+
+void RunMessages::say(const std::string& text) const {
+    if (showsNotes_) fmt::print(stderr, "{}{}\n", prefix_, text);
 }
 
 }  // namespace framehold

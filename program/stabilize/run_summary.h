@@ -2,6 +2,8 @@
 
 #include "report/run_record.h"
 
+#include <string>
+
 #include <nlohmann/json.hpp>
 
 namespace framehold {
@@ -18,5 +20,28 @@ struct ClipResult {
 /// What `--json` says of one clip: files, how it ended, and of clips that are done the parameters,
 /// counts of frames, largest share of the margin used, and all notes and warnings.
 nlohmann::ordered_json summaryOf(const ClipResult& result);
+
+/// Tells the user on standard error what a run does, and keeps it in the run's record.
+class RunMessages {
+public:
+    /// label: what every line starts with, to tell the clips of a batch apart; may be empty.
+    /// showsNotes: else only warnings are told.
+    RunMessages(RunRecord& record, const std::string& label, bool showsNotes)
+        : record_(record), prefix_(label.empty() ? "" : label + ": "), showsNotes_(showsNotes) {}
+
+    /// Something that was chosen or found.
+    void note(const std::string& text);
+
+    /// Something that makes the result worse than it could be.
+    void warn(const std::string& text);
+
+    /// What only matters while the program runs.
+    void say(const std::string& text) const;
+
+private:
+    RunRecord& record_;
+    std::string prefix_;
+    bool showsNotes_;
+};
 
 }  // namespace framehold

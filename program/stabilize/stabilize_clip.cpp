@@ -12,7 +12,7 @@
 #include "stabilize/padded_frame.h"
 #include "stabilize/path_observer.h"
 #include "stabilize/path_table.h"
-#include "stabilize/run_messages.h"
+#include "stabilize/run_summary.h"
 #include "stabilize/stabilizer.h"
 
 #include <algorithm>
