@@ -46,10 +46,9 @@ bool holdsMore(AVPixelFormat format) {
 
 }  // namespace
 
-ClipOutput::ClipOutput(const StabilizeOptions& options, const VideoReader& source,
-                       const PaddedFrame* padded)
-    : source_(source), padded_(padded), isSideBySide_(options.sideBySide),
-      settings_(settingsFor(options, source)), writer_(options.output, settings_, &source) {}
+ClipOutput::ClipOutput(const StabilizeOptions& options, const VideoReader& source)
+    : source_(source), isSideBySide_(options.sideBySide), settings_(settingsFor(options, source)),
+      writer_(options.output, settings_, &source) {}
 
 void ClipOutput::tell(RunMessages& messages) const {
     const AVCodecContext& codec = writer_.codec();
@@ -70,8 +69,7 @@ void ClipOutput::tell(RunMessages& messages) const {
     for (const std::string& loss : writer_.losses()) messages.warn(loss);
 }
 
-void ClipOutput::write(AVFrame& stable, const AVFrame& original) {
-    if (padded_ != nullptr) padded_->cut(stable);
+void ClipOutput::write(const AVFrame& stable, const AVFrame& original) {
     writer_.write(isSideBySide_ ? *sideBySide(original, stable) : stable);
 }
 

@@ -2,7 +2,6 @@
 
 #include "media/video_reader.h"
 #include "media/video_writer.h"
-#include "stabilize/padded_frame.h"
 #include "stabilize/run_summary.h"
 #include "stabilize/stabilize_options.h"
 
@@ -11,16 +10,14 @@ namespace framehold {
 /// The video that becomes of a clip.
 class ClipOutput {
 public:
-    /// padded: null where frames of the output's own size are rendered. All but the options is
-    /// borrowed. Throws MediaError, as all functions.
-    ClipOutput(const StabilizeOptions& options, const VideoReader& source,
-               const PaddedFrame* padded);
+    /// source: borrowed. Throws MediaError, as all functions.
+    ClipOutput(const StabilizeOptions& options, const VideoReader& source);
 
     /// Says what the result cannot keep of the source.
     void tell(RunMessages& messages) const;
 
-    /// Takes a frame as the library rendered it, and the frame of the source that it was made of.
-    void write(AVFrame& stable, const AVFrame& original);
+    /// Takes a stabilized frame, and the frame of the source that it was made of.
+    void write(const AVFrame& stable, const AVFrame& original);
 
     /// Takes a packet of the source's other streams.
     void copyPacket(const AVPacket& packet) { writer_.copyPacket(packet); }
@@ -29,7 +26,6 @@ public:
 
 private:
     const VideoReader& source_;
-    const PaddedFrame* padded_;
     bool isSideBySide_;
     VideoSettings settings_;
     VideoWriter writer_;

@@ -1,7 +1,5 @@
 #include "stabilize/padded_frame.h"
 
-#include "common/library_constants.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -18,10 +16,10 @@ void repeatEdges(uint8_t* row, int left, int content, int width, int unit) {
 
 }  // namespace
 
-PaddedFrame::PaddedFrame(int contentWidth)
-    : contentWidth_(contentWidth), width_((contentWidth + kMeshStep - 1) / kMeshStep * kMeshStep),
+PaddedFrame::PaddedFrame(int contentWidth, int width)
+    : contentWidth_(contentWidth), width_(width),
       // Even, so that chroma pairs stay together.
-      left_((width_ - contentWidth) / 2 & ~1) {}
+      left_((width - contentWidth) / 2 & ~1) {}
 
 const AVFrame* PaddedFrame::pad(const AVFrame& frame) {
     if (width_ == contentWidth_) return &frame;

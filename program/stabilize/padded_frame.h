@@ -4,14 +4,13 @@
 
 namespace framehold {
 
-/// A frame padded to a width that is a multiple of 128: the library works in blocks of so many
-/// columns, and stretches the last ones of an output of another width. The content lies in the
-/// middle, its edges are repeated to both sides, and the result is cut back.
+/// A frame padded to a width that the library likes: it works in blocks of 128 columns, and stretches
+/// the last ones of an output of another width. The content lies in the middle, its edges are
+/// repeated to both sides, and the result is cut back.
 class PaddedFrame {
 public:
-    explicit PaddedFrame(int contentWidth);
-
-    int width() const { return width_; }
+    /// width: of the padded frame; may be that of the content, which is left alone then.
+    PaddedFrame(int contentWidth, int width);
 
     /// Pads a frame: the frame itself if its width will do, else a copy that is valid until the next
     /// call. It keeps the frame's pts and duration.

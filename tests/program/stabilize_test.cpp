@@ -69,10 +69,10 @@ TEST(PaddedFrame, RepeatsEdgesAndCutsThemOff) {
         SCOPED_TRACE(width);
         AvPtr<AVFrame> frame = makeNv12Frame(width, 2);
         for (int x = 0; x < width; ++x) frame->data[1][x] = static_cast<uint8_t>(3 * x);
-        PaddedFrame padded(width);
-        EXPECT_EQ(padded.width() % 128, 0);
+        const int paddedWidth = (width + 127) / 128 * 128;
+        PaddedFrame padded(width, paddedWidth);
         AvPtr<AVFrame> placed(av_frame_clone(padded.pad(*frame)));
-        const int left = (padded.width() - width) / 4 * 2, right = padded.width() - 1;
+        const int left = (paddedWidth - width) / 4 * 2, right = paddedWidth - 1;
         for (const auto& [x, source] :
              {std::pair{0, 0}, {1, 1}, {left + 5, 5}, {right, width - 1}}) {
             EXPECT_EQ(placed->data[1][x], static_cast<uint8_t>(3 * source));

@@ -1,0 +1,127 @@
+#include "stabilize/clip_run.h"
+
+#include "common/interruption.h"
+
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
+                 const ClipSettings& settings, MotionSamples motion, VideoReader& video,
+                 bool observesPath, RunRecord& record)
+    : options_(options), clip_(clip), settings_(settings), motion_(std::move(motion)),
+      video_(video), record_(record), output_(options, video),
+      engine_(settings, motion_.samples, options.sideBySide, engineEvents()) {
+    if (observesPath) observer_.emplace(paramOf(settings));
+    video_.setPacketSink([this](const AVPacket& packet) { output_.copyPacket(packet); });
+    record_.motionLog = clip.files.motion;
+    record_.axes = settings.camera.axes.value.letters();
+    record_.framesPerSecond = clip.video.framesPerSecond;
+}
+
+Engine::Events ClipRun::engineEvents() {
+    Engine::Events events;
+    events.onStabilized = [this](StabilizedFrame frame) { take(std::move(frame)); };
+    events.onSample = [this](const ZPR_SensorData& sample) {
+        if (session_) session_->sample(sample);
+        if (observer_) observer_->addSample(sample);
+    };
+    events.onFrame = [this](double timestamp, const ZPR_Image& image) {
+        if (session_) session_->frame(timestamp, image);
+        if (observer_) path_ = observer_->takeFrame(timestamp).value_or(ObservedPath());
+    };
+    return events;
+}
+
+void ClipRun::tell(RunMessages& messages) const {
+    for (const std::string& note : describe(settings_.camera)) messages.note(note);
+    for (const std::string& note : motion_.notes) messages.note(note);
+    for (const std::string& warning : settings_.warnings) messages.warn(warning);
+    output_.tell(messages);
+}
+
+void ClipRun::run(bool showsProgress, RunMessages& messages) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    progress_.emplace("stabilizing", clip_.video.expectedFrames, showsProgress);
+    if (!options_.session.empty()) session_.emplace(options_.session, paramOf(settings_));
+    readFrames();
+    output_.finish();
+    if (session_) session_->finish();
+    progress_->clear();
+    warnAboutCoverage(messages);
+    warnAboutVideo(messages);
+    record_.param = paramOf(settings_);
+    record_.secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
+    messages.say(fmt::format("{} frames in, {} out, {:.1f} frames per second", taken_,
+                             progress_->done(), progress_->perSecond()));
+}
+
+void ClipRun::readFrames() {
+    while (const AVFrame* frame = video_.next()) {
+        throwIfInterrupted();
+        lastTime_ = timeOf(*frame);
+        if (taken_++ == 0) firstTime_ = lastTime_;
+        engine_.push(*frame, lastTime_);
+    }
+    engine_.finish(1.0 / clip_.video.framesPerSecond);
+    if (taken_ > 0) return;
+    std::string what = "holds no frames";
+    if (const int damaged = video_.damagedPackets(); damaged > 0) {
+        what += fmt::format("; {} packets are damaged", damaged);
+    }
+    throw MediaError(clip_.files.video, what);
+}
+
+/// Seconds, on the motion log's clock but for the time offset.
+double ClipRun::timeOf(const AVFrame& frame) const {
+    const std::vector<double>& times = clip_.metadata.frameTimes;
+    if (times.empty()) return video_.seconds(frame);
+    if (taken_ >= times.size()) {
+        throw std::runtime_error(
+            fmt::format("frames.csv beside {} has {} frames, the video has more",
+                        clip_.files.metadata, times.size()));
+    }
+    return times[taken_];
+}
+
+void ClipRun::take(StabilizedFrame frame) {
+    throwIfInterrupted();
+    record_.frames.push_back(
+        {frame.time, path_.measured, path_.corrected, path_.marginUsed, frame.milliseconds});
+    output_.write(*frame.picture, *frame.original);
+    progress_->advance();
+}
+
+void ClipRun::warnAboutVideo(RunMessages& messages) const {
+    if (video_.damagedPackets() > 0) {
+        messages.warn(fmt::format("{} damaged packets were left out, with their frames",
+                                  video_.damagedPackets()));
+    }
+    if (video_.untimedFrames() > 0) {
+        messages.warn(fmt::format("{} frames have no timestamps: taking {:g} per second",
+                                  video_.untimedFrames(), video_.framesPerSecond()));
+    }
+    if (video_.isInterlaced()) {
+        messages.warn("the video is interlaced: its fields were stabilized as one picture");
+    }
+}
+
+void ClipRun::warnAboutCoverage(RunMessages& messages) const {
+    const ZPR_Param param = paramOf(settings_);
+    const double from = motion_.samples.front().timestamp;
+    const double to = motion_.samples.back().timestamp;
+    const double first = firstTime_ + param.timeOffset;
+    const double last = lastTime_ + param.timeOffset + param.readoutTime;
+    if (from <= first && to >= last) return;
+    messages.warn(
+        fmt::format("the motion log covers {:.3f} s to {:.3f} s, the frames need {:.3f} s to "
+                    "{:.3f} s: frames outside are only cropped",
+                    from, to, first, last));
+}
+
+}  // namespace framehold
