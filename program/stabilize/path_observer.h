@@ -1,12 +1,14 @@
 #pragma once
 
 #include "math/quaternion.h"
+#include "report/run_record.h"
 #include "sensors/sensor_hub.h"
 #include "smoothing/iir_smoother.h"
 #include "zpr_framehold.h"
 
 #include <deque>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace framehold {
@@ -44,5 +46,12 @@ private:
     Nodes plainCrop_;  // input positions of the output's border under no correction
     std::deque<std::optional<qlx::zpr_framehold::Quaternion>> measured_;  // of the waiting frames
 };
+
+/// Writes a run's frames as CSV: frame, time_s (first row, on the motion log's clock), the measured
+/// and the corrected orientation from device to world as unit quaternions (w, x, y, z), the angle
+/// between the two in degrees, the share of the margin that is used, and the milliseconds that the
+/// library took. Fields of frames without an orientation are empty. Throws std::runtime_error; the
+/// file appears under its name when it is complete.
+void writePathTable(const std::string& path, const RunRecord& run);
 
 }  // namespace framehold

@@ -4,7 +4,6 @@
 #include "report/run_record.h"
 #include "stabilize/clip_report.h"
 #include "stabilize/clip_run.h"
-#include "stabilize/path_table.h"
 
 namespace framehold {
 
