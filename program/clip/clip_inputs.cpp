@@ -1,10 +1,11 @@
 #include "clip/clip_inputs.h"
 
+#include "common/text_fields.h"
 #include "motion/motion_log_reader.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
+#include <set>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -15,19 +16,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string lowerExtension(const fs::path& path) {
-    std::string extension = path.extension().string();
-    for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return extension;
-}
-
-bool isOneOf(const std::string& text, std::initializer_list<const char*> list) {
-    return std::find(list.begin(), list.end(), text) != list.end();
-}
-
 bool isVideo(const fs::path& path) {
-    return isOneOf(lowerExtension(path), {".mp4", ".m4v", ".mov", ".mkv", ".webm", ".avi", ".3gp",
-                                          ".mts", ".m2ts", ".ts", ".mpg", ".mpeg", ".y4m"});
+    static const std::set<std::string> kExtensions = {".mp4", ".m4v",  ".mov", ".mkv",  ".webm",
+                                                      ".avi", ".3gp",  ".mts", ".m2ts", ".ts",
+                                                      ".mpg", ".mpeg", ".y4m"};
+    return kExtensions.count(lowerCase(path.extension().string())) > 0;
 }
 
 bool isEarlierResult(const fs::path& path) {
@@ -51,26 +44,6 @@ std::vector<std::string> videosIn(const std::string& folder) {
     if (videos.empty()) throw std::runtime_error(folder + ": holds no videos");
     std::sort(videos.begin(), videos.end());
     return videos;
-}
-
-bool isFolder(const std::string& pattern) {
-    return !pattern.empty() && (pattern.back() == '/' || fs::is_directory(pattern));
-}
-
-bool hasField(const std::string& pattern) { return pattern.find('{') != std::string::npos; }
-
-std::string filledIn(const std::string& pattern, const fs::path& video) {
-    const std::string extension = video.extension().string();
-    const bool isKept = isOneOf(lowerExtension(video), {".mp4", ".mov", ".mkv"});
-    const fs::path folder = fs::absolute(video).lexically_normal().parent_path();
-    try {
-        return fmt::format(fmt::runtime(pattern), fmt::arg("name", video.stem().string()),
-                           fmt::arg("folder", folder.filename().string()),
-                           fmt::arg("ext", extension.empty() ? std::string() : extension.substr(1)),
-                           fmt::arg("same", isKept ? extension.substr(1) : "mp4"));
-    } catch (const fmt::format_error&) {
-        throw std::invalid_argument("'" + pattern + "': known are {name}, {folder} and {ext}");
-    }
 }
 
 /// Whether the clip.json in the video's folder is this video's.
@@ -108,23 +81,6 @@ std::vector<std::string> findClips(const std::vector<std::string>& inputs) {
         }
     }
     return clips;
-}
-
-std::string nameFor(const std::string& pattern, const std::string& video,
-                    const std::string& standard) {
-    if (video == "-" && pattern.empty()) return "-";
-    if (video == "-" && (hasField(pattern) || isFolder(pattern))) {
-        throw std::invalid_argument("'" + pattern + "': standard input has no name");
-    }
-    const fs::path path(video);
-    if (pattern.empty()) return (path.parent_path() / filledIn(standard, path)).string();
-    if (hasField(pattern)) return filledIn(pattern, path);
-    if (isFolder(pattern)) return (fs::path(pattern) / filledIn(standard, path)).string();
-    return pattern;
-}
-
-bool namesEach(const std::string& pattern) {
-    return pattern.empty() || hasField(pattern) || isFolder(pattern);
 }
 
 FoundClip findClipFiles(const ClipFiles& named) {

@@ -17,20 +17,6 @@ namespace framehold {
 /// Throws std::runtime_error for folders that cannot be read or hold no video.
 std::vector<std::string> findClips(const std::vector<std::string>& inputs);
 
-/// Of the result, where no name is given. {same} is the video's extension if it is .mp4, .mov or
-/// .mkv, else mp4.
-constexpr const char* kStablePattern = "{name}-stable.{same}";
-
-/// The name that `pattern` stands for with a video: {name} is the video's name without extension,
-/// {folder} the name of the folder it is in, {ext} its extension. A folder stands for the name that
-/// `standard`, a pattern too, gives in it, an empty pattern for that name beside the video; with
-/// standard input, for standard output. Throws std::invalid_argument.
-std::string nameFor(const std::string& pattern, const std::string& video,
-                    const std::string& standard);
-
-/// Whether a pattern gives videos of different names different results.
-bool namesEach(const std::string& pattern);
-
 /// The files of one clip; empty: not named, or not there.
 struct ClipFiles {
     std::string video;     // "-" for standard input

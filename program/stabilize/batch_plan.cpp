@@ -1,6 +1,6 @@
 #include "stabilize/batch_plan.h"
 
-#include "clip/clip_inputs.h"
+#include "common/text_fields.h"
 #include "report/report_page.h"
 
 #include <filesystem>
@@ -32,6 +32,32 @@ constexpr OutputOption kOutputs[] = {
     {"--report", &StabilizeOptions::report, "{name}-report.html", false},
     {"--save-run", &StabilizeOptions::saveRun, "{name}-run.json", false},
 };
+
+bool isFolder(const std::string& pattern) {
+    return !pattern.empty() && (pattern.back() == '/' || fs::is_directory(pattern));
+}
+
+bool hasField(const std::string& pattern) { return pattern.find('{') != std::string::npos; }
+
+std::string filledIn(const std::string& pattern, const fs::path& video) {
+    const std::string extension = video.extension().string();
+    const std::string lower = lowerCase(extension);
+    const bool isKept = lower == ".mp4" || lower == ".mov" || lower == ".mkv";
+    const fs::path folder = fs::absolute(video).lexically_normal().parent_path();
+    try {
+        return fmt::format(fmt::runtime(pattern), fmt::arg("name", video.stem().string()),
+                           fmt::arg("folder", folder.filename().string()),
+                           fmt::arg("ext", extension.empty() ? std::string() : extension.substr(1)),
+                           fmt::arg("same", isKept ? extension.substr(1) : "mp4"));
+    } catch (const fmt::format_error&) {
+        throw std::invalid_argument("'" + pattern + "': known are {name}, {folder} and {ext}");
+    }
+}
+
+/// Whether a pattern gives videos of different names different results.
+bool namesEach(const std::string& pattern) {
+    return pattern.empty() || hasField(pattern) || isFolder(pattern);
+}
 
 [[noreturn]] void refuse(const std::string& option, const std::string& why) {
     throw CLI::ValidationError(option, why);
@@ -102,6 +128,19 @@ void checkReport(const StabilizeOptions& clip) {
 }
 
 }  // namespace
+
+std::string nameFor(const std::string& pattern, const std::string& video,
+                    const std::string& standard) {
+    if (video == "-" && pattern.empty()) return "-";
+    if (video == "-" && (hasField(pattern) || isFolder(pattern))) {
+        throw std::invalid_argument("'" + pattern + "': standard input has no name");
+    }
+    const fs::path path(video);
+    if (pattern.empty()) return (path.parent_path() / filledIn(standard, path)).string();
+    if (hasField(pattern)) return filledIn(pattern, path);
+    if (isFolder(pattern)) return (fs::path(pattern) / filledIn(standard, path)).string();
+    return pattern;
+}
 
 std::vector<StabilizeOptions> planBatch(const BatchOptions& batch) {
     std::vector<StabilizeOptions> clips;

@@ -15,6 +15,17 @@ struct BatchOptions {
     bool json = false;                // print a summary on standard output
 };
 
+/// Of the result, where no name is given. {same} is the video's extension if it is .mp4, .mov or
+/// .mkv, else mp4.
+constexpr const char* kStablePattern = "{name}-stable.{same}";
+
+/// The name that `pattern` stands for with a video: {name} is the video's name without extension,
+/// {folder} the name of the folder it is in, {ext} its extension. A folder stands for the name that
+/// `standard`, a pattern too, gives in it, an empty pattern for that name beside the video; with
+/// standard input, for standard output. Throws std::invalid_argument.
+std::string nameFor(const std::string& pattern, const std::string& video,
+                    const std::string& standard);
+
 /// The options of every clip, files named. What would spoil the run is found here, before the
 /// first clip is touched. Throws CLI::ValidationError where options do not go together, and
 /// std::runtime_error for folders without clips and where a clip would be overwritten.
