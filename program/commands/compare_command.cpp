@@ -2,10 +2,10 @@
 #include "commands/commands.h"
 #include "common/interruption.h"
 #include "common/progress.h"
+#include "compare/side_by_side.h"
 #include "media/still_picture.h"
 #include "media/video_reader.h"
 #include "media/video_writer.h"
-#include "stabilize/side_by_side.h"
 
 #include <algorithm>
 #include <memory>

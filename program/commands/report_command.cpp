@@ -1,7 +1,7 @@
 #include "cli/options.h"
 #include "commands/commands.h"
+#include "compare/clip_report.h"
 #include "report/run_record.h"
-#include "stabilize/clip_report.h"
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #include "stabilize/clip_output.h"
 
-#include "stabilize/side_by_side.h"
+#include "compare/side_by_side.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
 #include "stabilize/stabilize_clip.h"
 
 #include "calibrate/calibrate_clip.h"
+#include "compare/clip_report.h"
 #include "report/run_record.h"
-#include "stabilize/clip_report.h"
 #include "stabilize/clip_run.h"
 
 namespace framehold {

@@ -1,4 +1,4 @@
-#include "stabilize/clip_report.h"
+#include "compare/clip_report.h"
 
 #include "compare/measured_clips.h"
 #include "report/report_page.h"

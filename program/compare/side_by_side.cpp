@@ -1,4 +1,4 @@
-#include "stabilize/side_by_side.h"
+#include "compare/side_by_side.h"
 
 #include <algorithm>
 
