@@ -1,8 +1,31 @@
 #include "compare/side_by_side.h"
 
+#include "common/interruption.h"
+#include "common/progress.h"
+#include "media/still_picture.h"
+#include "media/video_reader.h"
+#include "media/video_writer.h"
+
 #include <algorithm>
+#include <optional>
+#include <stdexcept>
+
+#include <fmt/format.h>
 
 namespace framehold {
+
+namespace {
+
+VideoSettings settingsFor(const VideoReader& left, const VideoReader& right) {
+    VideoSettings settings;
+    settings.width = left.width() + kDivider + right.width();
+    settings.height = left.height();
+    settings.timeBase = left.timeBase();
+    settings.frameRate = left.frameRate();
+    return settings;
+}
+
+}  // namespace
 
 AvPtr<AVFrame> sideBySide(const AVFrame& left, const AVFrame& right) {
     const Levels levels = levelsOf(left);
@@ -29,6 +52,34 @@ AvPtr<AVFrame> sideBySide(const AVFrame& left, const AVFrame& right) {
     both->pts = right.pts;
     both->pkt_duration = right.pkt_duration;
     return both;
+}
+
+void compareClips(const CompareOptions& options) {
+    VideoReader before(options.before);
+    VideoReader after(options.after);
+    std::optional<VideoWriter> writer;
+    if (!options.video.empty()) writer.emplace(options.video, settingsFor(before, after));
+    MeanFrame mean;
+    Progress progress("comparing", before.expectedFrames(), !options.quiet);
+    const int64_t end = int64_t{options.firstFrame} + options.frames;
+    while (writer || progress.done() < end) {
+        throwIfInterrupted();
+        const AVFrame* left = before.next();
+        const AVFrame* right = after.next();
+        if (left == nullptr || right == nullptr) break;
+        AvPtr<AVFrame> both = sideBySide(*left, *right);
+        both->pts = left->pts;
+        if (writer) writer->write(*both);
+        if (progress.done() >= options.firstFrame && progress.done() < end) mean.add(*both);
+        progress.advance();
+    }
+    if (writer) writer->finish();
+    if (options.picture.empty()) return;
+    if (mean.isEmpty()) {
+        throw std::runtime_error(fmt::format("--from {}: the clips have only {} frames in common",
+                                             options.firstFrame, progress.done()));
+    }
+    writePng(options.picture, *mean.mean());
 }
 
 }  // namespace framehold
