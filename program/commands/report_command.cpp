@@ -12,8 +12,7 @@ namespace framehold {
 void addReportCommand(Command& program) {
     struct Options {
         ReportRequest request;
-        std::string run;  // empty: none
-        bool quiet = false;
+        std::string run;  // file; empty: none
     };
     auto options = std::make_shared<Options>();
     ReportRequest& r = options->request;
@@ -31,15 +30,14 @@ void addReportCommand(Command& program) {
         ->required();
     command.addOutputFile("-o,--output", r.page, "HTML page to write")->required();
     command.addInputFile("--run", options->run, "File that stabilize --save-run wrote");
-    addCutoffOption(command, r.cutoff);
-    addDelayOption(command, r.delay, "Frames by which the stabilized clip is late");
-    addQuietFlag(command, options->quiet);
+    addCutoffOption(command, r.settings.cutoff);
+    addDelayOption(command, r.settings.delay, "Frames by which the stabilized clip is late");
+    addQuietFlag(command, r.settings.quiet);
     command.callback([options] {
         ReportRequest& request = options->request;
         if (!options->run.empty()) request.run = loadRunRecord(options->run);
-        request.progress = !options->quiet;
         makeReport(request);
-        if (!options->quiet) fmt::print(stderr, "written: {}\n", request.page);
+        if (!request.settings.quiet) fmt::print(stderr, "written: {}\n", request.page);
     });
 }
 

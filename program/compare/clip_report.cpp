@@ -1,6 +1,5 @@
 #include "compare/clip_report.h"
 
-#include "compare/measured_clips.h"
 #include "report/report_page.h"
 
 #include <utility>
@@ -9,20 +8,16 @@ namespace framehold {
 
 void makeReport(const ReportRequest& request) {
     requireReports();
-    MeasureSettings settings;
-    settings.cutoff = request.cutoff;
-    settings.delay = request.delay;
-    settings.progress = request.progress;
     std::vector<ClipMeasures> clips =
-        measureClips({request.original, request.stabilized}, settings);
+        measureClips({request.original, request.stabilized}, request.settings);
     ReportContent content;
     content.original = request.original;
     content.stabilized = request.stabilized;
     content.run = request.run;
-    content.cutoff = request.cutoff;
+    content.cutoff = request.settings.cutoff;
     content.before = std::move(clips[0]);
     content.after = std::move(clips[1]);
-    content.pictures = takePictures(request.original, request.stabilized, request.delay);
+    content.pictures = takePictures(request.original, request.stabilized, request.settings.delay);
     writeReport(request.page, content);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "compare/measured_clips.h"
 #include "report/run_record.h"
 
 #include <optional>
@@ -12,10 +13,8 @@ struct ReportRequest {
     std::string original;
     std::string stabilized;
     std::optional<RunRecord> run;
-    double cutoff = 1.0;  // Hz, of the measures
-    int delay = 0;        // frames by which the stabilized clip is late
-    std::string page;     // the file to write
-    bool progress = true;
+    MeasureSettings settings;
+    std::string page;  // the file to write
 };
 
 /// Measures both clips, takes pictures of them and writes the page. Throws std::exception.

@@ -23,7 +23,7 @@ void report(const StabilizeOptions& options, bool showsProgress, const RunRecord
     request.stabilized = options.output;
     request.run = record;
     request.page = options.report;
-    request.progress = showsProgress;
+    request.settings.quiet = !showsProgress;
     makeReport(request);
 }
 
