@@ -1,5 +1,6 @@
 #pragma once
 
+#include "clip/camera_settings.h"
 #include "inspection/video_inspection.h"
 
 #include <optional>
@@ -7,6 +8,18 @@
 #include <vector>
 
 namespace framehold {
+
+/// What the user asks `framehold inspect` for.
+struct InspectOptions {
+    ClipFiles files;  // in place of the video may be a log
+    CameraOptions camera;
+    bool json = false;
+    bool quiet = false;
+};
+
+/// Inspects a log, alone or with its video, and prints what it found.
+/// Throws std::exception, also for a log that is not usable.
+void inspectFile(const InspectOptions& options);
 
 /// Everything that `framehold inspect` found.
 struct Inspection {
