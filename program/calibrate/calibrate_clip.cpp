@@ -25,12 +25,14 @@ void setFrameTimes(CalibrationClip& clip, const std::vector<double>& times) {
     std::copy_n(times.begin(), frameTimes.size(), frameTimes.begin());
 }
 
-/// What options or metadata say, which needs not be found.
+/// The value if options or metadata say it.
 template <class T>
 std::optional<T> given(const Setting<T>& setting) {
     const bool isGiven = setting.source == Source::kOption || setting.source == Source::kMetadata;
     return isGiven ? std::optional(setting.value) : std::nullopt;
 }
+
+}  // namespace
 
 CalibrationSettings givenOf(const CameraSettings& camera, const VideoProperties& video) {
     CalibrationSettings known;
@@ -40,8 +42,6 @@ CalibrationSettings givenOf(const CameraSettings& camera, const VideoProperties&
     known.axes = given(camera.axes);
     return known;
 }
-
-}  // namespace
 
 CalibrationClip trackClip(const ClipInputs& clip, double seconds, bool showProgress) {
     CalibrationClip tracked;

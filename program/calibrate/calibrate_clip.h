@@ -7,6 +7,9 @@
 
 namespace framehold {
 
+/// What options and metadata say of a camera, which needs not be found.
+CalibrationSettings givenOf(const CameraSettings& camera, const VideoProperties& video);
+
 /// Tracks features through at most `seconds` of a clip, which must have a log. Throws MediaError, or
 /// std::runtime_error for a video with more frames than frame times.
 CalibrationClip trackClip(const ClipInputs& clip, double seconds, bool showProgress);

@@ -1,0 +1,67 @@
+#include "calibrate/calibrate_camera.h"
+
+#include "calibrate/calibrate_clip.h"
+#include "calibrate/calibration_texts.h"
+#include "common/interruption.h"
+#include "common/output_file.h"
+
+#include <filesystem>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Files of a clip; of a clip.json beside it only the log that it names counts.
+ClipFiles filesOf(const std::string& video, std::string motion) {
+    if (motion.empty()) motion = findClipFiles({video, "", "", ""}).files.motion;
+    const fs::path frames = fs::path(video).parent_path() / "frames.csv";
+    return {video, "", motion.empty() ? video : motion, fs::exists(frames) ? frames.string() : ""};
+}
+
+std::vector<ClipFiles> filesOf(const CalibrateOptions& options) {
+    if (!options.motions.empty() && options.motions.size() != options.videos.size()) {
+        throw std::runtime_error(fmt::format("--motion: {} logs for {} videos; give one for each",
+                                             options.motions.size(), options.videos.size()));
+    }
+    std::vector<ClipFiles> files;
+    for (size_t i = 0; i < options.videos.size(); ++i) {
+        files.push_back(
+            filesOf(options.videos[i], options.motions.empty() ? "" : options.motions[i]));
+    }
+    return files;
+}
+
+std::string outputOf(const CalibrateOptions& options) {
+    if (!options.output.empty()) return options.output;
+    const std::string output = fs::path(options.videos[0]).replace_extension(".json").string();
+    if (fs::exists(output)) {
+        throw std::runtime_error(output + ": is there already; name the result with --output");
+    }
+    return output;
+}
+
+}  // namespace
+
+void calibrateCamera(const CalibrateOptions& options) {
+    CalibrationSettings known = givenOf(resolveCamera(options.known, ClipInputs()), {});
+    known.range = options.range;
+    const std::string output = outputOf(options);
+    const std::vector<ClipFiles> files = filesOf(options);
+    std::vector<CalibrationClip> clips;
+    for (const ClipFiles& clip : files) {
+        const ClipInputs inputs = loadClipInputs({clip, {}}, propertiesOf(VideoReader(clip.video)));
+        clips.push_back(trackClip(inputs, options.seconds, !options.quiet));
+    }
+    const Calibration found = calibrate(clips, known, throwIfInterrupted);
+    fmt::print("{}", options.json ? jsonOf(found, files).dump(1) + "\n" : tableOf(found, files));
+    writeFile(output, presetOf(found, files, output).dump(1) + "\n");
+    if (!options.snippet.empty()) writeFile(options.snippet, snippetOf(found));
+    if (!options.quiet) fmt::print(stderr, "written: {}\n", output);
+}
+
+}  // namespace framehold

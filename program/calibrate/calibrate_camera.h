@@ -1,0 +1,27 @@
+#pragma once
+
+#include "clip/clip_options.h"
+
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// What the user asks `framehold calibrate` for.
+struct CalibrateOptions {
+    std::vector<std::string> videos;
+    std::vector<std::string> motions;  // one for each video, or none
+    std::string output;                // empty: beside the first video
+    std::string snippet;               // file for C code; empty: none
+    CameraOptions known;               // what needs not be found
+    double range = 5.0;                // seconds that the clocks may differ to either side
+    double seconds = 60.0;             // of each clip that are looked at
+    bool json = false;
+    bool quiet = false;
+};
+
+/// Calibrates a camera with clips of it, prints what was found and writes a clip.json.
+/// Throws std::exception.
+void calibrateCamera(const CalibrateOptions& options);
+
+}  // namespace framehold
