@@ -41,12 +41,8 @@ void inspectFile(const InspectOptions& o) {
         throw std::runtime_error(o.files.video +
                                  ": is not a video; --motion and --clip go with a video");
     }
-    ClipInputs clip;
-    if (isVideo) {
-        clip = loadClip(o);
-    } else {
-        clip.log = readMotionLog(o.files.video);
-    }
+    const ClipInputs clip =
+        isVideo ? loadClip(o) : ClipInputs{o.files, {}, {}, readMotionLog(o.files.video)};
     Inspection result;
     result.log = *clip.log;
     result.statistics = logStatistics(result.log);
