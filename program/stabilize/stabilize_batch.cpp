@@ -56,8 +56,8 @@ private:
     void stabilize(const StabilizeOptions& clip, ClipResult& result) const {
         RunDisplay display;
         display.label = isSingle() ? "" : clip.files.video;
-        display.showNotes = isSingle();
-        display.showProgress = options_.parallel == 1 || isSingle();
+        display.showNotes = isSingle() && !clip.quiet;
+        display.showProgress = (options_.parallel == 1 || isSingle()) && !clip.quiet;
         display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
                               !clip.report.empty();
         try {

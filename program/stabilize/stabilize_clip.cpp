@@ -10,7 +10,8 @@ namespace framehold {
 namespace {
 
 /// Decides on the settings, with what a calibration finds where that is asked for.
-ClipSettings settle(const StabilizeOptions& options, const ClipInputs& clip, bool showsProgress) {
+ClipSettings settingsFor(const StabilizeOptions& options, const ClipInputs& clip,
+                         bool showsProgress) {
     const ClipSettings settings = resolveSettings(options.clip, clip);
     if (!options.findsUnknown) return settings;
     return resolveSettings(options.clip, clip,
@@ -30,21 +31,20 @@ void report(const StabilizeOptions& options, bool showsProgress, const RunRecord
 }  // namespace
 
 void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record) {
-    const bool showsProgress = display.showProgress && !options.quiet;
-    RunMessages messages(record, display.label, display.showNotes && !options.quiet);
+    RunMessages messages(record, display.label, display.showNotes);
     const FoundClip found = findClipFiles(options.files);
     VideoReader video(options.files.video);
     const ClipInputs clip = loadClipInputs(found, propertiesOf(video));
-    const ClipSettings settings = settle(options, clip, showsProgress);
+    const ClipSettings settings = settingsFor(options, clip, display.showProgress);
     ClipRun run(options, clip, settings, prepareMotion(clip, settings), video, display.observePath,
                 record);
     run.tell(messages);
-    run.run(showsProgress, messages);
+    run.run(display.showProgress, messages);
     if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
     if (!options.saveRun.empty()) saveRunRecord(options.saveRun, record);
     messages.say("written: " + (options.output == "-" ? "standard output" : options.output));
     if (options.report.empty()) return;
-    report(options, showsProgress, record);
+    report(options, display.showProgress, record);
     messages.say("written: " + options.report);
 }
 
