@@ -13,13 +13,13 @@ using nlohmann::ordered_json;
 
 namespace {
 
-const char* nameOf(ClipResult::End end) {
+const char* nameOf(RunSummary::End end) {
     switch (end) {
-        case ClipResult::End::kDone:
+        case RunSummary::End::kDone:
             return "done";
-        case ClipResult::End::kFailed:
+        case RunSummary::End::kFailed:
             return "failed";
-        case ClipResult::End::kInterrupted:
+        case RunSummary::End::kInterrupted:
             break;
     }
     return "interrupted";
@@ -60,14 +60,23 @@ void addOutcome(const RunRecord& run, ordered_json& json) {
 
 }  // namespace
 
-ordered_json summaryOf(const ClipResult& result) {
-    const RunRecord& run = result.record;
+std::string lineOf(const RunSummary& summary) {
+    const RunRecord& run = summary.record;
+    if (summary.end == RunSummary::End::kFailed) {
+        return fmt::format("{}: FAILED: {}", run.input, summary.error);
+    }
+    return fmt::format("{}: {} frames in {:.1f} s, written: {}", run.input, run.frames.size(),
+                       run.secondsTaken, run.output);
+}
+
+ordered_json jsonOf(const RunSummary& summary) {
+    const RunRecord& run = summary.record;
     ordered_json json;
     json["input"] = run.input;
     json["output"] = run.output;
-    json["status"] = nameOf(result.end);
-    if (!result.error.empty()) json["error"] = result.error;
-    if (result.end == ClipResult::End::kDone) addOutcome(run, json);
+    json["status"] = nameOf(summary.end);
+    if (!summary.error.empty()) json["error"] = summary.error;
+    if (summary.end == RunSummary::End::kDone) addOutcome(run, json);
     json["notes"] = run.notes;
     json["warnings"] = run.warnings;
     return json;

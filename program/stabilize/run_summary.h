@@ -8,8 +8,8 @@
 
 namespace framehold {
 
-/// How the run of one clip ended.
-struct ClipResult {
+/// How the run of one clip went, for console, JSON and report.
+struct RunSummary {
     enum class End { kDone, kFailed, kInterrupted };
 
     RunRecord record;
@@ -19,7 +19,10 @@ struct ClipResult {
 
 /// What `--json` says of one clip: files, how it ended, and of clips that are done the parameters,
 /// counts of frames, largest share of the margin used, and all notes and warnings.
-nlohmann::ordered_json summaryOf(const ClipResult& result);
+nlohmann::ordered_json jsonOf(const RunSummary& summary);
+
+/// What the console says of a clip that is done or failed, among others.
+std::string lineOf(const RunSummary& summary);
 
 /// Tells the user on standard error what a run does, and keeps it in the run's record.
 class RunMessages {

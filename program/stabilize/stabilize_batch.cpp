@@ -20,10 +20,10 @@ namespace {
 class Batch {
 public:
     explicit Batch(const BatchOptions& options)
-        : options_(options), clips_(planBatch(options)), results_(clips_.size()) {
+        : options_(options), clips_(planBatch(options)), summaries_(clips_.size()) {
         for (size_t i = 0; i < clips_.size(); ++i) {
-            results_[i].record.input = clips_[i].files.video;
-            results_[i].record.output = clips_[i].output;
+            summaries_[i].record.input = clips_[i].files.video;
+            summaries_[i].record.output = clips_[i].output;
         }
     }
 
@@ -41,19 +41,19 @@ public:
     }
 
 private:
-    using End = ClipResult::End;
+    using End = RunSummary::End;
 
     bool isSingle() const { return clips_.size() == 1; }
 
     /// Does one clip after the other until there are no more.
     void work() {
         for (size_t i = next_++; i < clips_.size() && !isInterrupted(); i = next_++) {
-            stabilize(clips_[i], results_[i]);
-            if (!isSingle()) tell(results_[i]);
+            stabilize(clips_[i], summaries_[i]);
+            if (!isSingle()) tell(summaries_[i]);
         }
     }
 
-    void stabilize(const StabilizeOptions& clip, ClipResult& result) const {
+    void stabilize(const StabilizeOptions& clip, RunSummary& summary) const {
         RunDisplay display;
         display.label = isSingle() ? "" : clip.files.video;
         display.showNotes = isSingle() && !clip.quiet;
@@ -61,41 +61,37 @@ private:
         display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
                               !clip.report.empty();
         try {
-            stabilizeClip(clip, display, result.record);
-            result.end = End::kDone;
+            stabilizeClip(clip, display, summary.record);
+            summary.end = End::kDone;
         } catch (const Interrupted& error) {
-            result.error = error.what();
+            summary.error = error.what();
         } catch (const std::exception& error) {
-            result.end = End::kFailed;
-            result.error = error.what();
+            summary.end = End::kFailed;
+            summary.error = error.what();
         }
     }
 
-    void tell(const ClipResult& result) const {
-        const RunRecord& run = result.record;
-        if (result.end == End::kFailed) {
-            fmt::print(stderr, "{}: FAILED: {}\n", run.input, result.error);
-        } else if (result.end == End::kDone && !options_.each.quiet) {
-            fmt::print(stderr, "{}: {} frames in {:.1f} s, written: {}\n", run.input,
-                       run.frames.size(), run.secondsTaken, run.output);
-        }
+    void tell(const RunSummary& summary) const {
+        const bool isShown =
+            summary.end == End::kFailed || (summary.end == End::kDone && !options_.each.quiet);
+        if (isShown) fmt::print(stderr, "{}\n", lineOf(summary));
     }
 
     size_t count(End end) const {
         return static_cast<size_t>(
-            std::count_if(results_.begin(), results_.end(),
-                          [&](const ClipResult& result) { return result.end == end; }));
+            std::count_if(summaries_.begin(), summaries_.end(),
+                          [&](const RunSummary& summary) { return summary.end == end; }));
     }
 
     void printSummary() const {
-        nlohmann::ordered_json summary;
-        summary["done"] = count(End::kDone);
-        summary["failed"] = count(End::kFailed);
-        summary["interrupted"] = count(End::kInterrupted);
-        summary["clips"] = nlohmann::ordered_json::array();
-        for (const ClipResult& result : results_) summary["clips"].push_back(summaryOf(result));
+        nlohmann::ordered_json json;
+        json["done"] = count(End::kDone);
+        json["failed"] = count(End::kFailed);
+        json["interrupted"] = count(End::kInterrupted);
+        json["clips"] = nlohmann::ordered_json::array();
+        for (const RunSummary& summary : summaries_) json["clips"].push_back(jsonOf(summary));
         const std::string text =
-            summary.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+            json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
         if (std::puts(text.c_str()) < 0 || std::fflush(stdout) != 0) {
             throw std::runtime_error(
                 fmt::format("standard output: cannot be written: {}", std::strerror(errno)));
@@ -113,7 +109,7 @@ private:
             throw clips_[0].output == "-" ? Interrupted("interrupted; the result ends early")
                                           : Interrupted();
         }
-        if (isSingle() && done == 0) throw std::runtime_error(results_[0].error);
+        if (isSingle() && done == 0) throw std::runtime_error(summaries_[0].error);
         const std::string summary = fmt::format("{} of {} clips stabilized", done, clips_.size());
         if (done < clips_.size()) {
             throw std::runtime_error(fmt::format("{}, {} failed", summary, count(End::kFailed)));
@@ -123,7 +119,7 @@ private:
 
     const BatchOptions& options_;
     std::vector<StabilizeOptions> clips_;
-    std::vector<ClipResult> results_;  // of the same index
+    std::vector<RunSummary> summaries_;  // of the same index
     std::atomic<size_t> next_{0};
 };
 
