@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* kSides[] = {"width", "height", "diagonal"};
 
-/// What the sources say of one setting.
+/// The values that the sources have of one setting.
 template <class T>
 struct Candidates {
     const char* optionName = "";

@@ -31,7 +31,7 @@ struct FieldOfView {
     int mode = 0;  // ZPR_FOV_...
 };
 
-/// What is known of a camera and its clock.
+/// A camera and its clock.
 struct CameraSettings {
     Setting<FieldOfView> fieldOfView;
     Setting<double> readoutTime;  // seconds
@@ -48,7 +48,7 @@ CameraSettings resolveCamera(const CameraOptions& options, const ClipInputs& cli
 /// Focal length in pixels of a camera whose frames have this size.
 double focalLength(const FieldOfView& view, const VideoProperties& video);
 
-/// What was taken from where, in sentences; no field of view that is only the default.
+/// Sentences that name each value and its source; none for a field of view that is a default.
 std::vector<std::string> describe(const CameraSettings& camera);
 
 /// "width", "height" or "diagonal"; mode: one of these.

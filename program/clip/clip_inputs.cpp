@@ -46,7 +46,7 @@ std::vector<std::string> videosIn(const std::string& folder) {
     return videos;
 }
 
-/// Whether the clip.json in the video's folder is this video's.
+/// True if the clip.json in the video's folder is this video's: it names it, or no other is there.
 bool isMetadataOf(const ClipMetadata& metadata, const fs::path& video) {
     if (metadata.video) return *metadata.video == video.filename();
     const auto files = fs::directory_iterator(fs::absolute(video).parent_path());

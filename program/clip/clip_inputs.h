@@ -12,7 +12,7 @@
 namespace framehold {
 
 /// The clips that a list of inputs names: files and "-" (standard input) as they are, and in place
-/// of a folder all videos in it and below, told by their extension, in order of their names.
+/// of a folder all videos in it and below, known by their extension, in order of their names.
 /// Results of earlier runs, whose names end in "-stable", are left out of folders.
 /// Throws std::runtime_error for folders that cannot be read or hold no video.
 std::vector<std::string> findClips(const std::vector<std::string>& inputs);

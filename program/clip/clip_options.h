@@ -8,7 +8,7 @@
 
 namespace framehold {
 
-/// What the user says of a camera and its clock. What is not given is taken from elsewhere.
+/// Options that describe a camera and its clock. Those not given are taken from elsewhere.
 struct CameraOptions {
     std::optional<double> focalLength;  // pixels
     std::optional<double> fieldOfView;  // degrees
@@ -18,7 +18,7 @@ struct CameraOptions {
     std::optional<std::string> axes;    // letters
 };
 
-/// What the user says of how a clip is to be stabilized.
+/// Options of stabilizing one clip.
 struct ClipOptions {
     CameraOptions camera;
     std::optional<int> sensorMask;

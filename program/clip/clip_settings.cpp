@@ -10,7 +10,7 @@ namespace framehold {
 
 namespace {
 
-/// Whether an output dimension shows more than the input has. The library adds half the size
+/// True if an output dimension shows more than the input has. The library adds half the size
 /// difference, in input pixels, to the zoom about the centre.
 bool looksOutside(int input, int output, int cropPercent) {
     const double shown = input * cropPercent / 100.0;

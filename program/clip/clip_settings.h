@@ -9,7 +9,7 @@
 
 namespace framehold {
 
-/// How a clip is to be stabilized.
+/// Everything that is decided about a clip before its frames are read.
 struct ClipSettings {
     CameraSettings camera;
     int sensorMask = 0;
