@@ -7,7 +7,7 @@
 
 namespace framehold {
 
-/// What the user asks `framehold calibrate` for.
+/// Options of `framehold calibrate`.
 struct CalibrateOptions {
     std::vector<std::string> videos;
     std::vector<std::string> motions;  // one for each video, or none

@@ -99,7 +99,7 @@ ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs&
     name(found.axes.has_value(), "axes");
     if (!missing.empty()) {
         found.warnings.push_back(
-            fmt::format("{}: shakes too little to tell: {}", clip.files.video, missing));
+            fmt::format("{}: shakes too little to determine: {}", clip.files.video, missing));
     }
     return found;
 }

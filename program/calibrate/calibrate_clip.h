@@ -7,18 +7,18 @@
 
 namespace framehold {
 
-/// What options and metadata say of a camera, which needs not be found.
+/// Values that options and metadata have of a camera, which need not be found.
 CalibrationSettings givenOf(const CameraSettings& camera, const VideoProperties& video);
 
 /// Tracks features through at most `seconds` of a clip, which must have a log. Throws MediaError, or
 /// std::runtime_error for a video with more frames than frame times.
 CalibrationClip trackClip(const ClipInputs& clip, double seconds, bool showProgress);
 
-/// What a calibration found of one of its clips: only what can be used.
+/// Values that a calibration found for one of its clips, if they can be used.
 ClipMetadata metadataOf(const Calibration& calibration, size_t clip);
 
 /// Finds what neither options nor clip.json say of the camera and its clock, from the first seconds
-/// of the clip. What it cannot tell is missing, and a warning says so.
+/// of the clip. What it cannot determine is missing, and a warning names it.
 /// Throws as `trackClip` and `calibrate` do.
 ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs& clip,
                                  bool showProgress);

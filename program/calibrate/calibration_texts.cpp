@@ -39,7 +39,7 @@ double degreesAcross(const Calibration& c) {
     return toDegrees(2.0 * std::atan(c.width / 2.0 / c.focal.value));
 }
 
-/// The time offset of all clips; none if they do not tell one or differ.
+/// The time offset of all clips; none if they do not determine one or differ.
 std::optional<double> sharedOffset(const Calibration& calibration) {
     double least = INFINITY;
     double most = -INFINITY;
@@ -57,7 +57,7 @@ std::optional<double> sharedOffset(const Calibration& calibration) {
 /// As many digits as mean something: steps of one.
 double rounded(double value, double steps) { return std::round(value * steps) / steps; }
 
-/// How a file is called from the folder of another one.
+/// The path of `file` as seen from the folder that `path` is in.
 std::string relativeTo(const std::string& path, const std::string& file) {
     const fs::path folder = fs::absolute(path).parent_path();
     return fs::relative(fs::absolute(file), folder).string();

@@ -10,7 +10,7 @@
 
 namespace framehold {
 
-/// What was found, for people.
+/// A table of what was found, for people.
 std::string tableOf(const Calibration& calibration, const std::vector<ClipFiles>& clips);
 
 /// The same with all numbers.

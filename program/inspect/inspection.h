@@ -9,7 +9,7 @@
 
 namespace framehold {
 
-/// What the user asks `framehold inspect` for.
+/// Options of `framehold inspect`.
 struct InspectOptions {
     ClipFiles files;  // in place of the video may be a log
     CameraOptions camera;

@@ -80,7 +80,7 @@ private:
         if (clock.drift) {
             row("clock drift", "{:+.0f} +- {:.0f} ppm", 1e6 * *clock.drift, 1e6 * clock.driftError);
         } else {
-            row("clock drift", "cannot be told: the clip is short, or hardly turns in parts");
+            row("clock drift", "cannot be determined: the clip is short, or hardly turns in parts");
         }
     }
 
