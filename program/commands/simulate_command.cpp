@@ -99,7 +99,7 @@ void addSimulateCommand(Command& program) {
         ->capture_default_str();
     command.addPath("--metadata", o.metadataFolder,
                     "Folder for clip.json, frames.csv and truth.csv (default: FOLDER); the log "
-                    "then tells neither axes nor readout",
+                    "then has neither axes nor readout",
                     "DIR");
     addQuietFlag(command, o.quiet);
     addPathOptions(command, o);

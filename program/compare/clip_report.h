@@ -8,7 +8,7 @@
 
 namespace framehold {
 
-/// What a report is made of.
+/// Content of a report.
 struct ReportRequest {
     std::string original;
     std::string stabilized;

@@ -18,7 +18,7 @@ struct MeasureSettings {
 std::vector<ClipMeasures> measureClips(const std::vector<std::string>& videos,
                                        const MeasureSettings& settings);
 
-/// What the user asks `framehold measure` for.
+/// Options of `framehold measure`.
 struct MeasureOptions {
     std::vector<std::string> videos;  // the original, then clips made from it
     MeasureSettings settings;

@@ -13,7 +13,7 @@ constexpr int kDivider = 4;
 /// black to the height of the left one. It has the right one's pts and duration.
 AvPtr<AVFrame> sideBySide(const AVFrame& left, const AVFrame& right);
 
-/// What the user asks `framehold compare` for.
+/// Options of `framehold compare`.
 struct CompareOptions {
     std::string before;
     std::string after;

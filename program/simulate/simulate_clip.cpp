@@ -76,7 +76,7 @@ public:
     }
 
 private:
-    /// As the container and frames.csv tell it.
+    /// As the container and frames.csv have it.
     double timestamp(int frame) const { return frame / o_.framesPerSecond; }
 
     /// When the frame's first row is read, on the path's and the log's clock.
@@ -93,7 +93,7 @@ private:
             .string();
     }
 
-    /// How a file of the clip is called from where the metadata is.
+    /// The path of a file of the clip as seen from the folder of the metadata.
     std::string fromMetadata(const char* name) const {
         if (!hidesMetadata()) return name;
         return std::filesystem::relative(clipFile(name), o_.metadataFolder).string();

@@ -9,7 +9,7 @@
 
 namespace framehold {
 
-/// What the user asks `framehold simulate` for.
+/// Options of `framehold simulate`.
 struct SimulateOptions {
     std::string folder = "simulated";
     PictureSize size{1280, 720};
