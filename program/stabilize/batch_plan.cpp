@@ -54,7 +54,7 @@ std::string filledIn(const std::string& pattern, const fs::path& video) {
     }
 }
 
-/// Whether a pattern gives videos of different names different results.
+/// True if a pattern gives videos of different names different results.
 bool namesEach(const std::string& pattern) {
     return pattern.empty() || hasField(pattern) || isFolder(pattern);
 }

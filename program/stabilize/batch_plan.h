@@ -7,7 +7,7 @@
 
 namespace framehold {
 
-/// What one call of `framehold stabilize` does: any number of clips.
+/// Options of `framehold stabilize`, for any number of clips.
 struct BatchOptions {
     std::vector<std::string> inputs;  // see findClips
     StabilizeOptions each;            // without the video; files to write are patterns, see nameFor

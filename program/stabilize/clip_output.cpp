@@ -35,7 +35,7 @@ VideoSettings settingsFor(const StabilizeOptions& options, const VideoReader& so
     return settings;
 }
 
-/// Whether pixels of a format hold more than the library, which works in 8 bits and 4:2:0, keeps.
+/// True if pixels of a format hold more than the library keeps, which works in 8 bits and 4:2:0.
 bool holdsMore(AVPixelFormat format) {
     const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
     if (d == nullptr) return false;
@@ -50,7 +50,7 @@ ClipOutput::ClipOutput(const StabilizeOptions& options, const VideoReader& sourc
     : source_(source), isSideBySide_(options.sideBySide), settings_(settingsFor(options, source)),
       writer_(options.output, settings_, &source) {}
 
-void ClipOutput::tell(RunMessages& messages) const {
+void ClipOutput::announce(RunMessages& messages) const {
     const AVCodecContext& codec = writer_.codec();
     const AVPixelFormat from = source_.codec().pix_fmt;
     if (holdsMore(from)) {

@@ -7,14 +7,14 @@
 
 namespace framehold {
 
-/// The video that becomes of a clip.
+/// The video that a clip is written to.
 class ClipOutput {
 public:
     /// source: borrowed. Throws MediaError, as all functions.
     ClipOutput(const StabilizeOptions& options, const VideoReader& source);
 
-    /// Says what the result cannot keep of the source.
-    void tell(RunMessages& messages) const;
+    /// Prints what the result cannot keep of the source.
+    void announce(RunMessages& messages) const;
 
     /// Takes a stabilized frame, and the frame of the source that it was made of.
     void write(const AVFrame& stable, const AVFrame& original);

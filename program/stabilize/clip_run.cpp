@@ -37,11 +37,11 @@ Engine::Events ClipRun::engineEvents() {
     return events;
 }
 
-void ClipRun::tell(RunMessages& messages) const {
+void ClipRun::announce(RunMessages& messages) const {
     for (const std::string& note : describe(settings_.camera)) messages.note(note);
     for (const std::string& note : motion_.notes) messages.note(note);
     for (const std::string& warning : settings_.warnings) messages.warn(warning);
-    output_.tell(messages);
+    output_.announce(messages);
 }
 
 void ClipRun::run(bool showsProgress, RunMessages& messages) {

@@ -14,8 +14,8 @@
 
 namespace framehold {
 
-/// Takes the frames of a clip through the engine to the output, with everything that is to be
-/// recorded on the way.
+/// Reads the frames of a clip, has the engine stabilize them, writes them, and records what is to be
+/// recorded.
 class ClipRun {
 public:
     /// Opens the output; all but the motion is borrowed. observesPath: fills in orientations and
@@ -23,8 +23,8 @@ public:
     ClipRun(const StabilizeOptions& options, const ClipInputs& clip, const ClipSettings& settings,
             MotionSamples motion, VideoReader& video, bool observesPath, RunRecord& record);
 
-    /// Says what was decided.
-    void tell(RunMessages& messages) const;
+    /// Prints what was decided, from where each value is, and what the output cannot keep.
+    void announce(RunMessages& messages) const;
 
     /// Throws std::exception; nothing stands under the output's name then.
     void run(bool showsProgress, RunMessages& messages);

@@ -86,7 +86,7 @@ void Engine::feedUpTo(double time) {
     }
 }
 
-/// What is needed of a frame until its turn comes: times, and pixels only if they are shown.
+/// Keeps what is needed of a frame until it is given out: times, and pixels only if they are shown.
 AvPtr<AVFrame> Engine::keep(const AVFrame& frame) const {
     AvPtr<AVFrame> kept(keepsOriginals_ ? av_frame_clone(&frame) : av_frame_alloc());
     if (!kept) throw std::bad_alloc();

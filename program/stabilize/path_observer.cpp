@@ -20,8 +20,8 @@ static_assert(kMeshStep == fh::kMeshStep, "the library's grid is another one");
 /// As much look-ahead as an instance gives its hub.
 double lookAheadSeconds(const ZPR_Param& param) { return param.delayFrames * kDelayFramePeriod; }
 
-/// How far `position` has gone from `plain` towards the nearer end of 0 to `last`, as a share of
-/// the way; below 0 if it went inwards.
+/// Distance of `position` from `plain` towards the nearer end of 0 to `last`, as a share of the
+/// distance to that end; below 0 if it went inwards.
 double shareUsed(double position, double plain, double last) {
     const bool nearStart = plain < last / 2.0;
     const double way = nearStart ? plain : last - plain;

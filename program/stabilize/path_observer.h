@@ -13,15 +13,15 @@
 
 namespace framehold {
 
-/// What was measured and made of the camera's path at one output frame, see FrameRecord.
+/// The camera's path at one output frame, as it was measured and corrected, see FrameRecord.
 struct ObservedPath {
     std::optional<qlx::zpr_framehold::Quaternion> measured;
     std::optional<qlx::zpr_framehold::Quaternion> corrected;
     double marginUsed = 0.0;
 };
 
-/// Sees the camera's path as an instance of the library does that is fed the same samples and
-/// frame times in the same order. Instances do not tell what they found, only render it.
+/// Computes the camera's path as an instance of the library does that is fed the same samples and
+/// frame times in the same order. Instances give out no path, only pictures.
 class PathObserver {
 public:
     explicit PathObserver(const ZPR_Param& param);

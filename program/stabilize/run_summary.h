@@ -8,7 +8,7 @@
 
 namespace framehold {
 
-/// How the run of one clip went, for console, JSON and report.
+/// Outcome of one clip, for console, JSON and report.
 struct RunSummary {
     enum class End { kDone, kFailed, kInterrupted };
 
@@ -17,18 +17,18 @@ struct RunSummary {
     std::string error;  // empty if it is done
 };
 
-/// What `--json` says of one clip: files, how it ended, and of clips that are done the parameters,
+/// The clip in `--json`: files, how it ended, and for clips that are done the parameters,
 /// counts of frames, largest share of the margin used, and all notes and warnings.
 nlohmann::ordered_json jsonOf(const RunSummary& summary);
 
-/// What the console says of a clip that is done or failed, among others.
+/// The line on the console for a clip that is done or failed, among others.
 std::string lineOf(const RunSummary& summary);
 
-/// Tells the user on standard error what a run does, and keeps it in the run's record.
+/// Prints the messages of a run to standard error, and keeps them in the run's record.
 class RunMessages {
 public:
-    /// label: what every line starts with, to tell the clips of a batch apart; may be empty.
-    /// showsNotes: else only warnings are told.
+    /// label: start of every line, for the clips of a batch; may be empty. showsNotes: else only
+    /// warnings are printed.
     RunMessages(RunRecord& record, const std::string& label, bool showsNotes)
         : record_(record), prefix_(label.empty() ? "" : label + ": "), showsNotes_(showsNotes) {}
 
@@ -38,7 +38,7 @@ public:
     /// Something that makes the result worse than it could be.
     void warn(const std::string& text);
 
-    /// What only matters while the program runs.
+    /// Something that only matters while the program runs.
     void say(const std::string& text) const;
 
 private:

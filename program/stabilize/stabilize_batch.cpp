@@ -49,7 +49,7 @@ private:
     void work() {
         for (size_t i = next_++; i < clips_.size() && !isInterrupted(); i = next_++) {
             stabilize(clips_[i], summaries_[i]);
-            if (!isSingle()) tell(summaries_[i]);
+            if (!isSingle()) print(summaries_[i]);
         }
     }
 
@@ -71,7 +71,7 @@ private:
         }
     }
 
-    void tell(const RunSummary& summary) const {
+    void print(const RunSummary& summary) const {
         const bool isShown =
             summary.end == End::kFailed || (summary.end == End::kDone && !options_.each.quiet);
         if (isShown) fmt::print(stderr, "{}\n", lineOf(summary));

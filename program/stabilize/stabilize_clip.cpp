@@ -38,7 +38,7 @@ void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, R
     const ClipSettings settings = settingsFor(options, clip, display.showProgress);
     ClipRun run(options, clip, settings, prepareMotion(clip, settings), video, display.observePath,
                 record);
-    run.tell(messages);
+    run.announce(messages);
     run.run(display.showProgress, messages);
     if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
     if (!options.saveRun.empty()) saveRunRecord(options.saveRun, record);

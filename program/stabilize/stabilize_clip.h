@@ -7,17 +7,17 @@
 
 namespace framehold {
 
-/// How a clip's run shows itself.
+/// Messages of a clip's run.
 struct RunDisplay {
-    std::string label;         // what messages start with; empty: nothing
-    bool showNotes = true;     // what was chosen, not only what is wrong
+    std::string label;         // start of each message; may be empty
+    bool showNotes = true;     // else only warnings
     bool showProgress = true;  // a progress bar, if standard error is a terminal
-    bool observePath = true;   // fill in orientations and margins of the record's frames
+    bool observePath = true;   // fills in orientations and margins of the record's frames
 };
 
-/// Stabilizes one recorded clip: reads the video and its motion log, feeds both to the library and
-/// writes the result to `options.output`, with the source's timestamps and other streams. Tells on
-/// standard error what it does. Fills `record` as far as it gets.
+/// Stabilizes one recorded clip: gathers what is known of it, decides on the settings, calibrates if
+/// that is asked for, and runs. The result has the source's timestamps and other streams. Prints
+/// messages to standard error and fills `record` as far as it gets.
 /// Throws std::exception; nothing stands under the output's name then.
 void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record);
 

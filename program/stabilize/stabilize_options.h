@@ -8,7 +8,7 @@
 
 namespace framehold {
 
-/// What the user asks `framehold stabilize` for, of one clip.
+/// Options of `framehold stabilize` for one clip.
 struct StabilizeOptions {
     ClipFiles files;
     std::string output;         // empty: beside the video
