@@ -1,5 +1,6 @@
 #pragma once
 
+#include "calibration/calibration.h"
 #include "clip/clip_options.h"
 
 #include <string>
@@ -14,8 +15,8 @@ struct CalibrateOptions {
     std::string output;                // empty: beside the first video
     std::string snippet;               // file for C code; empty: none
     CameraOptions known;               // what needs not be found
-    double range = 5.0;                // seconds that the clocks may differ to either side
-    double seconds = 60.0;             // of each clip that are looked at
+    double range = CalibrationSettings().range;
+    double seconds = 60.0;  // of each clip that are looked at
     bool json = false;
     bool quiet = false;
 };

@@ -84,7 +84,6 @@ ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs&
     if (clip.files.video == "-") {
         throw std::runtime_error("--auto: needs a file, standard input can be read only once");
     }
-    if (!clip.log) return {};
     const CalibrationSettings known = givenOf(camera, clip.video);
     const Calibration calibration =
         calibrate({trackClip(clip, kSecondsForRun, showProgress)}, known, throwIfInterrupted);

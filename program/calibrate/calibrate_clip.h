@@ -18,7 +18,7 @@ CalibrationClip trackClip(const ClipInputs& clip, double seconds, bool showProgr
 ClipMetadata metadataOf(const Calibration& calibration, size_t clip);
 
 /// Finds what neither options nor clip.json say of the camera and its clock, from the first seconds
-/// of the clip. What it cannot determine is missing, and a warning names it.
+/// of the clip, which must have a log. What it cannot determine is missing, and a warning names it.
 /// Throws as `trackClip` and `calibrate` do.
 ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs& clip,
                                  bool showProgress);
