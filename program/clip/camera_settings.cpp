@@ -3,8 +3,8 @@
 #include "common/angles.h"
 #include "zpr_framehold.h"
 
+#include <algorithm>
 #include <cmath>
-#include <map>
 
 #include <fmt/format.h>
 
@@ -12,6 +12,7 @@ namespace framehold {
 
 namespace {
 
+// In the order of their modes, ZPR_FOV_WIDTH and on.
 constexpr const char* kSides[] = {"width", "height", "diagonal"};
 
 /// The values that the sources have of one setting.
@@ -40,9 +41,8 @@ std::optional<FieldOfView> inPixels(const std::optional<double>& focalLength, do
 }
 
 int modeOf(const std::string& side) {
-    static const std::map<std::string, int> kModes = {
-        {"width", ZPR_FOV_WIDTH}, {"height", ZPR_FOV_HEIGHT}, {"diagonal", ZPR_FOV_DIAGONAL}};
-    return kModes.at(side);
+    const auto* found = std::find(std::begin(kSides), std::end(kSides), side);
+    return ZPR_FOV_WIDTH + static_cast<int>(found - kSides);
 }
 
 Candidates<FieldOfView> fieldsOfView(const CameraOptions& options, const ClipInputs& clip,
@@ -98,11 +98,11 @@ CameraSettings resolveCamera(const CameraOptions& options, const ClipInputs& cli
 }
 
 double focalLength(const FieldOfView& view, const VideoProperties& video) {
-    if (view.mode == ZPR_FOV_FOCAL_LENGTH) return view.value;
+    if (view.mode == ZPR_FOV_FOCAL_LENGTH) return view.size;
     double side = video.width;
     if (view.mode == ZPR_FOV_HEIGHT) side = video.height;
     if (view.mode == ZPR_FOV_DIAGONAL) side = std::hypot(video.width, video.height);
-    return side / 2.0 / std::tan(toRadians(view.value / 2.0));
+    return side / 2.0 / std::tan(toRadians(view.size / 2.0));
 }
 
 std::vector<std::string> describe(const CameraSettings& camera) {
@@ -110,10 +110,10 @@ std::vector<std::string> describe(const CameraSettings& camera) {
     const auto& view = camera.fieldOfView;
     if (view.value.mode == ZPR_FOV_FOCAL_LENGTH) {
         notes.push_back(
-            fmt::format("focal length {:.1f} pixels ({})", view.value.value, view.origin));
+            fmt::format("focal length {:.1f} pixels ({})", view.value.size, view.origin));
     } else if (view.source != Source::kDefault) {
         notes.push_back(fmt::format("field of view {:.1f} degrees across the {} ({})",
-                                    view.value.value, sideOf(view.value.mode), view.origin));
+                                    view.value.size, sideOf(view.value.mode), view.origin));
     }
     notes.push_back(fmt::format("readout {:.1f} ms ({}), time offset {:.1f} ms ({})",
                                 1000.0 * camera.readoutTime.value, camera.readoutTime.origin,

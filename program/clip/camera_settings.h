@@ -27,7 +27,7 @@ struct Setting {
 
 /// Degrees across a side or, for ZPR_FOV_FOCAL_LENGTH, pixels of focal length.
 struct FieldOfView {
-    double value = 0.0;
+    double size = 0.0;
     int mode = 0;  // ZPR_FOV_...
 };
 

@@ -113,7 +113,7 @@ void warnAboutInputs(const ClipInputs& clip, ClipSettings& settings) {
         settings.warnings.push_back(fmt::format(
             "the focal length is not known: assuming a view of {:.1f} degrees across the width; "
             "give --focal or --fov",
-            view.value.value));
+            view.value.size));
     }
     const OutOfOrder& late = clip.log->outOfOrder;
     const size_t count = settings.feedsOrientations() ? late.orientations : late.rates;
@@ -175,7 +175,7 @@ ZPR_Param paramOf(const ClipSettings& settings) {
     ZPR_GetDefaultParam(&param);
     param.inputImage = imageOf(settings.input);
     param.outputImage = imageOf(settings.output);
-    param.fieldOfView = camera.fieldOfView.value.value;
+    param.fieldOfView = camera.fieldOfView.value.size;
     param.fieldOfViewMode = camera.fieldOfView.value.mode;
     param.readoutTime = camera.readoutTime.value;
     param.timeOffset = camera.timeOffset.value * settings.clockFactor();

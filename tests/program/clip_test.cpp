@@ -109,7 +109,7 @@ TEST(CameraSettings, TheFirstSourceThatHasAValueGivesIt) {
          [](const CameraSettings& c) {
              const auto& [view, source, origin] = c.fieldOfView;
              EXPECT_EQ(view.mode == ZPR_FOV_FOCAL_LENGTH, source != Source::kDefault);
-             return Setting<double>{view.value, source, origin};
+             return Setting<double>{view.size, source, origin};
          }},
         {"readout",
          {&options.readoutTime, &metadata.readoutTime, &s.found.readoutTime, &log.readoutTime},
@@ -150,7 +150,7 @@ TEST(CameraSettings, FieldOfViewAndAxes) {
     CameraOptions& options = s.options.camera;
     s.clip.metadata.focalLength = 300.0;
     s.clip.metadata.width = 400;
-    EXPECT_EQ(s.resolve().camera.fieldOfView.value.value, 600.0) << "for twice the width";
+    EXPECT_EQ(s.resolve().camera.fieldOfView.value.size, 600.0) << "for twice the width";
     options.fieldOfView = 90.0;
     for (const auto& [side, mode, focal] : {std::tuple{"width", ZPR_FOV_WIDTH, 400.0},
                                             {"height", ZPR_FOV_HEIGHT, 300.0},
