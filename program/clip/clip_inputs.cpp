@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -102,15 +103,16 @@ VideoProperties propertiesOf(const VideoReader& video) {
     return {video.width(), video.height(), video.framesPerSecond(), video.expectedFrames()};
 }
 
-ClipInputs loadClipInputs(const FoundClip& clip, const VideoProperties& video) {
-    ClipInputs inputs{clip.files, video, clip.metadata, {}};
-    if (!clip.files.motion.empty()) {
-        inputs.log = readMotionLog(clip.files.motion);
-    } else if (clip.files.video != "-") {
-        inputs.log = readVideoTelemetry(clip.files.video);
-        if (inputs.log) inputs.files.motion = clip.files.video;
+ClipInputs loadClipInputs(FoundClip clip, const VideoProperties& video) {
+    ClipInputs inputs{std::move(clip.files), video, std::move(clip.metadata), {}};
+    ClipFiles& files = inputs.files;
+    if (!files.motion.empty()) {
+        inputs.log = readMotionLog(files.motion);
+    } else if (files.video != "-") {
+        inputs.log = readVideoTelemetry(files.video);
+        if (inputs.log) files.motion = files.video;
     }
-    if (!clip.files.frames.empty()) inputs.metadata.frameTimes = readFrameTimes(clip.files.frames);
+    if (!files.frames.empty()) inputs.metadata.frameTimes = readFrameTimes(files.frames);
     return inputs;
 }
 

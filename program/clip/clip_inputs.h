@@ -22,7 +22,7 @@ struct ClipFiles {
     std::string video;     // "-" for standard input
     std::string metadata;  // clip.json
     std::string motion;    // log
-    std::string frames;    // times of the frames in place of those that the metadata names
+    std::string frames;    // frame times in place of those of the metadata
 };
 
 /// A clip's files and what its clip.json says: that names other files, so it is read to find them.
@@ -55,6 +55,6 @@ struct ClipInputs {
 };
 
 /// Throws FileError for a log that cannot be read.
-ClipInputs loadClipInputs(const FoundClip& clip, const VideoProperties& video);
+ClipInputs loadClipInputs(FoundClip clip, const VideoProperties& video);
 
 }  // namespace framehold

@@ -5,6 +5,8 @@
 #include "report/run_record.h"
 #include "stabilize/clip_run.h"
 
+#include <utility>
+
 namespace framehold {
 
 namespace {
@@ -32,9 +34,9 @@ void report(const StabilizeOptions& options, bool showsProgress, const RunRecord
 
 void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record) {
     RunMessages messages(record, display.label, display.showNotes);
-    const FoundClip found = findClipFiles(options.files);
+    FoundClip found = findClipFiles(options.files);
     VideoReader video(options.files.video);
-    const ClipInputs clip = loadClipInputs(found, propertiesOf(video));
+    const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
     const ClipSettings settings = settingsFor(options, clip, display.showProgress);
     ClipRun run(options, clip, settings, prepareMotion(clip, settings), video, display.observePath,
                 record);
