@@ -61,6 +61,19 @@ void chooseSizes(const std::optional<PictureSize>& output, const PictureSize& vi
     warnAboutOutputSize(video, settings);
 }
 
+/// Samples per second that an instance can hold without losing one it needs.
+double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime) {
+    // What the public header says of ZPR_Param::delayFrames.
+    double records = 256.0;
+    const double wanted = (delayFrames * kDelayFramePeriod + 1.0) * kSensorRate;
+    while (records < wanted) records *= 2.0;
+    // From one frame before the output frame to a sample past the newest frame's readout; some
+    // frames come late.
+    constexpr double kSlack = 1.05;
+    const double seconds = kSlack * ((delayFrames + 1) / framesPerSecond + readoutTime);
+    return (records - 2.0) / seconds;
+}
+
 /// The first of two types that the mask enables.
 int firstEnabled(int mask, int a, int b, const char* need) {
     for (const int type : {a, b}) {
@@ -132,18 +145,6 @@ ZPR_Image imageOf(const PictureSize& size) {
 }
 
 }  // namespace
-
-double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime) {
-    // What the public header says of ZPR_Param::delayFrames.
-    double records = 256.0;
-    const double wanted = (delayFrames * kDelayFramePeriod + 1.0) * kSensorRate;
-    while (records < wanted) records *= 2.0;
-    // From one frame before the output frame to a sample past the newest frame's readout; some
-    // frames come late.
-    constexpr double kSlack = 1.05;
-    const double seconds = kSlack * ((delayFrames + 1) / framesPerSecond + readoutTime);
-    return (records - 2.0) / seconds;
-}
 
 ClipSettings resolveSettings(const ClipOptions& options, const ClipInputs& clip,
                              const ClipMetadata& found) {

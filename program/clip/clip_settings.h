@@ -38,7 +38,4 @@ ClipSettings resolveSettings(const ClipOptions& options, const ClipInputs& clip,
 /// Parameters of the library; times on the frames' clock.
 ZPR_Param paramOf(const ClipSettings& settings);
 
-/// Samples per second that an instance can hold without losing one it needs.
-double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime);
-
 }  // namespace framehold
