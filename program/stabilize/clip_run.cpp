@@ -25,7 +25,7 @@ ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
 
 Engine::Events ClipRun::engineEvents() {
     Engine::Events events;
-    events.onStabilized = [this](StabilizedFrame frame) { take(std::move(frame)); };
+    events.onStabilized = [this](const StabilizedFrame& frame) { write(frame); };
     events.onSample = [this](const ZPR_SensorData& sample) {
         if (session_) session_->sample(sample);
         if (observer_) observer_->addSample(sample);
@@ -89,7 +89,7 @@ double ClipRun::timeOf(const AVFrame& frame) const {
     return times[taken_];
 }
 
-void ClipRun::take(StabilizedFrame frame) {
+void ClipRun::write(const StabilizedFrame& frame) {
     throwIfInterrupted();
     record_.frames.push_back(
         {frame.time, path_.measured, path_.corrected, path_.marginUsed, frame.milliseconds});

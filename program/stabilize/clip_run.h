@@ -33,7 +33,7 @@ private:
     Engine::Events engineEvents();
     double timeOf(const AVFrame& frame) const;
     void readFrames();
-    void take(StabilizedFrame frame);
+    void write(const StabilizedFrame& frame);
     void warnAboutCoverage(RunMessages& messages) const;
     void warnAboutVideo(RunMessages& messages) const;
 

@@ -113,7 +113,7 @@ void Engine::render(const AVFrame& frame, double time) {
     padded_->cut(*result.picture);
     result.original = std::move(first.original);
     waiting_.pop_front();
-    events_.onStabilized(std::move(result));
+    events_.onStabilized(result);
 }
 
 }  // namespace framehold

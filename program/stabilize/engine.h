@@ -26,7 +26,7 @@ class Engine {
 public:
     /// Where results and all that the library is fed go to; each but `onStabilized` may be empty.
     struct Events {
-        std::function<void(StabilizedFrame)> onStabilized;  // in the order of the frames
+        std::function<void(const StabilizedFrame&)> onStabilized;  // in the order of the frames
         std::function<void(const ZPR_SensorData&)> onSample;
         std::function<void(double timestamp, const ZPR_Image& image)> onFrame;
     };
