@@ -52,6 +52,19 @@ std::unique_ptr<CameraMotion> recordedMotion(const SimulateOptions& o) {
     return std::make_unique<RecordedMotion>(rates);
 }
 
+AvPtr<AVFrame> frameOf(const Picture& picture) {
+    AvPtr<AVFrame> frame = makeNv12Frame(picture.width, picture.height);
+    const auto copyRows = [&](int plane, const std::vector<uint8_t>& from, int rows) {
+        for (int y = 0; y < rows; ++y) {
+            std::copy_n(from.data() + ptrdiff_t{y} * picture.width, picture.width,
+                        frame->data[plane] + ptrdiff_t{y} * frame->linesize[plane]);
+        }
+    };
+    copyRows(0, picture.luma, picture.height);
+    copyRows(1, picture.chroma, picture.height / 2);
+    return frame;
+}
+
 class ClipSimulator {
 public:
     explicit ClipSimulator(const SimulateOptions& options)
@@ -121,16 +134,7 @@ private:
         const World& world = o_.moving > 0.0 ? static_cast<const World&>(traffic) : town;
         for (int i = 0; i < frames_; ++i) {
             throwIfInterrupted();
-            const Picture picture = renderFrame(world, o_.camera, *motion_, exposure(i));
-            AvPtr<AVFrame> frame = makeNv12Frame(picture.width, picture.height);
-            const auto copyRows = [&](int plane, const std::vector<uint8_t>& from, int rows) {
-                for (int y = 0; y < rows; ++y) {
-                    std::copy_n(from.data() + ptrdiff_t{y} * picture.width, picture.width,
-                                frame->data[plane] + ptrdiff_t{y} * frame->linesize[plane]);
-                }
-            };
-            copyRows(0, picture.luma, picture.height);
-            copyRows(1, picture.chroma, picture.height / 2);
+            AvPtr<AVFrame> frame = frameOf(renderFrame(world, o_.camera, *motion_, exposure(i)));
             frame->pts = std::llround(timestamp(i) * 90000.0);
             frame->pkt_duration = std::llround(90000.0 / o_.framesPerSecond);
             writer.write(*frame);
