@@ -100,7 +100,10 @@ int stabilize(ZPR_Instance& instance, double timestamp, const ZPR_Image* input, 
     if (!smoother.smoothFrame(input == nullptr ? kNoNewFrame : t, &correction)) {
         smoother.fallbackCorrection(&correction);
     }
-    instance.warper->warp(*source, output, correction);
+    // The warper writes as many columns as it was made for: an output without columns gets no rows.
+    ZPR_Image target = output;
+    if (target.width <= 0) target.height = 0;
+    instance.warper->warp(*source, target, correction);
     if (input != nullptr) ++instance.framesIn;
     return ZPR_OK;
 }

@@ -212,13 +212,8 @@ TEST(Refusals, LeaveEverythingAsItWas) {
 TEST(Refusals, InPlaceAndDrainingCheckTheOutput) {
     ZPR_Param param = makeParam(256, 128);
     param.outputImage.pitch[1] = 254;
-    Frame frame(256, 128), output(256, 128);
+    Frame frame(256, 128);
     EXPECT_EQ(Instance(param).stabilize(1.0, &frame.image, &frame.image), kRefused);
-    output.fill(3);
-    output.image.height = INT32_MIN;  // no rows: nothing to write
-    EXPECT_EQ(Instance(param).stabilize(1.0, &frame.image, &output.image), ZPR_OK);
-    EXPECT_EQ(std::count(output.bytes.begin(), output.bytes.end(), 3), output.bytes.size());
-
     param.delayFrames = 2;
     Instance delayed(param);
     ZPR_Image nothing{};  // its planes are not needed while the ring fills
@@ -228,6 +223,45 @@ TEST(Refusals, InPlaceAndDrainingCheckTheOutput) {
     EXPECT_EQ(delayed.stabilize(1.0, &frame.image, &nothing), kRefused);
     EXPECT_EQ(delayed.stabilize(0.0, nullptr, &nothing), kRefused);
     for (const int code : {0, 0, kRefused}) EXPECT_EQ(delayed.drain(frame), code);
+}
+
+TEST(Stabilize, OutputWithoutPixelsIsLeftAlone) {
+    const struct {
+        const char* name;
+        int32_t width, height;
+    } kSizes[] = {
+        {"no rows", 256, 0},
+        {"negative height", 256, -2},
+        {"lowest height", 256, INT32_MIN},
+        {"near the lowest height", 256, INT32_MIN + 2},
+        {"a block above the lowest height", 256, INT32_MIN + 126},
+        {"no columns", 0, 256},
+        {"negative width", -1, 256},
+        {"lowest width", INT32_MIN, 256},
+        {"nothing at all", INT32_MIN, INT32_MIN},
+    };
+    for (const int delay : {0, 1}) {
+        ZPR_Param param = makeParam(256, 256);
+        param.delayFrames = delay;
+        for (const auto& size : kSizes) {
+            SCOPED_TRACE(testing::Message() << size.name << ", delay " << delay);
+            Instance instance(param);
+            Frame input(256, 256), output(256, 256);
+            output.fill(3);
+            const std::vector<uint8_t> before = output.bytes;
+            output.image.width = size.width;
+            output.image.height = size.height;
+            for (int i = 0; i <= delay; ++i) {
+                ASSERT_EQ(instance.stabilize(1.0 + i, &input.image, &output.image),
+                          i < delay ? ZPR_FRAME_BUFFERED : ZPR_OK);
+            }
+            if (delay > 0) {
+                EXPECT_EQ(instance.drain(output), ZPR_OK);
+            }
+            EXPECT_EQ(output.bytes, before);
+            EXPECT_EQ(instance.drain(output), kRefused) << "the frame was not counted";
+        }
+    }
 }
 
 TEST(Stabilize, OddFrameTimesStayInStep) {

@@ -54,8 +54,8 @@ static inline void walkRow(const Renderer& renderer, const BlockGrid& grid, cons
     // in the nearest cache for the second.
     constexpr int32_t kTile = 16;
     const int32_t y0 = blocks.row * kBlockSize;
+    if (target.height <= y0) return;
     const int32_t yEnd = target.height - y0 > kBlockSize ? y0 + kBlockSize : target.height;
-    if (yEnd <= y0) return;
     const int32_t lastCol = grid.cols - 1;
     const int32_t left = blocks.spans[0].xStart;
     const int32_t right = kBlockSize * lastCol + blocks.spans[lastCol].xEnd;
