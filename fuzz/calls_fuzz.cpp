@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 using zpr_fuzz::Draw;
@@ -147,13 +148,37 @@ private:
     }
 
     void stabilize() {
+        const uint8_t choice = draw_.byte();
+        if (choice % 16 == 14) return stabilizeWithoutPixels();
         GuardedFrame input = makeInput();
         const int height =
-            draw_.flag() ? param_.outputImage.height : draw_.even(2, param_.inputImage.height);
+            choice % 2 == 1 ? param_.outputImage.height : draw_.even(2, param_.inputImage.height);
         GuardedFrame output = makeOutput(height);
         const GuardedRecord<ZPR_Image> in(input.image), out(output.image);
         out.get()->height = height;
         countFrame(call(in.get(), out.get()));
+    }
+
+    /// A size of 0 or below: near 0, or near the lowest.
+    int drawNoSize() {
+        const int distance = draw_.even(0, 300);
+        return draw_.flag() ? -distance : std::numeric_limits<int>::min() + distance;
+    }
+
+    void stabilizeWithoutPixels() {
+        GuardedFrame input = makeInput();
+        GuardedFrame output = makeOutput(param_.outputImage.height);
+        output.fill(draw_.byte());
+        const std::vector<uint8_t> before = output.bytes();
+        const GuardedRecord<ZPR_Image> in(input.image), out(output.image);
+        int32_t& size = draw_.flag() ? out.get()->height : out.get()->width;
+        size = drawNoSize();
+        if (draw_.flag()) {
+            drainInto(out.get());
+        } else {
+            countFrame(call(in.get(), out.get()));
+        }
+        require(output.bytes() == before, "an output without pixels is left alone");
     }
 
     void stabilizeInPlace() {
@@ -218,8 +243,12 @@ private:
         GuardedFrame output = makeOutput(height);
         const GuardedRecord<ZPR_Image> out(output.image);
         out.get()->height = height;
+        drainInto(out.get());
+    }
+
+    void drainInto(ZPR_Image* output) {
         const bool isEmpty = framesIn_ == framesOut_;
-        require(call(nullptr, out.get()) == (isEmpty ? ZPR_ERR_INVALID_PARAM : ZPR_OK),
+        require(call(nullptr, output) == (isEmpty ? ZPR_ERR_INVALID_PARAM : ZPR_OK),
                 "what was taken can be drained, and no more");
         framesOut_ += isEmpty ? 0 : 1;
     }
