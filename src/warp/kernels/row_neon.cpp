@@ -1,3 +1,6 @@
+// Nothing for processors without NEON, which the scalar kernels render on.
+#if defined(__ARM_NEON)
+
 #include "warp/kernels/levels.h"
 #include "warp/kernels/strips.h"
 
@@ -244,3 +247,5 @@ void renderRow_neon(const BlockGrid& grid, const SourceFrame& source, const ZPR_
 }
 
 }  // namespace qlx::zpr_framehold
+
+#endif
