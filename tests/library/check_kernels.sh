@@ -7,11 +7,8 @@ nm=$1
 shift
 checked=0
 for object in "$@"; do
-    case $object in
-        */kernels/row_scalar.*) continue ;;
-        */kernels/*) ;;
-        *) continue ;;
-    esac
+    [ "$(basename "$(dirname "$object")")" = kernels ] || continue
+    case $object in */row_scalar.*) continue ;; esac
     checked=$((checked + 1))
     shared=$("$nm" -C --defined-only "$object" | grep -E ' [TWVuBDC] ' |
         grep -vE 'renderRow_[a-z0-9]+\(|DW\.ref\.' || true)
