@@ -20,22 +20,16 @@ const fh::RowKernels kNoKernels{"none", renderNothing};
 StagedPipeline::StagedPipeline(Size size, int delayFrames, bool usePool,
                                const fh::RowKernels& kernels) {
     ZPR_Instance* instance = nullptr;
-    if (fh::createInstance(nullptr, makeParam(size, delayFrames), instance) != ZPR_OK) {
+    if (fh::createInstance(nullptr, makeParam(size, delayFrames), kernels,
+                           usePool ? fh::kPoolThreads : 0, instance) != ZPR_OK) {
         throw std::runtime_error("no memory for an instance");
     }
     instance_.reset(instance);
-    const auto makeWarper = [&](fh::WorkerPool* pool, const fh::RowKernels& used) {
-        auto warper =
-            std::make_unique<fh::BlockWarper>(size.width, size.height, size.width, size.height,
-                                              ZPR_FORMAT_SEMIPLANAR_1, nullptr, pool, used);
-        if (warper->status() != ZPR_OK) throw std::runtime_error("no memory for a warper");
-        return warper;
-    };
-    mapper_ = makeWarper(nullptr, kNoKernels);
-    delete instance->warper;
-    instance->warper = nullptr;
-    instance->warper = makeWarper(usePool ? instance->pool : nullptr, kernels).release();
     if (usePool) threads_ += static_cast<int>(instance->pool->threadCount());
+    mapper_ =
+        std::make_unique<fh::BlockWarper>(size.width, size.height, size.width, size.height,
+                                          ZPR_FORMAT_SEMIPLANAR_1, nullptr, nullptr, kNoKernels);
+    if (mapper_->status() != ZPR_OK) throw std::runtime_error("no memory for a warper");
 
     const Frame first(size, 0.0);
     Frame untouched(size, 0.0);

@@ -45,7 +45,8 @@ int ZPR_GetMemorySize(const ZPR_Param* param, uint32_t* size) {
 
 int ZPR_Init(void* memory, const ZPR_Param* param, ZPR_Handle* out) {
     if (param == nullptr || out == nullptr || !fh::isValid(*param)) return ZPR_ERR_INVALID_PARAM;
-    return fh::createInstance(static_cast<fh::MemoryHandle>(memory), *param, *out);
+    return fh::createInstance(static_cast<fh::MemoryHandle>(memory), *param, fh::selectRowKernels(),
+                              fh::kPoolThreads, *out);
 }
 
 int ZPR_Deinit(ZPR_Handle* handle) {

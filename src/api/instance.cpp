@@ -11,24 +11,26 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
-constexpr unsigned kThreads = 4;
 constexpr double kFrameSeconds = 0.03333333333333333;
 
 static_assert(std::is_trivially_copyable_v<ZPR_Instance>);
 
 /// Builds the parts in order. May throw; whatever is built by then hangs on the instance.
-int buildParts(ZPR_Instance& instance, const ZPR_Param& param) {
+int buildParts(ZPR_Instance& instance, const ZPR_Param& param, const RowKernels& kernels,
+               unsigned poolThreads) {
     // Tested first, so that impossible sizes fail before large memory is touched.
     if (!fitsDelayRing(param)) return ZPR_ERR_NO_MEMORY;
-    instance.pool = WorkerPool::create(instance.memory, kThreads);
-    if (instance.pool == nullptr) return ZPR_ERR_NO_MEMORY;
+    if (poolThreads > 0) {
+        instance.pool = WorkerPool::create(instance.memory, poolThreads);
+        if (instance.pool == nullptr) return ZPR_ERR_NO_MEMORY;
+    }
     instance.params = param;
     instance.hub = new SensorHub(param.sensorMask, param.delayFrames * kFrameSeconds);
     instance.smoother = new IIRSmoother(&instance.params, instance.hub);
     const ZPR_Image& input = param.inputImage;
     const ZPR_Image& output = param.outputImage;
     auto* warper = new BlockWarper(input.width, input.height, output.width, output.height,
-                                   output.format, instance.memory, instance.pool);
+                                   output.format, instance.memory, instance.pool, kernels);
     instance.warper = warper;
     if (warper->status() != ZPR_OK) return warper->status();
     return buildDelayRing(instance.memory, param, instance.ring) ? ZPR_OK : ZPR_ERR_NO_MEMORY;
@@ -36,7 +38,8 @@ int buildParts(ZPR_Instance& instance, const ZPR_Param& param) {
 
 }  // namespace
 
-int createInstance(MemoryHandle memory, const ZPR_Param& param, ZPR_Instance*& out) {
+int createInstance(MemoryHandle memory, const ZPR_Param& param, const RowKernels& kernels,
+                   unsigned poolThreads, ZPR_Instance*& out) {
     const AlignedBlock place = allocAligned(memory, sizeof(ZPR_Instance), alignof(ZPR_Instance));
     if (place.data == nullptr) return ZPR_ERR_NO_MEMORY;
     auto* instance = new (place.data) ZPR_Instance{};
@@ -44,7 +47,7 @@ int createInstance(MemoryHandle memory, const ZPR_Param& param, ZPR_Instance*& o
     instance->block = place.block;
     int status = ZPR_ERR_NO_MEMORY;
     try {
-        status = buildParts(*instance, param);
+        status = buildParts(*instance, param, kernels, poolThreads);
     } catch (...) {
     }
     if (status != ZPR_OK) {

@@ -6,6 +6,7 @@
 #include "sensors/sensor_hub.h"
 #include "smoothing/smoother.h"
 #include "warp/image_warper.h"
+#include "warp/row_kernels.h"
 #include "zpr_framehold.h"
 
 #include <cstdint>
@@ -27,9 +28,14 @@ struct ZPR_Instance {
 
 namespace qlx::zpr_framehold {
 
-/// Builds an instance; `param` must be valid. Returns ZPR_OK and sets `out`, or gives back all
-/// that was taken and returns an error code.
-int createInstance(MemoryHandle memory, const ZPR_Param& param, ZPR_Instance*& out);
+/// Threads that ZPR_Init asks the pool for.
+constexpr unsigned kPoolThreads = 4;
+
+/// Builds an instance that renders with `kernels` on a pool of `poolThreads` threads and the caller;
+/// with none, on the caller alone. `param` must be valid. Returns ZPR_OK and sets `out`, or gives
+/// back all that was taken and returns an error code.
+int createInstance(MemoryHandle memory, const ZPR_Param& param, const RowKernels& kernels,
+                   unsigned poolThreads, ZPR_Instance*& out);
 
 /// Releases an instance, whole or half built.
 void destroyInstance(ZPR_Instance* instance);

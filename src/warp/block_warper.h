@@ -16,7 +16,7 @@ public:
     /// renders on the calling thread alone.
     BlockWarper(int32_t inWidth, int32_t inHeight, int32_t outWidth, int32_t outHeight,
                 uint32_t outFormat, MemoryHandle memory, WorkerPool* pool,
-                const RowKernels& kernels = selectRowKernels());
+                const RowKernels& kernels);
     ~BlockWarper() override;
 
     /// Bytes of work area for an output of this size, as 32-bit devices need them.

@@ -1,26 +1,23 @@
 // The same inputs give the same bytes, whatever renders them.
+#include "api/instance.h"
 #include "support/fault_gate.h"
 #include "support/kernel_levels.h"
-#include "support/other_warper.h"
 #include "support/shaky_input.h"
 
-#include <functional>
-
 using namespace zpr_test;
-using qlx::zpr_framehold::RowKernels;
-using qlx::zpr_framehold::WorkerPool;
+using namespace qlx::zpr_framehold;
 
 namespace {
 
 constexpr int kFrames = 10;
 
-/// The sums of the frames of a short clip, by an instance that `prepare` has had in its hands.
-std::vector<uint64_t> sumsOfClip(int delay, const std::function<void(ZPR_Handle)>& prepare) {
+/// The sums of the frames of a short clip, by an instance of this kind.
+std::vector<uint64_t> sumsOfClip(int delay, const RowKernels& kernels, unsigned threads) {
     ZPR_Param param = makeParam(390, 294);
     param.delayFrames = delay;
     ZPR_Handle handle = nullptr;
-    EXPECT_EQ(ZPR_Init(nullptr, &param, &handle), ZPR_OK);
-    prepare(handle);
+    EXPECT_EQ(createInstance(nullptr, param, kernels, threads, handle), ZPR_OK);
+    EXPECT_EQ(handle->pool == nullptr ? 0 : handle->pool->threadCount(), threads);
     ShakyHand hand(71, 1.5);
     Random random(72);
     Frame input(390, 294), output(390, 294);
@@ -42,22 +39,17 @@ std::vector<uint64_t> sumsOfClip(int delay, const std::function<void(ZPR_Handle)
 
 TEST(Determinism, KernelsAndPoolsGiveTheSameBytes) {
     for (const int delay : {0, 4}) {
-        const auto expected = sumsOfClip(delay, [](ZPR_Handle) {});
+        const auto expected = sumsOfClip(delay, *availableKernels().front(), 0);
         EXPECT_NE(expected.front(), expected.back());
         pretendProcessors(64);
         for (const unsigned threads : {0u, 1u, 2u, 4u, 16u}) {
-            WorkerPool* pool = threads > 0 ? WorkerPool::create(nullptr, threads) : nullptr;
-            ASSERT_EQ(pool == nullptr ? 0 : pool->threadCount(), threads);
             for (const RowKernels* kernels : availableKernels()) {
                 SCOPED_TRACE(testing::Message()
                              << kernels->name << ", delay " << delay << ", threads " << threads);
                 for (int run = 0; run < 2; ++run) {
-                    EXPECT_EQ(
-                        sumsOfClip(delay, [&](ZPR_Handle h) { renderWith(h, *kernels, pool); }),
-                        expected);
+                    EXPECT_EQ(sumsOfClip(delay, *kernels, threads), expected);
                 }
             }
-            WorkerPool::destroy(pool);
         }
         pretendProcessors(kRealProcessors);
     }

@@ -1,7 +1,7 @@
 // Sensor streams that no device should send: every frame still comes out, and no call takes much
 // longer than others do. Work is counted in calls of trigonometric functions, most of which is
 // interpolation between sensor samples; with --time it is measured as well.
-#include "support/other_warper.h"
+#include "api/instance.h"
 #include "support/shaky_input.h"
 
 #include <algorithm>
@@ -182,8 +182,8 @@ Costs run(Stream stream, int width, int height, int delay) {
     param.delayFrames = delay;
     ZPR_Handle handle = nullptr;
     Costs costs;
-    if (ZPR_Init(nullptr, &param, &handle) != ZPR_OK) return costs;
-    renderWith(handle, qlx::zpr_framehold::selectRowKernels(), nullptr);
+    using namespace qlx::zpr_framehold;
+    if (createInstance(nullptr, param, selectRowKernels(), 0, handle) != ZPR_OK) return costs;
     Frame input(width, height), output(width, height);
     input.fill(200);
     for (int i = 0; i < kFrames + delay; ++i) {

@@ -1,8 +1,7 @@
 // Instances on many threads at once, at random parameters, reset and made anew at random: every
 // frame is compared with that of an instance that renders with the scalar kernels on one thread.
 // Memory and threads must not grow.
-#include "support/kernel_levels.h"
-#include "support/other_warper.h"
+#include "api/instance.h"
 #include "support/shaky_input.h"
 
 #include <algorithm>
@@ -54,12 +53,11 @@ public:
           input_(param_.inputImage.width, param_.inputImage.height) {
         void* memory = random.integer(0, 1) == 0 ? nullptr : arena;
         if (memory != nullptr) ZPR_FormatArena(memory, arenaBytes);
-        isMade_ = ZPR_Init(memory, &param_, &tested_) == ZPR_OK &&
-                  ZPR_Init(nullptr, &param_, &reference_) == ZPR_OK;
-        if (!isMade_) return;
         using namespace qlx::zpr_framehold;
-        renderWith(reference_, *findRowKernels(KernelLevel::kScalar), nullptr);
-        input_.fillRandom(random);
+        const RowKernels& scalar = *findRowKernels(KernelLevel::kScalar);
+        isMade_ = ZPR_Init(memory, &param_, &tested_) == ZPR_OK &&
+                  createInstance(nullptr, param_, scalar, 0, reference_) == ZPR_OK;
+        if (isMade_) input_.fillRandom(random);
     }
     ~Pair() {
         ZPR_Deinit(&tested_);

@@ -173,7 +173,8 @@ TEST(BlockWarper, BusyPoolLeavesTheRowsToTheCaller) {
 
 TEST(BlockWarper, BandsBecomeTheirInverseInEachBlockRow) {
     // Two bands of the input, the upper one moved by (4, 0) into the output, the lower by (-6, 0).
-    BlockWarper warper(256, 256, 256, 256, ZPR_FORMAT_SEMIPLANAR_1, nullptr, nullptr);
+    BlockWarper warper(256, 256, 256, 256, ZPR_FORMAT_SEMIPLANAR_1, nullptr, nullptr,
+                       selectRowKernels());
     Frame source(256, 256), target(256, 256);
     for (int i = 0; i < 256 * 256; ++i) source.image.plane[0][i] = static_cast<uint8_t>(i);
     FrameCorrection bands;
@@ -186,7 +187,8 @@ TEST(BlockWarper, BandsBecomeTheirInverseInEachBlockRow) {
 }
 
 TEST(BlockWarper, RefusesMalformedCorrections) {
-    BlockWarper warper(256, 256, 256, 256, ZPR_FORMAT_SEMIPLANAR_1, nullptr, nullptr);
+    BlockWarper warper(256, 256, 256, 256, ZPR_FORMAT_SEMIPLANAR_1, nullptr, nullptr,
+                       selectRowKernels());
     Frame frame(256, 256);
     SharedArray<MeshPoint> mesh;
     for (const auto& [records, nodes] :
