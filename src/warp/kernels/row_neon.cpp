@@ -71,10 +71,11 @@ public:
     explicit NeonKernel(const SourceFrame& source) : source_(source) {}
 
     template <int kPieces>
-    void render(const TargetRowPair& target, const Course& course, ColumnRange columns) const {
+    void render(const TargetRowPair& target, const SourcePositions& positions,
+                ColumnRange columns) const {
         constexpr int kEvens = kStripEvens / kPieces;
-        const int32_t evenX = course.evenX;
-        const int32_t evenY = course.evenY;
+        const int32_t evenX = positions.stepX;
+        const int32_t evenY = positions.stepY;
         // From a piece's first even pixel to that with the upper row.
         const int32_t toUpper = evenY < 0 ? (kEvens - 1) * evenY : 0;
 
@@ -92,8 +93,8 @@ public:
             vcombine_u16(wholeColumns(vget_low_u16(evens)), wholeColumns(vget_high_u16(evens)));
         const uint8x8_t firstIndex = vmovn_u16(whole);
 
-        int32_t firstX = course.x;
-        int32_t upperY = course.y + toUpper;
+        int32_t firstX = positions.x;
+        int32_t upperY = positions.y + toUpper;
         for (int32_t x = columns.begin; x < columns.end; x += kStrip) {
             Strip<kPieces> strip;
             findPieces(strip, firstX, upperY, evenX, evenY);

@@ -115,18 +115,20 @@ struct Line {
     // where the fractions have run over.
     V pairIndex;
 
-    [[gnu::always_inline]] void set(const Constants<V>& constants, const Course& course) {
+    [[gnu::always_inline]] void set(const Constants<V>& constants,
+                                    const SourcePositions& positions) {
         const V evens = V::words(kEvenNumbers);
         const V pieceEvens = V::words(kUpperEnds<kPieces>[0].distances);
-        const V evenX = V::broadcastLow(course.evenX);
-        const V evenY = V::broadcastLow(course.evenY);
-        fractionX = V::broadcastLow(course.x) + evens * evenX + constants.signBit;
-        fractionY = V::broadcastLow(course.y) + evens * evenY;
+        const V evenX = V::broadcastLow(positions.stepX);
+        const V evenY = V::broadcastLow(positions.stepY);
+        fractionX = V::broadcastLow(positions.x) + evens * evenX + constants.signBit;
+        fractionY = V::broadcastLow(positions.y) + evens * evenY;
         stepX = evenX << V::kLogEvens;
         stepY = evenY << V::kLogEvens;
         fromFirstX = pieceEvens * evenX + constants.signBit;
-        fromUpperY = V::words(kUpperEnds<kPieces>[course.evenY < 0].distances) * evenY;
-        const V columns = pieceEvens * V::broadcastHigh(course.evenX) + pieceEvens.timesHigh(evenX);
+        fromUpperY = V::words(kUpperEnds<kPieces>[positions.stepY < 0].distances) * evenY;
+        const V columns =
+            pieceEvens * V::broadcastHigh(positions.stepX) + pieceEvens.timesHigh(evenX);
         pairIndex = columns * constants.bothBytes + constants.firstPair;
     }
 };
@@ -146,18 +148,19 @@ struct Taps {
     bool atEdge;                       // if loads from the first tap would leave the row
 
     /// Of as many pieces as a block has, whether or not the segment and the source have them.
-    [[gnu::always_inline]] void set(const Constants<V>& constants, const Course& course) {
+    [[gnu::always_inline]] void set(const Constants<V>& constants,
+                                    const SourcePositions& positions) {
         const auto& firstEnds = kUpperEnds<kPieces>[0];
-        const auto& upperEnds = kUpperEnds<kPieces>[course.evenY < 0];
+        const auto& upperEnds = kUpperEnds<kPieces>[positions.stepY < 0];
         const N one = constants.one;
         const N chromaPitch = constants.chromaPitch;
         atEdge = false;
         for (int k = 0; k < kBlockPieces; k += N::kLanes) {
-            const N column = (N::broadcast(course.x) +
-                              N::load(firstEnds.numbers + k) * N::broadcast(course.evenX)) >>
+            const N column = (N::broadcast(positions.x) +
+                              N::load(firstEnds.numbers + k) * N::broadcast(positions.stepX)) >>
                              kPositionShift;
-            const N row = (N::broadcast(course.y) +
-                           N::load(upperEnds.numbers + k) * N::broadcast(course.evenY)) >>
+            const N row = (N::broadcast(positions.y) +
+                           N::load(upperEnds.numbers + k) * N::broadcast(positions.stepY)) >>
                           kPositionShift;
             const N base = column.least(constants.lastLoad);
             if (column.anyAbove(base)) {
@@ -317,12 +320,13 @@ public:
     explicit ShuffleKernel(const SourceFrame& source) : source_(source), constants_(source) {}
 
     template <int kPieces>
-    [[gnu::always_inline]] void render(const TargetRowPair& target, const Course& course,
+    [[gnu::always_inline]] void render(const TargetRowPair& target,
+                                       const SourcePositions& positions,
                                        ColumnRange columns) const {
         Taps<V, kPieces> taps;
         Line<V, kPieces> line;
-        taps.set(constants_, course);
-        line.set(constants_, course);
+        taps.set(constants_, positions);
+        line.set(constants_, positions);
         renderStrips(constants_, source_, target, line, taps, columns.begin, columns.end);
     }
 

@@ -34,45 +34,45 @@ int piecesOf(const Segment& s) {
 /// Fractional bits of source positions. Those of groups have no more, as slopes are even.
 constexpr int kPositionShift = 16;
 
-/// Source position of a segment's first pixel, and how it changes to the next even one. From row
-/// pair to row pair of a block all of it changes by the same amount.
-struct Course {
+/// Source position of a segment's first even pixel, and the step from there to the next even one.
+/// From row pair to row pair of a block all of it changes by the same amount.
+struct SourcePositions {
     int32_t x;
     int32_t y;
-    int32_t evenX;
-    int32_t evenY;
+    int32_t stepX;
+    int32_t stepY;
 
-    /// From column x of s on.
-    static Course of(const Segment& s, int32_t x) {
-        constexpr int kSurplus = kOffsetShift - kPositionShift;
-        const Segment rest = part(s, x, s.columns.end);
-        const auto position = [](int64_t pixel, int64_t offset) {
-            return static_cast<int32_t>(pixel * (1 << kPositionShift) + (offset >> kSurplus));
-        };
-        return {position(x, rest.ax), position(s.y, rest.ay), position(2, 2 * int64_t{s.slopeX}),
-                position(0, 2 * int64_t{s.slopeY})};
-    }
-
-    /// How to get from `other` to this.
-    Course minus(const Course& other) const {
+    /// Their change since `earlier`.
+    SourcePositions minus(const SourcePositions& earlier) const {
         const auto minus = [](int32_t a, int32_t b) {
             return static_cast<int32_t>(int64_t{a} - b);
         };
-        return {minus(x, other.x), minus(y, other.y), minus(evenX, other.evenX),
-                minus(evenY, other.evenY)};
+        return {minus(x, earlier.x), minus(y, earlier.y), minus(stepX, earlier.stepX),
+                minus(stepY, earlier.stepY)};
     }
 
-    /// The step past the last row pair may leave the range.
-    [[gnu::always_inline]] void add(const Course& step) {
+    /// The change past the last row pair may leave the range.
+    [[gnu::always_inline]] void add(const SourcePositions& change) {
         const auto plus = [](int32_t a, int32_t b) {
             return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
         };
-        x = plus(x, step.x);
-        y = plus(y, step.y);
-        evenX = plus(evenX, step.evenX);
-        evenY = plus(evenY, step.evenY);
+        x = plus(x, change.x);
+        y = plus(y, change.y);
+        stepX = plus(stepX, change.stepX);
+        stepY = plus(stepY, change.stepY);
     }
 };
+
+/// The positions of a segment from its column x on.
+SourcePositions positionsOf(const Segment& s, int32_t x) {
+    constexpr int kSurplus = kOffsetShift - kPositionShift;
+    const Segment rest = part(s, x, s.columns.end);
+    const auto position = [](int64_t pixel, int64_t offset) {
+        return static_cast<int32_t>(pixel * (1 << kPositionShift) + (offset >> kSurplus));
+    };
+    return {position(x, rest.ax), position(s.y, rest.ay), position(2, 2 * int64_t{s.slopeX}),
+            position(0, 2 * int64_t{s.slopeY})};
+}
 
 /// Renders whole groups of a segment that lies inside and is a strip long at least. What is left
 /// of the last strip is rendered with some pixels before it, for the second time.
@@ -82,7 +82,7 @@ template <class Kernel, int kPieces>
     constexpr int32_t kStep = Kernel::kStep;
     const Kernel kernel(source);
     const auto render = [&](int32_t from, int32_t to) {
-        kernel.template render<kPieces>(target, Course::of(s, from), {from, to});
+        kernel.template render<kPieces>(target, positionsOf(s, from), {from, to});
     };
     const int32_t whole = begin + ((end - begin) & -kStep);
     if (begin < whole) render(begin, whole);
@@ -97,7 +97,7 @@ template <class Kernel, int kPieces>
 /// The Renderer for walkRow, by Kernel, which has
 /// - constexpr int32_t kStep, the columns it renders at a time: a strip or more;
 /// - class Narrow, the kernel for a single strip;
-/// - void render<kPieces>(target, course, columns) const: renders whole steps of a segment that lies
+/// - void render<kPieces>(target, positions, columns) const: renders whole steps of a segment that lies
 ///   inside with its strips cut into kPieces.
 template <class Kernel>
 class StripRenderer {
@@ -105,8 +105,8 @@ public:
     struct Block {
         ColumnRange columns;
         int pieces;
-        Course now;   // at the current row pair
-        Course step;  // to the next
+        SourcePositions positions;  // at the current row pair
+        SourcePositions change;     // to the next
     };
 
     explicit StripRenderer(const SourceFrame& source)
@@ -123,25 +123,25 @@ public:
         if (begin % kGroup != 0 || end <= begin || !liesInside(first) || !liesInside(last)) {
             return kNone;
         }
-        // Steps finer than a course's positions would be lost.
+        // Steps finer than source positions would be lost.
         if (((first.ax | first.ay | second.ax | second.ay) & 3) != 0) return kNone;
         const int atFirst = piecesOf(first);
         const int atLast = piecesOf(last);
         block.pieces = atFirst > atLast ? atFirst : atLast;
         if (atFirst == 0 || atLast == 0 || block.pieces > 2) return kNone;
         block.columns = {begin, end};
-        block.now = Course::of(first, begin);
-        block.step = Course::of(second, begin).minus(block.now);
+        block.positions = positionsOf(first, begin);
+        block.change = positionsOf(second, begin).minus(block.positions);
         return block.columns;
     }
 
     [[gnu::always_inline]] void renderBlock(Block& block, const TargetRowPair& target) const {
         if (block.pieces == 1) {
-            kernel_.template render<1>(target, block.now, block.columns);
+            kernel_.template render<1>(target, block.positions, block.columns);
         } else {
-            kernel_.template render<2>(target, block.now, block.columns);
+            kernel_.template render<2>(target, block.positions, block.columns);
         }
-        block.now.add(block.step);
+        block.positions.add(block.change);
     }
 
     void renderSegment(const TargetRowPair& target, const Segment& s) const {
