@@ -65,15 +65,14 @@ constexpr UpperEnds<kPieces> kUpperEnds[2] = {UpperEnds<kPieces>(false), UpperEn
 alignas(32) constexpr int16_t kEvenNumbers[2 * kStripEvens] = {0, 1, 2,  3,  4,  5,  6,  7,
                                                                8, 9, 10, 11, 12, 13, 14, 15};
 
-/// A vector's strips, each cut into kPieces so narrow that the taps of a piece lie in 17 bytes of
-/// four rows.
+/// Where the bytes of a vector's pieces start. Each strip is cut into kPieces, so narrow that the
+/// taps of a piece lie in 17 bytes of four rows.
 template <class V, int kPieces>
-struct Pieces {
+struct PieceStarts {
     static constexpr int kCount = V::kStrips * kPieces;
     static constexpr int32_t kPixels = kStrip / kPieces;
     static constexpr int32_t kEvens = kPixels / 2;
 
-    /// Where the bytes of each piece start.
     const uint8_t* start[kCount];
 
     /// All ones in the words that are not of the piece `j` of their strip.
@@ -84,8 +83,8 @@ struct Pieces {
     }
 
     /// The same columns one source row further down.
-    [[gnu::always_inline]] Pieces down(ptrdiff_t pitch) const {
-        Pieces below;
+    [[gnu::always_inline]] PieceStarts down(ptrdiff_t pitch) const {
+        PieceStarts below;
         for (int p = 0; p < kCount; ++p) below.start[p] = start[p] + pitch;
         return below;
     }
@@ -101,11 +100,11 @@ struct Pieces {
     }
 };
 
-/// How a segment's positions change along its vectors, without the whole pixels.
+/// Fractions of a segment's source positions, and their steps along its vectors.
 template <class V, int kPieces>
-struct Line {
-    V fractionX;  // of the first vector's even pixels, less a half
-    V fractionY;
+struct Fractions {
+    V firstX;  // of the first vector's even pixels, less a half
+    V firstY;
     V stepX;  // to the next vector
     V stepY;
     V fromFirstX;  // from a piece's first even pixel, less a half: fractions below have run over
@@ -121,8 +120,8 @@ struct Line {
         const V pieceEvens = V::words(kUpperEnds<kPieces>[0].distances);
         const V evenX = V::broadcastLow(positions.stepX);
         const V evenY = V::broadcastLow(positions.stepY);
-        fractionX = V::broadcastLow(positions.x) + evens * evenX + constants.signBit;
-        fractionY = V::broadcastLow(positions.y) + evens * evenY;
+        firstX = V::broadcastLow(positions.x) + evens * evenX + constants.signBit;
+        firstY = V::broadcastLow(positions.y) + evens * evenY;
         stepX = evenX << V::kLogEvens;
         stepY = evenY << V::kLogEvens;
         fromFirstX = pieceEvens * evenX + constants.signBit;
@@ -133,10 +132,10 @@ struct Line {
     }
 };
 
-/// Where the bytes of a segment's pieces lie, as offsets in the source planes.
+/// Where the bytes of a segment's pieces start, as offsets in the source planes.
 template <class V, int kPieces>
-struct Taps {
-    using P = Pieces<V, kPieces>;
+struct PieceOffsets {
+    using P = PieceStarts<V, kPieces>;
     using N = typename V::Numbers;
     static constexpr int kBlockPieces = kBlockSize / P::kPixels;
 
@@ -231,10 +230,13 @@ template <class V>
 
 /// Renders the columns x to end, whole vectors, of a segment that lies inside.
 template <class V, int kPieces>
-[[gnu::always_inline]] inline void renderStrips(
-    const Constants<V>& constants, const SourceFrame& source, const TargetRowPair& target,
-    const Line<V, kPieces>& line, const Taps<V, kPieces>& taps, int32_t x, int32_t end) {
-    using P = Pieces<V, kPieces>;
+[[gnu::always_inline]] inline void renderStrips(const Constants<V>& constants,
+                                                const SourceFrame& source,
+                                                const TargetRowPair& target,
+                                                const Fractions<V, kPieces>& fractions,
+                                                const PieceOffsets<V, kPieces>& offsets, int32_t x,
+                                                int32_t end) {
+    using P = PieceStarts<V, kPieces>;
     constexpr int32_t kStep = V::kStrips * kStrip;
     constexpr int32_t kCacheLine = 64;
 
@@ -246,25 +248,25 @@ template <class V, int kPieces>
     uint8_t* const targetChroma = target.chroma;
     const Fetcher fetcher(source, target);
 
-    V fractionX = line.fractionX;
-    V fractionY = line.fractionY;
+    V fractionX = fractions.firstX;
+    V fractionY = fractions.firstY;
 
     for (int k = 0; x < end; k += P::kCount, x += kStep) {
         P luma;
         P chroma;
         P nextChroma;
         for (int p = 0; p < P::kCount; ++p) {
-            luma.start[p] = sourceLuma + taps.luma[k + p];
-            chroma.start[p] = sourceChroma + taps.chroma[k + p];
-            nextChroma.start[p] = sourceChroma + taps.nextChroma[k + p];
+            luma.start[p] = sourceLuma + offsets.luma[k + p];
+            chroma.start[p] = sourceChroma + offsets.chroma[k + p];
+            nextChroma.start[p] = sourceChroma + offsets.nextChroma[k + p];
         }
         if (k % (P::kCount * kCacheLine / kStep) == 0) {
             fetcher.fetch(luma.start[0], chroma.start[0], x);
         }
 
-        V index = line.pairIndex.minusBytes(fractionX.below(line.fromFirstX));
-        if (taps.atEdge) index = index.plusBytes(V::template spread<kPieces>(taps.back + k));
-        const V isUpper = fractionY.notBelow(line.fromUpperY);
+        V index = fractions.pairIndex.minusBytes(fractionX.below(fractions.fromFirstX));
+        if (offsets.atEdge) index = index.plusBytes(V::template spread<kPieces>(offsets.back + k));
+        const V isUpper = fractionY.notBelow(fractions.fromUpperY);
         // Byte pairs of all pixels, of each from its own one of two rows.
         const auto gather = [&](const P& upper, const P& lower, ptrdiff_t offset, V all) {
             if constexpr (V::kBlends || kPieces > 1) {
@@ -277,7 +279,7 @@ template <class V, int kPieces>
             }
         };
 
-        const V parity = V::template spread<kPieces>(taps.parity + k);
+        const V parity = V::template spread<kPieces>(offsets.parity + k);
         const V chromaIndex = (index.plusBytes(parity) & constants.evenBytes) | constants.firstPair;
         gather(chroma, nextChroma, 0, chromaIndex).store(targetChroma + x);
 
@@ -305,8 +307,8 @@ template <class V, int kPieces>
             highBytes(constants, sums[row][0], sums[row][1]).store(targetLuma[row] + x);
         }
 
-        fractionX = fractionX + line.stepX;
-        fractionY = fractionY + line.stepY;
+        fractionX = fractionX + fractions.stepX;
+        fractionY = fractionY + fractions.stepY;
     }
 }
 
@@ -323,11 +325,11 @@ public:
     [[gnu::always_inline]] void render(const TargetRowPair& target,
                                        const SourcePositions& positions,
                                        ColumnRange columns) const {
-        Taps<V, kPieces> taps;
-        Line<V, kPieces> line;
-        taps.set(constants_, positions);
-        line.set(constants_, positions);
-        renderStrips(constants_, source_, target, line, taps, columns.begin, columns.end);
+        PieceOffsets<V, kPieces> offsets;
+        Fractions<V, kPieces> fractions;
+        offsets.set(constants_, positions);
+        fractions.set(constants_, positions);
+        renderStrips(constants_, source_, target, fractions, offsets, columns.begin, columns.end);
     }
 
 private:
