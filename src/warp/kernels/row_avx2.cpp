@@ -9,41 +9,42 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
-/// See Numbers4.
-struct Numbers8 {
+/// See I32x4.
+struct I32x8 {
     static constexpr int kLanes = 8;
 
     __m256i v;
 
-    static Numbers8 broadcast(int32_t number) { return {_mm256_set1_epi32(number)}; }
-    void store(int32_t* target) const {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(target), v);
-    }
-    static Numbers8 load(const int32_t* source) {
+    static I32x8 Set(int32_t value) { return {_mm256_set1_epi32(value)}; }
+    static I32x8 LoadU(const int32_t* source) {
         return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(source))};
-    }
-    Numbers8 opaque() const {
-        Numbers8 a = *this;
-        asm("" : "+x"(a.v));
-        return a;
-    }
-
-    Numbers8 operator+(Numbers8 b) const { return {_mm256_add_epi32(v, b.v)}; }
-    Numbers8 operator-(Numbers8 b) const { return {_mm256_sub_epi32(v, b.v)}; }
-    Numbers8 operator*(Numbers8 b) const { return {_mm256_mullo_epi32(v, b.v)}; }
-    Numbers8 operator&(Numbers8 b) const { return {_mm256_and_si256(v, b.v)}; }
-    Numbers8 operator>>(int n) const { return {_mm256_srai_epi32(v, n)}; }
-    Numbers8 least(Numbers8 b) const { return {_mm256_min_epi32(v, b.v)}; }
-    Numbers8 timesWord(Numbers8 b) const { return {_mm256_madd_epi16(v, b.v)}; }
-    Numbers8 plusBytes(Numbers8 b) const { return {_mm256_add_epi8(v, b.v)}; }
-    bool anyAbove(Numbers8 b) const {
-        return _mm256_movemask_epi8(_mm256_cmpgt_epi32(v, b.v)) != 0;
     }
 };
 
-/// Two strips; see Strip1.
-struct Strip2 {
-    using Numbers = Numbers8;
+inline I32x8 operator+(I32x8 a, I32x8 b) { return {_mm256_add_epi32(a.v, b.v)}; }
+inline I32x8 operator-(I32x8 a, I32x8 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
+inline I32x8 operator*(I32x8 a, I32x8 b) { return {_mm256_mullo_epi32(a.v, b.v)}; }
+inline I32x8 operator&(I32x8 a, I32x8 b) { return {_mm256_and_si256(a.v, b.v)}; }
+inline I32x8 Min(I32x8 a, I32x8 b) { return {_mm256_min_epi32(a.v, b.v)}; }
+inline I32x8 Gt(I32x8 a, I32x8 b) { return {_mm256_cmpgt_epi32(a.v, b.v)}; }
+inline bool AllFalse(I32x8 mask) { return _mm256_movemask_epi8(mask.v) == 0; }
+template <int kBits>
+inline I32x8 ShiftRight(I32x8 a) {
+    return {_mm256_srai_epi32(a.v, kBits)};
+}
+inline I32x8 WidenMulPairwiseAdd(I32x8 a, I32x8 b) { return {_mm256_madd_epi16(a.v, b.v)}; }
+inline I32x8 AddBytes(I32x8 a, I32x8 b) { return {_mm256_add_epi8(a.v, b.v)}; }
+inline void StoreU(I32x8 a, int32_t* target) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(target), a.v);
+}
+inline I32x8 opaque(I32x8 a) {
+    asm("" : "+x"(a.v));
+    return a;
+}
+
+/// Two strips; see U16x8.
+struct U16x16 {
+    using Numbers = I32x8;
 
     static constexpr int kStrips = 2;
     static constexpr int kLogEvens = 4;
@@ -51,22 +52,20 @@ struct Strip2 {
 
     __m256i v;
 
-    static Strip2 broadcast(int32_t word) {
-        return {_mm256_set1_epi16(static_cast<int16_t>(word))};
+    static U16x16 Set(int32_t value) { return {_mm256_set1_epi16(static_cast<int16_t>(value))}; }
+    static U16x16 Load(const int16_t* source) {
+        return {_mm256_load_si256(reinterpret_cast<const __m256i*>(source))};
     }
-    static Strip2 broadcastLow(const int32_t& number) { return broadcastWord(number, 0); }
-    static Strip2 broadcastHigh(const int32_t& number) { return broadcastWord(number, 1); }
-    static Strip2 words(const int16_t* words) {
-        return {_mm256_load_si256(reinterpret_cast<const __m256i*>(words))};
-    }
-    static Strip2 load(const uint8_t* const* start, int stride, ptrdiff_t offset) {
+    static U16x16 setLow(const int32_t& number) { return setHalf(number, 0); }
+    static U16x16 setHigh(const int32_t& number) { return setHalf(number, 1); }
+    static U16x16 loadStrips(const uint8_t* const* start, int stride, ptrdiff_t offset) {
         const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(start[0] + offset));
         const __m128i high =
             _mm_loadu_si128(reinterpret_cast<const __m128i*>(start[stride] + offset));
         return {_mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1)};
     }
     template <int kPieces>
-    static Strip2 spread(const int32_t* values) {
+    static U16x16 spread(const int32_t* values) {
         const auto* source = reinterpret_cast<const __m128i*>(values);
         if (kPieces == 4) return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(values))};
         if (kPieces == 2) {
@@ -78,49 +77,60 @@ struct Strip2 {
                                                6, 7, 4, 5, 6, 7, 4, 5, 6, 7, 4, 5, 6, 7);
         return {_mm256_shuffle_epi8(two, first)};
     }
-    void store(uint8_t* target) const {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(target), v);
-    }
-    Strip2 opaque() const {
-        Strip2 a = *this;
-        asm("" : "+x"(a.v));
-        return a;
-    }
-
-    Strip2 operator+(Strip2 b) const { return {_mm256_add_epi16(v, b.v)}; }
-    Strip2 operator-(Strip2 b) const { return {_mm256_sub_epi16(v, b.v)}; }
-    Strip2 operator*(Strip2 b) const { return {_mm256_mullo_epi16(v, b.v)}; }
-    Strip2 operator&(Strip2 b) const { return {_mm256_and_si256(v, b.v)}; }
-    Strip2 operator|(Strip2 b) const { return {_mm256_or_si256(v, b.v)}; }
-    Strip2 operator^(Strip2 b) const { return {_mm256_xor_si256(v, b.v)}; }
-    Strip2 operator<<(int n) const { return {_mm256_slli_epi16(v, n)}; }
-    Strip2 operator>>(int n) const { return {_mm256_srli_epi16(v, n)}; }
-    Strip2 timesHigh(Strip2 b) const { return {_mm256_mulhi_epu16(v, b.v)}; }
-    Strip2 timesHighSigned(Strip2 b) const { return {_mm256_mulhi_epi16(v, b.v)}; }
-    Strip2 plusBytes(Strip2 b) const { return {_mm256_add_epi8(v, b.v)}; }
-    Strip2 minusBytes(Strip2 b) const { return {_mm256_sub_epi8(v, b.v)}; }
-    Strip2 notBelow(Strip2 b) const { return {_mm256_cmpeq_epi16(_mm256_max_epu16(v, b.v), v)}; }
-    Strip2 below(Strip2 b) const { return {_mm256_cmpgt_epi16(b.v, v)}; }
-    static Strip2 blend(Strip2 mask, Strip2 a, Strip2 b) {
-        return {_mm256_blendv_epi8(b.v, a.v, mask.v)};
-    }
-    Strip2 at(Strip2 index) const { return {_mm256_shuffle_epi8(v, index.v)}; }
-    Strip2 weighted(Strip2 weights) const { return {_mm256_maddubs_epi16(v, weights.v)}; }
 
 private:
     /// From memory: from a register it would take two shuffles.
-    static Strip2 broadcastWord(const int32_t& number, int half) {
+    static U16x16 setHalf(const int32_t& number, int half) {
         int16_t word;
         std::memcpy(&word, reinterpret_cast<const char*>(&number) + 2 * half, sizeof word);
         return {_mm256_set1_epi16(word)};
     }
 };
 
+inline U16x16 operator+(U16x16 a, U16x16 b) { return {_mm256_add_epi16(a.v, b.v)}; }
+inline U16x16 operator-(U16x16 a, U16x16 b) { return {_mm256_sub_epi16(a.v, b.v)}; }
+inline U16x16 operator*(U16x16 a, U16x16 b) { return {_mm256_mullo_epi16(a.v, b.v)}; }
+inline U16x16 operator&(U16x16 a, U16x16 b) { return {_mm256_and_si256(a.v, b.v)}; }
+inline U16x16 operator|(U16x16 a, U16x16 b) { return {_mm256_or_si256(a.v, b.v)}; }
+inline U16x16 operator^(U16x16 a, U16x16 b) { return {_mm256_xor_si256(a.v, b.v)}; }
+template <int kBits>
+inline U16x16 ShiftLeft(U16x16 a) {
+    return {_mm256_slli_epi16(a.v, kBits)};
+}
+template <int kBits>
+inline U16x16 ShiftRight(U16x16 a) {
+    return {_mm256_srli_epi16(a.v, kBits)};
+}
+inline U16x16 MulHigh(U16x16 a, U16x16 b) { return {_mm256_mulhi_epu16(a.v, b.v)}; }
+inline U16x16 MulHighSigned(U16x16 a, U16x16 b) { return {_mm256_mulhi_epi16(a.v, b.v)}; }
+inline U16x16 AddBytes(U16x16 a, U16x16 b) { return {_mm256_add_epi8(a.v, b.v)}; }
+inline U16x16 SubBytes(U16x16 a, U16x16 b) { return {_mm256_sub_epi8(a.v, b.v)}; }
+inline U16x16 Ge(U16x16 a, U16x16 b) {
+    return {_mm256_cmpeq_epi16(_mm256_max_epu16(a.v, b.v), a.v)};
+}
+inline U16x16 LtSigned(U16x16 a, U16x16 b) { return {_mm256_cmpgt_epi16(b.v, a.v)}; }
+inline U16x16 IfThenElse(U16x16 mask, U16x16 yes, U16x16 no) {
+    return {_mm256_blendv_epi8(no.v, yes.v, mask.v)};
+}
+inline U16x16 TableLookupBytesOr0(U16x16 bytes, U16x16 index) {
+    return {_mm256_shuffle_epi8(bytes.v, index.v)};
+}
+inline U16x16 SatWidenMulPairwiseAdd(U16x16 bytes, U16x16 weights) {
+    return {_mm256_maddubs_epi16(bytes.v, weights.v)};
+}
+inline void StoreU(U16x16 a, uint8_t* target) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(target), a.v);
+}
+inline U16x16 opaque(U16x16 a) {
+    asm("" : "+x"(a.v));
+    return a;
+}
+
 }  // namespace
 
 void renderRow_avx2(const BlockGrid& grid, const SourceFrame& source, const ZPR_Image& target,
                     const BlockRow& blocks) {
-    walkRow(StripRenderer<ShuffleKernel<Strip2>>(source), grid, target, blocks);
+    walkRow(StripRenderer<ShuffleKernel<U16x16>>(source), grid, target, blocks);
 }
 
 }  // namespace qlx::zpr_framehold

@@ -5,7 +5,7 @@ namespace qlx::zpr_framehold {
 
 void renderRow_sse41(const BlockGrid& grid, const SourceFrame& source, const ZPR_Image& target,
                      const BlockRow& blocks) {
-    walkRow(StripRenderer<ShuffleKernel<Strip1>>(source), grid, target, blocks);
+    walkRow(StripRenderer<ShuffleKernel<U16x8>>(source), grid, target, blocks);
 }
 
 }  // namespace qlx::zpr_framehold

@@ -20,23 +20,23 @@ template <class V>
 struct Constants {
     using N = typename V::Numbers;
 
-    V sixteen = V::broadcast(16).opaque();
-    V signBit = V::broadcast(0x8000).opaque();
-    V bothBytes = V::broadcast(0x0101).opaque();
-    V firstPair = V::broadcast(0x0100).opaque();
-    V highNibble = V::broadcast(0xf000).opaque();
-    V scaled255 = V::broadcast(255 << 4).opaque();
-    V middleWeights = V::broadcast(0x0808).opaque();
-    V evenBytes = V::broadcast(0xfefe).opaque();
-    V highByte = V::broadcast(0xff00).opaque();
-    N one = N::broadcast(1).opaque();
-    N oddParity = N::broadcast(0x00010001).opaque();
+    V sixteen = opaque(V::Set(16));
+    V signBit = opaque(V::Set(0x8000));
+    V bothBytes = opaque(V::Set(0x0101));
+    V firstPair = opaque(V::Set(0x0100));
+    V highNibble = opaque(V::Set(0xf000));
+    V scaled255 = opaque(V::Set(255 << 4));
+    V middleWeights = opaque(V::Set(0x0808));
+    V evenBytes = opaque(V::Set(0xfefe));
+    V highByte = opaque(V::Set(0xff00));
+    N one = opaque(N::Set(1));
+    N oddParity = opaque(N::Set(0x00010001));
     N lastLoad, lumaPitch, chromaPitch;
 
     explicit Constants(const SourceFrame& source)
-        : lastLoad(N::broadcast(source.width - kStrip - 1).opaque()),
-          lumaPitch(N::broadcast(static_cast<int32_t>(source.lumaPitch)).opaque()),
-          chromaPitch(N::broadcast(static_cast<int32_t>(source.chromaPitch)).opaque()) {}
+        : lastLoad(opaque(N::Set(source.width - kStrip - 1))),
+          lumaPitch(opaque(N::Set(static_cast<int32_t>(source.lumaPitch)))),
+          chromaPitch(opaque(N::Set(static_cast<int32_t>(source.chromaPitch)))) {}
 };
 
 /// Where each piece has its upper source row: at its first even pixel, or its last one where rows
@@ -91,10 +91,13 @@ struct PieceStarts {
 
     /// The byte pairs at `index` of each piece's 16 bytes, zero for negative ones.
     [[gnu::always_inline]] V gather(ptrdiff_t offset, V index) const {
-        if (kPieces == 1) return V::load(start, kPieces, offset).at(index);
-        V pairs = V::load(start, kPieces, offset).at(index | others(0));
+        if (kPieces == 1) {
+            return TableLookupBytesOr0(V::loadStrips(start, kPieces, offset), index);
+        }
+        V pairs = TableLookupBytesOr0(V::loadStrips(start, kPieces, offset), index | others(0));
         for (int j = 1; j < kPieces; ++j) {
-            pairs = pairs | V::load(start + j, kPieces, offset).at(index | others(j));
+            pairs = pairs | TableLookupBytesOr0(V::loadStrips(start + j, kPieces, offset),
+                                                index | others(j));
         }
         return pairs;
     }
@@ -116,18 +119,17 @@ struct Fractions {
 
     [[gnu::always_inline]] void set(const Constants<V>& constants,
                                     const SourcePositions& positions) {
-        const V evens = V::words(kEvenNumbers);
-        const V pieceEvens = V::words(kUpperEnds<kPieces>[0].distances);
-        const V evenX = V::broadcastLow(positions.stepX);
-        const V evenY = V::broadcastLow(positions.stepY);
-        firstX = V::broadcastLow(positions.x) + evens * evenX + constants.signBit;
-        firstY = V::broadcastLow(positions.y) + evens * evenY;
-        stepX = evenX << V::kLogEvens;
-        stepY = evenY << V::kLogEvens;
+        const V evens = V::Load(kEvenNumbers);
+        const V pieceEvens = V::Load(kUpperEnds<kPieces>[0].distances);
+        const V evenX = V::setLow(positions.stepX);
+        const V evenY = V::setLow(positions.stepY);
+        firstX = V::setLow(positions.x) + evens * evenX + constants.signBit;
+        firstY = V::setLow(positions.y) + evens * evenY;
+        stepX = ShiftLeft<V::kLogEvens>(evenX);
+        stepY = ShiftLeft<V::kLogEvens>(evenY);
         fromFirstX = pieceEvens * evenX + constants.signBit;
-        fromUpperY = V::words(kUpperEnds<kPieces>[positions.stepY < 0].distances) * evenY;
-        const V columns =
-            pieceEvens * V::broadcastHigh(positions.stepX) + pieceEvens.timesHigh(evenX);
+        fromUpperY = V::Load(kUpperEnds<kPieces>[positions.stepY < 0].distances) * evenY;
+        const V columns = pieceEvens * V::setHigh(positions.stepX) + MulHigh(pieceEvens, evenX);
         pairIndex = columns * constants.bothBytes + constants.firstPair;
     }
 };
@@ -155,25 +157,24 @@ struct PieceOffsets {
         const N chromaPitch = constants.chromaPitch;
         atEdge = false;
         for (int k = 0; k < kBlockPieces; k += N::kLanes) {
-            const N column = (N::broadcast(positions.x) +
-                              N::load(firstEnds.numbers + k) * N::broadcast(positions.stepX)) >>
-                             kPositionShift;
-            const N row = (N::broadcast(positions.y) +
-                           N::load(upperEnds.numbers + k) * N::broadcast(positions.stepY)) >>
-                          kPositionShift;
-            const N base = column.least(constants.lastLoad);
-            if (column.anyAbove(base)) {
+            const N column = ShiftRight<kPositionShift>(
+                N::Set(positions.x) + N::LoadU(firstEnds.numbers + k) * N::Set(positions.stepX));
+            const N row = ShiftRight<kPositionShift>(
+                N::Set(positions.y) + N::LoadU(upperEnds.numbers + k) * N::Set(positions.stepY));
+            const N base = Min(column, constants.lastLoad);
+            if (!AllFalse(Gt(column, base))) {
                 if (!atEdge) std::memset(back, 0, sizeof back);
                 atEdge = true;
-                ((column - base) * N::broadcast(0x01010101)).store(back + k);
+                StoreU((column - base) * N::Set(0x01010101), back + k);
             }
             const N odd = base & one;
-            const N chromaStart = (row >> 1).timesWord(chromaPitch) + (base - odd);
-            (row.timesWord(constants.lumaPitch) + base).store(luma + k);
-            chromaStart.store(chroma + k);
-            (chromaStart + (row & one).timesWord(chromaPitch)).store(nextChroma + k);
+            const N chromaStart =
+                WidenMulPairwiseAdd(ShiftRight<1>(row), chromaPitch) + (base - odd);
+            StoreU(WidenMulPairwiseAdd(row, constants.lumaPitch) + base, luma + k);
+            StoreU(chromaStart, chroma + k);
+            StoreU(chromaStart + WidenMulPairwiseAdd(row & one, chromaPitch), nextChroma + k);
             // The bytes (0, -1) twice for even columns, (1, 0) for odd ones.
-            (odd - one).plusBytes(constants.oddParity).store(parity + k);
+            StoreU(AddBytes(odd - one, constants.oddParity), parity + k);
         }
     }
 };
@@ -222,9 +223,9 @@ private:
 template <class V>
 [[gnu::always_inline]] inline V highBytes(const Constants<V>& constants, V even, V odd) {
     if constexpr (V::kBlends) {
-        return V::blend(constants.highByte, odd, even >> 8);
+        return IfThenElse(constants.highByte, odd, ShiftRight<8>(even));
     } else {
-        return (even >> 8) | (odd & constants.highByte);
+        return ShiftRight<8>(even) | (odd & constants.highByte);
     }
 }
 
@@ -264,36 +265,36 @@ template <class V, int kPieces>
             fetcher.fetch(luma.start[0], chroma.start[0], x);
         }
 
-        V index = fractions.pairIndex.minusBytes(fractionX.below(fractions.fromFirstX));
-        if (offsets.atEdge) index = index.plusBytes(V::template spread<kPieces>(offsets.back + k));
-        const V isUpper = fractionY.notBelow(fractions.fromUpperY);
+        V index = SubBytes(fractions.pairIndex, LtSigned(fractionX, fractions.fromFirstX));
+        if (offsets.atEdge) index = AddBytes(index, V::template spread<kPieces>(offsets.back + k));
+        const V isUpper = Ge(fractionY, fractions.fromUpperY);
         // Byte pairs of all pixels, of each from its own one of two rows.
         const auto gather = [&](const P& upper, const P& lower, ptrdiff_t offset, V all) {
             if constexpr (V::kBlends || kPieces > 1) {
-                return V::blend(isUpper, upper.gather(offset, all), lower.gather(offset, all));
+                return IfThenElse(isUpper, upper.gather(offset, all), lower.gather(offset, all));
             } else {
                 // Inverted, an index takes nothing.
                 const V ofLower = all ^ isUpper;
-                const V ofUpper = ofLower ^ V::broadcast(-1);
+                const V ofUpper = ofLower ^ V::Set(-1);
                 return upper.gather(offset, ofUpper) | lower.gather(offset, ofLower);
             }
         };
 
         const V parity = V::template spread<kPieces>(offsets.parity + k);
-        const V chromaIndex = (index.plusBytes(parity) & constants.evenBytes) | constants.firstPair;
-        gather(chroma, nextChroma, 0, chromaIndex).store(targetChroma + x);
+        const V chromaIndex = (AddBytes(index, parity) & constants.evenBytes) | constants.firstPair;
+        StoreU(gather(chroma, nextChroma, 0, chromaIndex), targetChroma + x);
 
         // Weights (16 - fx, fx) of a pair's bytes, and of the rows.
-        const V weightsX = (fractionX & constants.highNibble).timesHighSigned(constants.scaled255) +
+        const V weightsX = MulHighSigned(fractionX & constants.highNibble, constants.scaled255) +
                            constants.middleWeights;
-        const V weight1 = fractionY >> 12;
+        const V weight1 = ShiftRight<12>(fractionY);
         const V weight0 = constants.sixteen - weight1;
 
         V h[3][2];  // of each row, even and odd pixels
         for (int row = 0; row < 3; ++row) {
             const P below = luma.down(lumaPitch);
             for (int odd = 0; odd < 2; ++odd) {
-                h[row][odd] = gather(luma, below, odd, index).weighted(weightsX);
+                h[row][odd] = SatWidenMulPairwiseAdd(gather(luma, below, odd, index), weightsX);
             }
             luma = below;
         }
@@ -304,7 +305,7 @@ template <class V, int kPieces>
             }
         }
         for (int row = 0; row < 2; ++row) {
-            highBytes(constants, sums[row][0], sums[row][1]).store(targetLuma[row] + x);
+            StoreU(highBytes(constants, sums[row][0], sums[row][1]), targetLuma[row] + x);
         }
 
         fractionX = fractionX + fractions.stepX;
@@ -315,7 +316,7 @@ template <class V, int kPieces>
 template <class V>
 class ShuffleKernel {
 public:
-    using Narrow = ShuffleKernel<Strip1>;
+    using Narrow = ShuffleKernel<U16x8>;
 
     static constexpr int32_t kStep = V::kStrips * kStrip;
 
