@@ -18,6 +18,12 @@ namespace fh = qlx::zpr_framehold;
 
 namespace {
 
+void renderNothing(const fh::BlockGrid&, const fh::SourceFrame&, const ZPR_Image&,
+                   const fh::BlockRow&) {}
+
+/// What is left of a warp is mapping, and the pool if there is one.
+constexpr fh::RowKernels kNoKernels{"none", renderNothing};
+
 /// One call of a kernel.
 struct KernelCall {
     std::thread::id thread;

@@ -10,12 +10,7 @@ namespace {
 
 constexpr double kFramePeriod = 1.0 / 30.0;
 
-void renderNothing(const fh::BlockGrid&, const fh::SourceFrame&, const ZPR_Image&,
-                   const fh::BlockRow&) {}
-
 }  // namespace
-
-const fh::RowKernels kNoKernels{"none", renderNothing};
 
 StagedPipeline::StagedPipeline(Size size, int delayFrames, bool usePool,
                                const fh::RowKernels& kernels) {
@@ -26,9 +21,8 @@ StagedPipeline::StagedPipeline(Size size, int delayFrames, bool usePool,
     }
     instance_.reset(instance);
     if (usePool) threads_ += static_cast<int>(instance->pool->threadCount());
-    mapper_ =
-        std::make_unique<fh::BlockWarper>(size.width, size.height, size.width, size.height,
-                                          ZPR_FORMAT_SEMIPLANAR_1, nullptr, nullptr, kNoKernels);
+    mapper_ = std::make_unique<fh::BlockWarper>(size.width, size.height, size.width, size.height,
+                                                ZPR_FORMAT_SEMIPLANAR_1, nullptr, nullptr, kernels);
     if (mapper_->status() != ZPR_OK) throw std::runtime_error("no memory for a warper");
 
     const Frame first(size, 0.0);
@@ -65,7 +59,9 @@ const ZPR_Image& StagedPipeline::sourceFor(const ZPR_Image& input) const {
 }
 
 void StagedPipeline::map(const ZPR_Image& input, const ZPR_Image& output) {
-    mapper_->warp(sourceFor(input), output, correction_);
+    ZPR_Image noRows = output;
+    noRows.height = 0;
+    mapper_->warp(sourceFor(input), noRows, correction_);
 }
 
 void StagedPipeline::warp(const ZPR_Image& input, const ZPR_Image& output) {

@@ -10,9 +10,6 @@
 
 namespace framehold::bench {
 
-/// Kernels that render nothing: what is left of a warp is mapping, and the pool if there is one.
-extern const qlx::zpr_framehold::RowKernels kNoKernels;
-
 /// An instance whose stages can be run one by one, in the order and on the objects of
 /// ZPR_Stabilize. Starts with its delay ring full.
 class StagedPipeline {
