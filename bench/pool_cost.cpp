@@ -3,10 +3,6 @@
 #include "bench/staged_pipeline.h"
 #include "bench/stopwatch.h"
 
-#include <algorithm>
-#include <atomic>
-#include <thread>
-
 #include <fmt/format.h>
 #include <time.h>
 
@@ -24,33 +20,12 @@ void renderNothing(const fh::BlockGrid&, const fh::SourceFrame&, const ZPR_Image
 /// What is left of a warp is mapping, and the pool if there is one.
 constexpr fh::RowKernels kNoKernels{"none", renderNothing};
 
-/// One call of a kernel.
-struct KernelCall {
-    std::thread::id thread;
-    double ms;  // of the thread's processor time, so that waiting for a processor does not count
-};
-
-constexpr size_t kMaxCalls = 256;
-
-// A kernel is a plain function: what it notes has no other place to go.
-KernelCall calls[kMaxCalls];
-std::atomic<size_t> callCount{0};
-
-double threadMs() {
+/// Processor time, so that waiting for a processor does not count.
+double processorMs(clockid_t clock) {
     timespec now;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    clock_gettime(clock, &now);
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) * 1e-6;
 }
-
-void renderNoting(const fh::BlockGrid& grid, const fh::SourceFrame& source, const ZPR_Image& target,
-                  const fh::BlockRow& blocks) {
-    const double start = threadMs();
-    fh::selectRowKernels().renderRow(grid, source, target, blocks);
-    const size_t i = callCount++;
-    if (i < kMaxCalls) calls[i] = {std::this_thread::get_id(), threadMs() - start};
-}
-
-constexpr fh::RowKernels kNotingKernels{"noting", renderNoting};
 
 }  // namespace
 
@@ -80,31 +55,21 @@ Table measurePool(Size size, int threads, const Effort& effort) {
 
 void printIdleShare(Size size, int threads, int ring, const Effort& effort) {
     Course course(size, threads, ring);
-    const Contender warper = makeWarper(course, "", course.shaken(), kNotingKernels);
+    const Contender warper = makeWarper(course, "", course.shaken(), fh::selectRowKernels());
     warper.render(0);
 
-    std::vector<std::thread::id> ids{std::this_thread::get_id()};
-    std::vector<std::vector<double>> busy(1);
-    std::vector<double> idle;
+    std::vector<double> caller, pool, idle;
     const int frames = 4 * effort.rounds;
     for (int frame = 1; frame <= frames; ++frame) {
-        callCount = 0;
+        const double callerStart = processorMs(CLOCK_THREAD_CPUTIME_ID);
+        const double start = processorMs(CLOCK_PROCESS_CPUTIME_ID);
         Stopwatch watch;
         warper.render(frame);
         const double wall = watch.ms();
-        double sum = 0.0;
-        for (auto& shares : busy) shares.push_back(0.0);
-        for (size_t i = 0; i < std::min(callCount.load(), kMaxCalls); ++i) {
-            const auto found = std::find(ids.begin(), ids.end(), calls[i].thread);
-            const auto thread = static_cast<size_t>(found - ids.begin());
-            if (found == ids.end()) {
-                ids.push_back(calls[i].thread);
-                busy.emplace_back(static_cast<size_t>(frame), 0.0);
-            }
-            busy[thread].back() += calls[i].ms / wall;
-            sum += calls[i].ms;
-        }
-        idle.push_back(1.0 - sum / (wall * threads));
+        const double all = processorMs(CLOCK_PROCESS_CPUTIME_ID) - start;
+        caller.push_back((processorMs(CLOCK_THREAD_CPUTIME_ID) - callerStart) / wall);
+        pool.push_back(all / wall - caller.back());
+        idle.push_back(1.0 - all / (wall * threads));
     }
 
     const auto percent = [](const Quartiles& q) {
@@ -113,11 +78,9 @@ void printIdleShare(Size size, int threads, int ring, const Effort& effort) {
     };
     fmt::print("\nIdle share at {}x{}: pool of {} and the caller, ring of {}\n", size.width,
                size.height, threads, ring);
-    for (size_t i = 0; i < busy.size(); ++i) {
-        fmt::print("  {:<37}{:>25}\n", i == 0 ? "caller renders for" : "pool thread renders for",
-                   percent(quartilesOf(busy[i])));
-    }
-    fmt::print("  {:<37}{:>25}\n", fmt::format("{} processors not rendering", threads),
+    fmt::print("  {:<37}{:>25}\n", "caller is busy for", percent(quartilesOf(caller)));
+    fmt::print("  {:<37}{:>25}\n", "pool is busy for, all threads", percent(quartilesOf(pool)));
+    fmt::print("  {:<37}{:>25}\n", fmt::format("{} processors idle", threads),
                percent(quartilesOf(idle)));
 }
 
