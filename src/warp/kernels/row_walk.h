@@ -1,6 +1,6 @@
 #pragma once
 
-#include "warp/kernels/segment.h"
+#include "warp/segment.h"
 
 // Local to each kernel's file; see segment.h.
 
