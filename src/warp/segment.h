@@ -44,14 +44,13 @@ struct Segment {
     int64_t ay;
     int32_t slopeX;
     int32_t slopeY;
-};
 
-/// The columns `begin` to `end` of a segment.
-static inline Segment part(const Segment& s, int32_t begin, int32_t end) {
-    const int64_t skipped = begin - s.columns.begin;
-    return {s.y,      {begin, end}, s.ax + skipped * s.slopeX, s.ay + skipped * s.slopeY,
-            s.slopeX, s.slopeY};
-}
+    /// Its columns `begin` to `end`.
+    [[gnu::always_inline]] Segment between(int32_t begin, int32_t end) const {
+        const int64_t skipped = begin - columns.begin;
+        return {y, {begin, end}, ax + skipped * slopeX, ay + skipped * slopeY, slopeX, slopeY};
+    }
+};
 
 /// Whether the source positions of a segment along one axis, with `neighbours` more, lie within 0
 /// and size - 1, and the offsets fit into 32 bits up to a block past the end. Positions change
@@ -71,7 +70,7 @@ static inline bool staysWithin(int64_t first, int64_t last, int64_t offset, int6
 static inline bool liesInside(const SourceFrame& source, const Segment& s, int32_t neighbourRows) {
     const int32_t begin = s.columns.begin;
     const int32_t end = s.columns.end;
-    // A segment within one group is walked in an order of its own.
+    // A segment within one group is rendered in an order of its own.
     if (groupAtOrAfter(begin) > groupAtOrBefore(end)) return false;
     return staysWithin(begin, end - 1, s.ax, s.slopeX, end - begin, source.width, 2) &&
            staysWithin(s.y, s.y, s.ay, s.slopeY, end - begin, source.height, neighbourRows);

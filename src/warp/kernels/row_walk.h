@@ -95,7 +95,7 @@ static inline void walkRow(const Renderer& renderer, const BlockGrid& grid, cons
                 }
                 EdgeSteps& edge = blocks.edges[col];
                 const Segment s = segmentAt(y, col, edge);
-                renderer.renderSegment(pair, isPlanned ? part(s, done.end, s.columns.end) : s);
+                renderer.renderSegment(pair, isPlanned ? s.between(done.end, s.columns.end) : s);
                 stepDown(edge, 1);
             }
         }

@@ -66,7 +66,7 @@ struct SourcePositions {
 /// The positions of a segment from its column x on.
 SourcePositions positionsOf(const Segment& s, int32_t x) {
     constexpr int kSurplus = kOffsetShift - kPositionShift;
-    const Segment rest = part(s, x, s.columns.end);
+    const Segment rest = s.between(x, s.columns.end);
     const auto position = [](int64_t pixel, int64_t offset) {
         return static_cast<int32_t>(pixel * (1 << kPositionShift) + (offset >> kSurplus));
     };
@@ -152,11 +152,11 @@ public:
             renderSegment_scalar(source_, target, s);
         } else if (liesInside(s)) {
             renderInside(target, s, {begin, end}, pieces);
-        } else if (end - begin >= 2 * kStrip && (liesInside(part(s, begin, begin + kStrip)) ||
-                                                 liesInside(part(s, end - kStrip, end)))) {
+        } else if (end - begin >= 2 * kStrip && (liesInside(s.between(begin, begin + kStrip)) ||
+                                                 liesInside(s.between(end - kStrip, end)))) {
             const int32_t middle = groupAtOrBefore((begin + end) / 2);
-            renderSegment(target, part(s, s.columns.begin, middle));
-            renderSegment(target, part(s, middle, s.columns.end));
+            renderSegment(target, s.between(s.columns.begin, middle));
+            renderSegment(target, s.between(middle, s.columns.end));
         } else {
             renderSegment_scalar(source_, target, s);
         }
@@ -170,7 +170,7 @@ private:
     void renderInside(const TargetRowPair& target, const Segment& s, ColumnRange groups,
                       int pieces) const {
         const auto renderPixels = [&](int32_t from, int32_t to) {
-            if (from < to) renderSegment_scalar(source_, target, part(s, from, to));
+            if (from < to) renderSegment_scalar(source_, target, s.between(from, to));
         };
         renderPixels(s.columns.begin, groups.begin);
         if (pieces == 1) {
