@@ -14,10 +14,9 @@ namespace fh = qlx::zpr_framehold;
 
 namespace {
 
-void renderNothing(const fh::BlockGrid&, const fh::SourceFrame&, const ZPR_Image&,
-                   const fh::BlockRow&) {}
+void renderNothing(const fh::SourceFrame&, const fh::TargetRowPair&, fh::Strips*, int32_t) {}
 
-/// What is left of a warp is mapping, and the pool if there is one.
+/// What is left of a warp is mapping, planning, and the pool if there is one.
 constexpr fh::RowKernels kNoKernels{"none", renderNothing};
 
 /// Processor time, so that waiting for a processor does not count.
@@ -38,7 +37,7 @@ Table measurePool(Size size, int threads, const Effort& effort) {
         makeWarper(alone, "empty warp, no pool", alone.shaken(), kNoKernels),
         makeWarper(course, fmt::format("empty warp, pool of {}", threads), course.shaken(),
                    kNoKernels)};
-    Table table{fmt::format("Pool at {}x{}: a warp that only maps, hot; the rest on one thread",
+    Table table{fmt::format("Pool at {}x{}: a warp that renders nothing, hot; the rest on one thread",
                             size.width, size.height),
                 "pool",
                 size,

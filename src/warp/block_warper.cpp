@@ -2,6 +2,7 @@
 
 #include "warp/band_conversion.h"
 #include "warp/block_span.h"
+#include "warp/row_renderer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -147,9 +148,9 @@ void BlockWarper::runTask(void* argument) {
     const SourceFrame source{task.source->plane[0], task.source->plane[1], task.source->pitch[0],
                              task.source->pitch[1], warper.grid_.inWidth,  warper.grid_.inHeight};
     const size_t first = warper.blockIndex(0, task.row);
-    warper.kernels_.renderRow(warper.grid_, source, *task.target,
-                              {task.row, warper.cornerDeltas_ + first, warper.blockSpans_ + first,
-                               warper.edgeSteps_ + first});
+    renderRow(warper.kernels_, warper.grid_, source, *task.target,
+              {task.row, warper.cornerDeltas_ + first, warper.blockSpans_ + first,
+               warper.edgeSteps_ + first});
     task.result = 0;
 }
 

@@ -1,20 +1,18 @@
 // Compiled for the least processor of the platform: it runs before anybody knows what there is.
 #include "warp/row_kernels.h"
 
-#include "warp/kernels/levels.h"
-
 #include <initializer_list>
 
 namespace qlx::zpr_framehold {
 
 namespace {
 
-constexpr RowKernels kScalarKernels{"scalar", renderRow_scalar};
+constexpr RowKernels kScalarKernels{"scalar", nullptr};
 #if defined(__ARM_NEON)
-constexpr RowKernels kNeonKernels{"neon", renderRow_neon};
+constexpr RowKernels kNeonKernels{"neon", renderStrips_neon};
 #elif defined(__x86_64__) || defined(__i386__)
-constexpr RowKernels kSse41Kernels{"sse41", renderRow_sse41};
-constexpr RowKernels kAvx2Kernels{"avx2", renderRow_avx2};
+constexpr RowKernels kSse41Kernels{"sse41", renderStrips_sse41};
+constexpr RowKernels kAvx2Kernels{"avx2", renderStrips_avx2};
 #endif
 
 }  // namespace

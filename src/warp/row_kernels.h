@@ -1,10 +1,10 @@
 #pragma once
 
-#include "warp/block_grid.h"
-#include "zpr_framehold.h"
-
 #include <cstddef>
 #include <cstdint>
+
+// What a kernel gets. Nothing here may have linkage: the linker could give code that was compiled
+// for one instruction set to all.
 
 namespace qlx::zpr_framehold {
 
@@ -18,27 +18,71 @@ struct SourceFrame {
     int32_t height;
 };
 
-/// The blocks of one block row, `cols` of each, and scratch for as many edges.
-struct BlockRow {
-    int32_t row;
-    const CornerDeltas* deltas;
-    const BlockSpan* spans;
-    EdgeSteps* edges;
+/// Where a pair of output rows goes: luma rows y and y + 1, and the chroma row they share. The
+/// pitches tell where the pairs to come lie.
+struct TargetRowPair {
+    uint8_t* luma[2];
+    uint8_t* chroma;
+    ptrdiff_t lumaPitch;
+    ptrdiff_t chromaPitch;
 };
 
-/// Renders a block row, two output rows at a time, from its blocks' corner offsets and spans. Rows
-/// at and below the target's height are left out; columns outside the outer ends of the first and
-/// the last span keep what they held.
-///
-/// Luma is sampled bilinearly at 1/16 pixel, truncated; chroma takes the nearest pair. No byte
-/// outside the source is read: taps beyond its border take the nearest pixel or pair.
-using RenderRow = void(const BlockGrid& grid, const SourceFrame& source, const ZPR_Image& target,
-                       const BlockRow& blocks);
+/// Output columns, end exclusive.
+struct ColumnRange {
+    int32_t begin;
+    int32_t end;
+};
+
+/// Output columns of a strip, and even pixels in each of its rows.
+constexpr int32_t kStrip = 16;
+constexpr int32_t kStripEvens = kStrip / 2;
+
+/// Fractional bits of source positions. Those of groups have no more, as slopes are even.
+constexpr int kPositionShift = 16;
+
+/// Source position of an even pixel, and the step from there to the next even one.
+struct SourcePositions {
+    int32_t x;
+    int32_t y;
+    int32_t stepX;
+    int32_t stepY;
+};
+
+/// Strips side by side in a block that the kernels render row pair by row pair. All taps, and the
+/// row below them, lie inside the source.
+struct Strips {
+    ColumnRange columns;        // whole strips, from the first of a group on
+    int32_t pieces;             // 1, 2 or 4, into which each strip is cut
+    SourcePositions positions;  // from the first column on, at the current row pair
+    SourcePositions change;     // of all that, to the next row pair
+};
+
+constexpr int32_t kMaxPieces = 4;
+
+/// Takes the positions of strips to the next row pair. The step past the last one may leave the
+/// range.
+static inline void advance(Strips& strips) {
+    const auto sum = [](int32_t a, int32_t b) {
+        return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+    };
+    const SourcePositions& p = strips.positions;
+    const SourcePositions& c = strips.change;
+    strips.positions = {sum(p.x, c.x), sum(p.y, c.y), sum(p.stepX, c.stepX), sum(p.stepY, c.stepY)};
+}
+
+/// Renders strips on a row pair, and takes their positions on to the next. The source has 18
+/// columns at least, 16384 rows and columns and a pitch of 32767 bytes at most.
+using RenderStrips = void(const SourceFrame& source, const TargetRowPair& target, Strips* strips,
+                          int32_t count);
+
+RenderStrips renderStrips_neon;
+RenderStrips renderStrips_sse41;
+RenderStrips renderStrips_avx2;
 
 /// The kernels of one instruction set. Whatever the set, they write the same bytes.
 struct RowKernels {
     const char* name;
-    RenderRow* renderRow;
+    RenderStrips* renderStrips;  // null: everything is left to renderSegment_scalar
 };
 
 /// Instruction sets, each with more to offer than the one before.

@@ -2,6 +2,7 @@
 // block rows; with --bench, their speed.
 #include "support/guarded_plane.h"
 #include "support/kernel_levels.h"
+#include "warp/row_renderer.h"
 
 #include <algorithm>
 #include <chrono>
@@ -184,7 +185,7 @@ int run(const RowKernels& kernels, Case& c, Target& target) {
                           {c.targetPitch[0], c.targetPitch[1]}};
     std::vector<EdgeSteps> edges(c.deltas.size());
     const int signal = sigsetjmp(g_beforeKernel, 1);
-    if (signal == 0) kernels.renderRow(c.grid, source, image, c.blockRow(edges));
+    if (signal == 0) renderRow(kernels, c.grid, source, image, c.blockRow(edges));
     return signal;
 }
 

@@ -1,4 +1,3 @@
-#include "warp/kernels/levels.h"
 #include "warp/kernels/shuffle_kernel.h"
 
 #include <cstring>
@@ -126,11 +125,34 @@ inline U16x16 opaque(U16x16 a) {
     return a;
 }
 
+/// A last strip that does not fill a vector.
+[[gnu::noinline]] void renderLastStrip(const SourceFrame& source, const TargetRowPair& target,
+                                       const Strips& strips) {
+    const int32_t begin = strips.columns.end - kStrip;
+    const int32_t steps = (begin - strips.columns.begin) / 2;
+    SourcePositions positions = strips.positions;
+    positions.x += steps * positions.stepX;
+    positions.y += steps * positions.stepY;
+    renderColumns(Constants<U16x8>(source), source, target, positions, {begin, strips.columns.end},
+                  strips.pieces);
+}
+
 }  // namespace
 
-void renderRow_avx2(const BlockGrid& grid, const SourceFrame& source, const ZPR_Image& target,
-                    const BlockRow& blocks) {
-    walkRow(StripRenderer<ShuffleKernel<U16x16>>(source), grid, target, blocks);
+void renderStrips_avx2(const SourceFrame& source, const TargetRowPair& target, Strips* strips,
+                       int32_t count) {
+    constexpr int32_t kStep = 2 * kStrip;
+    const Constants<U16x16> constants(source);
+    for (int32_t i = 0; i < count; ++i) {
+        const Strips& s = strips[i];
+        const int32_t begin = s.columns.begin;
+        const int32_t end = begin + ((s.columns.end - begin) & -kStep);
+        if (begin < end) {
+            renderColumns(constants, source, target, s.positions, {begin, end}, s.pieces);
+        }
+        if (end < s.columns.end) renderLastStrip(source, target, s);
+        advance(strips[i]);
+    }
 }
 
 }  // namespace qlx::zpr_framehold

@@ -1,8 +1,7 @@
 // Nothing for processors without NEON, which the scalar kernels render on.
 #if defined(__ARM_NEON)
 
-#include "warp/kernels/levels.h"
-#include "warp/kernels/strips.h"
+#include "warp/row_kernels.h"
 
 #include <arm_neon.h>
 
@@ -64,14 +63,10 @@ struct Tables {
 
 class NeonKernel {
 public:
-    using Narrow = NeonKernel;
-
-    static constexpr int32_t kStep = kStrip;
-
     explicit NeonKernel(const SourceFrame& source) : source_(source) {}
 
     template <int kPieces>
-    void render(const TargetRowPair& target, const SourcePositions& positions,
+    [[gnu::noinline]] void render(const TargetRowPair& target, const SourcePositions& positions,
                 ColumnRange columns) const {
         constexpr int kEvens = kStripEvens / kPieces;
         const int32_t evenX = positions.stepX;
@@ -242,9 +237,20 @@ private:
 
 }  // namespace
 
-void renderRow_neon(const BlockGrid& grid, const SourceFrame& source, const ZPR_Image& target,
-                    const BlockRow& blocks) {
-    walkRow(StripRenderer<NeonKernel>(source), grid, target, blocks);
+void renderStrips_neon(const SourceFrame& source, const TargetRowPair& target, Strips* strips,
+                       int32_t count) {
+    const NeonKernel kernel(source);
+    for (int32_t i = 0; i < count; ++i) {
+        const Strips& s = strips[i];
+        if (s.pieces == 1) {
+            kernel.render<1>(target, s.positions, s.columns);
+        } else if (s.pieces == 2) {
+            kernel.render<2>(target, s.positions, s.columns);
+        } else {
+            kernel.render<4>(target, s.positions, s.columns);
+        }
+        advance(strips[i]);
+    }
 }
 
 }  // namespace qlx::zpr_framehold

@@ -1,11 +1,13 @@
-#include "warp/kernels/levels.h"
-#include "warp/kernels/row_walk.h"
+#include "warp/segment.h"
 
 #include <algorithm>
 
 namespace qlx::zpr_framehold {
 
 namespace {
+
+constexpr int kFractionShift = kOffsetShift - 4;
+constexpr int32_t kFractionMask = (1 << kOffsetShift) - 1;
 
 /// Reads a source whose taps are known to lie inside.
 class InsideTaps {
@@ -138,24 +140,6 @@ void renderSegment(const Taps& taps, const TargetRowPair& target, const Segment&
 
 constexpr int32_t kNeighbourRows = 2;
 
-class ScalarRenderer {
-public:
-    struct Block {};
-
-    explicit ScalarRenderer(const SourceFrame& source) : source_(source) {}
-
-    ColumnRange plan(Block&, const Segment&, const Segment&, const Segment&) const {
-        return {0, 0};
-    }
-    void renderBlock(Block&, const TargetRowPair&) const {}
-    void renderSegment(const TargetRowPair& target, const Segment& s) const {
-        renderSegment_scalar(source_, target, s);
-    }
-
-private:
-    const SourceFrame& source_;
-};
-
 }  // namespace
 
 void renderSegment_scalar(const SourceFrame& source, const TargetRowPair& target,
@@ -165,11 +149,6 @@ void renderSegment_scalar(const SourceFrame& source, const TargetRowPair& target
     } else {
         renderSegment(ClampedTaps(source), target, s);
     }
-}
-
-void renderRow_scalar(const BlockGrid& grid, const SourceFrame& source, const ZPR_Image& target,
-                      const BlockRow& blocks) {
-    walkRow(ScalarRenderer(source), grid, target, blocks);
 }
 
 }  // namespace qlx::zpr_framehold

@@ -1,11 +1,15 @@
-#include "warp/kernels/levels.h"
 #include "warp/kernels/shuffle_kernel.h"
 
 namespace qlx::zpr_framehold {
 
-void renderRow_sse41(const BlockGrid& grid, const SourceFrame& source, const ZPR_Image& target,
-                     const BlockRow& blocks) {
-    walkRow(StripRenderer<ShuffleKernel<U16x8>>(source), grid, target, blocks);
+void renderStrips_sse41(const SourceFrame& source, const TargetRowPair& target, Strips* strips,
+                        int32_t count) {
+    const Constants<U16x8> constants(source);
+    for (int32_t i = 0; i < count; ++i) {
+        const Strips& s = strips[i];
+        renderColumns(constants, source, target, s.positions, s.columns, s.pieces);
+        advance(strips[i]);
+    }
 }
 
 }  // namespace qlx::zpr_framehold

@@ -1,14 +1,15 @@
 #pragma once
 
-#include "warp/kernels/strips.h"
+#include "warp/block_grid.h"
 #include "warp/kernels/vectors_sse41.h"
+#include "warp/row_kernels.h"
 
 #include <cstring>
 
 // The x86 kernel, for vectors V of one or more strips: one load and one shuffle give a source row's
 // byte pairs for all even pixels of a piece, the same shuffle on a load one byte later those for
 // the odd ones. Where the pixels of a piece differ by a row, the pairs of both rows are merged.
-// Local to each kernel's file; see segment.h.
+// Local to each kernel's file; see row_kernels.h.
 
 namespace qlx::zpr_framehold {
 
@@ -313,30 +314,33 @@ template <class V, int kPieces>
     }
 }
 
+template <int kPieces, class V>
+[[gnu::always_inline]] inline void renderCut(const Constants<V>& constants,
+                                             const SourceFrame& source, const TargetRowPair& target,
+                                             const SourcePositions& positions,
+                                             ColumnRange columns) {
+    PieceOffsets<V, kPieces> offsets;
+    Fractions<V, kPieces> fractions;
+    offsets.set(constants, positions);
+    fractions.set(constants, positions);
+    renderStrips(constants, source, target, fractions, offsets, columns.begin, columns.end);
+}
+
+/// Renders some of the strips, whole vectors.
 template <class V>
-class ShuffleKernel {
-public:
-    using Narrow = ShuffleKernel<U16x8>;
-
-    static constexpr int32_t kStep = V::kStrips * kStrip;
-
-    explicit ShuffleKernel(const SourceFrame& source) : source_(source), constants_(source) {}
-
-    template <int kPieces>
-    [[gnu::always_inline]] void render(const TargetRowPair& target,
-                                       const SourcePositions& positions,
-                                       ColumnRange columns) const {
-        PieceOffsets<V, kPieces> offsets;
-        Fractions<V, kPieces> fractions;
-        offsets.set(constants_, positions);
-        fractions.set(constants_, positions);
-        renderStrips(constants_, source_, target, fractions, offsets, columns.begin, columns.end);
+[[gnu::always_inline]] inline void renderColumns(const Constants<V>& constants,
+                                                 const SourceFrame& source,
+                                                 const TargetRowPair& target,
+                                                 const SourcePositions& positions,
+                                                 ColumnRange columns, int32_t pieces) {
+    if (pieces == 1) {
+        renderCut<1>(constants, source, target, positions, columns);
+    } else if (pieces == 2) {
+        renderCut<2>(constants, source, target, positions, columns);
+    } else {
+        renderCut<4>(constants, source, target, positions, columns);
     }
-
-private:
-    const SourceFrame source_;
-    const Constants<V> constants_;
-};
+}
 
 }  // namespace
 
