@@ -133,8 +133,8 @@ inline U16x16 opaque(U16x16 a) {
     SourcePositions positions = strips.positions;
     positions.x += steps * positions.stepX;
     positions.y += steps * positions.stepY;
-    renderColumns(Constants<U16x8>(source), source, target, positions, {begin, strips.columns.end},
-                  strips.pieces);
+    renderColumns<U16x8>(opaqueConstants(), source, target, positions, {begin, strips.columns.end},
+                         strips.pieces);
 }
 
 }  // namespace
@@ -142,13 +142,13 @@ inline U16x16 opaque(U16x16 a) {
 void renderStrips_avx2(const SourceFrame& source, const TargetRowPair& target, Strips* strips,
                        int32_t count) {
     constexpr int32_t kStep = 2 * kStrip;
-    const Constants<U16x16> constants(source);
+    const Constants& constants = opaqueConstants();
     for (int32_t i = 0; i < count; ++i) {
         const Strips& s = strips[i];
         const int32_t begin = s.columns.begin;
         const int32_t end = begin + ((s.columns.end - begin) & -kStep);
         if (begin < end) {
-            renderColumns(constants, source, target, s.positions, {begin, end}, s.pieces);
+            renderColumns<U16x16>(constants, source, target, s.positions, {begin, end}, s.pieces);
         }
         if (end < s.columns.end) renderLastStrip(source, target, s);
         advance(strips[i]);

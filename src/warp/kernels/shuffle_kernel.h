@@ -15,30 +15,40 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
+/// The same value for each lane of a vector.
+template <class Lane>
+struct alignas(32) Repeated {
+    Lane lanes[32 / sizeof(Lane)] = {};
+
+    constexpr Repeated(int32_t value) {
+        for (Lane& lane : lanes) lane = static_cast<Lane>(value);
+    }
+};
+
 /// Numbers that the loops need in vectors, kept in memory: the compiler would make them anew for
 /// each segment.
-template <class V>
 struct Constants {
-    using N = typename V::Numbers;
-
-    V sixteen = opaque(V::Set(16));
-    V signBit = opaque(V::Set(0x8000));
-    V bothBytes = opaque(V::Set(0x0101));
-    V firstPair = opaque(V::Set(0x0100));
-    V highNibble = opaque(V::Set(0xf000));
-    V scaled255 = opaque(V::Set(255 << 4));
-    V middleWeights = opaque(V::Set(0x0808));
-    V evenBytes = opaque(V::Set(0xfefe));
-    V highByte = opaque(V::Set(0xff00));
-    N one = opaque(N::Set(1));
-    N oddParity = opaque(N::Set(0x00010001));
-    N lastLoad, lumaPitch, chromaPitch;
-
-    explicit Constants(const SourceFrame& source)
-        : lastLoad(opaque(N::Set(source.width - kStrip - 1))),
-          lumaPitch(opaque(N::Set(static_cast<int32_t>(source.lumaPitch)))),
-          chromaPitch(opaque(N::Set(static_cast<int32_t>(source.chromaPitch)))) {}
+    Repeated<int16_t> sixteen{16};
+    Repeated<int16_t> signBit{0x8000};
+    Repeated<int16_t> bothBytes{0x0101};
+    Repeated<int16_t> firstPair{0x0100};
+    Repeated<int16_t> highNibble{0xf000};
+    Repeated<int16_t> scaled255{255 << 4};
+    Repeated<int16_t> middleWeights{0x0808};
+    Repeated<int16_t> evenBytes{0xfefe};
+    Repeated<int16_t> highByte{0xff00};
+    Repeated<int32_t> one{1};
+    Repeated<int32_t> oddParity{0x00010001};
 };
+
+constexpr Constants kConstants;
+
+/// The constants, without the compiler's knowing what they are.
+[[gnu::always_inline]] inline const Constants& opaqueConstants() {
+    const Constants* constants = &kConstants;
+    asm("" : "+r"(constants));
+    return *constants;
+}
 
 /// Where each piece has its upper source row: at its first even pixel, or its last one where rows
 /// decrease along it.
@@ -118,20 +128,20 @@ struct Fractions {
     // where the fractions have run over.
     V pairIndex;
 
-    [[gnu::always_inline]] void set(const Constants<V>& constants,
-                                    const SourcePositions& positions) {
+    [[gnu::always_inline]] void set(const Constants& constants, const SourcePositions& positions) {
         const V evens = V::Load(kEvenNumbers);
         const V pieceEvens = V::Load(kUpperEnds<kPieces>[0].distances);
         const V evenX = V::setLow(positions.stepX);
         const V evenY = V::setLow(positions.stepY);
-        firstX = V::setLow(positions.x) + evens * evenX + constants.signBit;
+        firstX = V::setLow(positions.x) + evens * evenX + V::Load(constants.signBit.lanes);
         firstY = V::setLow(positions.y) + evens * evenY;
         stepX = ShiftLeft<V::kLogEvens>(evenX);
         stepY = ShiftLeft<V::kLogEvens>(evenY);
-        fromFirstX = pieceEvens * evenX + constants.signBit;
+        fromFirstX = pieceEvens * evenX + V::Load(constants.signBit.lanes);
         fromUpperY = V::Load(kUpperEnds<kPieces>[positions.stepY < 0].distances) * evenY;
         const V columns = pieceEvens * V::setHigh(positions.stepX) + MulHigh(pieceEvens, evenX);
-        pairIndex = columns * constants.bothBytes + constants.firstPair;
+        pairIndex =
+            columns * V::Load(constants.bothBytes.lanes) + V::Load(constants.firstPair.lanes);
     }
 };
 
@@ -150,19 +160,21 @@ struct PieceOffsets {
     bool atEdge;                       // if loads from the first tap would leave the row
 
     /// Of as many pieces as a block has, whether or not the segment and the source have them.
-    [[gnu::always_inline]] void set(const Constants<V>& constants,
+    [[gnu::always_inline]] void set(const Constants& constants, const SourceFrame& source,
                                     const SourcePositions& positions) {
         const auto& firstEnds = kUpperEnds<kPieces>[0];
         const auto& upperEnds = kUpperEnds<kPieces>[positions.stepY < 0];
-        const N one = constants.one;
-        const N chromaPitch = constants.chromaPitch;
+        const N one = N::LoadU(constants.one.lanes);
+        const N chromaPitch = N::Set(static_cast<int32_t>(source.chromaPitch));
+        const N lumaPitch = N::Set(static_cast<int32_t>(source.lumaPitch));
+        const N lastLoad = N::Set(source.width - kStrip - 1);
         atEdge = false;
         for (int k = 0; k < kBlockPieces; k += N::kLanes) {
             const N column = ShiftRight<kPositionShift>(
                 N::Set(positions.x) + N::LoadU(firstEnds.numbers + k) * N::Set(positions.stepX));
             const N row = ShiftRight<kPositionShift>(
                 N::Set(positions.y) + N::LoadU(upperEnds.numbers + k) * N::Set(positions.stepY));
-            const N base = Min(column, constants.lastLoad);
+            const N base = Min(column, lastLoad);
             if (!AllFalse(Gt(column, base))) {
                 if (!atEdge) std::memset(back, 0, sizeof back);
                 atEdge = true;
@@ -171,11 +183,11 @@ struct PieceOffsets {
             const N odd = base & one;
             const N chromaStart =
                 WidenMulPairwiseAdd(ShiftRight<1>(row), chromaPitch) + (base - odd);
-            StoreU(WidenMulPairwiseAdd(row, constants.lumaPitch) + base, luma + k);
+            StoreU(WidenMulPairwiseAdd(row, lumaPitch) + base, luma + k);
             StoreU(chromaStart, chroma + k);
             StoreU(chromaStart + WidenMulPairwiseAdd(row & one, chromaPitch), nextChroma + k);
             // The bytes (0, -1) twice for even columns, (1, 0) for odd ones.
-            StoreU(AddBytes(odd - one, constants.oddParity), parity + k);
+            StoreU(AddBytes(odd - one, N::LoadU(constants.oddParity.lanes)), parity + k);
         }
     }
 };
@@ -222,17 +234,17 @@ private:
 
 /// The high bytes of the words for even and odd pixels, by turns.
 template <class V>
-[[gnu::always_inline]] inline V highBytes(const Constants<V>& constants, V even, V odd) {
+[[gnu::always_inline]] inline V highBytes(const Constants& constants, V even, V odd) {
     if constexpr (V::kBlends) {
-        return IfThenElse(constants.highByte, odd, ShiftRight<8>(even));
+        return IfThenElse(V::Load(constants.highByte.lanes), odd, ShiftRight<8>(even));
     } else {
-        return ShiftRight<8>(even) | (odd & constants.highByte);
+        return ShiftRight<8>(even) | (odd & V::Load(constants.highByte.lanes));
     }
 }
 
 /// Renders the columns x to end, whole vectors, of a segment that lies inside.
 template <class V, int kPieces>
-[[gnu::always_inline]] inline void renderStrips(const Constants<V>& constants,
+[[gnu::always_inline]] inline void renderStrips(const Constants& constants,
                                                 const SourceFrame& source,
                                                 const TargetRowPair& target,
                                                 const Fractions<V, kPieces>& fractions,
@@ -282,14 +294,16 @@ template <class V, int kPieces>
         };
 
         const V parity = V::template spread<kPieces>(offsets.parity + k);
-        const V chromaIndex = (AddBytes(index, parity) & constants.evenBytes) | constants.firstPair;
+        const V chromaIndex = (AddBytes(index, parity) & V::Load(constants.evenBytes.lanes)) |
+                              V::Load(constants.firstPair.lanes);
         StoreU(gather(chroma, nextChroma, 0, chromaIndex), targetChroma + x);
 
         // Weights (16 - fx, fx) of a pair's bytes, and of the rows.
-        const V weightsX = MulHighSigned(fractionX & constants.highNibble, constants.scaled255) +
-                           constants.middleWeights;
+        const V weightsX = MulHighSigned(fractionX & V::Load(constants.highNibble.lanes),
+                                         V::Load(constants.scaled255.lanes)) +
+                           V::Load(constants.middleWeights.lanes);
         const V weight1 = ShiftRight<12>(fractionY);
-        const V weight0 = constants.sixteen - weight1;
+        const V weight0 = V::Load(constants.sixteen.lanes) - weight1;
 
         V h[3][2];  // of each row, even and odd pixels
         for (int row = 0; row < 3; ++row) {
@@ -314,31 +328,31 @@ template <class V, int kPieces>
     }
 }
 
-template <int kPieces, class V>
-[[gnu::always_inline]] inline void renderCut(const Constants<V>& constants,
-                                             const SourceFrame& source, const TargetRowPair& target,
+template <class V, int kPieces>
+[[gnu::always_inline]] inline void renderCut(const Constants& constants, const SourceFrame& source,
+                                             const TargetRowPair& target,
                                              const SourcePositions& positions,
                                              ColumnRange columns) {
     PieceOffsets<V, kPieces> offsets;
     Fractions<V, kPieces> fractions;
-    offsets.set(constants, positions);
+    offsets.set(constants, source, positions);
     fractions.set(constants, positions);
     renderStrips(constants, source, target, fractions, offsets, columns.begin, columns.end);
 }
 
 /// Renders some of the strips, whole vectors.
 template <class V>
-[[gnu::always_inline]] inline void renderColumns(const Constants<V>& constants,
+[[gnu::always_inline]] inline void renderColumns(const Constants& constants,
                                                  const SourceFrame& source,
                                                  const TargetRowPair& target,
                                                  const SourcePositions& positions,
                                                  ColumnRange columns, int32_t pieces) {
     if (pieces == 1) {
-        renderCut<1>(constants, source, target, positions, columns);
+        renderCut<V, 1>(constants, source, target, positions, columns);
     } else if (pieces == 2) {
-        renderCut<2>(constants, source, target, positions, columns);
+        renderCut<V, 2>(constants, source, target, positions, columns);
     } else {
-        renderCut<4>(constants, source, target, positions, columns);
+        renderCut<V, 4>(constants, source, target, positions, columns);
     }
 }
 

@@ -7,7 +7,7 @@
 
 // Vectors of 128 bits and operations on their lanes. An operation with a capital letter is what
 // Highway calls so, on lanes of the type's width unless the name says otherwise. Local to each
-// kernel's file; see segment.h.
+// kernel's file; see row_kernels.h.
 
 namespace qlx::zpr_framehold {
 
