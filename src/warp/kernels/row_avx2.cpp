@@ -63,11 +63,10 @@ struct U16x16 {
             _mm_loadu_si128(reinterpret_cast<const __m128i*>(start[stride] + offset));
         return {_mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1)};
     }
-    template <int kPieces>
-    static U16x16 spread(const int32_t* values) {
+    static U16x16 spread(const int32_t* values, int pieces) {
         const auto* source = reinterpret_cast<const __m128i*>(values);
-        if (kPieces == 4) return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(values))};
-        if (kPieces == 2) {
+        if (pieces == 4) return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(values))};
+        if (pieces == 2) {
             const __m256i four = _mm256_broadcastsi128_si256(_mm_loadu_si128(source));
             return {_mm256_permutevar8x32_epi32(four, _mm256_setr_epi32(0, 0, 1, 1, 2, 2, 3, 3))};
         }
@@ -133,8 +132,7 @@ inline U16x16 opaque(U16x16 a) {
     SourcePositions positions = strips.positions;
     positions.x += steps * positions.stepX;
     positions.y += steps * positions.stepY;
-    renderColumns<U16x8>(opaqueConstants(), source, target, positions, {begin, strips.columns.end},
-                         strips.pieces);
+    renderColumns<U16x8>(source, target, positions, {begin, strips.columns.end}, strips.pieces);
 }
 
 }  // namespace
@@ -142,13 +140,12 @@ inline U16x16 opaque(U16x16 a) {
 void renderStrips_avx2(const SourceFrame& source, const TargetRowPair& target, Strips* strips,
                        int32_t count) {
     constexpr int32_t kStep = 2 * kStrip;
-    const Constants& constants = opaqueConstants();
     for (int32_t i = 0; i < count; ++i) {
         const Strips& s = strips[i];
         const int32_t begin = s.columns.begin;
         const int32_t end = begin + ((s.columns.end - begin) & -kStep);
         if (begin < end) {
-            renderColumns<U16x16>(constants, source, target, s.positions, {begin, end}, s.pieces);
+            renderColumns<U16x16>(source, target, s.positions, {begin, end}, s.pieces);
         }
         if (end < s.columns.end) renderLastStrip(source, target, s);
         advance(strips[i]);

@@ -6,14 +6,18 @@
 
 #include <cstring>
 
-// The x86 kernel, for vectors V of one or more strips: one load and one shuffle give a source row's
+// The x86 kernels, for vectors V of one or two strips: one load and one shuffle give a source row's
 // byte pairs for all even pixels of a piece, the same shuffle on a load one byte later those for
 // the odd ones. Where the pixels of a piece differ by a row, the pairs of both rows are merged.
-// Local to each kernel's file; see row_kernels.h.
+//
+// Where `pieces` is an argument, it is a constant once all is inlined: loops over pieces are
+// unrolled. Local to each kernel's file; see row_kernels.h.
 
 namespace qlx::zpr_framehold {
 
 namespace {
+
+constexpr int kBlockStrips = kBlockSize / kStrip;
 
 /// The same value for each lane of a vector.
 template <class Lane>
@@ -28,22 +32,22 @@ struct alignas(32) Repeated {
 /// Numbers that the loops need in vectors, kept in memory: the compiler would make them anew for
 /// each segment.
 struct Constants {
-    Repeated<int16_t> sixteen{16};
-    Repeated<int16_t> signBit{0x8000};
-    Repeated<int16_t> bothBytes{0x0101};
-    Repeated<int16_t> firstPair{0x0100};
-    Repeated<int16_t> highNibble{0xf000};
-    Repeated<int16_t> scaled255{255 << 4};
-    Repeated<int16_t> middleWeights{0x0808};
-    Repeated<int16_t> evenBytes{0xfefe};
-    Repeated<int16_t> highByte{0xff00};
-    Repeated<int32_t> one{1};
-    Repeated<int32_t> oddParity{0x00010001};
+    Repeated<int16_t> sixteen = 16;
+    Repeated<int16_t> signBit = 0x8000;
+    Repeated<int16_t> bothBytes = 0x0101;
+    Repeated<int16_t> firstPair = 0x0100;
+    Repeated<int16_t> highNibble = 0xf000;
+    Repeated<int16_t> scaled255 = 255 << 4;
+    Repeated<int16_t> middleWeights = 0x0808;
+    Repeated<int16_t> evenBytes = 0xfefe;
+    Repeated<int16_t> highByte = 0xff00;
+    Repeated<int32_t> one = 1;
+    Repeated<int32_t> oddParity = 0x00010001;
 };
 
 constexpr Constants kConstants;
 
-/// The constants, without the compiler's knowing what they are.
+/// The constants, but the compiler does not know what they are.
 [[gnu::always_inline]] inline const Constants& opaqueConstants() {
     const Constants* constants = &kConstants;
     asm("" : "+r"(constants));
@@ -52,70 +56,63 @@ constexpr Constants kConstants;
 
 /// Where each piece has its upper source row: at its first even pixel, or its last one where rows
 /// decrease along it.
-template <int kPieces>
 struct UpperEnds {
-    static constexpr int kEvens = kStripEvens / kPieces;
-    static constexpr int kStrips = kBlockSize / kStrip;
-
-    alignas(32) int32_t numbers[kStrips * kPieces] = {};  // of that pixel, for each piece
+    alignas(32) int32_t numbers[kBlockStrips * kMaxPieces] = {};  // of that pixel, for each piece
     alignas(32) int16_t distances[2 * kStripEvens] = {};  // of two strips' even pixels from it
 
-    explicit constexpr UpperEnds(bool isLast) {
-        const int end = isLast ? kEvens - 1 : 0;
-        for (int i = 0; i < kStrips * kPieces; ++i) numbers[i] = i * kEvens + end;
+    constexpr UpperEnds(int pieces, bool isLast) {
+        const int evens = kStripEvens / pieces;
+        const int end = isLast ? evens - 1 : 0;
+        for (int i = 0; i < kBlockStrips * kMaxPieces; ++i) numbers[i] = i * evens + end;
         for (int i = 0; i < 2 * kStripEvens; ++i) {
-            distances[i] = static_cast<int16_t>(i % kEvens - end);
+            distances[i] = static_cast<int16_t>(i % evens - end);
         }
     }
 };
 
-template <int kPieces>
-constexpr UpperEnds<kPieces> kUpperEnds[2] = {UpperEnds<kPieces>(false), UpperEnds<kPieces>(true)};
+/// By half the number of pieces, rounded down, and by whether the end is the last.
+constexpr UpperEnds kUpperEnds[3][2] = {
+    {{1, false}, {1, true}}, {{2, false}, {2, true}}, {{4, false}, {4, true}}};
 
 /// Numbers of two strips' even pixels.
 alignas(32) constexpr int16_t kEvenNumbers[2 * kStripEvens] = {0, 1, 2,  3,  4,  5,  6,  7,
                                                                8, 9, 10, 11, 12, 13, 14, 15};
 
-/// Where the bytes of a vector's pieces start. Each strip is cut into kPieces, so narrow that the
-/// taps of a piece lie in 17 bytes of four rows.
-template <class V, int kPieces>
+/// Where the bytes of a vector's pieces start.
+template <class V>
 struct PieceStarts {
-    static constexpr int kCount = V::kStrips * kPieces;
-    static constexpr int32_t kPixels = kStrip / kPieces;
-    static constexpr int32_t kEvens = kPixels / 2;
-
-    const uint8_t* start[kCount];
-
-    /// All ones in the words that are not of the piece `j` of their strip.
-    [[gnu::always_inline]] static V others(int j) {
-        int32_t words[kCount];
-        for (int p = 0; p < kCount; ++p) words[p] = p % kPieces == j ? 0 : -1;
-        return V::template spread<kPieces>(words);
-    }
+    const uint8_t* start[V::kStrips * kMaxPieces];
 
     /// The same columns one source row further down.
-    [[gnu::always_inline]] PieceStarts down(ptrdiff_t pitch) const {
+    [[gnu::always_inline]] PieceStarts down(ptrdiff_t pitch, int pieces) const {
         PieceStarts below;
-        for (int p = 0; p < kCount; ++p) below.start[p] = start[p] + pitch;
+        for (int p = 0; p < V::kStrips * pieces; ++p) below.start[p] = start[p] + pitch;
         return below;
     }
 
     /// The byte pairs at `index` of each piece's 16 bytes, zero for negative ones.
-    [[gnu::always_inline]] V gather(ptrdiff_t offset, V index) const {
-        if (kPieces == 1) {
-            return TableLookupBytesOr0(V::loadStrips(start, kPieces, offset), index);
-        }
-        V pairs = TableLookupBytesOr0(V::loadStrips(start, kPieces, offset), index | others(0));
-        for (int j = 1; j < kPieces; ++j) {
-            pairs = pairs | TableLookupBytesOr0(V::loadStrips(start + j, kPieces, offset),
-                                                index | others(j));
+    [[gnu::always_inline]] V gather(ptrdiff_t offset, V index, int pieces) const {
+        if (pieces == 1) return TableLookupBytesOr0(V::loadStrips(start, 1, offset), index);
+        V pairs =
+            TableLookupBytesOr0(V::loadStrips(start, pieces, offset), index | others(0, pieces));
+        for (int j = 1; j < pieces; ++j) {
+            pairs = pairs | TableLookupBytesOr0(V::loadStrips(start + j, pieces, offset),
+                                                index | others(j, pieces));
         }
         return pairs;
+    }
+
+private:
+    /// All ones in the lanes that are not of the piece `j` of their strip.
+    [[gnu::always_inline]] static V others(int j, int pieces) {
+        int32_t lanes[V::kStrips * kMaxPieces];
+        for (int p = 0; p < V::kStrips * pieces; ++p) lanes[p] = p % pieces == j ? 0 : -1;
+        return V::spread(lanes, pieces);
     }
 };
 
 /// Fractions of a segment's source positions, and their steps along its vectors.
-template <class V, int kPieces>
+template <class V>
 struct Fractions {
     V firstX;  // of the first vector's even pixels, less a half
     V firstY;
@@ -128,17 +125,20 @@ struct Fractions {
     // where the fractions have run over.
     V pairIndex;
 
-    [[gnu::always_inline]] void set(const Constants& constants, const SourcePositions& positions) {
+    [[gnu::always_inline]] Fractions(const Constants& constants, const SourcePositions& positions,
+                                     int pieces) {
+        const UpperEnds* const ends = kUpperEnds[pieces / 2];
+        const V signBit = V::Load(constants.signBit.lanes);
         const V evens = V::Load(kEvenNumbers);
-        const V pieceEvens = V::Load(kUpperEnds<kPieces>[0].distances);
+        const V pieceEvens = V::Load(ends[0].distances);
         const V evenX = V::setLow(positions.stepX);
         const V evenY = V::setLow(positions.stepY);
-        firstX = V::setLow(positions.x) + evens * evenX + V::Load(constants.signBit.lanes);
+        firstX = V::setLow(positions.x) + evens * evenX + signBit;
         firstY = V::setLow(positions.y) + evens * evenY;
         stepX = ShiftLeft<V::kLogEvens>(evenX);
         stepY = ShiftLeft<V::kLogEvens>(evenY);
-        fromFirstX = pieceEvens * evenX + V::Load(constants.signBit.lanes);
-        fromUpperY = V::Load(kUpperEnds<kPieces>[positions.stepY < 0].distances) * evenY;
+        fromFirstX = pieceEvens * evenX + signBit;
+        fromUpperY = V::Load(ends[positions.stepY < 0].distances) * evenY;
         const V columns = pieceEvens * V::setHigh(positions.stepX) + MulHigh(pieceEvens, evenX);
         pairIndex =
             columns * V::Load(constants.bothBytes.lanes) + V::Load(constants.firstPair.lanes);
@@ -146,32 +146,29 @@ struct Fractions {
 };
 
 /// Where the bytes of a segment's pieces start, as offsets in the source planes.
-template <class V, int kPieces>
+template <class V>
 struct PieceOffsets {
-    using P = PieceStarts<V, kPieces>;
-    using N = typename V::Numbers;
-    static constexpr int kBlockPieces = kBlockSize / P::kPixels;
-
-    int32_t luma[kBlockPieces];
-    int32_t chroma[kBlockPieces];
-    int32_t nextChroma[kBlockPieces];  // one luma row further down
-    int32_t parity[kBlockPieces];      // turns the index of a pair into that of its chroma pair
-    int32_t back[kBlockPieces];        // bytes from the load's start to the first tap, only set
-    bool atEdge;                       // if loads from the first tap would leave the row
+    int32_t luma[kBlockStrips * kMaxPieces];
+    int32_t chroma[kBlockStrips * kMaxPieces];
+    int32_t nextChroma[kBlockStrips * kMaxPieces];  // one luma row further down
+    int32_t parity[kBlockStrips * kMaxPieces];  // turns a pair's index into that of its chroma pair
+    int32_t back[kBlockStrips * kMaxPieces];  // bytes from the load's start to the first tap, only
+    bool atEdge = false;                      // set if loads from there would leave the row
 
     /// Of as many pieces as a block has, whether or not the segment and the source have them.
-    [[gnu::always_inline]] void set(const Constants& constants, const SourceFrame& source,
-                                    const SourcePositions& positions) {
-        const auto& firstEnds = kUpperEnds<kPieces>[0];
-        const auto& upperEnds = kUpperEnds<kPieces>[positions.stepY < 0];
+    [[gnu::always_inline]] PieceOffsets(const Constants& constants, const SourceFrame& source,
+                                        const SourcePositions& positions, int pieces) {
+        using N = typename V::Numbers;
+        const int blockPieces = kBlockStrips * pieces;
+        const UpperEnds* const ends = kUpperEnds[pieces / 2];
+        const UpperEnds& upperEnds = ends[positions.stepY < 0];
         const N one = N::LoadU(constants.one.lanes);
-        const N chromaPitch = N::Set(static_cast<int32_t>(source.chromaPitch));
-        const N lumaPitch = N::Set(static_cast<int32_t>(source.lumaPitch));
         const N lastLoad = N::Set(source.width - kStrip - 1);
-        atEdge = false;
-        for (int k = 0; k < kBlockPieces; k += N::kLanes) {
+        const N lumaPitch = N::Set(static_cast<int32_t>(source.lumaPitch));
+        const N chromaPitch = N::Set(static_cast<int32_t>(source.chromaPitch));
+        for (int k = 0; k < blockPieces; k += N::kLanes) {
             const N column = ShiftRight<kPositionShift>(
-                N::Set(positions.x) + N::LoadU(firstEnds.numbers + k) * N::Set(positions.stepX));
+                N::Set(positions.x) + N::LoadU(ends[0].numbers + k) * N::Set(positions.stepX));
             const N row = ShiftRight<kPositionShift>(
                 N::Set(positions.y) + N::LoadU(upperEnds.numbers + k) * N::Set(positions.stepY));
             const N base = Min(column, lastLoad);
@@ -192,8 +189,8 @@ struct PieceOffsets {
     }
 };
 
-/// Fetches what the row pairs to come need: the walk across the source rows is too slanted for the
-/// processor to foresee.
+/// Fetches what the row pairs to come need: source rows are crossed at too steep a slant for the
+/// processor to foresee it.
 class Fetcher {
 public:
     Fetcher(const SourceFrame& source, const TargetRowPair& target)
@@ -232,27 +229,39 @@ private:
     uintptr_t target_[3];
 };
 
-/// The high bytes of the words for even and odd pixels, by turns.
+/// The high bytes of the lanes for even and odd pixels, by turns.
 template <class V>
 [[gnu::always_inline]] inline V highBytes(const Constants& constants, V even, V odd) {
-    if constexpr (V::kBlends) {
-        return IfThenElse(V::Load(constants.highByte.lanes), odd, ShiftRight<8>(even));
-    } else {
-        return ShiftRight<8>(even) | (odd & V::Load(constants.highByte.lanes));
-    }
+    const V highByte = V::Load(constants.highByte.lanes);
+    if (V::kBlends) return IfThenElse(highByte, odd, ShiftRight<8>(even));
+    return ShiftRight<8>(even) | (odd & highByte);
 }
 
-/// Renders the columns x to end, whole vectors, of a segment that lies inside.
-template <class V, int kPieces>
-[[gnu::always_inline]] inline void renderStrips(const Constants& constants,
-                                                const SourceFrame& source,
+/// Byte pairs of all pixels, of each from its own one of two rows.
+template <class V>
+[[gnu::always_inline]] inline V gatherRows(const PieceStarts<V>& upper, const PieceStarts<V>& lower,
+                                           V isUpper, ptrdiff_t offset, V index, int pieces) {
+    if (V::kBlends || pieces > 1) {
+        return IfThenElse(isUpper, upper.gather(offset, index, pieces),
+                          lower.gather(offset, index, pieces));
+    }
+    // Inverted, an index takes nothing.
+    const V ofLower = index ^ isUpper;
+    const V ofUpper = ofLower ^ V::Set(-1);
+    return upper.gather(offset, ofUpper, 1) | lower.gather(offset, ofLower, 1);
+}
+
+/// Renders the columns, whole vectors, from the one on that has these positions.
+template <class V>
+[[gnu::always_inline]] inline void renderPieces(const SourceFrame& source,
                                                 const TargetRowPair& target,
-                                                const Fractions<V, kPieces>& fractions,
-                                                const PieceOffsets<V, kPieces>& offsets, int32_t x,
-                                                int32_t end) {
-    using P = PieceStarts<V, kPieces>;
+                                                const SourcePositions& positions,
+                                                ColumnRange columns, int pieces) {
     constexpr int32_t kStep = V::kStrips * kStrip;
     constexpr int32_t kCacheLine = 64;
+    const Constants& constants = opaqueConstants();
+    const PieceOffsets<V> offsets(constants, source, positions, pieces);
+    const Fractions<V> fractions(constants, positions, pieces);
 
     // Copies, since the stores to the target could change the originals for all the compiler knows.
     const uint8_t* const sourceLuma = source.luma;
@@ -264,39 +273,29 @@ template <class V, int kPieces>
 
     V fractionX = fractions.firstX;
     V fractionY = fractions.firstY;
-
-    for (int k = 0; x < end; k += P::kCount, x += kStep) {
-        P luma;
-        P chroma;
-        P nextChroma;
-        for (int p = 0; p < P::kCount; ++p) {
+    const int count = V::kStrips * pieces;
+    int k = 0;
+    for (int32_t x = columns.begin; x < columns.end; x += kStep, k += count) {
+        PieceStarts<V> luma;
+        PieceStarts<V> chroma;
+        PieceStarts<V> nextChroma;
+        for (int p = 0; p < count; ++p) {
             luma.start[p] = sourceLuma + offsets.luma[k + p];
             chroma.start[p] = sourceChroma + offsets.chroma[k + p];
             nextChroma.start[p] = sourceChroma + offsets.nextChroma[k + p];
         }
-        if (k % (P::kCount * kCacheLine / kStep) == 0) {
+        if (k % (count * kCacheLine / kStep) == 0) {
             fetcher.fetch(luma.start[0], chroma.start[0], x);
         }
 
         V index = SubBytes(fractions.pairIndex, LtSigned(fractionX, fractions.fromFirstX));
-        if (offsets.atEdge) index = AddBytes(index, V::template spread<kPieces>(offsets.back + k));
+        if (offsets.atEdge) index = AddBytes(index, V::spread(offsets.back + k, pieces));
         const V isUpper = Ge(fractionY, fractions.fromUpperY);
-        // Byte pairs of all pixels, of each from its own one of two rows.
-        const auto gather = [&](const P& upper, const P& lower, ptrdiff_t offset, V all) {
-            if constexpr (V::kBlends || kPieces > 1) {
-                return IfThenElse(isUpper, upper.gather(offset, all), lower.gather(offset, all));
-            } else {
-                // Inverted, an index takes nothing.
-                const V ofLower = all ^ isUpper;
-                const V ofUpper = ofLower ^ V::Set(-1);
-                return upper.gather(offset, ofUpper) | lower.gather(offset, ofLower);
-            }
-        };
 
-        const V parity = V::template spread<kPieces>(offsets.parity + k);
+        const V parity = V::spread(offsets.parity + k, pieces);
         const V chromaIndex = (AddBytes(index, parity) & V::Load(constants.evenBytes.lanes)) |
                               V::Load(constants.firstPair.lanes);
-        StoreU(gather(chroma, nextChroma, 0, chromaIndex), targetChroma + x);
+        StoreU(gatherRows(chroma, nextChroma, isUpper, 0, chromaIndex, pieces), targetChroma + x);
 
         // Weights (16 - fx, fx) of a pair's bytes, and of the rows.
         const V weightsX = MulHighSigned(fractionX & V::Load(constants.highNibble.lanes),
@@ -307,9 +306,10 @@ template <class V, int kPieces>
 
         V h[3][2];  // of each row, even and odd pixels
         for (int row = 0; row < 3; ++row) {
-            const P below = luma.down(lumaPitch);
+            const PieceStarts<V> below = luma.down(lumaPitch, pieces);
             for (int odd = 0; odd < 2; ++odd) {
-                h[row][odd] = SatWidenMulPairwiseAdd(gather(luma, below, odd, index), weightsX);
+                h[row][odd] = SatWidenMulPairwiseAdd(
+                    gatherRows(luma, below, isUpper, odd, index, pieces), weightsX);
             }
             luma = below;
         }
@@ -328,31 +328,18 @@ template <class V, int kPieces>
     }
 }
 
-template <class V, int kPieces>
-[[gnu::always_inline]] inline void renderCut(const Constants& constants, const SourceFrame& source,
-                                             const TargetRowPair& target,
-                                             const SourcePositions& positions,
-                                             ColumnRange columns) {
-    PieceOffsets<V, kPieces> offsets;
-    Fractions<V, kPieces> fractions;
-    offsets.set(constants, source, positions);
-    fractions.set(constants, positions);
-    renderStrips(constants, source, target, fractions, offsets, columns.begin, columns.end);
-}
-
-/// Renders some of the strips, whole vectors.
+/// Renders columns of the strips, whole vectors, from the one on that has these positions.
 template <class V>
-[[gnu::always_inline]] inline void renderColumns(const Constants& constants,
-                                                 const SourceFrame& source,
+[[gnu::always_inline]] inline void renderColumns(const SourceFrame& source,
                                                  const TargetRowPair& target,
                                                  const SourcePositions& positions,
-                                                 ColumnRange columns, int32_t pieces) {
+                                                 ColumnRange columns, int pieces) {
     if (pieces == 1) {
-        renderCut<V, 1>(constants, source, target, positions, columns);
+        renderPieces<V>(source, target, positions, columns, 1);
     } else if (pieces == 2) {
-        renderCut<V, 2>(constants, source, target, positions, columns);
+        renderPieces<V>(source, target, positions, columns, 2);
     } else {
-        renderCut<V, 4>(constants, source, target, positions, columns);
+        renderPieces<V>(source, target, positions, columns, 4);
     }
 }
 

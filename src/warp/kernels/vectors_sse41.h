@@ -7,7 +7,7 @@
 
 // Vectors of 128 bits and operations on their lanes. An operation with a capital letter is what
 // Highway calls so, on lanes of the type's width unless the name says otherwise. Local to each
-// kernel's file; see row_kernels.h.
+// kernel's file; see segment.h.
 
 namespace qlx::zpr_framehold {
 
@@ -78,11 +78,10 @@ struct U16x8 {
     static U16x8 loadStrips(const uint8_t* const* start, int /*stride*/, ptrdiff_t offset) {
         return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(start[0] + offset))};
     }
-    /// Each of kPieces values for an equal share of a strip.
-    template <int kPieces>
-    static U16x8 spread(const int32_t* values) {
-        if (kPieces == 1) return {_mm_set1_epi32(values[0])};
-        if (kPieces == 2) {
+    /// Each of `pieces` values for an equal share of a strip.
+    static U16x8 spread(const int32_t* values, int pieces) {
+        if (pieces == 1) return {_mm_set1_epi32(values[0])};
+        if (pieces == 2) {
             const __m128i two = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(values));
             return {_mm_unpacklo_epi32(two, two)};
         }
