@@ -13,14 +13,14 @@ bool hasPlanes(const ZPR_Image& image) {
     return image.plane[0] != nullptr && image.plane[1] != nullptr;
 }
 
-/// Whether planes with these pitches have rows of `width` bytes and can exist at all.
+/// True if planes with these pitches have rows of `width` bytes and can exist at all.
 bool holdsRows(const int32_t pitch[4], int32_t width, int64_t rows) {
     constexpr int64_t kLargest = std::numeric_limits<ptrdiff_t>::max();
     const auto holds = [&](int64_t p) { return p >= width && p * rows <= kLargest; };
     return holds(pitch[0]) && holds(pitch[1]);
 }
 
-/// Whether frames go through the ring rather than straight from the caller's planes.
+/// True if frames go through the ring rather than straight from the caller's planes.
 bool usesRing(const ZPR_Instance& instance, bool inPlace) {
     return instance.params.delayFrames > 0 || inPlace;
 }

@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-/// What a handle points to. Plain memory from the memory handle, zero when made; it owns
+/// Target of a handle. Plain memory from the memory handle, zero when made; it owns
 /// everything that it points to.
 struct ZPR_Instance {
     qlx::zpr_framehold::MemoryHandle memory;

@@ -6,7 +6,7 @@ namespace qlx::zpr_framehold {
 
 bool isKnownFormat(uint32_t format);
 
-/// Whether every field that an instance depends on is in its range. Sizes of input and output are
+/// True if every field that an instance depends on is in its range. Sizes of input and output are
 /// not compared; pitches and planes are tested with each frame.
 bool isValid(const ZPR_Param& param);
 

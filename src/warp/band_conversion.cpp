@@ -55,8 +55,8 @@ Matrix3 scaledInverse(const Matrix3& m) {
     return r;
 }
 
-Matrix3 stripeMatrix(const FrameCorrection& bands, const std::vector<BandRows>& sorted, int32_t top,
-                     int32_t bottom) {
+Matrix3 blockRowMatrix(const FrameCorrection& bands, const std::vector<BandRows>& sorted,
+                       int32_t top, int32_t bottom) {
     Matrix3 sum{};
     int32_t weight = 0;
     uint32_t overlapping = 0;
@@ -90,7 +90,7 @@ void convertBands(const BlockGrid& grid, const FrameCorrection& bands, FrameCorr
     for (int32_t row = 0; row < grid.rows; ++row, ++record) {
         const int32_t top = row * kBlockSize;
         record->isBand = row == grid.rows - 1 ? 0 : 1;
-        record->matrix = stripeMatrix(bands, sorted, top, top + grid.blockHeight(row));
+        record->matrix = blockRowMatrix(bands, sorted, top, top + grid.blockHeight(row));
     }
 }
 

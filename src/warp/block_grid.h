@@ -42,7 +42,7 @@ struct CornerDeltas {
 /// and slopes made of it stay within 32 bits.
 constexpr int32_t kMaxCornerDelta = 1 << 22;
 
-/// The part of a block that has a source, in pixels from its top-left corner; ends exclusive.
+/// The pixels of a block that have a source, counted from its top-left corner; ends exclusive.
 struct BlockSpan {
     int32_t xStart;
     int32_t yStart;

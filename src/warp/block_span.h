@@ -6,7 +6,7 @@ namespace qlx::zpr_framehold {
 
 enum class SpanResult { kValid = 0, kFolded = 2, kEmpty = 3 };
 
-/// Finds which part of a block has its source inside the input. `span` is written only if valid.
+/// Finds the pixels of a block whose source lies inside the input. `span` is written only if valid.
 SpanResult computeBlockSpan(const BlockGrid& grid, int32_t col, int32_t row,
                             const CornerDeltas& deltas, BlockSpan& span);
 

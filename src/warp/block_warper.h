@@ -12,7 +12,7 @@ namespace qlx::zpr_framehold {
 /// correction, those inside are interpolated. One task for each row of blocks.
 class BlockWarper final : public ImageWarper {
 public:
-    /// Takes its work area from `memory`; `status` tells whether that went well. A null `pool`
+    /// Takes its work area from `memory`; `status` is the result. A null `pool`
     /// renders on the calling thread alone.
     BlockWarper(int32_t inWidth, int32_t inHeight, int32_t outWidth, int32_t outHeight,
                 uint32_t outFormat, MemoryHandle memory, WorkerPool* pool,

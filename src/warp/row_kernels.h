@@ -18,8 +18,8 @@ struct SourceFrame {
     int32_t height;
 };
 
-/// Where a pair of output rows goes: luma rows y and y + 1, and the chroma row they share. The
-/// pitches tell where the pairs to come lie.
+/// The target of a row pair: luma rows y and y + 1, and the chroma row they share. The pitches lead
+/// to the pairs that follow.
 struct TargetRowPair {
     uint8_t* luma[2];
     uint8_t* chroma;
@@ -51,16 +51,15 @@ struct SourcePositions {
 /// Strips side by side in a block that the kernels render row pair by row pair. All taps, and the
 /// row below them, lie inside the source.
 struct Strips {
-    ColumnRange columns;        // whole strips, from the first of a group on
-    int32_t pieces;             // 1, 2 or 4, into which each strip is cut
+    ColumnRange columns;  // whole strips, the first of which starts a group
+    int32_t pieces;       // of each strip, 1, 2 or 4: the taps of one lie in 17 bytes of 4 rows
     SourcePositions positions;  // from the first column on, at the current row pair
     SourcePositions change;     // of all that, to the next row pair
 };
 
 constexpr int32_t kMaxPieces = 4;
 
-/// Takes the positions of strips to the next row pair. The step past the last one may leave the
-/// range.
+/// Takes the positions of strips to the next row pair. Past the last one they may leave the range.
 static inline void advance(Strips& strips) {
     const auto sum = [](int32_t a, int32_t b) {
         return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));

@@ -8,8 +8,8 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
-/// Blocks of a tile, all of whose row pairs are rendered before the next tile: source rows that two
-/// row pairs share are still in the nearest cache for the second.
+/// Blocks of a tile, all of whose row pairs are rendered before those of the next tile: source rows
+/// that two row pairs share are still in the nearest cache for the second.
 constexpr int32_t kTileBlocks = 16;
 
 EdgeSteps edgesFrom(const CornerDeltas& d) {
@@ -35,7 +35,7 @@ TargetRowPair rowPair(const ZPR_Image& target, int32_t y) {
             target.pitch[1]};
 }
 
-/// Into how many pieces the strips of a segment have to be cut; 0 if that is too many, or the
+/// Number of pieces that the strips of a segment have to be cut into; 0 if that is too many, or the
 /// columns run backwards.
 int32_t piecesOf(const Segment& s) {
     const int32_t rise = s.slopeY < 0 ? -s.slopeY : s.slopeY;
@@ -166,7 +166,7 @@ private:
         if (planned.end != first.columns.end) tile.rests[tile.restCount++] = {col, planned.end};
     }
 
-    /// Into how many pieces to cut the strips of a block with these segments; 0 if it cannot be
+    /// Number of pieces to cut the strips of a block with these segments into; 0 if it cannot be
     /// planned.
     int32_t piecesFor(const Segment& first, const Segment& second, const Segment& last) const {
         const ColumnRange& columns = first.columns;

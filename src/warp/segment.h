@@ -33,9 +33,9 @@ struct Segment {
     }
 };
 
-/// Whether the source positions of a segment along one axis, with `neighbours` more, lie within 0
+/// True if the source positions of a segment along one axis, with `neighbours` more, lie within 0
 /// and size - 1, and the offsets fit into 32 bits up to a block past the end. Positions change
-/// evenly, so the two ends tell.
+/// evenly, so the two ends decide.
 inline bool staysWithin(int64_t first, int64_t last, int64_t offset, int64_t slope, int32_t pixels,
                         int32_t size, int32_t neighbours) {
     const int64_t endOffset = offset + slope * (pixels - 1);
@@ -46,7 +46,7 @@ inline bool staysWithin(int64_t first, int64_t last, int64_t offset, int64_t slo
            offset == static_cast<int32_t>(offset) && pastEnd == static_cast<int32_t>(pastEnd);
 }
 
-/// Whether all taps of a segment lie inside the source: two more columns and `neighbourRows` more
+/// True if all taps of a segment lie inside the source: two more columns and `neighbourRows` more
 /// rows than the positions. The same holds between two segments of a block that lie inside.
 inline bool liesInside(const SourceFrame& source, const Segment& s, int32_t neighbourRows) {
     const int32_t begin = s.columns.begin;
@@ -58,7 +58,7 @@ inline bool liesInside(const SourceFrame& source, const Segment& s, int32_t neig
 }
 
 /// Renders any segment, pixel by pixel: the reference of all kernels, and what renders the segments
-/// and parts of segments that they do not.
+/// and the columns of segments that they do not.
 void renderSegment_scalar(const SourceFrame& source, const TargetRowPair& target, const Segment& s);
 
 }  // namespace qlx::zpr_framehold

@@ -39,7 +39,7 @@ void __wrap_sincos(double x, double* s, double* c) {
 
 namespace {
 
-/// What the documents promise of frames of 1280 x 720: no call takes so many times as long as the
+/// Promise of the documents for frames of 1280 x 720: no call takes so many times as long as the
 /// median call on a steady stream, both on one thread. Most of it is pictures so distorted that the
 /// scalar kernel renders them.
 constexpr double kLongest = 20.0;
@@ -149,7 +149,7 @@ std::vector<Case> makeCases() {
     return cases;
 }
 
-/// What the calls of a stream cost, in order.
+/// Costs of the calls of a stream, in order.
 struct Costs {
     std::vector<double> work;
     std::vector<double> seconds;

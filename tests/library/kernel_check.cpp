@@ -189,7 +189,7 @@ int run(const RowKernels& kernels, Case& c, Target& target) {
     return signal;
 }
 
-/// Says where two targets differ.
+/// Prints the first difference of two targets, and the block that it is in.
 void report(const Case& c, const Target& got, const Target& expected) {
     for (int i = 0; i < 2; ++i) {
         const auto [a, b] =

@@ -125,13 +125,13 @@ private:
             std::min(kBlock * (cols_ - 1) + spanOf(row, cols_ - 1).xEnd, outWidth_);
         const int64_t yEnd = std::min<int64_t>(kBlock * (row + 1), target.height);
         for (int64_t y = kBlock * row; y < yEnd; y += 2) {
-            const int64_t line = y - kBlock * row;
+            const int64_t down = y - kBlock * row;
             for (int64_t col = 0; col < cols_; ++col) {
                 const Corners& c = corners[static_cast<size_t>(col)];
-                const int64_t leftX = kBlock * c[0].x + line * (c[2].x - c[0].x);
-                const int64_t leftY = kBlock * c[0].y + line * (c[2].y - c[0].y);
-                const int64_t slopeX = kBlock * c[1].x + line * (c[3].x - c[1].x) - leftX;
-                const int64_t slopeY = kBlock * c[1].y + line * (c[3].y - c[1].y) - leftY;
+                const int64_t leftX = kBlock * c[0].x + down * (c[2].x - c[0].x);
+                const int64_t leftY = kBlock * c[0].y + down * (c[2].y - c[0].y);
+                const int64_t slopeX = kBlock * c[1].x + down * (c[3].x - c[1].x) - leftX;
+                const int64_t slopeY = kBlock * c[1].y + down * (c[3].y - c[1].y) - leftY;
                 // Offsets after a number of steps; both start from the span, wherever xFrom is.
                 const Span& span = spanOf(row, col);
                 const auto at = [&](int64_t step) {

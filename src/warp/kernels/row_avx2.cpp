@@ -79,9 +79,9 @@ struct U16x16 {
 private:
     /// From memory: from a register it would take two shuffles.
     static U16x16 setHalf(const int32_t& number, int half) {
-        int16_t word;
-        std::memcpy(&word, reinterpret_cast<const char*>(&number) + 2 * half, sizeof word);
-        return {_mm256_set1_epi16(word)};
+        int16_t lane;
+        std::memcpy(&lane, reinterpret_cast<const char*>(&number) + 2 * half, sizeof lane);
+        return {_mm256_set1_epi16(lane)};
     }
 };
 

@@ -67,7 +67,7 @@ struct PieceRows {
     }
 };
 
-/// Where a strip's pieces come from.
+/// Positions and addresses of a strip's pieces in the source.
 struct PieceSources {
     int32_t firstX[kMaxPieces];  // position of each piece's first even pixel
     int32_t upperY[kMaxPieces];  // of that with the upper row

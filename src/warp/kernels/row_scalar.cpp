@@ -51,7 +51,7 @@ private:
     const SourceFrame& source_;
 };
 
-/// Where an output pixel comes from: whole source pixel and fraction in 1/16.
+/// Source position of an output pixel: whole pixel and fraction in 1/16.
 template <class Offset>
 struct Position {
     Offset x;

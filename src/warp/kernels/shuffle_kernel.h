@@ -54,8 +54,8 @@ constexpr Constants kConstants;
     return *constants;
 }
 
-/// Where each piece has its upper source row: at its first even pixel, or its last one where rows
-/// decrease along it.
+/// The even pixels with the upper source row of each piece: its first one, or its last one where
+/// rows decrease along it.
 struct UpperEnds {
     alignas(32) int32_t numbers[kBlockStrips * kMaxPieces] = {};  // of that pixel, for each piece
     alignas(32) int16_t distances[2 * kStripEvens] = {};  // of two strips' even pixels from it
@@ -78,7 +78,7 @@ constexpr UpperEnds kUpperEnds[3][2] = {
 alignas(32) constexpr int16_t kEvenNumbers[2 * kStripEvens] = {0, 1, 2,  3,  4,  5,  6,  7,
                                                                8, 9, 10, 11, 12, 13, 14, 15};
 
-/// Where the bytes of a vector's pieces start.
+/// Starts of the bytes of a vector's pieces.
 template <class V>
 struct PieceStarts {
     const uint8_t* start[V::kStrips * kMaxPieces];
@@ -145,7 +145,7 @@ struct Fractions {
     }
 };
 
-/// Where the bytes of a segment's pieces start, as offsets in the source planes.
+/// Starts of the bytes of a segment's pieces, as offsets in the source planes.
 template <class V>
 struct PieceOffsets {
     int32_t luma[kBlockStrips * kMaxPieces];
