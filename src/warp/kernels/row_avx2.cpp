@@ -36,14 +36,10 @@ inline I32x8 AddBytes(I32x8 a, I32x8 b) { return {_mm256_add_epi8(a.v, b.v)}; }
 inline void StoreU(I32x8 a, int32_t* target) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(target), a.v);
 }
-inline I32x8 opaque(I32x8 a) {
-    asm("" : "+x"(a.v));
-    return a;
-}
 
 /// Two strips; see U16x8.
 struct U16x16 {
-    using Numbers = I32x8;
+    using I32 = I32x8;
 
     static constexpr int kStrips = 2;
     static constexpr int kLogEvens = 4;
@@ -118,10 +114,6 @@ inline U16x16 SatWidenMulPairwiseAdd(U16x16 bytes, U16x16 weights) {
 }
 inline void StoreU(U16x16 a, uint8_t* target) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(target), a.v);
-}
-inline U16x16 opaque(U16x16 a) {
-    asm("" : "+x"(a.v));
-    return a;
 }
 
 /// A last strip that does not fill a vector.

@@ -152,13 +152,13 @@ struct PieceOffsets {
     int32_t chroma[kBlockStrips * kMaxPieces];
     int32_t nextChroma[kBlockStrips * kMaxPieces];  // one luma row further down
     int32_t parity[kBlockStrips * kMaxPieces];  // turns a pair's index into that of its chroma pair
-    int32_t back[kBlockStrips * kMaxPieces];  // bytes from the load's start to the first tap, only
-    bool atEdge = false;                      // set if loads from there would leave the row
+    bool atEdge = false;                        // a load from some first tap would leave the row
+    int32_t back[kBlockStrips * kMaxPieces];  // then set: bytes from the loads' start to first taps
 
     /// Of as many pieces as a block has, whether or not the segment and the source have them.
     [[gnu::always_inline]] PieceOffsets(const Constants& constants, const SourceFrame& source,
                                         const SourcePositions& positions, int pieces) {
-        using N = typename V::Numbers;
+        using N = typename V::I32;
         const int blockPieces = kBlockStrips * pieces;
         const UpperEnds* const ends = kUpperEnds[pieces / 2];
         const UpperEnds& upperEnds = ends[positions.stepY < 0];
@@ -251,7 +251,7 @@ template <class V>
     return upper.gather(offset, ofUpper, 1) | lower.gather(offset, ofLower, 1);
 }
 
-/// Renders the columns, whole vectors, from the one on that has these positions.
+/// Renders columns of a segment, whole vectors; the first one has these positions.
 template <class V>
 [[gnu::always_inline]] inline void renderPieces(const SourceFrame& source,
                                                 const TargetRowPair& target,
@@ -328,7 +328,7 @@ template <class V>
     }
 }
 
-/// Renders columns of the strips, whole vectors, from the one on that has these positions.
+/// Renders columns of a segment, whole vectors; the first one has these positions.
 template <class V>
 [[gnu::always_inline]] inline void renderColumns(const SourceFrame& source,
                                                  const TargetRowPair& target,

@@ -42,15 +42,10 @@ inline I32x4 AddBytes(I32x4 a, I32x4 b) { return {_mm_add_epi8(a.v, b.v)}; }
 inline void StoreU(I32x4 a, int32_t* target) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target), a.v);
 }
-/// The same vector, but the compiler no longer knows what it holds.
-inline I32x4 opaque(I32x4 a) {
-    asm("" : "+x"(a.v));
-    return a;
-}
 
 /// One strip: a 16-bit lane for each even pixel, unsigned unless an operation says otherwise.
 struct U16x8 {
-    using Numbers = I32x4;
+    using I32 = I32x4;
 
     static constexpr int kStrips = 1;
     static constexpr int kLogEvens = 3;
@@ -122,11 +117,6 @@ inline U16x8 SatWidenMulPairwiseAdd(U16x8 bytes, U16x8 weights) {
 }
 inline void StoreU(U16x8 a, uint8_t* target) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target), a.v);
-}
-/// See above.
-inline U16x8 opaque(U16x8 a) {
-    asm("" : "+x"(a.v));
-    return a;
 }
 
 }  // namespace
