@@ -36,6 +36,9 @@ public:
     /// The plain centred crop and zoom. Null in, null out.
     FrameCorrection* fallbackCorrection(FrameCorrection* out);
 
+    /// True if the rows of the frame corrected last are timed one by one; so it is at first.
+    bool rollingShutter() const { return rollingShutter_; }
+
 protected:
     struct RingEntry {
         Quaternion orientation;  // as measured; all zero if unknown

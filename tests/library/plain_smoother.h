@@ -78,7 +78,11 @@ private:
 
 /// How often frames took the ways that matter.
 struct Ways {
-    int corrected = 0, lost = 0, caughtUp = 0, pulled = 0, lookedAhead = 0, atOnce = 0, cutMesh = 0;
+    int corrected = 0, lost = 0, caughtUp = 0, pulled = 0, lookedAhead = 0, cutMesh = 0;
+    int atOnce = 0;    // all rows are read out at the frame's time
+    int switched = 0;  // to that or from it since the frame corrected before
+    int carried = 0;   // rows are timed one by one since a coming frame's are, not the frame's own
+    int resetAtOnce = 0;
 };
 
 /// The smoothing of frames by the plain formulas: everything is computed where it is needed, as
@@ -103,7 +107,12 @@ public:
         alpha_ = level < 1 ? 0.8 : 0.8 + (std::min(level, 10) - 1) * 0.019999999999999993;
     }
 
-    void reset() { started_ = false, taken_ = given_ = 0; }
+    void reset() {
+        started_ = false, taken_ = given_ = 0;
+        ways_.resetAtOnce += !rolling_;
+    }
+
+    bool rollingShutter() const { return rolling_; }
 
     bool smoothFrame(double t, bool output) {
         if (t >= 0.0) {
@@ -116,6 +125,7 @@ public:
         const bool isLost = frame.q == Quaternion(0.0, 0.0, 0.0, 0.0);
         ++(isLost ? ways_.lost : ways_.corrected);
         if (isLost) return false;
+        const bool wasRolling = rolling_;
         if (!started_) smoothed = frame.q, still_ = 0, started_ = true;
         const Quaternion old = smoothed;
         Quaternion before;
@@ -132,6 +142,8 @@ public:
         lookAhead(frame.time);
         if (rolling_) rolling_ = !violatesCrop(smoothed, frame.time);
         ways_.atOnce += !rolling_;
+        ways_.switched += rolling_ != wasRolling;
+        ways_.carried += rolling_ && !reachesReadoutEnd(frame.time);
         buildMesh(frame.time);
         lastStep_ = old.inverse() * smoothed;
         return true;
@@ -173,9 +185,13 @@ private:
         return false;
     }
 
-    bool violatesCrop(const Quaternion& q, double t) {
+    bool reachesReadoutEnd(double t) const {
         Quaternion unused;
-        rolling_ = sensors_.orientationAt(t + param_.readoutTime, unused);
+        return sensors_.orientationAt(t + param_.readoutTime, unused);
+    }
+
+    bool violatesCrop(const Quaternion& q, double t) {
+        rolling_ = reachesReadoutEnd(t);
         const auto outside = [&](int x, int y) {
             MeshPoint p;
             return !mapPoint(q, t, x, y, -1.0, p) || !(p.x >= 0.0) || !(p.y >= 0.0) ||
@@ -207,8 +223,8 @@ private:
             const double time =
                 i < waiting ? ring_[(given_ + i) % size].time
                             : (i - waiting) * kPeriod + ring_[(given_ + waiting) % size].time;
-            Quaternion unused, measured(1.0, 0.0, 0.0, 0.0);
-            if (!sensors_.orientationAt(time + param_.readoutTime, unused)) return;
+            if (!reachesReadoutEnd(time)) return;
+            Quaternion measured(1.0, 0.0, 0.0, 0.0);
             sensors_.orientationAt(time, measured);
             probe = PlainSensors::interpolated(measured, probe, alpha_);
             if (violatesCrop(probe, time)) {

@@ -129,6 +129,7 @@ public:
         FrameCorrection correction;
         const bool corrected = smoother_.smoothFrame(time, output ? &correction : nullptr);
         ASSERT_EQ(corrected, plain_.smoothFrame(time, output));
+        ASSERT_EQ(smoother_.rollingShutter(), plain_.rollingShutter());
         if (!output || !corrected) return;
         ASSERT_TRUE(isSame(smoother_.virtualOrientation(), plain_.smoothed));
         const SharedArray<MeshPoint>& mesh = *correction[0].mesh;
@@ -198,6 +199,35 @@ void compareRecording(Random& random, Ways& ways) {
     }
 }
 
+/// Frames in any order near the end of the samples, which often lies within a frame's readout,
+/// and then within that of another one no more.
+void compareReadoutEnds(Random& random, Ways& ways) {
+    ZPR_Param param = randomParam(random);
+    param.delayFrames = random.integer(0, 5);
+    param.readoutTime = 0.03;
+    Comparison comparison(param, ways);
+    Device device(random, param.sensorMask);
+
+    double end = 1.0;
+    int waiting = 0;
+    bool draining = false;
+    for (int i = 0; i < 120; ++i) {
+        SCOPED_TRACE(i);
+        if (random.integer(0, 3) == 0) end += random.uniform(0.0, 0.1);
+        device.deliverTo(end, [&](const ZPR_SensorData& s) { comparison.addSample(s); });
+        if (random.integer(0, 40) == 0) draining = true;
+        if (waiting == 0) draining = false;
+        const bool output = draining || waiting == param.delayFrames;
+        const double time = draining ? -1.0 : end - random.uniform(0.0, 0.07);
+        ASSERT_NO_FATAL_FAILURE(comparison.smoothFrame(time, output));
+        waiting += (draining ? 0 : 1) - (output ? 1 : 0);
+        if (random.integer(0, 60) == 0) {
+            comparison.reset();
+            waiting = 0;
+        }
+    }
+}
+
 struct Count {
     const char* name;
     int count, least;
@@ -250,6 +280,20 @@ TEST(Exactness, SmootherMatchesThePlainFormulas) {
                    {"lookedAhead", ways.lookedAhead, 500},
                    {"atOnce", ways.atOnce, 300},
                    {"cutMesh", ways.cutMesh, 5}});
+}
+
+TEST(Exactness, RowTimingMatchesAsReadoutEndsComeAndGo) {
+    constexpr int kRecordings = 50;
+    Random random(3);
+    Ways ways;
+    for (int recording = 0; recording < kRecordings; ++recording) {
+        SCOPED_TRACE(recording);
+        ASSERT_NO_FATAL_FAILURE(compareReadoutEnds(random, ways));
+    }
+    expectAtLeast({{"atOnce", ways.atOnce, 500},
+                   {"switched", ways.switched, 300},
+                   {"carried", ways.carried, 50},
+                   {"resetAtOnce", ways.resetAtOnce, 10}});
 }
 
 }  // namespace
