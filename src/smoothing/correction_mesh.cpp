@@ -14,10 +14,10 @@ int32_t Smoother::meshY(uint32_t row) const {
     return row + 1 == meshRows_ ? view_.outputHeight - 1 : static_cast<int32_t>(row) * kMeshStep;
 }
 
-void Smoother::buildMesh(const Quaternion& q, double t) {
+void Smoother::buildMesh(const Quaternion& q, const RowTiming& timing) {
     mesh_.resize(meshRows_ * meshCols_);
     MeshPoint* node = mesh_.writable();
-    PointMapper mapper = mapperFor(q, t);
+    PointMapper mapper = mapperFor(q, timing);
     double rowHint = -1.0;
     bool complete = true;
     for (uint32_t i = 0; i < meshRows_ && complete; ++i) {
@@ -55,11 +55,13 @@ void Smoother::pointAtMesh(FrameCorrection& out) const {
     out.writable()[0].mesh = &mesh_;
 }
 
-void Smoother::fillCorrection(const Quaternion& q, double t, FrameCorrection& out) {
-    // An orientation that still leaves the input gets a mesh without per-row timing.
-    if (rollingShutter_) rollingShutter_ = !violatesCrop(q, t);
+void Smoother::fillCorrection(const Quaternion& q, const RowTiming& timing, bool isRolling,
+                              FrameCorrection& out) {
+    rollingShutter_ = isRolling && !violatesCrop(q, timing);
+    RowTiming meshTiming = timing;
+    meshTiming.isRolling = rollingShutter_;
     pointAtMesh(out);
-    buildMesh(q, t);
+    buildMesh(q, meshTiming);
 }
 
 FrameCorrection* Smoother::fallbackCorrection(FrameCorrection* out) {

@@ -15,20 +15,23 @@ bool isInside(PointMapper& mapper, const ViewGeometry& view, int32_t x, int32_t 
 
 }  // namespace
 
-bool Smoother::reachesReadoutEnd(double t) {
+RowTiming Smoother::rowTiming(double t) const {
+    const double readoutTime = params_->readoutTime;
     Quaternion atReadoutEnd;
-    return hub_->getOrientation(t + params_->readoutTime, atReadoutEnd);
+    return {t, readoutTime, static_cast<double>(view_.inputHeight),
+            hub_->getOrientation(t + readoutTime, atReadoutEnd)};
 }
 
-PointMapper Smoother::mapperFor(const Quaternion& q, double t) {
-    const double rows = view_.inputHeight;
-    return {view_, *hub_, q, RowTiming{t, params_->readoutTime, rows, rollingShutter_}};
+PointMapper Smoother::mapperFor(const Quaternion& q, const RowTiming& timing) const {
+    return {view_, *hub_, q, timing};
 }
 
 /// Only the left and right edges are tested between the corners.
-bool Smoother::leavesInput(const Quaternion& q, double t) {
-    if (rollingShutter_ && certificate_.isInside(*hub_, q, t, params_->readoutTime)) return false;
-    PointMapper mapper = mapperFor(q, t);
+bool Smoother::violatesCrop(const Quaternion& q, const RowTiming& timing) const {
+    if (timing.isRolling && certificate_.isInside(*hub_, q, timing.start, timing.readoutTime)) {
+        return false;
+    }
+    PointMapper mapper = mapperFor(q, timing);
     const int32_t right = view_.outputWidth - 1;
     const int32_t bottom = view_.outputHeight - 1;
     const auto rowIsInside = [&](int32_t y) {
@@ -43,29 +46,22 @@ bool Smoother::leavesInput(const Quaternion& q, double t) {
     return false;
 }
 
-bool Smoother::violatesCrop(const Quaternion& q, double t) {
-    rollingShutter_ = reachesReadoutEnd(t);
-    return leavesInput(q, t);
-}
-
-void Smoother::pullIntoCrop(Quaternion& q, double t) {
-    if (violatesCrop(q, t)) pullTowardMeasured(q, t);
-}
-
-void Smoother::pullTowardMeasured(Quaternion& q, double t) {
+bool Smoother::pullIntoCrop(Quaternion& q, const RowTiming& timing) const {
+    if (!violatesCrop(q, timing)) return false;
     Quaternion measured;
-    if (!queryOrientation(t, measured)) return;
+    if (!queryOrientation(timing.start, measured)) return true;
     float lo = 0.0f;
     float hi = 1.0f;
     do {
         const float mid = (lo + hi) * 0.5f;
-        if (leavesInput(slerp(q, measured, mid), t)) {
+        if (violatesCrop(slerp(q, measured, mid), timing)) {
             lo = mid;
         } else {
             hi = mid;
         }
     } while (hi - lo > 0.001f);
     q = slerp(q, measured, hi);
+    return true;
 }
 
 }  // namespace qlx::zpr_framehold

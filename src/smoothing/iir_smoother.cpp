@@ -54,9 +54,10 @@ bool IIRSmoother::smoothFrame(double t, FrameCorrection* out) {
     const Quaternion previous = smoothed_;
     catchUpWhenStill(frame.orientation, frame.time);
     smoothed_ = slerp(frame.orientation, smoothed_, alpha_);
-    pullIntoCrop(smoothed_, frame.time);
-    lookAhead(frame.time);
-    fillCorrection(smoothed_, frame.time, *out);
+    const RowTiming timing = rowTiming(frame.time);
+    pullIntoCrop(smoothed_, timing);
+    const bool isRolling = lookAhead(timing);
+    fillCorrection(smoothed_, timing, isRolling, *out);
     lastStep_ = previous.inverse() * smoothed_;
     return true;
 }
@@ -81,31 +82,36 @@ void IIRSmoother::catchUpWhenStill(const Quaternion& measured, double t) {
 }
 
 /// Runs the filter on over the coming frames. A violation of the crop i frames ahead pulls the
-/// virtual orientation toward the one corrected there by the weight 1 / (i + 1).
-void IIRSmoother::lookAhead(double t) {
+/// virtual orientation toward the one corrected there by the weight 1 / (i + 1). Returns how the
+/// last crop test timed rows: one by one or all at once.
+bool IIRSmoother::lookAhead(const RowTiming& timing) {
     constexpr uint64_t kFramesBeyondRing = 60;
 
     const uint32_t ring = frameRing_.size();
     const uint32_t waiting = std::min(writeCount_ - readCount_, ring);
     Quaternion probe = smoothed_;
+    bool isRolling = timing.isRolling;
     for (uint64_t i = 1; i <= waiting + kFramesBeyondRing; ++i) {
         // Deliberate: beyond the waiting frames, times count from the entry after the last of
         // them, which in a full ring is the frame being output.
         const double time = i < waiting ? ringEntry(readCount_ + static_cast<uint32_t>(i)).time
                                         : static_cast<double>(i - waiting) * framePeriod_ +
                                               ringEntry(readCount_ + waiting).time;
-        if (!reachesReadoutEnd(time)) return;
-        setRollingShutter(true);
+        const RowTiming coming = rowTiming(time);
+        if (!coming.isRolling) break;
+        // Deliberate: the frame's own rows are then timed one by one, too, even if sensor data does
+        // not reach the end of its readout, which takes frames out of order.
+        isRolling = true;
         Quaternion measured = identity();
         queryOrientation(time, measured);
         probe = slerp(measured, probe, alpha_);
-        if (leavesInput(probe, time)) {
-            pullTowardMeasured(probe, time);
+        if (pullIntoCrop(probe, coming)) {
             smoothed_ = slerp(smoothed_, probe, 1.0 / static_cast<double>(i + 1));
-            pullIntoCrop(smoothed_, t);
-            return;
+            pullIntoCrop(smoothed_, timing);
+            return timing.isRolling;
         }
     }
+    return isRolling;
 }
 
 }  // namespace qlx::zpr_framehold

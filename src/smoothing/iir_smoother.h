@@ -21,7 +21,7 @@ public:
 private:
     void takeFrame(double t);
     void catchUpWhenStill(const Quaternion& measured, double t);
-    void lookAhead(double t);
+    bool lookAhead(const RowTiming& timing);
 
     bool started_ = false;    // a frame with an orientation has been seen
     Quaternion smoothed_;     // orientation of the virtual camera

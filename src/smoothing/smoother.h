@@ -48,30 +48,23 @@ protected:
     /// params and hub are borrowed and must outlive the object.
     Smoother(const ZPR_Param* params, SensorHub* hub);
 
-    /// Whether sensor data reaches the end of the readout of the frame at time t.
-    bool reachesReadoutEnd(double t);
+    /// Returns how the rows of the frame at time t are timed: one by one if sensor data reaches the
+    /// end of its readout, else all at once.
+    RowTiming rowTiming(double t) const;
 
-    /// Turns per-row timing on or off for what follows.
-    void setRollingShutter(bool on) { rollingShutter_ = on; }
+    /// Returns true if output under the virtual orientation q needs pixels outside the input.
+    bool violatesCrop(const Quaternion& q, const RowTiming& timing) const;
 
-    /// Whether output under the virtual orientation q at frame time t needs pixels outside the
-    /// input.
-    bool leavesInput(const Quaternion& q, double t);
+    /// Moves q toward the measured orientation, just far enough, if it violates the crop. Returns
+    /// true if it did.
+    bool pullIntoCrop(Quaternion& q, const RowTiming& timing) const;
 
-    /// The same; turns per-row timing on if sensor data reaches the end of the frame's readout,
-    /// else off.
-    bool violatesCrop(const Quaternion& q, double t);
+    /// Fills `out` with the correction under q of the frame with the given timing. isRolling: time
+    /// its rows one by one unless q violates the crop, whatever `timing` says.
+    void fillCorrection(const Quaternion& q, const RowTiming& timing, bool isRolling,
+                        FrameCorrection& out);
 
-    /// Moves q, under which output leaves the input, toward the measured orientation at t, just
-    /// far enough.
-    void pullTowardMeasured(Quaternion& q, double t);
-
-    /// The same if q violates the crop.
-    void pullIntoCrop(Quaternion& q, double t);
-
-    void fillCorrection(const Quaternion& q, double t, FrameCorrection& out);
-
-    bool queryOrientation(double t, Quaternion& out) {
+    bool queryOrientation(double t, Quaternion& out) const {
         return hub_->getOrientation(t + sensorTimeOffset_, out);
     }
 
@@ -95,8 +88,8 @@ private:
 
     void buildTestBands();
 
-    PointMapper mapperFor(const Quaternion& q, double t);
-    void buildMesh(const Quaternion& q, double t);
+    PointMapper mapperFor(const Quaternion& q, const RowTiming& timing) const;
+    void buildMesh(const Quaternion& q, const RowTiming& timing);
     void clampMesh();
     void pointAtMesh(FrameCorrection& out) const;
 
@@ -104,7 +97,7 @@ private:
     int32_t meshY(uint32_t row) const;
 
     SharedArray<SharedArray<BandPoint>> testBands_;  // corners of row bands of the output
-    bool rollingShutter_ = true;                     // rows are timed one by one
+    bool rollingShutter_ = true;                     // of the latest frame
     uint32_t meshRows_;
     uint32_t meshCols_;
     SharedArray<MeshPoint> mesh_;  // of the latest frame
