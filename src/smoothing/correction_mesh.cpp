@@ -17,7 +17,7 @@ int32_t Smoother::meshY(uint32_t row) const {
 void Smoother::buildMesh(const Quaternion& q, const RowTiming& timing) {
     mesh_.resize(meshRows_ * meshCols_);
     MeshPoint* node = mesh_.writable();
-    PointMapper mapper = mapperFor(q, timing);
+    PointMapper mapper(view_, *hub_, q, timing);
     double rowHint = -1.0;
     bool complete = true;
     for (uint32_t i = 0; i < meshRows_ && complete; ++i) {
@@ -57,7 +57,7 @@ void Smoother::pointAtMesh(FrameCorrection& out) const {
 
 void Smoother::fillCorrection(const Quaternion& q, const RowTiming& timing, bool isRolling,
                               FrameCorrection& out) {
-    rollingShutter_ = isRolling && !violatesCrop(q, timing);
+    rollingShutter_ = isRolling && !cropLimit_.violatesCrop(q, timing);
     RowTiming meshTiming = timing;
     meshTiming.isRolling = rollingShutter_;
     pointAtMesh(out);

@@ -1,6 +1,4 @@
-// What keeps the output inside the input: the part of Smoother that limits the virtual
-// orientation.
-#include "smoothing/smoother.h"
+#include "smoothing/crop_limit.h"
 
 namespace qlx::zpr_framehold {
 
@@ -15,23 +13,12 @@ bool isInside(PointMapper& mapper, const ViewGeometry& view, int32_t x, int32_t 
 
 }  // namespace
 
-RowTiming Smoother::rowTiming(double t) const {
-    const double readoutTime = params_->readoutTime;
-    Quaternion atReadoutEnd;
-    return {t, readoutTime, static_cast<double>(view_.inputHeight),
-            hub_->getOrientation(t + readoutTime, atReadoutEnd)};
-}
-
-PointMapper Smoother::mapperFor(const Quaternion& q, const RowTiming& timing) const {
-    return {view_, *hub_, q, timing};
-}
-
 /// Only the left and right edges are tested between the corners.
-bool Smoother::violatesCrop(const Quaternion& q, const RowTiming& timing) const {
-    if (timing.isRolling && certificate_.isInside(*hub_, q, timing.start, timing.readoutTime)) {
+bool CropLimit::violatesCrop(const Quaternion& q, const RowTiming& timing) const {
+    if (timing.isRolling && certificate_.isInside(hub_, q, timing.start, timing.readoutTime)) {
         return false;
     }
-    PointMapper mapper = mapperFor(q, timing);
+    PointMapper mapper(view_, hub_, q, timing);
     const int32_t right = view_.outputWidth - 1;
     const int32_t bottom = view_.outputHeight - 1;
     const auto rowIsInside = [&](int32_t y) {
@@ -46,10 +33,10 @@ bool Smoother::violatesCrop(const Quaternion& q, const RowTiming& timing) const 
     return false;
 }
 
-bool Smoother::pullIntoCrop(Quaternion& q, const RowTiming& timing) const {
+bool CropLimit::pullIntoCrop(Quaternion& q, const RowTiming& timing) const {
     if (!violatesCrop(q, timing)) return false;
     Quaternion measured;
-    if (!queryOrientation(timing.start, measured)) return true;
+    if (!hub_.getOrientation(timing.start + sensorTimeOffset_, measured)) return true;
     float lo = 0.0f;
     float hi = 1.0f;
     do {

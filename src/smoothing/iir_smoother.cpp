@@ -55,7 +55,7 @@ bool IIRSmoother::smoothFrame(double t, FrameCorrection* out) {
     catchUpWhenStill(frame.orientation, frame.time);
     smoothed_ = slerp(frame.orientation, smoothed_, alpha_);
     const RowTiming timing = rowTiming(frame.time);
-    pullIntoCrop(smoothed_, timing);
+    cropLimit_.pullIntoCrop(smoothed_, timing);
     const bool isRolling = lookAhead(timing);
     fillCorrection(smoothed_, timing, isRolling, *out);
     lastStep_ = previous.inverse() * smoothed_;
@@ -105,9 +105,9 @@ bool IIRSmoother::lookAhead(const RowTiming& timing) {
         Quaternion measured = identity();
         queryOrientation(time, measured);
         probe = slerp(measured, probe, alpha_);
-        if (pullIntoCrop(probe, coming)) {
+        if (cropLimit_.pullIntoCrop(probe, coming)) {
             smoothed_ = slerp(smoothed_, probe, 1.0 / static_cast<double>(i + 1));
-            pullIntoCrop(smoothed_, timing);
+            cropLimit_.pullIntoCrop(smoothed_, timing);
             return timing.isRolling;
         }
     }

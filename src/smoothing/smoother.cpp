@@ -13,7 +13,7 @@ uint32_t ringSize(const ZPR_Param& params) { return static_cast<uint32_t>(params
 }  // namespace
 
 Smoother::Smoother(const ZPR_Param* params, SensorHub* hub)
-    : params_(params), hub_(hub), view_(*params), certificate_(view_),
+    : params_(params), hub_(hub), view_(*params), cropLimit_(view_, *hub, sensorTimeOffset_),
       meshRows_(meshNodes(view_.outputHeight)), meshCols_(meshNodes(view_.outputWidth)) {
     buildTestBands();
 
@@ -43,6 +43,13 @@ void Smoother::buildTestBands() {
             points[3] = {right, static_cast<float>(bottom)};
         }
     }
+}
+
+RowTiming Smoother::rowTiming(double t) const {
+    const double readoutTime = params_->readoutTime;
+    Quaternion atReadoutEnd;
+    return {t, readoutTime, static_cast<double>(view_.inputHeight),
+            hub_->getOrientation(t + readoutTime, atReadoutEnd)};
 }
 
 void Smoother::reset() {

@@ -2,7 +2,7 @@
 
 #include "math/quaternion.h"
 #include "sensors/sensor_hub.h"
-#include "smoothing/crop_certificate.h"
+#include "smoothing/crop_limit.h"
 #include "smoothing/frame_correction.h"
 #include "smoothing/point_mapper.h"
 #include "smoothing/shared_array.h"
@@ -52,13 +52,6 @@ protected:
     /// end of its readout, else all at once.
     RowTiming rowTiming(double t) const;
 
-    /// Returns true if output under the virtual orientation q needs pixels outside the input.
-    bool violatesCrop(const Quaternion& q, const RowTiming& timing) const;
-
-    /// Moves q toward the measured orientation, just far enough, if it violates the crop. Returns
-    /// true if it did.
-    bool pullIntoCrop(Quaternion& q, const RowTiming& timing) const;
-
     /// Fills `out` with the correction under q of the frame with the given timing. isRolling: time
     /// its rows one by one unless q violates the crop, whatever `timing` says.
     void fillCorrection(const Quaternion& q, const RowTiming& timing, bool isRolling,
@@ -73,8 +66,8 @@ protected:
     const ZPR_Param* params_;
     SensorHub* hub_;
     ViewGeometry view_;
-    CropCertificate certificate_;
     double sensorTimeOffset_ = 0.0;
+    CropLimit cropLimit_;
     double framePeriod_ = 0.03333333333333333;
     uint32_t readCount_ = 0;
     uint32_t writeCount_ = 0;
@@ -88,7 +81,6 @@ private:
 
     void buildTestBands();
 
-    PointMapper mapperFor(const Quaternion& q, const RowTiming& timing) const;
     void buildMesh(const Quaternion& q, const RowTiming& timing);
     void clampMesh();
     void pointAtMesh(FrameCorrection& out) const;

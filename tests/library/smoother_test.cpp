@@ -1,3 +1,4 @@
+#include "smoothing/crop_certificate.h"
 #include "smoothing/iir_smoother.h"
 #include "support/test_support.h"
 
