@@ -1,7 +1,6 @@
 #include "smoothing/smoother.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace qlx::zpr_framehold {
 
@@ -14,12 +13,8 @@ uint32_t ringSize(const ZPR_Param& params) { return static_cast<uint32_t>(params
 
 Smoother::Smoother(const ZPR_Param* params, SensorHub* hub)
     : params_(params), hub_(hub), view_(*params), cropLimit_(view_, *hub, sensorTimeOffset_),
-      meshRows_(meshNodes(view_.outputHeight)), meshCols_(meshNodes(view_.outputWidth)) {
+      mesh_(view_) {
     buildTestBands();
-
-    const uint64_t nodes = uint64_t{meshRows_} * meshCols_;
-    if (nodes > std::numeric_limits<uint32_t>::max()) throw std::bad_alloc();
-    mesh_.reserve(static_cast<uint32_t>(nodes));
     frameRing_.resize(ringSize(*params));
 }
 
@@ -50,6 +45,28 @@ RowTiming Smoother::rowTiming(double t) const {
     Quaternion atReadoutEnd;
     return {t, readoutTime, static_cast<double>(view_.inputHeight),
             hub_->getOrientation(t + readoutTime, atReadoutEnd)};
+}
+
+void Smoother::pointAtMesh(FrameCorrection& out) const {
+    out.resize(1);
+    out.writable()[0].mesh = &mesh_.nodes();
+}
+
+void Smoother::fillCorrection(const Quaternion& q, const RowTiming& timing, bool isRolling,
+                              FrameCorrection& out) {
+    rollingShutter_ = isRolling && !cropLimit_.violatesCrop(q, timing);
+    RowTiming meshTiming = timing;
+    meshTiming.isRolling = rollingShutter_;
+    pointAtMesh(out);
+    PointMapper mapper(view_, *hub_, q, meshTiming);
+    mesh_.buildMesh(mapper);
+}
+
+FrameCorrection* Smoother::fallbackCorrection(FrameCorrection* out) {
+    if (out == nullptr) return nullptr;
+    pointAtMesh(*out);
+    mesh_.buildCentredCrop();
+    return out;
 }
 
 void Smoother::reset() {

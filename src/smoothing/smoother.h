@@ -2,6 +2,7 @@
 
 #include "math/quaternion.h"
 #include "sensors/sensor_hub.h"
+#include "smoothing/correction_mesh.h"
 #include "smoothing/crop_limit.h"
 #include "smoothing/frame_correction.h"
 #include "smoothing/point_mapper.h"
@@ -81,18 +82,11 @@ private:
 
     void buildTestBands();
 
-    void buildMesh(const Quaternion& q, const RowTiming& timing);
-    void clampMesh();
     void pointAtMesh(FrameCorrection& out) const;
-
-    int32_t meshX(uint32_t column) const;
-    int32_t meshY(uint32_t row) const;
 
     SharedArray<SharedArray<BandPoint>> testBands_;  // corners of row bands of the output
     bool rollingShutter_ = true;                     // of the latest frame
-    uint32_t meshRows_;
-    uint32_t meshCols_;
-    SharedArray<MeshPoint> mesh_;  // of the latest frame
+    CorrectionMesh mesh_;                            // of the latest frame
 };
 
 }  // namespace qlx::zpr_framehold
