@@ -29,7 +29,7 @@ void CorrectionMesh::buildMesh(PointMapper& mapper) {
     for (uint32_t i = 0; i < rows_ && complete; ++i) {
         for (uint32_t j = 0; j < cols_; ++j, ++node) {
             // A node that cannot be mapped keeps its contents; no rows follow its row.
-            if (!mapper.map(outputX(j), outputY(i), rowHint, *node)) complete = false;
+            if (!mapper.mapOutputPoint(outputX(j), outputY(i), rowHint, *node)) complete = false;
             rowHint = node->y;
         }
     }

@@ -7,8 +7,8 @@ namespace {
 /// Whether the output position (x, y) lies in the input, as far as that is known.
 bool isInside(PointMapper& mapper, const ViewGeometry& view, int32_t x, int32_t y) {
     MeshPoint p;
-    return mapper.map(x, y, -1.0, p) && p.x >= 0.0 && p.x <= view.inputWidth - 1 && p.y >= 0.0 &&
-           p.y <= view.inputHeight - 1;
+    return mapper.mapOutputPoint(x, y, -1.0, p) && p.x >= 0.0 && p.x <= view.inputWidth - 1 &&
+           p.y >= 0.0 && p.y <= view.inputHeight - 1;
 }
 
 }  // namespace

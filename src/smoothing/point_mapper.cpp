@@ -20,7 +20,7 @@ const PointMapper::Homography& PointMapper::homographyAt(double y, Homography& l
     return last;
 }
 
-bool PointMapper::map(double xTarget, double yTarget, double rowHint, MeshPoint& out) {
+bool PointMapper::mapOutputPoint(double xTarget, double yTarget, double rowHint, MeshPoint& out) {
     constexpr int kMaxPasses = 20;
     constexpr double kConverged = 0.15;  // squared distance in output pixels
 

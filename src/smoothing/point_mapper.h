@@ -33,7 +33,7 @@ public:
     /// Finds the input position whose row, at its own readout time, is seen at the output position.
     /// rowHint: an input row to start from, negative for none. False, with `out` untouched, if
     /// there is no orientation for a row on the way or no position is found.
-    bool map(double xTarget, double yTarget, double rowHint, MeshPoint& out);
+    bool mapOutputPoint(double xTarget, double yTarget, double rowHint, MeshPoint& out);
 
 private:
     /// Takes input positions to output positions at one time, if the orientation is known.
