@@ -15,7 +15,7 @@ bool isInside(PointMapper& mapper, const ViewGeometry& view, int32_t x, int32_t 
 
 /// Only the left and right edges are tested between the corners.
 bool CropLimit::violatesCrop(const Quaternion& q, const RowTiming& timing) const {
-    if (timing.isRolling && certificate_.isInside(hub_, q, timing.start, timing.readoutTime)) {
+    if (timing.isRolling && bound_.provesInside(hub_, q, timing)) {
         return false;
     }
     PointMapper mapper(view_, hub_, q, timing);

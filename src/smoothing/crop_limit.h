@@ -2,7 +2,7 @@
 
 #include "math/quaternion.h"
 #include "sensors/sensor_hub.h"
-#include "smoothing/crop_certificate.h"
+#include "smoothing/crop_bound.h"
 #include "smoothing/point_mapper.h"
 #include "smoothing/view_geometry.h"
 
@@ -14,7 +14,7 @@ public:
     /// view and hub are borrowed. sensorTimeOffset: seconds from a frame's time to that of its
     /// measured orientation.
     CropLimit(const ViewGeometry& view, SensorHub& hub, double sensorTimeOffset)
-        : view_(view), hub_(hub), sensorTimeOffset_(sensorTimeOffset), certificate_(view) {}
+        : view_(view), hub_(hub), sensorTimeOffset_(sensorTimeOffset), bound_(view) {}
 
     /// Returns true if output under the virtual orientation q needs pixels outside the input, or
     /// pixels whose position is not known.
@@ -28,7 +28,7 @@ private:
     const ViewGeometry& view_;
     SensorHub& hub_;
     double sensorTimeOffset_;
-    CropCertificate certificate_;
+    CropBound bound_;
 };
 
 }  // namespace qlx::zpr_framehold

@@ -1,4 +1,4 @@
-#include "smoothing/crop_certificate.h"
+#include "smoothing/crop_bound.h"
 #include "smoothing/iir_smoother.h"
 #include "support/test_support.h"
 
@@ -231,7 +231,7 @@ TEST(IIRSmoother, LookAheadActsBeforeTheTurn) {
     EXPECT_GT(lead[1], 1e-3);
 }
 
-TEST(CropCertificate, HoldsForASteadyHandOnly) {
+TEST(CropBound, HoldsForASteadyHandOnly) {
     const double nan = std::nan("");
     struct Case {
         const char* name;
@@ -265,8 +265,10 @@ TEST(CropCertificate, HoldsForASteadyHandOnly) {
             hub.addSample(sample(5, 1.0 + 0.005 * i, q.x, q.y, q.z, q.w));
         }
         const Quaternion off = rotation(c.offX, 1, 0, 0) * rotation(c.offZ, 0, 0, 1);
-        const CropCertificate certificate{ViewGeometry(param)};
-        EXPECT_EQ(certificate.isInside(hub, deviceAt(c.time) * off, c.time, c.readout), c.holds);
+        const CropBound bound{ViewGeometry(param)};
+        EXPECT_EQ(
+            bound.provesInside(hub, deviceAt(c.time) * off, {c.time, c.readout, 1080.0, true}),
+            c.holds);
     }
 }
 

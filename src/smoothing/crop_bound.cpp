@@ -1,4 +1,4 @@
-#include "smoothing/crop_certificate.h"
+#include "smoothing/crop_bound.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,7 +19,7 @@ double margin(double low, double high, int32_t size) {
 
 }  // namespace
 
-CropCertificate::CropCertificate(const ViewGeometry& view)
+CropBound::CropBound(const ViewGeometry& view)
     : focalLength_(view.focalLength), halfWidth_(view.inputWidth / 2 / focalLength_),
       halfHeight_(view.inputHeight / 2 / focalLength_) {
     const Vector3 first = view.cropInv * Vector3{0.0, 0.0, 1.0};
@@ -40,11 +40,10 @@ CropCertificate::CropCertificate(const ViewGeometry& view)
     const double reach =
         std::max(halfWidth_ + roomX / focalLength_, halfHeight_ + roomY / focalLength_);
     pictureMotion_ = 3.5 * direction * std::sqrt(1.0 + reach * reach) * focalLength_;
-    rows_ = view.inputHeight;
 }
 
-bool CropCertificate::isInside(SensorHub& hub, const Quaternion& virtualOrientation, double start,
-                               double readoutTime) const {
+bool CropBound::provesInside(SensorHub& hub, const Quaternion& virtualOrientation,
+                             const RowTiming& timing) const {
     constexpr double kMaxStretch = 0.05;  // for the shrinking of step 3, as the next two
     constexpr double kMaxShear = 0.1;
     constexpr double kMaxRowMotion = 0.18;  // input pixels, as kMaxJump
@@ -54,12 +53,13 @@ bool CropCertificate::isInside(SensorHub& hub, const Quaternion& virtualOrientat
     constexpr double kOrientationStep = 5e-7;
 
     MotionBounds motion;
-    if (!applies_ || !(start <= kMaxTime) ||
-        !hub.boundMotion(start, start + readoutTime, virtualOrientation.inverse(), motion)) {
+    if (!applies_ || !(timing.start <= kMaxTime) ||
+        !hub.boundMotion(timing.start, timing.start + timing.readoutTime,
+                         virtualOrientation.inverse(), motion)) {
         return false;
     }
     const double pictureSpeed = motion.speed * pictureMotion_;
-    if (!(pictureSpeed * readoutTime / rows_ <= kMaxRowMotion &&
+    if (!(pictureSpeed * timing.readoutTime / timing.rows <= kMaxRowMotion &&
           pictureSpeed * kTimeStep + pictureMotion_ * kOrientationStep <= kMaxJump)) {
         return false;
     }

@@ -1,13 +1,15 @@
 #pragma once
 
 #include "sensors/sensor_hub.h"
+#include "smoothing/point_mapper.h"
 #include "smoothing/view_geometry.h"
 
 namespace qlx::zpr_framehold {
 
-/// Proves cheaply, for most frames of a steady hand, that the crop test of a frame with per-row
-/// timing would find every point inside the input: from bounds on the rotation between the
-/// virtual camera and the device over the readout, instead of mapping the points.
+/// Conservative bound on how far the crop test of a frame with per-row timing finds its points from
+/// where they are without rotation: from bounds on the rotation between the virtual camera and the
+/// device over the readout, instead of mapping the points. With a steady hand it is mostly small
+/// enough that no point can leave the input.
 ///
 /// In units of the focal length f from the centre, device directions are (Y, X, 1), and a rotation
 /// R takes a position to X' = r1 / r2, Y' = r0 / r2 with r = R (Y, X, 1). Let gx, gy, gz bound the
@@ -34,14 +36,14 @@ namespace qlx::zpr_framehold {
 ///    takes to the target.
 ///
 /// All else that rounds does so by less than a thousandth of the pixel that is kept free.
-class CropCertificate {
+class CropBound {
 public:
-    explicit CropCertificate(const ViewGeometry& view);
+    explicit CropBound(const ViewGeometry& view);
 
-    /// Whether the crop test of a frame with the given virtual orientation, readout start and time
-    /// cannot fail. False: not known.
-    bool isInside(SensorHub& hub, const Quaternion& virtualOrientation, double start,
-                  double readoutTime) const;
+    /// Returns true if the crop test of a frame with the given virtual orientation, its rows timed
+    /// one by one, cannot fail. False: not known.
+    bool provesInside(SensorHub& hub, const Quaternion& virtualOrientation,
+                      const RowTiming& timing) const;
 
 private:
     bool applies_;
@@ -51,7 +53,6 @@ private:
     double marginX_;  // of the crop in the input, in pixels, less the one kept free
     double marginY_;
     double pictureMotion_;  // in pixels, most that a quaternion moving by 1 moves the picture
-    double rows_;           // of the input
 };
 
 }  // namespace qlx::zpr_framehold
