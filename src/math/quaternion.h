@@ -43,6 +43,9 @@ struct Quaternion {
         return std::isfinite(w) && std::isfinite(x) && std::isfinite(y) && std::isfinite(z);
     }
 
+    /// Returns true if the length is 1 but for rounding.
+    bool isOfUnitLength() const { return std::fabs(squaredNorm() - 1.0) <= 1e-13; }
+
     /// Exact comparison, without tolerance.
     bool operator==(const Quaternion& other) const {
         return w == other.w && x == other.x && y == other.y && z == other.z;

@@ -14,13 +14,14 @@ bool isUsable(const Quaternion& q) {
     return std::isfinite(n) && n > 0.0;
 }
 
-bool isOfUnitLength(const Quaternion& q) { return std::fabs(q.squaredNorm() - 1.0) <= 1e-13; }
+double distanceBetween(const Quaternion& a, const Quaternion& b) {
+    if (!a.isOfUnitLength() || !b.isOfUnitLength()) return std::numeric_limits<double>::infinity();
+    return Quaternion(b.w - a.w, b.x - a.x, b.y - a.y, b.z - a.z).norm();
+}
 
-double speedBetween(const Quaternion& a, const Quaternion& b, double seconds) {
+double speedOf(double distance, double seconds) {
     constexpr double kMaxDistance = 0.1;
-    const double distance = Quaternion(b.w - a.w, b.x - a.x, b.y - a.y, b.z - a.z).norm();
-    const bool isKnown =
-        seconds > 0.0 && distance <= kMaxDistance && isOfUnitLength(a) && isOfUnitLength(b);
+    const bool isKnown = seconds > 0.0 && distance <= kMaxDistance;
     return isKnown ? distance / seconds : std::numeric_limits<double>::infinity();
 }
 
@@ -36,18 +37,13 @@ void RotationalSensor::reset() {
     if (capacity_ <= 0) records_.clear();
 }
 
-const RotationalSensor::Record& RotationalSensor::at(int32_t index) const {
-    const int32_t position = capacity_ > 0 && index >= capacity_ ? index - capacity_ : index;
-    return records_[static_cast<size_t>(position)];
-}
-
 void RotationalSensor::write(const Quaternion& orientation, double timestamp) {
-    Record record{orientation, timestamp, {}, 0.0};
+    Record record{orientation, timestamp, {}, 0.0, 0.0};
     bool isSorted = true;
     if (!isEmpty()) {
         record.arc = arcBetween(newest().orientation, orientation);
-        record.speed =
-            speedBetween(newest().orientation, orientation, timestamp - newest().timestamp);
+        record.distance = distanceBetween(newest().orientation, orientation);
+        record.speed = speedOf(record.distance, timestamp - newest().timestamp);
         isSorted = timestamp > newest().timestamp;
     }
     if (capacity_ <= 0) {
@@ -154,7 +150,7 @@ bool RotationalSensor::getRelativeRotation(double t1, double t2, Quaternion& out
 
 bool RotationalSensor::boundMotion(double from, double to, const Quaternion& reference,
                                    MotionBounds& out) const {
-    if (isEmpty() || sortedFrom_ > oldest() || !isOfUnitLength(reference) ||
+    if (isEmpty() || sortedFrom_ > oldest() || !reference.isOfUnitLength() ||
         !(at(oldest()).timestamp <= from) || !(from <= to) || !(to <= newest().timestamp)) {
         return false;
     }

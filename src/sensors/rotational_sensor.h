@@ -37,6 +37,34 @@ public:
     virtual bool getRelativeRotationMatrix(double t1, double t2, double m[9]) const;
     virtual bool getRelativeRotation(double t1, double t2, Quaternion& out) const;
 
+    struct Record {
+        Quaternion orientation;
+        double timestamp;
+        Arc arc;          // from the record before
+        double distance;  // from it, as quaternions; infinite unless both are of unit length
+        double speed;     // distance per second, see MotionBounds; infinite if none can be given
+    };
+
+    /// Applies test(record) to the records between which the answers from `from` to `to` are
+    /// interpolated, in order, until it returns false for one. Returns true if it does for none;
+    /// false, without applying it, if the span is not buffered, records are out of order, or there
+    /// is only one.
+    template <class Test>
+    bool allRecords(double from, double to, Test&& test) const {
+        if (head_ < 1 || sortedFrom_ > oldest() || !(at(oldest()).timestamp <= from) ||
+            !(from <= to) || !(to <= newest().timestamp)) {
+            return false;
+        }
+        const Record* record = &at(bracket(from).lo);
+        const Record* last = &newest();
+        const Record* end = records_.data() + records_.size();
+        while (test(*record)) {
+            if (record == last || record->timestamp > to) return true;
+            if (++record == end) record = records_.data();
+        }
+        return false;
+    }
+
     /// Bounds reference * orientation over the times from `from` to `to`. False if that is not
     /// known: outside the buffered span, where records are out of order or more than 0.1 apart, or
     /// where one of them or the reference is not of unit length to within 1e-13 of the square.
@@ -46,13 +74,6 @@ public:
     bool boundMotion(double from, double to, const Quaternion& reference, MotionBounds& out) const;
 
 protected:
-    struct Record {
-        Quaternion orientation;
-        double timestamp;
-        Arc arc;       // from the record before
-        double speed;  // of that arc, see MotionBounds; infinite if none can be given
-    };
-
     /// capacity: records kept; at most 0 to keep all.
     explicit RotationalSensor(int capacity);
 
@@ -70,7 +91,10 @@ private:
     int32_t oldest() const {
         return capacity_ > 0 && head_ >= capacity_ ? head_ - capacity_ + 1 : 0;
     }
-    const Record& at(int32_t index) const;
+    const Record& at(int32_t index) const {
+        const int32_t position = capacity_ > 0 && index >= capacity_ ? index - capacity_ : index;
+        return records_[static_cast<size_t>(position)];
+    }
     Bracket bracket(double t) const;
     Bracket searchBracket(double t) const;
     bool isBracket(int32_t lo, double t) const;

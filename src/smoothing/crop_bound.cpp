@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace qlx::zpr_framehold {
 
@@ -11,6 +12,9 @@ constexpr double kMaxMargin = 700.0;  // input pixels; times kMaxScale, the larg
 constexpr double kMaxScale = 2.0;     // output pixels per input pixel
 constexpr double kMaxHalfView = 2.0;  // focal lengths
 constexpr double kKeptFree = 1.0;     // input pixels
+constexpr double kMaxJump = 0.03;     // input pixels, for the shrinking of step 3
+constexpr double kTimeStep = 5e-7;    // seconds
+constexpr double kOrientationStep = 5e-7;
 
 /// Room between the crop window's edges and the input's, at most kMaxMargin.
 double margin(double low, double high, int32_t size) {
@@ -35,40 +39,61 @@ CropBound::CropBound(const ViewGeometry& view)
 
     // A quaternion that moves by m moves the direction v by at most 2 m |v| (1 + 3 s) for rotations
     // of half-angle sine s, here at most 0.16, and its picture by sqrt(1 + X' X') / (1 - e) times
-    // that; interpolation is at most 1.1 times as fast as MotionBounds::speed.
+    // that; interpolation is at most 1.1 times as fast as the records are on average.
     const double direction = std::sqrt(1.0 + halfWidth_ * halfWidth_ + halfHeight_ * halfHeight_);
     const double reach =
         std::max(halfWidth_ + roomX / focalLength_, halfHeight_ + roomY / focalLength_);
     pictureMotion_ = 3.5 * direction * std::sqrt(1.0 + reach * reach) * focalLength_;
+    const double jump = pictureMotion_ * kOrientationStep;
+    maxSpeed_ = (kMaxJump - jump) / (pictureMotion_ * kTimeStep);
+    applies_ = applies_ && jump <= kMaxJump;
+}
+
+/// Finds the largest absolute values of the rotation's vector components in the records for the
+/// frame's readout. Returns false if a record is not of unit length or the rotation is too fast.
+bool CropBound::boundRotation(const RotationalSensor& sensor, const Quaternion& toVirtual,
+                              const RowTiming& timing, Vector3& out) const {
+    constexpr double kMaxRowMotion = 0.18;  // input pixels, for the shrinking of step 3
+    constexpr double kMaxDistance = 0.1;
+
+    const double maxRowSpeed = kMaxRowMotion * timing.rows / (pictureMotion_ * timing.readoutTime);
+    const double maxSpeed = std::min(maxSpeed_, maxRowSpeed);
+    Vector3 largest{0.0, 0.0, 0.0};
+    double timeBefore = -std::numeric_limits<double>::infinity();
+    const auto isSteady = [&](const RotationalSensor::Record& record) {
+        const Quaternion rotation = toVirtual * record.orientation;
+        largest.x = std::max(largest.x, std::fabs(rotation.x));
+        largest.y = std::max(largest.y, std::fabs(rotation.y));
+        largest.z = std::max(largest.z, std::fabs(rotation.z));
+        const double seconds = record.timestamp - timeBefore;
+        timeBefore = record.timestamp;
+        return record.distance <= std::min(maxSpeed * seconds, kMaxDistance);
+    };
+    if (!sensor.allRecords(timing.start, timing.start + timing.readoutTime, isSteady)) return false;
+    out = largest;
+    return true;
 }
 
 bool CropBound::provesInside(SensorHub& hub, const Quaternion& virtualOrientation,
                              const RowTiming& timing) const {
-    constexpr double kMaxStretch = 0.05;  // for the shrinking of step 3, as the next two
+    constexpr double kMaxStretch = 0.05;  // for the shrinking of step 3, like the next one
     constexpr double kMaxShear = 0.1;
-    constexpr double kMaxRowMotion = 0.18;  // input pixels, as kMaxJump
-    constexpr double kMaxJump = 0.03;
-    constexpr double kMaxTime = 4e9;    // seconds, where times are rounded to kTimeStep
-    constexpr double kTimeStep = 5e-7;  // seconds
-    constexpr double kOrientationStep = 5e-7;
+    constexpr double kMaxTime = 4e9;  // seconds, where times are rounded to kTimeStep
 
-    MotionBounds motion;
-    if (!applies_ || !(timing.start <= kMaxTime) ||
-        !hub.boundMotion(timing.start, timing.start + timing.readoutTime,
-                         virtualOrientation.inverse(), motion)) {
-        return false;
-    }
-    const double pictureSpeed = motion.speed * pictureMotion_;
-    if (!(pictureSpeed * timing.readoutTime / timing.rows <= kMaxRowMotion &&
-          pictureSpeed * kTimeStep + pictureMotion_ * kOrientationStep <= kMaxJump)) {
+    const RotationalSensor* sensor = hub.findOrientationSensor();
+    const Quaternion toVirtual = virtualOrientation.inverse();
+    Vector3 rotation;
+    if (!applies_ || sensor == nullptr || !(timing.start <= kMaxTime) ||
+        !toVirtual.isOfUnitLength() || !boundRotation(*sensor, toVirtual, timing, rotation)) {
         return false;
     }
     // A hundredth more than 2 covers that interpolated orientations lie up to 0.2 percent beyond
     // the records.
-    const double gx = 2.02 * (motion.x + motion.y * motion.z);
-    const double gy = 2.02 * (motion.y + motion.x * motion.z);
-    const double gz = 2.02 * (motion.z + motion.x * motion.y);
-    const double g2 = 2.02 * (motion.x * motion.x + motion.y * motion.y + motion.z * motion.z);
+    const double gx = 2.02 * (rotation.x + rotation.y * rotation.z);
+    const double gy = 2.02 * (rotation.y + rotation.x * rotation.z);
+    const double gz = 2.02 * (rotation.z + rotation.x * rotation.y);
+    const double g2 =
+        2.02 * (rotation.x * rotation.x + rotation.y * rotation.y + rotation.z * rotation.z);
     const double a = halfWidth_;
     const double b = halfHeight_;
     const double e = g2 + a * gx + b * gy;

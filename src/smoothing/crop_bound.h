@@ -46,6 +46,9 @@ public:
                       const RowTiming& timing) const;
 
 private:
+    bool boundRotation(const RotationalSensor& sensor, const Quaternion& toVirtual,
+                       const RowTiming& timing, Vector3& out) const;
+
     bool applies_;
     double focalLength_;
     double halfWidth_;  // of the input, in focal lengths
@@ -53,6 +56,7 @@ private:
     double marginX_;  // of the crop in the input, in pixels, less the one kept free
     double marginY_;
     double pictureMotion_;  // in pixels, most that a quaternion moving by 1 moves the picture
+    double maxSpeed_;       // of the quaternion a second, where rows are short enough
 };
 
 }  // namespace qlx::zpr_framehold
