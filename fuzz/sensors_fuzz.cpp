@@ -1,11 +1,12 @@
 // Any finite samples into the orientation sensors, and any queries: answers are usable rotations,
-// and the bounds given on a movement hold.
+// and as close to the records as the smoother's crop bound assumes.
 #include "draw.h"
 #include "sensors/gyroscope_sensor.h"
 #include "sensors/rotation_vector_sensor.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -32,6 +33,10 @@ void requireUsable(const Quaternion& q) {
     require(q.isFinite() && q.norm() > 0.0, "answers are usable rotations");
 }
 
+double distance(const Quaternion& a, const Quaternion& b) {
+    return Quaternion(b.w - a.w, b.x - a.x, b.y - a.y, b.z - a.z).norm();
+}
+
 /// A sensor, and a clock that mostly goes forward.
 class Session {
 public:
@@ -52,7 +57,7 @@ public:
                 return askMany();
             case 6:
             case 7:
-                return askBounds();
+                return askRecords();
             default:
                 return askOne();
         }
@@ -110,26 +115,43 @@ private:
         if (isKnown) requireUsable(answers.back());
     }
 
-    void askBounds() {
+    /// What the smoother's crop bound assumes of answers between records of unit length that are
+    /// near each other: they lie hardly beyond them and move hardly faster.
+    void askRecords() {
         const double from = drawTime(), to = from + draw_.uniform(0, 0.1);
         Quaternion reference;
-        MotionBounds bounds;
-        if (!sensor_->getOrientation(drawTime(), reference) ||
-            !sensor_->boundMotion(from, to, reference.inverse(), bounds)) {
-            return;
-        }
+        if (!sensor_->getOrientation(drawTime(), reference)) return;
+        const Quaternion inverse = reference.inverse();
+        Vector3 bounds{};
+        double speed = 0.0, lastTime = -std::numeric_limits<double>::infinity();
+        const auto isNear = [&](const RotationalSensor::Record& record) {
+            const Quaternion relative = inverse * record.orientation;
+            bounds = {std::max(bounds.x, std::fabs(relative.x)),
+                      std::max(bounds.y, std::fabs(relative.y)),
+                      std::max(bounds.z, std::fabs(relative.z))};
+            speed = std::max(speed, record.distance / (record.timestamp - lastTime));
+            lastTime = record.timestamp;
+            return record.distance <= 0.1;
+        };
+        if (!sensor_->allRecords(from, to, isNear)) return;
         constexpr int kProbes = 20;
+        Quaternion before;
+        double timeBefore = from;
         for (int i = 0; i <= kProbes; ++i) {
             Quaternion q;
             const double time = std::min(to, from + (to - from) * i / kProbes);
-            require(sensor_->getOrientation(time, q), "what is bounded is known");
-            const Quaternion relative = reference.inverse() * q;
+            require(sensor_->getOrientation(time, q), "what has records is known");
+            const Quaternion relative = inverse * q;
             const auto isWithin = [](double value, double bound) {
                 return std::fabs(value) <= 1.002 * bound + 1e-9;
             };
             require(isWithin(relative.x, bounds.x) && isWithin(relative.y, bounds.y) &&
                         isWithin(relative.z, bounds.z),
-                    "bounds hold");
+                    "answers lie hardly beyond the records");
+            require(i == 0 || distance(before, q) <= 1.1 * speed * (time - timeBefore) + 5e-7,
+                    "answers move hardly faster than the records");
+            before = q;
+            timeBefore = time;
         }
     }
 

@@ -19,12 +19,6 @@ double distanceBetween(const Quaternion& a, const Quaternion& b) {
     return Quaternion(b.w - a.w, b.x - a.x, b.y - a.y, b.z - a.z).norm();
 }
 
-double speedOf(double distance, double seconds) {
-    constexpr double kMaxDistance = 0.1;
-    const bool isKnown = seconds > 0.0 && distance <= kMaxDistance;
-    return isKnown ? distance / seconds : std::numeric_limits<double>::infinity();
-}
-
 }  // namespace
 
 RotationalSensor::RotationalSensor(int capacity) : capacity_(capacity) {
@@ -38,12 +32,11 @@ void RotationalSensor::reset() {
 }
 
 void RotationalSensor::write(const Quaternion& orientation, double timestamp) {
-    Record record{orientation, timestamp, {}, 0.0, 0.0};
+    Record record{orientation, timestamp, {}, 0.0};
     bool isSorted = true;
     if (!isEmpty()) {
         record.arc = arcBetween(newest().orientation, orientation);
         record.distance = distanceBetween(newest().orientation, orientation);
-        record.speed = speedOf(record.distance, timestamp - newest().timestamp);
         isSorted = timestamp > newest().timestamp;
     }
     if (capacity_ <= 0) {
@@ -146,27 +139,6 @@ bool RotationalSensor::getRelativeRotation(double t1, double t2, Quaternion& out
     if (!getOrientation(t1, q1) || !getOrientation(t2, q2)) return false;
     out = q1.inverse() * q2;
     return true;
-}
-
-bool RotationalSensor::boundMotion(double from, double to, const Quaternion& reference,
-                                   MotionBounds& out) const {
-    if (isEmpty() || sortedFrom_ > oldest() || !reference.isOfUnitLength() ||
-        !(at(oldest()).timestamp <= from) || !(from <= to) || !(to <= newest().timestamp)) {
-        return false;
-    }
-    MotionBounds bounds{};
-    const int32_t first = bracket(from).lo;
-    for (int32_t i = first;; ++i) {
-        const Record& record = at(i);
-        const Quaternion relative = reference * record.orientation;
-        bounds.x = std::max(bounds.x, std::fabs(relative.x));
-        bounds.y = std::max(bounds.y, std::fabs(relative.y));
-        bounds.z = std::max(bounds.z, std::fabs(relative.z));
-        if (i > first) bounds.speed = std::max(bounds.speed, record.speed);
-        if (i == head_ || record.timestamp > to) break;
-    }
-    out = bounds;
-    return first < head_ && bounds.speed < std::numeric_limits<double>::infinity();
 }
 
 bool RotationalSensor::getRotationMatrix(double t, double m[9]) const {

@@ -8,14 +8,6 @@
 
 namespace qlx::zpr_framehold {
 
-/// How far orientations, relative to a reference and over a span of time, are from none.
-struct MotionBounds {
-    double x;  // largest absolute value of the component in the records that take part
-    double y;
-    double z;
-    double speed;  // largest distance of neighbouring records, as quaternions, per second
-};
-
 /// Keeps a ring of timestamped orientations and interpolates between them.
 ///
 /// Queries return false, and leave their output alone, when the time lies outside the buffered
@@ -42,7 +34,6 @@ public:
         double timestamp;
         Arc arc;          // from the record before
         double distance;  // from it, as quaternions; infinite unless both are of unit length
-        double speed;     // distance per second, see MotionBounds; infinite if none can be given
     };
 
     /// Applies test(record) to the records between which the answers from `from` to `to` are
@@ -64,14 +55,6 @@ public:
         }
         return false;
     }
-
-    /// Bounds reference * orientation over the times from `from` to `to`. False if that is not
-    /// known: outside the buffered span, where records are out of order or more than 0.1 apart, or
-    /// where one of them or the reference is not of unit length to within 1e-13 of the square.
-    /// Components of interpolated orientations are at most 1.002 times the bounds. Over some time
-    /// they move by at most 1.1 times the speed times that time, plus 5e-7: smaller distances may
-    /// be jumped, since close to 1 the cosine does not resolve them.
-    bool boundMotion(double from, double to, const Quaternion& reference, MotionBounds& out) const;
 
 protected:
     /// capacity: records kept; at most 0 to keep all.

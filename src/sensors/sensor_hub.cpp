@@ -79,10 +79,4 @@ bool SensorHub::getOrientation(double timestamp, Quaternion& out) {
     return sensor != nullptr && sensor->getOrientation(timestamp, out);
 }
 
-bool SensorHub::boundMotion(double from, double to, const Quaternion& reference,
-                            MotionBounds& out) {
-    RotationalSensor* sensor = findOrientationSensor();
-    return sensor != nullptr && sensor->boundMotion(from, to, reference, out);
-}
-
 }  // namespace qlx::zpr_framehold

@@ -34,9 +34,6 @@ public:
     /// See RotationalSensor::getOrientation; false if no orientation sensor is enabled.
     bool getOrientation(double timestamp, Quaternion& out);
 
-    /// See RotationalSensor::boundMotion; false if no orientation sensor is enabled.
-    bool boundMotion(double from, double to, const Quaternion& reference, MotionBounds& out);
-
 private:
     int ringCapacity() const;
     RotationalSensor* makeOrientationSensor();
