@@ -8,16 +8,28 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
-constexpr double kMaxMargin = 700.0;  // input pixels; times kMaxScale, the largest residual
+// Of the view.
+constexpr double kKeptFree = 1.0;     // input pixels
+constexpr double kMaxMargin = 700.0;  // input pixels
 constexpr double kMaxScale = 2.0;     // output pixels per input pixel
 constexpr double kMaxHalfView = 2.0;  // focal lengths
-constexpr double kKeptFree = 1.0;     // input pixels
-constexpr double kMaxJump = 0.03;     // input pixels, for the shrinking of step 3
-constexpr double kTimeStep = 5e-7;    // seconds
+
+// Of the rotation.
+constexpr double kMaxDistance = 0.1;  // of neighbouring records, as quaternions
+constexpr double kEntryFactor = 2.02;
+constexpr double kMotionFactor = 3.5;
+
+// Of the iteration.
+constexpr double kMaxStretch = 0.05;
+constexpr double kMaxShear = 0.1;
+constexpr double kMaxRowMotion = 0.18;  // input pixels
+constexpr double kMaxJump = 0.03;       // input pixels
+constexpr double kMaxTime = 4e9;        // seconds
+constexpr double kTimeStep = 5e-7;      // seconds, to which times up to kMaxTime are rounded
 constexpr double kOrientationStep = 5e-7;
 
-/// Room between the crop window's edges and the input's, at most kMaxMargin.
-double margin(double low, double high, int32_t size) {
+/// Distance of the crop window's edges from the input's, at most kMaxMargin.
+double marginOf(double low, double high, int32_t size) {
     return std::min({low, size - 1 - high, kMaxMargin});
 }
 
@@ -29,33 +41,30 @@ CropBound::CropBound(const ViewGeometry& view)
     const Vector3 first = view.cropInv * Vector3{0.0, 0.0, 1.0};
     const Vector3 last =
         view.cropInv * Vector3{view.outputWidth - 1.0, view.outputHeight - 1.0, 1.0};
-    const double roomX = margin(first.x, last.x, view.inputWidth);
-    const double roomY = margin(first.y, last.y, view.inputHeight);
-    marginX_ = roomX - kKeptFree;
-    marginY_ = roomY - kKeptFree;
-    applies_ = marginX_ > 0.0 && marginY_ > 0.0 && view.crop(0, 0) <= kMaxScale &&
-               view.crop(1, 1) <= kMaxScale && halfWidth_ <= kMaxHalfView &&
-               halfHeight_ <= kMaxHalfView;
+    const double marginX = marginOf(first.x, last.x, view.inputWidth);
+    const double marginY = marginOf(first.y, last.y, view.inputHeight);
+    maxX_ = marginX - kKeptFree;
+    maxY_ = marginY - kKeptFree;
 
     // A quaternion that moves by m moves the direction v by at most 2 m |v| (1 + 3 s) for rotations
     // of half-angle sine s, here at most 0.16, and its picture by sqrt(1 + X' X') / (1 - e) times
     // that; interpolation is at most 1.1 times as fast as the records are on average.
     const double direction = std::sqrt(1.0 + halfWidth_ * halfWidth_ + halfHeight_ * halfHeight_);
     const double reach =
-        std::max(halfWidth_ + roomX / focalLength_, halfHeight_ + roomY / focalLength_);
-    pictureMotion_ = 3.5 * direction * std::sqrt(1.0 + reach * reach) * focalLength_;
+        std::max(halfWidth_ + marginX / focalLength_, halfHeight_ + marginY / focalLength_);
+    pictureMotion_ = kMotionFactor * direction * std::sqrt(1.0 + reach * reach) * focalLength_;
     const double jump = pictureMotion_ * kOrientationStep;
     maxSpeed_ = (kMaxJump - jump) / (pictureMotion_ * kTimeStep);
-    applies_ = applies_ && jump <= kMaxJump;
+
+    applies_ = maxX_ > 0.0 && maxY_ > 0.0 && view.crop(0, 0) <= kMaxScale &&
+               view.crop(1, 1) <= kMaxScale && halfWidth_ <= kMaxHalfView &&
+               halfHeight_ <= kMaxHalfView && jump <= kMaxJump;
 }
 
 /// Finds the largest absolute values of the rotation's vector components in the records for the
 /// frame's readout. Returns false if a record is not of unit length or the rotation is too fast.
 bool CropBound::boundRotation(const RotationalSensor& sensor, const Quaternion& toVirtual,
                               const RowTiming& timing, Vector3& out) const {
-    constexpr double kMaxRowMotion = 0.18;  // input pixels, for the shrinking of step 3
-    constexpr double kMaxDistance = 0.1;
-
     const double maxRowSpeed = kMaxRowMotion * timing.rows / (pictureMotion_ * timing.readoutTime);
     const double maxSpeed = std::min(maxSpeed_, maxRowSpeed);
     Vector3 largest{0.0, 0.0, 0.0};
@@ -76,10 +85,6 @@ bool CropBound::boundRotation(const RotationalSensor& sensor, const Quaternion& 
 
 bool CropBound::provesInside(SensorHub& hub, const Quaternion& virtualOrientation,
                              const RowTiming& timing) const {
-    constexpr double kMaxStretch = 0.05;  // for the shrinking of step 3, like the next one
-    constexpr double kMaxShear = 0.1;
-    constexpr double kMaxTime = 4e9;  // seconds, where times are rounded to kTimeStep
-
     const RotationalSensor* sensor = hub.findOrientationSensor();
     const Quaternion toVirtual = virtualOrientation.inverse();
     Vector3 rotation;
@@ -89,19 +94,19 @@ bool CropBound::provesInside(SensorHub& hub, const Quaternion& virtualOrientatio
     }
     // A hundredth more than 2 covers that interpolated orientations lie up to 0.2 percent beyond
     // the records.
-    const double gx = 2.02 * (rotation.x + rotation.y * rotation.z);
-    const double gy = 2.02 * (rotation.y + rotation.x * rotation.z);
-    const double gz = 2.02 * (rotation.z + rotation.x * rotation.y);
-    const double g2 =
-        2.02 * (rotation.x * rotation.x + rotation.y * rotation.y + rotation.z * rotation.z);
+    const double gx = kEntryFactor * (rotation.x + rotation.y * rotation.z);
+    const double gy = kEntryFactor * (rotation.y + rotation.x * rotation.z);
+    const double gz = kEntryFactor * (rotation.z + rotation.x * rotation.y);
+    const double g2 = kEntryFactor *
+                      (rotation.x * rotation.x + rotation.y * rotation.y + rotation.z * rotation.z);
     const double a = halfWidth_;
     const double b = halfHeight_;
     const double e = g2 + a * gx + b * gy;
     const double d = gz + 2.0 * a * gy + 2.0 * b * gx;
     if (!(e <= kMaxStretch && d <= kMaxShear)) return false;
     const double bound = focalLength_ * (1.0 + e) / ((1.0 - 3.0 * e) * (1.0 - e));
-    return bound * (gx * (1.0 + a * a) + gy * a * b + gz * b + g2 * a) <= marginX_ &&
-           bound * (gy * (1.0 + b * b) + gx * a * b + gz * a + g2 * b) <= marginY_;
+    return bound * (gx * (1.0 + a * a) + gy * a * b + gz * b + g2 * a) <= maxX_ &&
+           bound * (gy * (1.0 + b * b) + gx * a * b + gz * a + g2 * b) <= maxY_;
 }
 
 }  // namespace qlx::zpr_framehold

@@ -49,14 +49,14 @@ private:
     bool boundRotation(const RotationalSensor& sensor, const Quaternion& toVirtual,
                        const RowTiming& timing, Vector3& out) const;
 
-    bool applies_;
+    bool applies_;  // to this view
     double focalLength_;
     double halfWidth_;  // of the input, in focal lengths
     double halfHeight_;
-    double marginX_;  // of the crop in the input, in pixels, less the one kept free
-    double marginY_;
-    double pictureMotion_;  // in pixels, most that a quaternion moving by 1 moves the picture
-    double maxSpeed_;       // of the quaternion a second, where rows are short enough
+    double maxX_;  // input pixels that points may move along x and y
+    double maxY_;
+    double pictureMotion_;  // input pixels per distance of two quaternions
+    double maxSpeed_;       // of the quaternions a second
 };
 
 }  // namespace qlx::zpr_framehold
