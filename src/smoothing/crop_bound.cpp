@@ -8,6 +8,8 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
+// What each constant is for, and why it has its value: docs/crop-bound.md.
+
 // Of the view.
 constexpr double kKeptFree = 1.0;     // input pixels
 constexpr double kMaxMargin = 700.0;  // input pixels
@@ -46,9 +48,6 @@ CropBound::CropBound(const ViewGeometry& view)
     maxX_ = marginX - kKeptFree;
     maxY_ = marginY - kKeptFree;
 
-    // A quaternion that moves by m moves the direction v by at most 2 m |v| (1 + 3 s) for rotations
-    // of half-angle sine s, here at most 0.16, and its picture by sqrt(1 + X' X') / (1 - e) times
-    // that; interpolation is at most 1.1 times as fast as the records are on average.
     const double direction = std::sqrt(1.0 + halfWidth_ * halfWidth_ + halfHeight_ * halfHeight_);
     const double reach =
         std::max(halfWidth_ + marginX / focalLength_, halfHeight_ + marginY / focalLength_);
@@ -92,8 +91,7 @@ bool CropBound::provesInside(SensorHub& hub, const Quaternion& virtualOrientatio
         !toVirtual.isOfUnitLength() || !boundRotation(*sensor, toVirtual, timing, rotation)) {
         return false;
     }
-    // A hundredth more than 2 covers that interpolated orientations lie up to 0.2 percent beyond
-    // the records.
+    // The letters are those of docs/crop-bound.md.
     const double gx = kEntryFactor * (rotation.x + rotation.y * rotation.z);
     const double gy = kEntryFactor * (rotation.y + rotation.x * rotation.z);
     const double gz = kEntryFactor * (rotation.z + rotation.x * rotation.y);
