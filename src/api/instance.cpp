@@ -11,8 +11,6 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
-constexpr double kFrameSeconds = 0.03333333333333333;
-
 static_assert(std::is_trivially_copyable_v<ZPR_Instance>);
 
 /// Builds the parts in order. May throw; whatever is built by then hangs on the instance.
@@ -25,7 +23,7 @@ int buildParts(ZPR_Instance& instance, const ZPR_Param& param, const RowKernels&
         if (instance.pool == nullptr) return ZPR_ERR_NO_MEMORY;
     }
     instance.params = param;
-    instance.hub = new SensorHub(param.sensorMask, param.delayFrames * kFrameSeconds);
+    instance.hub = new SensorHub(param.sensorMask, param.delayFrames * kFramePeriod);
     instance.smoother = new IIRSmoother(&instance.params, instance.hub);
     const ZPR_Image& input = param.inputImage;
     const ZPR_Image& output = param.outputImage;

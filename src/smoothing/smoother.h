@@ -14,6 +14,9 @@
 
 namespace qlx::zpr_framehold {
 
+/// Seconds that frames are assumed to be apart, 1 / 30.
+constexpr double kFramePeriod = 0.03333333333333333;
+
 /// Finds the correction of each frame: a virtual camera orientation and the mesh that takes output
 /// pixels to input positions under it. Base of the smoothing algorithms; holds the geometry.
 class Smoother {
@@ -69,7 +72,7 @@ protected:
     ViewGeometry view_;
     double sensorTimeOffset_ = 0.0;
     CropLimit cropLimit_;
-    double framePeriod_ = 0.03333333333333333;
+    double framePeriod_ = kFramePeriod;
     uint32_t readCount_ = 0;
     uint32_t writeCount_ = 0;
     SharedArray<RingEntry> frameRing_;
