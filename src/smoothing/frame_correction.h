@@ -16,11 +16,11 @@ struct MeshPoint {
 /// Output pixels from one mesh node to the next, in both directions.
 constexpr int32_t kMeshStep = 128;
 
-/// Mesh nodes along an output dimension of `size` pixels; the last one sits on the last pixel.
-/// `size` may be any positive number: the sum is unsigned.
-constexpr uint32_t meshNodes(int32_t size, int32_t step = kMeshStep) {
-    const uint32_t s = static_cast<uint32_t>(step);
-    return (s + static_cast<uint32_t>(size) - 1u) / s + 1u;
+/// Number of mesh nodes along an output dimension of `size` pixels; the last one sits on the last
+/// pixel. `size` may be any positive number: the sum is unsigned.
+constexpr uint32_t meshNodes(int32_t size) {
+    constexpr uint32_t kStep = kMeshStep;
+    return (kStep + static_cast<uint32_t>(size) - 1u) / kStep + 1u;
 }
 
 /// One piece of a frame's correction.

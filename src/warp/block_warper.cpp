@@ -17,6 +17,8 @@ constexpr int32_t kNoTicket = -1;
 constexpr int32_t kNotRun = 1;
 constexpr int32_t kMaxOutstanding = WorkerPool::kCapacity;
 
+static_assert(kBlockSize == kMeshStep, "the corners of a block are mesh nodes");
+
 /// A source position as an offset from an output position (in pixels), in 1/16 pixel: truncated
 /// toward zero, then limited; not a number counts as 0.
 int32_t cornerDelta(double position, int64_t output) {
