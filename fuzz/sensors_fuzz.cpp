@@ -2,7 +2,7 @@
 // and as close to the records as the smoother's crop bound assumes.
 #include "draw.h"
 #include "sensors/gyroscope_sensor.h"
-#include "sensors/rotation_vector_sensor.h"
+#include "sensors/rotational_sensor.h"
 
 #include <algorithm>
 #include <cmath>

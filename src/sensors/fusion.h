@@ -3,6 +3,8 @@
 #include "math/matrix3.h"
 #include "math/quaternion.h"
 
+#include <cstdint>
+
 namespace qlx::zpr_framehold {
 
 /// Turns raw motion samples, in device coordinates, into one device-to-world orientation.
@@ -30,6 +32,39 @@ protected:
     Fusion() = default;
     Fusion(const Fusion&) = default;
     Fusion& operator=(const Fusion&) = default;
+};
+
+/// Complementary filter: integrates angular rates and lets every trusted gravity sample take away
+/// a tenth of the tilt error. Heading is left to the integration.
+class Complementary final : public Fusion {
+public:
+    /// unitMode: 1 for gravity samples of length 1 pointing down, else m/s^2 pointing up.
+    Complementary(int kind, int unitMode);
+
+    void addGravity(const double a[3], double t) override;
+    bool addRate(const double w[3], double t) override;
+    bool auxiliaryFlag() const override { return false; }
+    Quaternion getOrientation() const override { return orientation_; }
+    Vector3 auxiliaryVector() const override { return {0.0, 0.0, 0.0}; }
+    bool isReady() const override { return gravityTime_ >= 0.0; }
+
+private:
+    Quaternion orientationFromGravity(const Vector3& a) const;
+    Quaternion correctTilt(const Quaternion& orientation) const;
+
+    static constexpr double kStandardGravity = 9.81;
+    static constexpr double kTrustTolerance = 0.03;
+    static constexpr double kGain = 0.1;
+
+    [[maybe_unused]] int32_t kind_;  // for other fusions to come
+    Quaternion orientation_;         // unset until the first gravity sample
+    double gravityScale_;            // gravity sample length to g
+    double gravityTime_ = -1.0;      // of the latest gravity sample
+    double integratedTime_ = -1.0;   // up to where rates are integrated
+    Vector3 lastRate_{};
+    Vector3 lastGravity_{};
+    bool trusted_ = false;  // whether the latest gravity sample is close to 1 g
+    Vector3 reference_;     // world direction that gravity samples must map to
 };
 
 }  // namespace qlx::zpr_framehold

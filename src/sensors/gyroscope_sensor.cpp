@@ -1,7 +1,5 @@
 #include "sensors/gyroscope_sensor.h"
 
-#include "sensors/complementary.h"
-
 namespace qlx::zpr_framehold {
 
 namespace {

@@ -1,12 +1,29 @@
 #pragma once
 
 #include "math/quaternion.h"
-#include "sensors/sensor.h"
+#include "zpr_framehold.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace qlx::zpr_framehold {
+
+/// Something that takes motion samples.
+class Sensor {
+public:
+    virtual ~Sensor() = default;
+    Sensor(const Sensor&) = delete;
+    Sensor& operator=(const Sensor&) = delete;
+
+    /// Always true: what becomes of a sample is not reported.
+    virtual bool addSample(const ZPR_SensorData& sample) = 0;
+
+    /// Forgets the samples taken so far.
+    virtual void reset() = 0;
+
+protected:
+    Sensor() = default;
+};
 
 /// Keeps a ring of timestamped orientations and interpolates between them.
 ///
@@ -89,6 +106,19 @@ private:
     int32_t sortedFrom_ = 0;  // from this index on, each record is later than the one before
     std::vector<Record> records_;
     mutable int32_t lastLo_ = 0;  // lower end of the bracket found last
+};
+
+/// Orientations delivered ready-made (types 5 and 6), recorded as they come: neither normalised
+/// nor checked for order.
+class RotationVectorSensor final : public RotationalSensor {
+public:
+    explicit RotationVectorSensor(int capacity) : RotationalSensor(capacity) {}
+
+    bool addSample(const ZPR_SensorData& sample) override {
+        const double* v = sample.value;
+        write(Quaternion(v[3], v[0], v[1], v[2]), sample.timestamp);
+        return true;
+    }
 };
 
 }  // namespace qlx::zpr_framehold

@@ -1,7 +1,6 @@
 #include "sensors/sensor_hub.h"
 
 #include "sensors/gyroscope_sensor.h"
-#include "sensors/rotation_vector_sensor.h"
 
 #include <cmath>
 #include <limits>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sensors/complementary.h"
+#include "sensors/fusion.h"
 #include "smoothing/frame_correction.h"
 #include "support/test_support.h"
 

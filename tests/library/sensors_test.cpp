@@ -1,6 +1,6 @@
-#include "sensors/complementary.h"
+#include "sensors/fusion.h"
 #include "sensors/gyroscope_sensor.h"
-#include "sensors/rotation_vector_sensor.h"
+#include "sensors/rotational_sensor.h"
 #include "sensors/sensor_hub.h"
 #include "support/test_support.h"
 

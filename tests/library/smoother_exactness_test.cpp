@@ -1,7 +1,7 @@
 // The smoother and the sensors against their plain formulas: whatever is remembered, shared or
 // left out on the way, every result is the same to the last bit.
 #include "library/plain_smoother.h"
-#include "sensors/rotation_vector_sensor.h"
+#include "sensors/rotational_sensor.h"
 #include "sensors/sensor_hub.h"
 #include "smoothing/iir_smoother.h"
 

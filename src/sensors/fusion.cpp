@@ -1,4 +1,4 @@
-#include "sensors/complementary.h"
+#include "sensors/fusion.h"
 
 #include <cmath>
 
