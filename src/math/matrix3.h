@@ -2,7 +2,7 @@
 
 namespace qlx::zpr_framehold {
 
-/// A 3 x 3 matrix of doubles, row by row.
+/// 3 x 3 matrix of doubles, row by row.
 struct Matrix3 {
     double m[9];
 
@@ -10,7 +10,7 @@ struct Matrix3 {
     double operator()(int row, int column) const { return m[3 * row + column]; }
 };
 
-/// A vector of three doubles; as a point of the plane in homogeneous coordinates.
+/// Vector of three doubles; also a point of the plane in homogeneous coordinates.
 struct Vector3 {
     double x;
     double y;
@@ -31,7 +31,7 @@ inline Vector3 operator*(const Matrix3& a, const Vector3& v) {
             a.m[6] * v.x + a.m[7] * v.y + a.m[8] * v.z};
 }
 
-/// The inverse, adjugate divided by determinant; all zeros if the determinant is exactly 0.
+/// Returns the inverse, adjugate divided by determinant; all zeros if the determinant is exactly 0.
 /// The entries are divided one by one: a multiplication by the reciprocal rounds differently.
 inline Matrix3 inverse(const Matrix3& a) {
     const double* m = a.m;

@@ -5,11 +5,11 @@
 
 namespace qlx::zpr_framehold {
 
-/// A quaternion of four doubles, used as the rotation from device to world coordinates.
+/// Quaternion of four doubles, used as the rotation from device to world coordinates.
 ///
 /// Storage order is x, y, z, w; argument order is w first. A unit quaternion with
 /// w = cos(a / 2) and (x, y, z) = n * sin(a / 2) rotates by the angle a about the unit axis n.
-/// Nothing here keeps the length at 1 except `normalize` and `inverse`.
+/// Only `normalize` and `inverse` bring the length to 1.
 ///
 /// Products follow Hamilton: a * b applies b in the frame of a, so an orientation q is advanced by
 /// a rotation d in device coordinates as q * d.
@@ -24,8 +24,8 @@ struct Quaternion {
 
     Quaternion(double w_, double x_, double y_, double z_) : x(x_), y(y_), z(z_), w(w_) {}
 
-    /// The rotation by the vector v * scale (axis times angle). Vectors of at most 5e-8 give the
-    /// identity, whatever the scale.
+    /// Returns the rotation by the vector v * scale (axis times angle). A v of length 5e-8 or less
+    /// gives the identity, whatever the scale.
     static Quaternion fromRotationVector(const double v[3], double scale) {
         const double n = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
         if (n <= 5e-8) return {1.0, 0.0, 0.0, 0.0};
@@ -38,7 +38,7 @@ struct Quaternion {
     double squaredNorm() const { return w * w + x * x + y * y + z * z; }
     double norm() const { return std::sqrt(squaredNorm()); }
 
-    /// Whether all components are numbers, none infinite.
+    /// Returns true if all components are finite.
     bool isFinite() const {
         return std::isfinite(w) && std::isfinite(x) && std::isfinite(y) && std::isfinite(z);
     }
@@ -46,7 +46,7 @@ struct Quaternion {
     /// Returns true if the length is 1 but for rounding.
     bool isOfUnitLength() const { return std::fabs(squaredNorm() - 1.0) <= 1e-13; }
 
-    /// Exact comparison, without tolerance.
+    /// Compares exactly, without tolerance.
     bool operator==(const Quaternion& other) const {
         return w == other.w && x == other.x && y == other.y && z == other.z;
     }
@@ -71,7 +71,7 @@ struct Quaternion {
         z /= n;
     }
 
-    /// The conjugate, brought to unit length.
+    /// Returns the conjugate at unit length.
     /// Deliberate: not divided by the squared length, which differs unless the length is 1.
     Quaternion inverse() const {
         Quaternion r(w, -x, -y, -z);
@@ -97,8 +97,8 @@ struct Quaternion {
 static_assert(std::is_trivially_copyable_v<Quaternion>);
 static_assert(sizeof(Quaternion) == 4 * sizeof(double));
 
-/// The angle between two quaternions as points of the unit sphere, and its sine. Not a number
-/// where rounding makes their dot product exceed 1.
+/// Angle between two quaternions as points of the unit sphere, and its sine. Not a number where
+/// rounding makes their dot product exceed 1.
 struct Arc {
     double angle;
     double sine;

@@ -14,14 +14,14 @@ double dot(const Vector3& a, const Vector3& b) { return a.x * b.x + a.y * b.y + 
 
 double length(const Vector3& a) { return std::sqrt(dot(a, a)); }
 
-/// The rotation by 2 * halfAngle about `axis`, which need not be of unit length.
+/// Returns the rotation by 2 * halfAngle about `axis`, which need not be of unit length.
 Quaternion rotationAbout(const Vector3& axis, double halfAngle) {
     const double n = length(axis);
     const double s = std::sin(halfAngle);
     return {std::cos(halfAngle), axis.x * s / n, axis.y * s / n, axis.z * s / n};
 }
 
-/// `orientation` advanced by the rate `w` over `seconds`.
+/// Returns `orientation` advanced by the rate `w` over `seconds`.
 Quaternion integrate(const Quaternion& orientation, const double w[3], double seconds) {
     Quaternion next = orientation * Quaternion::fromRotationVector(w, seconds);
     next.normalize();

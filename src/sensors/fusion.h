@@ -7,7 +7,7 @@
 
 namespace qlx::zpr_framehold {
 
-/// Turns raw motion samples, in device coordinates, into one device-to-world orientation.
+/// Computes the device-to-world orientation from raw motion samples in device coordinates.
 class Fusion {
 public:
     virtual ~Fusion() = default;
@@ -19,13 +19,15 @@ public:
     /// Returns false, with nothing changed, if the orientation would not stay finite.
     virtual bool addRate(const double w[3], double t) = 0;
 
+    /// Not used, like auxiliaryVector.
     virtual bool auxiliaryFlag() const = 0;
 
-    /// The current orientation; meaningful once `isReady`.
+    /// Returns the current orientation; unset before `isReady`.
     virtual Quaternion getOrientation() const = 0;
 
     virtual Vector3 auxiliaryVector() const = 0;
 
+    /// Returns true once there is an orientation.
     virtual bool isReady() const = 0;
 
 protected:
@@ -34,8 +36,8 @@ protected:
     Fusion& operator=(const Fusion&) = default;
 };
 
-/// Complementary filter: integrates angular rates and lets every trusted gravity sample take away
-/// a tenth of the tilt error. Heading is left to the integration.
+/// Complementary filter: integrates angular rates and corrects a tenth of the tilt error with each
+/// trusted gravity sample. The heading comes from the integration alone.
 class Complementary final : public Fusion {
 public:
     /// unitMode: 1 for gravity samples of length 1 pointing down, else m/s^2 pointing up.
@@ -52,18 +54,18 @@ private:
     Quaternion orientationFromGravity(const Vector3& a) const;
     Quaternion correctTilt(const Quaternion& orientation) const;
 
-    static constexpr double kStandardGravity = 9.81;
-    static constexpr double kTrustTolerance = 0.03;
-    static constexpr double kGain = 0.1;
+    static constexpr double kStandardGravity = 9.81;  // m/s^2
+    static constexpr double kTrustTolerance = 0.03;   // g
+    static constexpr double kGain = 0.1;              // share of the tilt error corrected at once
 
-    [[maybe_unused]] int32_t kind_;  // for other fusions to come
-    Quaternion orientation_;         // unset until the first gravity sample
-    double gravityScale_;            // gravity sample length to g
-    double gravityTime_ = -1.0;      // of the latest gravity sample
-    double integratedTime_ = -1.0;   // up to where rates are integrated
+    [[maybe_unused]] int32_t kind_;
+    Quaternion orientation_;        // unset until the first gravity sample
+    double gravityScale_;           // gravity sample length to g
+    double gravityTime_ = -1.0;     // of the latest gravity sample
+    double integratedTime_ = -1.0;  // up to where rates are integrated
     Vector3 lastRate_{};
     Vector3 lastGravity_{};
-    bool trusted_ = false;  // whether the latest gravity sample is close to 1 g
+    bool trusted_ = false;  // the latest gravity sample is close to 1 g
     Vector3 reference_;     // world direction that gravity samples must map to
 };
 

@@ -20,7 +20,7 @@ public:
 
     bool addSample(const ZPR_SensorData& sample) override;
 
-    /// Deliberate: the fusion carries on, so the orientation continues where it was.
+    /// Deliberate: does not reset the fusion, so the orientation continues where it was.
     void reset() override;
 
 private:
@@ -29,7 +29,7 @@ private:
     Vector3 lastRate_{};
     double lastSampleTime_ = -1.0;
     double lastRateTime_ = -1.0;
-    int32_t gravitySource_;  // for information, like rateSource_
+    int32_t gravitySource_;  // not used, like rateSource_
     int32_t rateSource_;
     std::unique_ptr<Fusion> fusion_;
 };

@@ -8,7 +8,7 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
-/// Whether q can be inverted and normalised: its length is finite and not 0.
+/// Returns true if q can be inverted and normalised: its length is finite and not 0.
 bool isUsable(const Quaternion& q) {
     const double n = q.squaredNorm();
     return std::isfinite(n) && n > 0.0;
@@ -43,7 +43,7 @@ void RotationalSensor::write(const Quaternion& orientation, double timestamp) {
         records_.push_back(record);
         ++head_;
     } else {
-        // Going round the ring a lap lower names the same records and keeps the indices small.
+        // Indices lower by the ring's length name the same records; so they stay small.
         if (head_ - capacity_ >= capacity_ - 1) {
             head_ -= capacity_;
             sortedFrom_ -= std::min(sortedFrom_, capacity_);
@@ -55,15 +55,15 @@ void RotationalSensor::write(const Quaternion& orientation, double timestamp) {
     if (!isSorted) sortedFrom_ = head_;
 }
 
-/// Whether the search would find the bracket that starts at `lo`: among records in order, the one
-/// whose lower end is the last record not after t, or the outermost one there is.
+/// Returns true if the search would find the bracket that starts at `lo`: among records in order,
+/// the one whose lower end is the last record not after t, or the outermost one.
 bool RotationalSensor::isBracket(int32_t lo, double t) const {
     const int32_t first = oldest();
     return lo >= first && lo < head_ && (lo == first || !(t < at(lo).timestamp)) &&
            (lo + 1 == head_ || t < at(lo + 1).timestamp);
 }
 
-/// Queries tend to stay in a bracket or to move on to the next.
+/// Tries the bracket found last and the next one first: most queries are for these.
 RotationalSensor::Bracket RotationalSensor::bracket(double t) const {
     if (sortedFrom_ > oldest()) return searchBracket(t);
     if (!isBracket(lastLo_, t)) {

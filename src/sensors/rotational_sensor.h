@@ -8,24 +8,24 @@
 
 namespace qlx::zpr_framehold {
 
-/// Something that takes motion samples.
+/// Receiver of motion samples.
 class Sensor {
 public:
     virtual ~Sensor() = default;
     Sensor(const Sensor&) = delete;
     Sensor& operator=(const Sensor&) = delete;
 
-    /// Always true: what becomes of a sample is not reported.
+    /// Takes a sample. Always returns true, used or not.
     virtual bool addSample(const ZPR_SensorData& sample) = 0;
 
-    /// Forgets the samples taken so far.
+    /// Discards the samples taken so far.
     virtual void reset() = 0;
 
 protected:
     Sensor() = default;
 };
 
-/// Keeps a ring of timestamped orientations and interpolates between them.
+/// Ring of timestamped orientations, with interpolation between them.
 ///
 /// Queries return false, and leave their output alone, when the time lies outside the buffered
 /// span or the answer would not be a usable rotation (not finite, or of no length).
@@ -36,16 +36,17 @@ public:
     virtual bool getRotationMatrix(double t, double m[9]) const;
     virtual bool getOrientation(double t, Quaternion& out) const;
 
-    /// Orientations at ascending `times`, dense against the sensor rate: from one time to the next
-    /// the search moves on by at most one record. Times before the buffered span get the first
-    /// answer, times after it the last one. On failure `out` is empty.
+    /// Finds the orientations at ascending `times`, dense against the sensor rate: from one time to
+    /// the next the search moves on by at most one record. Times before the buffered span get the
+    /// first answer, times after it the last one. On failure `out` is empty.
     virtual bool getOrientations(const std::vector<double>& times,
                                  std::vector<Quaternion>& out) const;
 
-    /// The rotation from the device at t1 to the device at t2, in the device frame of t1.
+    /// Finds the rotation from the device at t1 to the device at t2, in the device frame of t1.
     virtual bool getRelativeRotationMatrix(double t1, double t2, double m[9]) const;
     virtual bool getRelativeRotation(double t1, double t2, Quaternion& out) const;
 
+    /// Orientation at one time.
     struct Record {
         Quaternion orientation;
         double timestamp;
@@ -74,7 +75,7 @@ public:
     }
 
 protected:
-    /// capacity: records kept; at most 0 to keep all.
+    /// capacity: number of records kept; all are if it is not positive.
     explicit RotationalSensor(int capacity);
 
     void write(const Quaternion& orientation, double timestamp);
@@ -105,11 +106,11 @@ private:
     int32_t head_ = -1;
     int32_t sortedFrom_ = 0;  // from this index on, each record is later than the one before
     std::vector<Record> records_;
-    mutable int32_t lastLo_ = 0;  // lower end of the bracket found last
+    mutable int32_t lastLo_ = 0;  // where to search first: lower end of the bracket found last
 };
 
-/// Orientations delivered ready-made (types 5 and 6), recorded as they come: neither normalised
-/// nor checked for order.
+/// Orientations from samples that are orientations (types 5 and 6), recorded as they come: neither
+/// normalised nor checked for order.
 class RotationVectorSensor final : public RotationalSensor {
 public:
     explicit RotationVectorSensor(int capacity) : RotationalSensor(capacity) {}

@@ -28,7 +28,7 @@ void SensorHub::reset() {
     }
 }
 
-/// The samples of the look-ahead and of one second of history, rounded up to a power of two.
+/// Number of samples in the look-ahead and one second of history, rounded up to a power of two.
 int SensorHub::ringCapacity() const {
     const double samples = lookAhead_ * kSamplesPerSecond;
     if (!(samples < std::numeric_limits<int32_t>::max())) throw std::bad_alloc();
@@ -68,7 +68,7 @@ RotationalSensor* SensorHub::makeOrientationSensor() {
 }
 
 RotationalSensor* SensorHub::findOrientationSensor() {
-    // The mask is fixed and sensors stay, so the first answer is the answer.
+    // The mask is fixed and sensors are kept, so the answer does not change.
     if (orientationSensor_ == nullptr) orientationSensor_ = makeOrientationSensor();
     return orientationSensor_;
 }

@@ -8,8 +8,8 @@
 
 namespace qlx::zpr_framehold {
 
-/// Owns the sensors of an instance, routes samples to them and answers orientation queries from
-/// the best of them. Sensors are made when first needed.
+/// Owner of an instance's sensors: routes samples to them and answers orientation queries from the
+/// preferred one. Sensors are created when first needed.
 class SensorHub {
 public:
     /// mask: bit (type - 1) enables a sample type. lookAheadSeconds: how far beyond the frame being
@@ -20,15 +20,16 @@ public:
 
     bool isEnabled(int type) const { return (mask_ & ZPR_SENSOR_BIT(type)) != 0; }
 
-    /// The sensor that takes samples of `type`, 1 to 6. Types 1 to 4 share one, so that gravity
-    /// and rates meet in one fusion. Throws if there is no memory to make it.
+    /// Returns the sensor that takes samples of `type`, 1 to 6. Types 1 to 4 share one, so that one
+    /// fusion gets gravity and rates. Throws if there is no memory to create it.
     Sensor* getSensor(int type);
 
     /// Takes a sample of an enabled type. A sample with a time or a used value that is not finite
     /// is dropped.
     void addSample(const ZPR_SensorData& sample);
 
-    /// The source of orientations: type 5 if enabled, else 6, else 3, else 4, else null.
+    /// Returns the sensor that orientations come from: that of type 5 if enabled, else 6, else 3,
+    /// else 4, else null.
     RotationalSensor* findOrientationSensor();
 
     /// See RotationalSensor::getOrientation; false if no orientation sensor is enabled.
@@ -43,7 +44,7 @@ private:
     std::array<std::unique_ptr<Sensor>, 7> sensors_;
     int mask_;
     double lookAhead_;
-    RotationalSensor* orientationSensor_ = nullptr;  // one of sensors_, once it has been asked for
+    RotationalSensor* orientationSensor_ = nullptr;  // one of sensors_, once known
 };
 
 }  // namespace qlx::zpr_framehold
