@@ -4,7 +4,7 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
-/// Whether the output position (x, y) lies in the input, as far as that is known.
+/// Returns true if the output position (x, y) is known to lie in the input.
 bool isInside(PointMapper& mapper, const ViewGeometry& view, int32_t x, int32_t y) {
     MeshPoint p;
     return mapper.mapOutputPoint(x, y, -1.0, p) && p.x >= 0.0 && p.x <= view.inputWidth - 1 &&
@@ -13,7 +13,6 @@ bool isInside(PointMapper& mapper, const ViewGeometry& view, int32_t x, int32_t 
 
 }  // namespace
 
-/// Only the left and right edges are tested between the corners.
 bool CropLimit::violatesCrop(const Quaternion& q, const RowTiming& timing) const {
     if (timing.isRolling && bound_.provesInside(hub_, q, timing)) {
         return false;
@@ -24,7 +23,8 @@ bool CropLimit::violatesCrop(const Quaternion& q, const RowTiming& timing) const
     const auto rowIsInside = [&](int32_t y) {
         return isInside(mapper, view_, 0, y) && isInside(mapper, view_, right, y);
     };
-    // The corners first: that is where most violations are.
+    // The corners first: most violations are there. Between them only the left and right edges are
+    // tested.
     if (!rowIsInside(0) || !rowIsInside(bottom)) return true;
     // 64 bits, so that the step past the last row of the tallest frame does not overflow.
     for (int64_t y = kMeshStep; y < bottom; y += kMeshStep) {

@@ -8,7 +8,7 @@
 
 namespace qlx::zpr_framehold {
 
-/// Keeps the output inside the input by limiting the virtual orientation.
+/// Limit on the virtual orientation that keeps the output inside the input.
 class CropLimit {
 public:
     /// view and hub are borrowed. sensorTimeOffset: seconds from a frame's time to that of its

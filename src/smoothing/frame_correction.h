@@ -7,7 +7,7 @@
 
 namespace qlx::zpr_framehold {
 
-/// A position in the input image, in input pixels.
+/// Position in the input image, in input pixels.
 struct MeshPoint {
     double x;
     double y;
@@ -23,24 +23,24 @@ constexpr uint32_t meshNodes(int32_t size) {
     return (kStep + static_cast<uint32_t>(size) - 1u) / kStep + 1u;
 }
 
-/// One piece of a frame's correction.
+/// Part of a frame's correction.
 struct CorrectionRecord {
-    /// Not 0: a band record. `x`, `y`, `width`, `height` are a band of the input and `matrix` maps
-    /// it forward into the output.
+    /// Not 0 in a band record: `x`, `y`, `width`, `height` are a band of the input, and `matrix`
+    /// maps it forward into the output.
     uint8_t isBand;
     int32_t x;
     int32_t y;
     int32_t width;
     int32_t height;
-    /// From output pixel positions to input positions (except in band records).
+    /// Maps output pixel positions to input positions (except in band records).
     Matrix3 matrix;
     /// Input positions of the output's mesh nodes, row by row; not owned. If set and not empty in
     /// the only record of a correction, the frame is rendered by it.
     const SharedArray<MeshPoint>* mesh;
 };
 
-/// The correction of one frame: either one record with a mesh, or one record with a matrix for
-/// every block row, or band records.
+/// Correction of one frame: either one record with a mesh, or one record with a matrix for every
+/// block row, or band records.
 using FrameCorrection = SharedArray<CorrectionRecord>;
 
 }  // namespace qlx::zpr_framehold

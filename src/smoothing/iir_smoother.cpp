@@ -62,28 +62,28 @@ bool IIRSmoother::smoothFrame(double t, FrameCorrection* out) {
     return true;
 }
 
-/// Lets the virtual camera go on with its last movement once the device has been still for five
-/// frames while the virtual camera is off its orientation.
+/// Repeats the virtual camera's last movement once the device has been still for five frames while
+/// the virtual camera was off its orientation.
 void IIRSmoother::catchUpWhenStill(const Quaternion& measured, double t) {
-    constexpr double kStill = 0.001;  // half angles in radians
-    constexpr double kOff = 0.0025;
-    constexpr int32_t kPatience = 5;  // frames
+    constexpr double kMaxMotion = 0.001;  // half angles in radians
+    constexpr double kMinDeviation = 0.0025;
+    constexpr int32_t kStillFrames = 5;
 
     Quaternion before;
-    const bool known = queryOrientation(t - framePeriod_, before);
-    const Quaternion motion = known ? before.inverse() * measured : identity();
+    const bool isKnown = queryOrientation(t - framePeriod_, before);
+    const Quaternion motion = isKnown ? before.inverse() * measured : identity();
     const double motionAngle = std::acos(motion.w);
     const double deviation = std::acos((smoothed_.inverse() * measured).w);
-    const bool still = motionAngle < kStill && deviation > kOff;
-    stillCount_ = still ? std::min(stillCount_ + 1, kPatience) : 0;
+    const bool isStill = motionAngle < kMaxMotion && deviation > kMinDeviation;
+    stillCount_ = isStill ? std::min(stillCount_ + 1, kStillFrames) : 0;
     // Deliberate: the interpolation towards all zeros scales the step by sin(0.35 pi), and the
     // product is not renormalised.
-    if (stillCount_ == kPatience) smoothed_ *= slerp(lastStep_, zero(), 0.3);
+    if (stillCount_ == kStillFrames) smoothed_ *= slerp(lastStep_, zero(), 0.3);
 }
 
-/// Runs the filter on over the coming frames. A violation of the crop i frames ahead pulls the
-/// virtual orientation toward the one corrected there by the weight 1 / (i + 1). Returns how the
-/// last crop test timed rows: one by one or all at once.
+/// Continues the filter over the coming frames. A violation of the crop i frames ahead pulls the
+/// virtual orientation toward the one corrected there by the weight 1 / (i + 1). Returns true if
+/// the last crop test timed rows one by one, false if all at once.
 bool IIRSmoother::lookAhead(const RowTiming& timing) {
     constexpr uint64_t kFramesBeyondRing = 60;
 

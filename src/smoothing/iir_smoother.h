@@ -27,7 +27,7 @@ private:
     Quaternion smoothed_;     // orientation of the virtual camera
     Quaternion lastStep_;     // rotation of the virtual camera since the previous frame
     int32_t stillCount_ = 0;  // consecutive frames of a still device and a virtual camera off it
-    double alpha_;            // share that the virtual camera keeps of its own orientation
+    double alpha_;            // filter coefficient: share of the previous virtual orientation
 };
 
 }  // namespace qlx::zpr_framehold

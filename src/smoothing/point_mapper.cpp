@@ -4,10 +4,10 @@
 
 namespace qlx::zpr_framehold {
 
-/// Brings `last` to the time of the input row y, unless it is that of the very same time already.
+/// Computes the homography for the input row y into `last`, unless it has the same time already.
 const PointMapper::Homography& PointMapper::homographyAt(double y, Homography& last) const {
     const double time = timing_.at(y);
-    // +0 and -0 are times of their own, for their interpolations can differ in the sign of a 0.
+    // +0 and -0 count as different times: interpolation may differ in the sign of a 0.
     if (time == last.time && std::signbit(time) == std::signbit(last.time)) return last;
     last.time = time;
     Quaternion measured;

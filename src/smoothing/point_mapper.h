@@ -10,8 +10,8 @@
 
 namespace qlx::zpr_framehold {
 
-/// When the rows of a frame are read out, in seconds: row y `y * readoutTime / rows` after `start`,
-/// or all of them at once.
+/// Readout times of a frame's rows, in seconds: `y * readoutTime / rows` after `start` for row y,
+/// or `start` for all.
 struct RowTiming {
     double start;
     double readoutTime;
@@ -21,8 +21,8 @@ struct RowTiming {
     double at(double y) const { return isRolling ? start + y * readoutTime / rows : start; }
 };
 
-/// Finds where the pixels of an output frame lie in the input under one virtual orientation and a
-/// rolling shutter. Lives for as long as no samples arrive.
+/// Mapping of an output frame's pixels to the input under one virtual orientation and a rolling
+/// shutter. Valid until samples arrive.
 class PointMapper {
 public:
     /// view and hub are borrowed.
@@ -31,12 +31,12 @@ public:
         : view_(view), hub_(hub), toVirtual_(virtualOrientation.inverse()), timing_(timing) {}
 
     /// Finds the input position whose row, at its own readout time, is seen at the output position.
-    /// rowHint: an input row to start from, negative for none. False, with `out` untouched, if
-    /// there is no orientation for a row on the way or no position is found.
+    /// rowHint: an input row to start from, negative for none. Returns false, with `out` untouched,
+    /// if the iteration does not end or there is no orientation for one of its rows.
     bool mapOutputPoint(double xTarget, double yTarget, double rowHint, MeshPoint& out);
 
 private:
-    /// Takes input positions to output positions at one time, if the orientation is known.
+    /// Mapping of input to output positions at one time, if the orientation is known.
     struct Homography {
         double time = std::numeric_limits<double>::quiet_NaN();
         bool isKnown = false;

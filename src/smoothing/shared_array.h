@@ -15,11 +15,11 @@ namespace qlx::zpr_framehold {
 
 /// Reference-counted copy-on-write array.
 ///
-/// Copies share the elements until one of them is written. Elements are zero-filled when they come
-/// into being, and T must be able to live as zeros: trivially copyable, or a SharedArray. Growth
-/// throws std::bad_alloc when there is no memory, with nothing changed.
+/// Copies share the elements until one of them is written. New elements are zero-filled, which must
+/// be a valid state of T: trivially copyable, or a SharedArray. Growth throws std::bad_alloc when
+/// there is no memory, with nothing changed.
 ///
-/// The count is atomic, so copies may be dropped on different threads; one array object is not to
+/// The count is atomic, so copies may be destroyed on different threads; one array object is not to
 /// be used by two threads at once.
 template <class T>
 class SharedArray {
@@ -52,7 +52,7 @@ public:
     const T* begin() const { return data_; }
     const T* end() const { return data_ + size_; }
 
-    /// The elements for writing; makes a private copy first if they are shared.
+    /// Returns the elements for writing; makes a private copy first if they are shared.
     T* writable() {
         if (isShared()) reallocate(capacity_);
         return data_;

@@ -6,7 +6,7 @@ namespace qlx::zpr_framehold {
 
 namespace {
 
-/// Ring entries for `delayFrames` waiting frames and the one being output.
+/// Number of ring entries: `delayFrames` waiting frames and the one being output.
 uint32_t ringSize(const ZPR_Param& params) { return static_cast<uint32_t>(params.delayFrames) + 1; }
 
 }  // namespace
@@ -18,7 +18,7 @@ Smoother::Smoother(const ZPR_Param* params, SensorHub* hub)
     frameRing_.resize(ringSize(*params));
 }
 
-/// For smoothers that test the crop band by band; nothing in the per-frame path reads them.
+/// Divides the output's rows into bands, for crop tests band by band. No frame needs them.
 void Smoother::buildTestBands() {
     constexpr int32_t kMaxBands = 20;
     const int32_t count = std::min(view_.outputHeight, kMaxBands);

@@ -17,8 +17,8 @@ namespace qlx::zpr_framehold {
 /// Seconds that frames are assumed to be apart, 1 / 30.
 constexpr double kFramePeriod = 0.03333333333333333;
 
-/// Finds the correction of each frame: a virtual camera orientation and the mesh that takes output
-/// pixels to input positions under it. Base of the smoothing algorithms; holds the geometry.
+/// Base of the smoothing algorithms, which find the correction of each frame: the orientation of a
+/// virtual camera, and the mesh that maps output pixels to input positions under it.
 class Smoother {
 public:
     virtual ~Smoother() = default;
@@ -30,17 +30,19 @@ public:
     /// if that frame has no orientation. The correction is valid until the next call.
     virtual bool smoothFrame(double t, FrameCorrection* out) = 0;
 
+    /// Clears the virtual camera's last movement if no frame has been corrected yet. Returns true.
     virtual bool primeStep() = 0;
 
-    /// Takes over the smoothing level; reads nothing else.
+    /// Sets the smoothing level; reads no other field.
     virtual void updateParams(const ZPR_Param& params) = 0;
 
+    /// Discards the waiting frames; the next one starts anew.
     virtual void reset();
 
-    /// The plain centred crop and zoom. Null in, null out.
+    /// Fills `out` with the plain centred crop and zoom. Returns `out`, which may be null.
     FrameCorrection* fallbackCorrection(FrameCorrection* out);
 
-    /// True if the rows of the frame corrected last are timed one by one; so it is at first.
+    /// Returns true if the rows of the frame corrected last are timed one by one; at first, true.
     bool rollingShutter() const { return rollingShutter_; }
 
 protected:
@@ -61,10 +63,12 @@ protected:
     void fillCorrection(const Quaternion& q, const RowTiming& timing, bool isRolling,
                         FrameCorrection& out);
 
+    /// Finds the measured orientation of a frame at time t.
     bool queryOrientation(double t, Quaternion& out) const {
         return hub_->getOrientation(t + sensorTimeOffset_, out);
     }
 
+    /// Returns the entry of frame k since the start or the last reset.
     RingEntry& ringEntry(uint32_t k) { return frameRing_.writable()[k % frameRing_.size()]; }
 
     const ZPR_Param* params_;
@@ -84,7 +88,6 @@ private:
     };
 
     void buildTestBands();
-
     void pointAtMesh(FrameCorrection& out) const;
 
     SharedArray<SharedArray<BandPoint>> testBands_;  // corners of row bands of the output

@@ -17,8 +17,8 @@ double focalLengthOf(const ZPR_Param& params) {
     return span / 2.0 / std::tan(params.fieldOfView * kHalfDegree);
 }
 
-/// The picture's axes against the device's: picture x is device -y, picture y is device -x, and
-/// the camera looks along -z. Only ratios to the third row count, so all signs are turned.
+/// Picture x is device -y, picture y is device -x, and the camera looks along -z. Only ratios to
+/// the third row matter, so all signs are inverted.
 Matrix3 cameraMatrix(const ViewGeometry& view) {
     const double f = view.focalLength;
     const double cx = view.inputWidth / 2;

@@ -7,7 +7,7 @@
 
 namespace qlx::zpr_framehold {
 
-/// The camera and the crop as matrices between device directions, input pixels and output pixels.
+/// Camera and crop as matrices between device directions, input pixels and output pixels.
 struct ViewGeometry {
     explicit ViewGeometry(const ZPR_Param& params);
 
