@@ -76,8 +76,8 @@ double centroid(const Frame& frame, const Vector2d& near, Vector2d& centre) {
 
 Quaterniond toEigen(const fh::Quaternion& q) { return Quaterniond(q.w, q.x, q.y, q.z); }
 
-/// Where an output pixel's content comes to lie: the last column of the mesh sits on the last
-/// pixel, but counts as the edge of its block, one pixel further on.
+/// Position at which an output pixel's content is shown: the last column of the mesh sits on the
+/// last pixel, but counts as the edge of its block, one pixel further on.
 double stretched(double x, int width) {
     const double block = width - 128;
     return x < block ? x : block + (x - block) * 128.0 / 127.0;

@@ -76,12 +76,12 @@ private:
     qlx::zpr_framehold::Complementary fusion_{1, 0};
 };
 
-/// How often frames took the ways that matter.
-struct Ways {
+/// Number of frames that took each branch.
+struct Branches {
     int corrected = 0, lost = 0, caughtUp = 0, pulled = 0, lookedAhead = 0, cutMesh = 0;
     int atOnce = 0;    // all rows are read out at the frame's time
     int switched = 0;  // to that or from it since the frame corrected before
-    int carried = 0;   // rows are timed one by one since a coming frame's are, not the frame's own
+    int carried = 0;   // one by one as a coming frame's rows are, without data for its own readout
     int resetAtOnce = 0;
 };
 
@@ -90,8 +90,8 @@ struct Ways {
 class PlainSmoother {
 public:
     /// param: with the view as a focal length.
-    PlainSmoother(const ZPR_Param& param, const PlainSensors& sensors, Ways& ways)
-        : param_(param), sensors_(sensors), ways_(ways), width_(param.outputImage.width),
+    PlainSmoother(const ZPR_Param& param, const PlainSensors& sensors, Branches& branches)
+        : param_(param), sensors_(sensors), branches_(branches), width_(param.outputImage.width),
           height_(param.outputImage.height), ring_(delay() + 1u) {
         setLevel(param.smoothingLevel);
         const int inWidth = param.inputImage.width, inHeight = param.inputImage.height;
@@ -109,7 +109,7 @@ public:
 
     void reset() {
         started_ = false, taken_ = given_ = 0;
-        ways_.resetAtOnce += !rolling_;
+        branches_.resetAtOnce += !rolling_;
     }
 
     bool rollingShutter() const { return rolling_; }
@@ -123,7 +123,7 @@ public:
         if (!output) return true;
         const Entry frame = ring_[given_++ % ring_.size()];
         const bool isLost = frame.q == Quaternion(0.0, 0.0, 0.0, 0.0);
-        ++(isLost ? ways_.lost : ways_.corrected);
+        ++(isLost ? branches_.lost : branches_.corrected);
         if (isLost) return false;
         const bool wasRolling = rolling_;
         if (!started_) smoothed = frame.q, still_ = 0, started_ = true;
@@ -135,15 +135,15 @@ public:
         still_ = motion < 0.001 && off > 0.0025 ? still_ + 1 : 0;
         if (still_ > 4) {
             smoothed = smoothed * PlainSensors::interpolated(lastStep_, {0.0, 0.0, 0.0, 0.0}, 0.3);
-            ++ways_.caughtUp;
+            ++branches_.caughtUp;
         }
         smoothed = PlainSensors::interpolated(frame.q, smoothed, alpha_);
-        ways_.pulled += pullIntoCrop(smoothed, frame.time);
+        branches_.pulled += pullIntoCrop(smoothed, frame.time);
         lookAhead(frame.time);
         if (rolling_) rolling_ = !violatesCrop(smoothed, frame.time);
-        ways_.atOnce += !rolling_;
-        ways_.switched += rolling_ != wasRolling;
-        ways_.carried += rolling_ && !reachesReadoutEnd(frame.time);
+        branches_.atOnce += !rolling_;
+        branches_.switched += rolling_ != wasRolling;
+        branches_.carried += rolling_ && !reachesReadoutEnd(frame.time);
         buildMesh(frame.time);
         lastStep_ = old.inverse() * smoothed;
         return true;
@@ -231,7 +231,7 @@ private:
                 pullIntoCrop(probe, time);
                 smoothed = PlainSensors::interpolated(smoothed, probe, 1.0 / (i + 1));
                 pullIntoCrop(smoothed, t);
-                ++ways_.lookedAhead;
+                ++branches_.lookedAhead;
                 return;
             }
         }
@@ -250,7 +250,7 @@ private:
                 hint = node->y;
             }
         }
-        ways_.cutMesh += !complete;
+        branches_.cutMesh += !complete;
         const double right = param_.inputImage.width - 1, bottom = param_.inputImage.height - 1;
         for (int i = 0; i < rows * columns; ++i) {
             MeshPoint& p = mesh[static_cast<size_t>(i)];
@@ -264,7 +264,7 @@ private:
 
     ZPR_Param param_;
     const PlainSensors& sensors_;
-    Ways& ways_;
+    Branches& branches_;
     int width_, height_;
     Matrix3 camera_, crop_;
     std::vector<Entry> ring_;

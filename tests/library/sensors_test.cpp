@@ -51,8 +51,8 @@ TEST(Fusion, IntegratesEachRateOverTheTimeBeforeIt) {
 }
 
 TEST(Fusion, TakesATenthOfTheTiltFromTrustedGravity) {
-    // Length of the sample, integration time before it (Deliberate: no correction from 0), and share
-    // of the tilt that is left.
+    // Length of the sample, integration time before it (Deliberate: no correction from 0), and
+    // share of the tilt that is left.
     const double kCases[][3] = {
         {9.81, 1.1, 0.9}, {10.0, 1.1, 0.9}, {10.3, 1.1, 1.0}, {9.42, 1.1, 1.0}, {9.81, 0, 1}};
     for (const auto& [length, startTime, kept] : kCases) {

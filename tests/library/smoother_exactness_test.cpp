@@ -12,7 +12,7 @@ using namespace zpr_test;
 
 namespace {
 
-/// Not to be told apart bit by bit; numbers that are none count as equal.
+/// Compares bit by bit; all that is not a number counts as equal.
 bool isSame(double a, double b) {
     return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
 }
@@ -114,9 +114,10 @@ ZPR_Param randomParam(Random& random) {
 /// The smoother and the plain formulas, fed the same.
 class Comparison {
 public:
-    Comparison(const ZPR_Param& param, Ways& ways)
+    Comparison(const ZPR_Param& param, Branches& branches)
         : param_(param), hub_(param.sensorMask, lookAhead()), smoother_(&param_, &hub_),
-          plainSensors_(param.sensorMask, ringCapacity()), plain_(param_, plainSensors_, ways) {}
+          plainSensors_(param.sensorMask, ringCapacity()), plain_(param_, plainSensors_, branches) {
+    }
 
     void addSample(const ZPR_SensorData& s) {
         if (!hub_.isEnabled(s.type)) return;
@@ -171,9 +172,9 @@ private:
 };
 
 /// One recording on the smoother and on the plain formulas.
-void compareRecording(Random& random, Ways& ways) {
+void compareRecording(Random& random, Branches& branches) {
     const ZPR_Param param = randomParam(random);
-    Comparison comparison(param, ways);
+    Comparison comparison(param, branches);
     Device device(random, param.sensorMask);
 
     double t = 1.0;
@@ -199,13 +200,13 @@ void compareRecording(Random& random, Ways& ways) {
     }
 }
 
-/// Frames in any order near the end of the samples, which often lies within a frame's readout,
-/// and then within that of another one no more.
-void compareReadoutEnds(Random& random, Ways& ways) {
+/// Frames in any order near the end of the samples, which lies within the readout of some and not
+/// of others.
+void compareReadoutEnds(Random& random, Branches& branches) {
     ZPR_Param param = randomParam(random);
     param.delayFrames = random.integer(0, 5);
     param.readoutTime = 0.03;
-    Comparison comparison(param, ways);
+    Comparison comparison(param, branches);
     Device device(random, param.sensorMask);
 
     double end = 1.0;
@@ -267,33 +268,33 @@ TEST(Exactness, RingMatchesThePlainSearch) {
 TEST(Exactness, SmootherMatchesThePlainFormulas) {
     constexpr int kRecordings = 250;
     Random random(1);
-    Ways ways;
+    Branches branches;
     for (int recording = 0; recording < kRecordings; ++recording) {
         SCOPED_TRACE(recording);
-        ASSERT_NO_FATAL_FAILURE(compareRecording(random, ways));
+        ASSERT_NO_FATAL_FAILURE(compareRecording(random, branches));
     }
     // The recordings reach the branches in which results depend on earlier ones.
-    expectAtLeast({{"corrected", ways.corrected, 5000},
-                   {"lost", ways.lost, 200},
-                   {"caughtUp", ways.caughtUp, 50},
-                   {"pulled", ways.pulled, 500},
-                   {"lookedAhead", ways.lookedAhead, 500},
-                   {"atOnce", ways.atOnce, 300},
-                   {"cutMesh", ways.cutMesh, 5}});
+    expectAtLeast({{"corrected", branches.corrected, 5000},
+                   {"lost", branches.lost, 200},
+                   {"caughtUp", branches.caughtUp, 50},
+                   {"pulled", branches.pulled, 500},
+                   {"lookedAhead", branches.lookedAhead, 500},
+                   {"atOnce", branches.atOnce, 300},
+                   {"cutMesh", branches.cutMesh, 5}});
 }
 
 TEST(Exactness, RowTimingMatchesAsReadoutEndsComeAndGo) {
     constexpr int kRecordings = 50;
     Random random(3);
-    Ways ways;
+    Branches branches;
     for (int recording = 0; recording < kRecordings; ++recording) {
         SCOPED_TRACE(recording);
-        ASSERT_NO_FATAL_FAILURE(compareReadoutEnds(random, ways));
+        ASSERT_NO_FATAL_FAILURE(compareReadoutEnds(random, branches));
     }
-    expectAtLeast({{"atOnce", ways.atOnce, 500},
-                   {"switched", ways.switched, 300},
-                   {"carried", ways.carried, 50},
-                   {"resetAtOnce", ways.resetAtOnce, 10}});
+    expectAtLeast({{"atOnce", branches.atOnce, 500},
+                   {"switched", branches.switched, 300},
+                   {"carried", branches.carried, 50},
+                   {"resetAtOnce", branches.resetAtOnce, 10}});
 }
 
 }  // namespace

@@ -13,11 +13,11 @@ constexpr double kFrame = 1.0 / 30.0;
 const Quaternion kIdentity(1.0, 0.0, 0.0, 0.0);
 
 /// A smoother whose measured orientations are given by a function of time.
-class Bench {
+class Fixture {
 public:
     using Path = std::function<Quaternion(double)>;
 
-    explicit Bench(
+    explicit Fixture(
         const ZPR_Param& param, Path path = [](double) { return kIdentity; })
         : param_(param), path_(std::move(path)), hub_(16, param.delayFrames / 30.0),
           smoother_(&param_, &hub_) {}
@@ -94,14 +94,14 @@ TEST(FallbackCorrection, IsTheCropAndZoom) {
         param.outputImage.width = c.outWidth;
         param.outputImage.height = c.outHeight;
         param.cropPercent = c.percent;
-        Bench bench(param);
-        const auto mesh = bench.fallback();
+        Fixture fixture(param);
+        const auto mesh = fixture.fallback();
         ASSERT_EQ(mesh.size(), c.nodes);
         EXPECT_NEAR(mesh.front().x, c.first.x, 1e-9);
         EXPECT_NEAR(mesh.front().y, c.first.y, 1e-9);
         EXPECT_NEAR(mesh.back().x, c.first.x + c.scale * (c.outWidth - 1), 1e-9);
         EXPECT_NEAR(mesh.back().y, c.first.y + c.scale * (c.outHeight - 1), 1e-9);
-        EXPECT_EQ(bench.smoother().fallbackCorrection(nullptr), nullptr);
+        EXPECT_EQ(fixture.smoother().fallbackCorrection(nullptr), nullptr);
     }
 }
 
@@ -115,11 +115,11 @@ TEST(IIRSmoother, ViewAngleAndFocalLengthAgree) {
         ZPR_Param param = rotationParam(800, 600);
         param.fieldOfViewMode = mode;
         param.fieldOfView = view;
-        Bench bench(param, [](double t) { return rotation(0.05 * t, 0.6, 0.64, 0.48); });
-        bench.smooth(1.5);
-        const auto mesh = bench.smooth(1.7);
+        Fixture fixture(param, [](double t) { return rotation(0.05 * t, 0.6, 0.64, 0.48); });
+        fixture.smooth(1.5);
+        const auto mesh = fixture.smooth(1.7);
         if (expected.empty()) expected = mesh;
-        EXPECT_GT(std::fabs(mesh[0].x - bench.fallback()[0].x), 1.0);
+        EXPECT_GT(std::fabs(mesh[0].x - fixture.fallback()[0].x), 1.0);
         for (size_t i = 0; i < mesh.size(); ++i) {
             EXPECT_NEAR(std::hypot(mesh[i].x - expected[i].x, mesh[i].y - expected[i].y), 0.0, 1e-6)
                 << i;
@@ -134,19 +134,19 @@ TEST(IIRSmoother, LevelSetsTheShareOfTheOldOrientation) {
     for (const auto& [level, alpha] : kCases) {
         SCOPED_TRACE(level);
         const Quaternion turned = rotation(0.02, 0, 0, 1);
-        Bench bench(rotationParam(800, 600),
-                    [&](double t) { return t < 1.5 ? kIdentity : turned; });
+        Fixture fixture(rotationParam(800, 600),
+                        [&](double t) { return t < 1.5 ? kIdentity : turned; });
         ZPR_Param update{};
         update.smoothingLevel = level;
-        bench.smoother().updateParams(update);
-        bench.smooth(1.2);
-        bench.smooth(1.8);
-        EXPECT_NEAR(angleBetween(bench.smoother().virtualOrientation(), turned), 0.02 * alpha,
+        fixture.smoother().updateParams(update);
+        fixture.smooth(1.2);
+        fixture.smooth(1.8);
+        EXPECT_NEAR(angleBetween(fixture.smoother().virtualOrientation(), turned), 0.02 * alpha,
                     1e-9);
-        bench.smoother().reset();                // starts from the next frame
-        EXPECT_TRUE(bench.smooth(0.5).empty());  // from before the first sample
-        bench.smooth(2.0);
-        EXPECT_LT(angleBetween(bench.smoother().virtualOrientation(), turned), 1e-9);
+        fixture.smoother().reset();                // starts from the next frame
+        EXPECT_TRUE(fixture.smooth(0.5).empty());  // from before the first sample
+        fixture.smooth(2.0);
+        EXPECT_LT(angleBetween(fixture.smoother().virtualOrientation(), turned), 1e-9);
     }
 }
 
@@ -154,19 +154,19 @@ TEST(IIRSmoother, DeliberateCatchUpKeepsNoLength) {
     // The device turns by 0.1 rad, then rests; the virtual camera is off it for a long time.
     ZPR_Param param = rotationParam(800, 600);
     param.smoothingLevel = 10;
-    Bench bench(param, [](double t) { return rotation(t < 1.07 ? 0.0 : 0.1, 0, 0, 1); });
+    Fixture fixture(param, [](double t) { return rotation(t < 1.07 ? 0.0 : 0.1, 0, 0, 1); });
     const Quaternion target = rotation(0.1, 0, 0, 1);
     Quaternion virtualBefore = kIdentity, step = kIdentity;
     int stillFrames = 0;
     for (int i = 0; i < 12; ++i) {
         const double t = 1.05 + i * kFrame;
-        ASSERT_FALSE(bench.smooth(t).empty());
+        ASSERT_FALSE(fixture.smooth(t).empty());
         // What follows from the state before, without crop limit and look-ahead taking part.
         Quaternion expected = i == 0 ? kIdentity : virtualBefore;
         stillFrames = i >= 2 ? stillFrames + 1 : 0;
         if (stillFrames > 4) expected = expected * (step * 0.8910065241883678);
         expected = slerp(i == 0 ? kIdentity : target, expected, 0.98);
-        const Quaternion now = bench.smoother().virtualOrientation();
+        const Quaternion now = fixture.smoother().virtualOrientation();
         EXPECT_NEAR(now.w, expected.w, 1e-9) << i;
         EXPECT_NEAR(now.z, expected.z, 1e-9) << i;
         step = virtualBefore.inverse() * now;
@@ -187,23 +187,23 @@ TEST(IIRSmoother, OutputStaysInsideTheInputAndTurnsLess) {
                    rotation(size * std::sin(17.0 * t), 0, 1, 0) *
                    rotation(size * std::sin(15.0 * t), 0, 0, 1);
         };
-        Bench bench(param, path);
+        Fixture fixture(param, path);
         double turned = 0.0, turnedDevice = 0.0;
         for (int i = 0; i < 45; ++i) {
             const double t = 1.1 + i * kFrame;
             if (i < param.delayFrames) {
-                bench.fill(t);
+                fixture.fill(t);
                 continue;
             }
-            const Quaternion last = bench.smoother().virtualOrientation();
-            const auto mesh = bench.smooth(t);
+            const Quaternion last = fixture.smoother().virtualOrientation();
+            const auto mesh = fixture.smooth(t);
             ASSERT_FALSE(mesh.empty());
             for (const MeshPoint& p : mesh) {
                 ASSERT_TRUE(p.x > -1e-6 && p.x < 639.0 + 1e-6) << p.x;
                 ASSERT_TRUE(p.y > -1e-6 && p.y < 479.0 + 1e-6) << p.y;
             }
             if (i == param.delayFrames) continue;
-            turned += angleBetween(last, bench.smoother().virtualOrientation());
+            turned += angleBetween(last, fixture.smoother().virtualOrientation());
             turnedDevice += angleBetween(path(t - kFrame), path(t));
         }
         EXPECT_LT(turned, (size < 0.03 ? 0.2 : 1.0) * turnedDevice);
@@ -212,20 +212,20 @@ TEST(IIRSmoother, OutputStaysInsideTheInputAndTurnsLess) {
 
 TEST(IIRSmoother, LookAheadActsBeforeTheTurn) {
     // A sudden turn at 2 s that leads out of the crop. With coming frames known the virtual camera
-    // sets out before it.
+    // moves before it.
     double lead[2];
     for (const int delay : {0, 10}) {
         ZPR_Param param = rotationParam(640, 480);
         param.delayFrames = delay;
-        Bench bench(param, [](double t) {
+        Fixture fixture(param, [](double t) {
             return rotation(t < 2.0 ? 0.0 : std::min(2.0 * (t - 2.0), 0.6), 1, 0, 0);
         });
         // The frame corrected last is at 1.92 s in both cases.
         for (int i = 0; i < 28 + delay; ++i) {
             const double t = 1.02 + i * kFrame;
-            i < delay ? bench.fill(t) : static_cast<void>(bench.smooth(t));
+            i < delay ? fixture.fill(t) : static_cast<void>(fixture.smooth(t));
         }
-        lead[delay > 0] = angleBetween(bench.smoother().virtualOrientation(), kIdentity);
+        lead[delay > 0] = angleBetween(fixture.smoother().virtualOrientation(), kIdentity);
     }
     EXPECT_LT(lead[0], 1e-7);
     EXPECT_GT(lead[1], 1e-3);
@@ -281,8 +281,8 @@ TEST(CorrectionMesh, DeliberateClampTakesTheRowCountForAColumn) {
         param.outputImage.width = width;
         param.outputImage.height = height;
         param.cropPercent = 100;
-        Bench bench(param);
-        const auto mesh = bench.smooth(1.5), plain = bench.fallback();
+        Fixture fixture(param);
+        const auto mesh = fixture.smooth(1.5), plain = fixture.fallback();
         ASSERT_EQ(mesh.size(), plain.size());
         const double right = param.inputImage.width - 1, bottom = param.inputImage.height - 1;
         for (size_t j = 1; j <= static_cast<size_t>(width) / 128 + 1; ++j) {
@@ -299,13 +299,13 @@ TEST(CorrectionMesh, FailedRowIsCompletedAndLaterRowsKept) {
     ZPR_Param param = rotationParam(512, 512);
     param.delayFrames = 2;
     param.readoutTime = 0.0296;
-    Bench bench(param, [](double t) { return rotation(t < 1.3 ? 0.0 : -0.06, 0.1, 0, 0.995); });
-    bench.feedTo(1.5151);
-    IIRSmoother& smoother = bench.smoother();
+    Fixture fixture(param, [](double t) { return rotation(t < 1.3 ? 0.0 : -0.06, 0.1, 0, 0.995); });
+    fixture.feedTo(1.5151);
+    IIRSmoother& smoother = fixture.smoother();
     FrameCorrection correction;
     for (const double t : {1.2, 1.5}) smoother.smoothFrame(t, nullptr);
     smoother.smoothFrame(1.2, &correction);
-    const auto kept = bench.fallback();
+    const auto kept = fixture.fallback();
     ASSERT_TRUE(smoother.smoothFrame(1.25, &correction));
     const SharedArray<MeshPoint>& mesh = *correction[0].mesh;
     ASSERT_EQ(mesh.size(), kept.size());
