@@ -1,7 +1,6 @@
 // framehold_bench: what rendering and stabilizing a frame cost, beside copying it and beside other
 // ways of rendering it. Times of one run compare with each other, not with those of another run.
 #include "bench/measurements.h"
-#include "bench/plot.h"
 #include "runtime/worker_pool.h"
 
 #include <algorithm>
@@ -31,7 +30,6 @@ struct Options {
     int ring = 0;
     Effort effort{15, 0.05};
     std::string csv;
-    std::string plot;
 };
 
 Size parseSize(const std::string& text) {
@@ -73,7 +71,6 @@ void addOptions(CLI::App& app, Options& options) {
         ->check(CLI::Range(0.0, 10.0))
         ->capture_default_str();
     app.add_option("--csv", options.csv, "Write all lines to this file");
-    app.add_option("--plot", options.plot, "Draw the one-thread results into this SVG file");
 }
 
 class Session {
@@ -90,9 +87,7 @@ public:
 
     void run() {
         // A file that cannot be written should not show after minutes.
-        for (const std::string& path : {options_.csv, options_.plot}) {
-            if (!path.empty()) fmt::output_file(path);
-        }
+        if (!options_.csv.empty()) fmt::output_file(options_.csv);
         printMachine();
         fmt::print("{} rounds of {} s for each contender\n", options_.effort.rounds,
                    options_.effort.seconds);
@@ -105,7 +100,6 @@ public:
         }
         if (wants("memory")) printMemory(sizes_);
         if (!options_.csv.empty()) writeCsv(options_.csv, tables_);
-        if (!options_.plot.empty()) writePlot(options_.plot, tables_);
     }
 
 private:

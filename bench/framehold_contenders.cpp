@@ -80,9 +80,9 @@ void addKernelContenders(Course& course, std::vector<Contender>& out) {
                                         fh::KernelLevel::kSse41, fh::KernelLevel::kAvx2}) {
         const fh::RowKernels* kernels = fh::findRowKernels(level);
         if (kernels == nullptr) continue;
-        const std::string name = std::string("Framehold, ") + kernels->name;
+        const std::string name = std::string("Framehold ") + kernels->name;
         out.push_back(makeWarper(course, name, course.shaken(), *kernels));
-        out.push_back(makeWarper(course, name + ", steady hand", course.steady(), *kernels));
+        out.push_back(makeWarper(course, name + " (steady hand)", course.steady(), *kernels));
         out.back().luma = nullptr;  // not the motion that the others render
     }
 }

@@ -2,7 +2,6 @@
 
 #include "bench/table.h"
 
-#include <string>
 #include <vector>
 
 namespace framehold::bench {
@@ -17,9 +16,6 @@ Table measureRendering(Size size, int threads, int ring, const Effort& effort);
 
 /// Whole calls of ZPR_Stabilize and their stages, on the instance's pool or on one thread.
 Table measureStages(Size size, int delayFrames, bool usePool, int ring, const Effort& effort);
-
-/// Names of the stages' lines in the order of ZPR_Stabilize.
-extern const std::vector<std::string> kStageNames;
 
 /// What handing a frame to the pool costs: warps that render nothing.
 Table measurePool(Size size, int threads, const Effort& effort);

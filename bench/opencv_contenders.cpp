@@ -110,8 +110,8 @@ void addOpencvContenders(Course& course, std::vector<Contender>& out) {
     cv::setNumThreads(course.threads());
     out.push_back(makeFixedRemap(course));
     out.push_back(
-        makeRemap(course, "OpenCV remap, fixed, nearest chroma", MapKind::kFixedNearestChroma));
-    out.push_back(makeRemap(course, "OpenCV remap, float maps", MapKind::kFloat));
+        makeRemap(course, "OpenCV remap (nearest chroma)", MapKind::kFixedNearestChroma));
+    out.push_back(makeRemap(course, "OpenCV remap (float maps)", MapKind::kFloat));
     out.push_back(makePerspective(course));
 }
 

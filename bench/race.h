@@ -25,7 +25,7 @@ Quartiles quartilesOf(std::vector<double> values);
 
 /// Names of the two contenders that all others are compared with.
 constexpr const char* kCopyName = "memcpy";
-constexpr const char* kRemapName = "OpenCV remap, fixed-point maps";
+constexpr const char* kRemapName = "OpenCV remap (fixed-point maps)";
 
 /// Measured milliseconds of one contender, a value for each round.
 struct Times {

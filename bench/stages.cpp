@@ -11,9 +11,9 @@ namespace framehold::bench {
 
 namespace fh = qlx::zpr_framehold;
 
-const std::vector<std::string> kStageNames{"copy", "smoothing", "mapping", "rendering"};
-
 namespace {
+
+const std::vector<std::string> kStageNames{"copy", "smoothing", "mapping", "rendering"};
 
 /// A frame's stages one by one, in milliseconds. The sum is that of kStageNames.
 struct StageTimes {

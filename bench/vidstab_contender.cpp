@@ -71,7 +71,7 @@ private:
 
 Contender makeVidstab(Course& course) {
     const auto setup = std::make_shared<VidstabSetup>(course, course.ring());
-    return {"vid.stab, without shear",
+    return {"vid.stab (without shear)",
             [&course, setup](int frame) {
                 const auto& motions = course.shaken();
                 setup->render(frame, motions[static_cast<size_t>(frame) % motions.size()]);

@@ -1,4 +1,5 @@
 # Debian packages that the scripts beside this file need; to be sourced.
+# shellcheck shell=sh disable=SC2034
 
 build_packages="ca-certificates cmake g++ ninja-build pkg-config libavcodec-dev libavformat-dev \
 libavutil-dev libswscale-dev libcli11-dev libeigen3-dev libfmt-dev libopencv-calib3d-dev \
@@ -6,7 +7,7 @@ libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev libopencv-vide
 nlohmann-json3-dev"
 test_packages="$build_packages binutils chromium clang-format ffmpeg fish g++-aarch64-linux-gnu \
 g++-arm-linux-gnueabi googletest groff help2man python3 qemu-user valgrind zsh"
-bench_packages="$build_packages libvidstab-dev"
+bench_packages="$build_packages gnuplot-nox libvidstab-dev"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
 arm_packages="ca-certificates cmake g++-arm-linux-gnueabi libeigen3-dev ninja-build qemu-user"
 
