@@ -19,7 +19,7 @@ std::vector<uint64_t> sumsOfClip(int delay, const RowKernels& kernels, unsigned 
     EXPECT_EQ(createInstance(nullptr, param, kernels, threads, handle), ZPR_OK);
     EXPECT_EQ(handle->pool == nullptr ? 0 : handle->pool->threadCount(), threads);
     ShakyHand hand(71, 1.5);
-    Random random(72);
+    TestRandom random(72);
     Frame input(390, 294), output(390, 294);
     input.fillRandom(random);
     std::vector<uint64_t> sums;

@@ -127,7 +127,7 @@ public:
     }
 
 private:
-    Random random_{51};
+    TestRandom random_{51};
     ShakyHand hand_{51, 1.0};
     ZPR_Handle handle_[2] = {};
     Frame output_[2];

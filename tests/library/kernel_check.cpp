@@ -2,6 +2,7 @@
 // block rows; with --bench, their speed.
 #include "support/guarded_plane.h"
 #include "support/kernel_levels.h"
+#include "support/random.h"
 #include "warp/row_renderer.h"
 
 #include <algorithm>
@@ -12,28 +13,14 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
 using namespace qlx::zpr_framehold;
 using zpr_test::GuardedPlane;
+using zpr_test::Random;
 
 namespace {
-
-class Random {
-public:
-    explicit Random(uint32_t seed) : engine_(seed) {}
-    uint32_t bits() { return static_cast<uint32_t>(engine_()); }
-    int integer(int low, int high) {
-        return low + static_cast<int>(bits() % static_cast<uint32_t>(high - low + 1));
-    }
-    int even(int low, int high) { return 2 * integer(low / 2, high / 2); }
-    double uniform(double low, double high) { return low + (high - low) * (bits() / 4294967296.0); }
-
-private:
-    std::mt19937 engine_;
-};
 
 /// A way to move the picture: scale and shear from output to source, by how many pixels each block
 /// corner strays from that, and how far the picture as a whole is shifted out of the middle.

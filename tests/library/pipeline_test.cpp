@@ -296,7 +296,7 @@ TEST(Stabilize, BadSamplesSpoilNoLaterFrameAndUpdatesCount) {
     const auto lastFrame = [&](bool withBadOnes, int level) {
         Instance instance(param);
         Frame input(256, 128), output(256, 128);
-        Random random(62);
+        TestRandom random(62);
         input.fillRandom(random);
         param.smoothingLevel = level;
         for (int i = 0; i < 60; ++i) {

@@ -44,7 +44,7 @@ TEST(Quaternion, ProductFollowsHamilton) {
 }
 
 TEST(Quaternion, PropertiesOfRandomRotations) {
-    Random random(11);
+    TestRandom random(11);
     for (int i = 0; i < 200; ++i) {
         const auto draw = [&] { return random.uniform(-1, 1) * (i % 3 == 0 ? 1e-8 : 3.0); };
         const Quaternion a = rotation(1.0, draw(), draw(), draw()),

@@ -74,7 +74,7 @@ TEST(Arena, SplitsOnlyWhatLeavesAUsefulRest) {
 void count(void* counter) { ++*static_cast<std::atomic<int>*>(counter); }
 
 TEST(WorkerPool, RunsEveryTaskAndAnswersInAnyOrder) {
-    Random random(31);
+    TestRandom random(31);
     WorkerPool* pool = WorkerPool::create(nullptr, 4);
     ASSERT_EQ(pool->threadCount(), std::min(sysconf(_SC_NPROCESSORS_CONF), 4L));
     std::atomic<int> counter{0};

@@ -242,7 +242,7 @@ void expectAtLeast(std::initializer_list<Count> counts) {
 }
 
 TEST(Exactness, RingMatchesThePlainSearch) {
-    Random random(2);
+    TestRandom random(2);
     for (int capacity = 1; capacity < 40; ++capacity) {
         SCOPED_TRACE(capacity);
         RotationVectorSensor sensor(capacity);
@@ -267,7 +267,7 @@ TEST(Exactness, RingMatchesThePlainSearch) {
 
 TEST(Exactness, SmootherMatchesThePlainFormulas) {
     constexpr int kRecordings = 250;
-    Random random(1);
+    TestRandom random(1);
     Branches branches;
     for (int recording = 0; recording < kRecordings; ++recording) {
         SCOPED_TRACE(recording);
@@ -285,7 +285,7 @@ TEST(Exactness, SmootherMatchesThePlainFormulas) {
 
 TEST(Exactness, RowTimingMatchesAsReadoutEndsComeAndGo) {
     constexpr int kRecordings = 50;
-    Random random(3);
+    TestRandom random(3);
     Branches branches;
     for (int recording = 0; recording < kRecordings; ++recording) {
         SCOPED_TRACE(recording);

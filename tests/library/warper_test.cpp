@@ -99,7 +99,7 @@ TEST(BlockWarper, RendersRandomMeshesLikeTheReference) {
     const int kSizes[][4] = {{256, 256, 256, 256}, {300, 200, 300, 200}, {160, 420, 130, 390},
                              {640, 66, 514, 66},   {128, 130, 128, 130}, {34, 34, 18, 22},
                              {2, 2, 2, 2},         {270, 150, 262, 146}};
-    Random random(41);
+    TestRandom random(41);
     for (const auto& s : kSizes) {
         // The spans of blocks that fail are those of the frames before, so one comparison is
         // used for all.
@@ -129,7 +129,7 @@ TEST(BlockWarper, RendersRandomMeshesLikeTheReference) {
 
 TEST(BlockWarper, ManyBlockRowsThroughAPool) {
     // Above 42 block rows there are more tasks than the pool's queue and ring can hold.
-    Random random(45);
+    TestRandom random(45);
     for (const unsigned threads : {1u, 2u, 3u, 4u}) {
         WorkerPool* pool = WorkerPool::create(nullptr, threads);
         for (const int rows : {1, 3, 4, 9, 42, 43, 44, 150}) {
@@ -152,7 +152,7 @@ TEST(BlockWarper, ManyBlockRowsThroughAPool) {
 }
 
 TEST(BlockWarper, BusyPoolLeavesTheRowsToTheCaller) {
-    Random random(46);
+    TestRandom random(46);
     WorkerPool* pool = WorkerPool::create(nullptr, 1);
     // Somebody else's tasks hold the only thread and fill the queue.
     Gate gate;

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "math/quaternion.h"
+#include "support/random.h"
 #include "zpr_framehold.h"
 
 #include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <random>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -17,20 +18,13 @@ namespace zpr_test {
 
 using qlx::zpr_framehold::Quaternion;
 
-/// Random numbers that are the same on every platform. The seed is FRAMEHOLD_TEST_SEED if that is
-/// set, and is printed with each failure in the object's scope.
-class Random {
+/// Random numbers of a test. The seed is FRAMEHOLD_TEST_SEED if that is set, and is printed with
+/// each failure in the object's scope.
+class TestRandom : public Random {
 public:
-    explicit Random(uint32_t seed)
-        : seed_(chosen(seed)), engine_(seed_),
-          trace_(__FILE__, __LINE__, "FRAMEHOLD_TEST_SEED=" + std::to_string(seed_)) {}
-
-    uint32_t bits() { return static_cast<uint32_t>(engine_()); }
-    double uniform(double low, double high) { return low + (high - low) * (bits() / 4294967296.0); }
-    int integer(int low, int high) {
-        return low + static_cast<int>(bits() % static_cast<uint32_t>(high - low + 1));
-    }
-    uint8_t byte() { return static_cast<uint8_t>(bits() >> 24); }
+    explicit TestRandom(uint32_t seed)
+        : Random(chosen(seed)),
+          trace_(__FILE__, __LINE__, "FRAMEHOLD_TEST_SEED=" + std::to_string(chosen(seed))) {}
 
 private:
     static uint32_t chosen(uint32_t seed) {
@@ -38,8 +32,6 @@ private:
         return given == nullptr ? seed : static_cast<uint32_t>(std::strtoul(given, nullptr, 10));
     }
 
-    uint32_t seed_;
-    std::mt19937 engine_;
     testing::ScopedTrace trace_;
 };
 

@@ -21,7 +21,7 @@ Vec3 shake(double t) {
 
 /// Ten seconds at 200 Hz: two at rest, then shake; noise of 0.002 rad/s and 0.02 m/s^2.
 MotionLog goodLog() {
-    zpr_test::Random random(41);
+    zpr_test::TestRandom random(41);
     // The sum of twelve uniform numbers has the variance 1.
     const auto noise = [&] {
         double sum = -6.0;
@@ -167,7 +167,7 @@ struct SimulatedClip {
 };
 
 SimulatedClip simulate(double seconds, double offset, double drift, double ownMotion) {
-    zpr_test::Random random(43);
+    zpr_test::TestRandom random(43);
     SimulatedClip clip;
     for (double t = 0.0; t < seconds; t += 1.0 / 30.0) clip.times.push_back(t);
     const auto onLog = [&](double t) { return 100.0 + (1.0 + drift) * t + offset; };

@@ -72,7 +72,7 @@ TEST(Gcsv, ErrorsNameLineAndField) {
 }
 
 TEST(MotionLog, ThinningLosesNoRotation) {
-    zpr_test::Random random(71);
+    zpr_test::TestRandom random(71);
     std::vector<MotionSample> samples;
     double time = 5.0, turned = 0.0;
     for (int i = 0; i < 1000; ++i) {
