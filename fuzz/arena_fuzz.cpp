@@ -1,7 +1,7 @@
 // Random requests to an arena, beside a model that keeps a list of its blocks.
 #include "draw.h"
 #include "runtime/memory_arena.h"
-#include "support/guarded_plane.h"
+#include "support/guarded_frame.h"
 #include "zpr_framehold.h"
 
 #include <cstring>

@@ -1,7 +1,7 @@
 // Any calls in any order on one instance, in a valid state and out of it. A model tells what each
 // call must return; planes and records end at pages that must not be touched.
 #include "draw.h"
-#include "guarded_frame.h"
+#include "support/guarded_frame.h"
 #include "zpr_framehold.h"
 
 #include <algorithm>
@@ -10,9 +10,9 @@
 #include <vector>
 
 using zpr_fuzz::Draw;
-using zpr_fuzz::GuardedFrame;
-using zpr_fuzz::GuardedRecord;
 using zpr_fuzz::require;
+using zpr_test::GuardedFrame;
+using zpr_test::GuardedRecord;
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Corrections of all kinds, with any numbers in them, straight into the warper: with every kernel
 // level, on the calling thread and on a pool, the bytes must be the same.
 #include "draw.h"
-#include "guarded_frame.h"
+#include "support/guarded_frame.h"
 #include "support/kernel_levels.h"
 #include "warp/block_warper.h"
 
@@ -11,7 +11,7 @@
 
 using namespace qlx::zpr_framehold;
 using zpr_fuzz::Draw;
-using zpr_fuzz::GuardedFrame;
+using zpr_test::GuardedFrame;
 
 namespace {
 

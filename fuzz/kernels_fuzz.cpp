@@ -1,7 +1,7 @@
 // Any corner offsets and spans straight into the row kernels: each level must write the same bytes
 // as the scalar one, and touch nothing else.
 #include "draw.h"
-#include "guarded_frame.h"
+#include "support/guarded_frame.h"
 #include "support/kernel_levels.h"
 #include "warp/row_renderer.h"
 
@@ -11,7 +11,7 @@
 
 using namespace qlx::zpr_framehold;
 using zpr_fuzz::Draw;
-using zpr_fuzz::GuardedFrame;
+using zpr_test::GuardedFrame;
 
 namespace {
 

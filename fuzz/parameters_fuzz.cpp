@@ -1,8 +1,8 @@
 // Any parameter record into the functions that take one: they agree on what is valid, and what is
 // valid gives an instance that takes a frame, or ZPR_ERR_NO_MEMORY with nothing left behind.
 #include "draw.h"
-#include "guarded_frame.h"
 #include "support/fault_gate.h"
+#include "support/guarded_frame.h"
 #include "zpr_framehold.h"
 
 #include <algorithm>
@@ -60,9 +60,9 @@ void useOnce(ZPR_Handle handle, const ZPR_Param& param) {
         const bool isEnabled = (param.sensorMask & ZPR_SENSOR_BIT(type)) != 0;
         require(code == ZPR_ERR_NO_MEMORY || (code == ZPR_OK) == isEnabled, "the mask counts");
     }
-    zpr_fuzz::GuardedFrame in(input.width, input.height, static_cast<int>(pitch),
+    zpr_test::GuardedFrame in(input.width, input.height, static_cast<int>(pitch),
                               static_cast<int>(pitch), true, true);
-    zpr_fuzz::GuardedFrame out(output.width, output.height, output.width, output.width, true);
+    zpr_test::GuardedFrame out(output.width, output.height, output.width, output.width, true);
     const int code = ZPR_Stabilize(handle, 1.0, &in.image, &out.image, nullptr);
     const bool isSmaller = output.width <= input.width && output.height <= input.height;
     const bool hasPitch = param.delayFrames == 0 || input.pitch[0] >= input.width;
@@ -103,7 +103,7 @@ bool isFigureBinding(const ZPR_Param& param) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Draw draw(data, size);
-    const zpr_fuzz::GuardedRecord<ZPR_Param> record(drawParam(draw));
+    const zpr_test::GuardedRecord<ZPR_Param> record(drawParam(draw));
     const ZPR_Param& param = *record.get();
     zpr_test::limitRequests(kLargestRequest);
     uint32_t bytes = 77;

@@ -1,6 +1,6 @@
 // Compares the row kernels of every instruction set with the scalar ones, byte by byte, on random
 // block rows; with --bench, their speed.
-#include "support/guarded_plane.h"
+#include "support/guarded_frame.h"
 #include "support/kernel_levels.h"
 #include "support/random.h"
 #include "warp/row_renderer.h"
