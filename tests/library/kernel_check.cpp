@@ -17,6 +17,7 @@
 #include <vector>
 
 using namespace qlx::zpr_framehold;
+using zpr_test::GuardedFrame;
 using zpr_test::GuardedPlane;
 using zpr_test::Random;
 
@@ -83,10 +84,10 @@ private:
                                                     random.integer(0, 3) != 0);
         // Long runs of equal bytes would hide wrong taps, all sorts of bytes wrong weights.
         const bool extremes = random.integer(0, 3) == 0;
-        plane->forEach([&](uint8_t& byte) {
+        for (uint8_t& byte : *plane) {
             const uint32_t bits = random.bits();
             byte = static_cast<uint8_t>(extremes ? (bits & 1) * 255 : bits >> 24);
-        });
+        }
         return plane;
     }
 
@@ -137,77 +138,55 @@ private:
     }
 };
 
-/// The bytes of a target after a kernel, padding included.
-struct Target {
-    std::vector<uint8_t> bytes[2];
-    std::unique_ptr<GuardedPlane> planes[2];
-
-    Target(const Case& c, bool atEnd) {
-        for (int i = 0; i < 2; ++i) {
-            planes[i] = std::make_unique<GuardedPlane>(c.grid.outWidth, c.rows / (i + 1),
-                                                       c.targetPitch[i], atEnd);
-            uint32_t n = 0;
-            planes[i]->forEach(
-                [&](uint8_t& byte) { byte = static_cast<uint8_t>(++n * 0x9d2c5681u >> 24); });
-        }
-    }
-    void collect() {
-        for (int i = 0; i < 2; ++i) {
-            planes[i]->forEach([&](uint8_t& byte) { bytes[i].push_back(byte); });
-        }
-    }
-};
-
 sigjmp_buf g_beforeKernel;  // where a crash inside a kernel goes on
 void leaveKernel(int signal) { siglongjmp(g_beforeKernel, signal); }
 
+GuardedFrame makeTarget(const Case& c, bool atEnd) {
+    return {c.grid.outWidth, c.rows, c.targetPitch[0], c.targetPitch[1], atEnd};
+}
+
 /// Runs a kernel. Returns the signal that it ended with, or 0.
-int run(const RowKernels& kernels, Case& c, Target& target) {
+int run(const RowKernels& kernels, Case& c, const ZPR_Image& target) {
     const SourceFrame source{c.source[0]->data(),  c.source[1]->data(), c.source[0]->pitch(),
                              c.source[1]->pitch(), c.grid.inWidth,      c.grid.inHeight};
-    const ZPR_Image image{ZPR_FORMAT_SEMIPLANAR_1,
-                          c.grid.outWidth,
-                          c.rows,
-                          {target.planes[0]->data(), target.planes[1]->data()},
-                          {c.targetPitch[0], c.targetPitch[1]}};
     std::vector<EdgeSteps> edges(c.deltas.size());
     const int signal = sigsetjmp(g_beforeKernel, 1);
-    if (signal == 0) renderRow(kernels, c.grid, source, image, c.blockRow(edges));
+    if (signal == 0) renderRow(kernels, c.grid, source, target, c.blockRow(edges));
     return signal;
 }
 
 /// Prints the first difference of two targets, and the block that it is in.
-void report(const Case& c, const Target& got, const Target& expected) {
-    for (int i = 0; i < 2; ++i) {
-        const auto [a, b] =
-            std::mismatch(got.bytes[i].begin(), got.bytes[i].end(), expected.bytes[i].begin());
-        if (a == got.bytes[i].end()) continue;
-        const auto at = a - got.bytes[i].begin();
-        const auto y = at / c.targetPitch[i], x = at % c.targetPitch[i];
-        std::printf("  %s x %d y %d: %d where scalar has %d\n", i == 0 ? "luma" : "chroma",
-                    static_cast<int>(x), static_cast<int>(y), *a, *b);
-        const auto col = std::min(static_cast<size_t>(x) / 128, c.deltas.size() - 1);
-        const CornerDeltas& d = c.deltas[col];
-        std::printf("  block %zu: dx %d %d %d %d, dy %d %d %d %d\n", col, d.dx[0], d.dx[1], d.dx[2],
-                    d.dx[3], d.dy[0], d.dy[1], d.dy[2], d.dy[3]);
-    }
+void report(const Case& c, const std::vector<uint8_t>& got, const std::vector<uint8_t>& expected) {
+    const auto [a, b] = std::mismatch(got.begin(), got.end(), expected.begin());
+    auto at = static_cast<int>(a - got.begin());
+    const int lumaBytes = c.targetPitch[0] * (c.rows - 1) + c.grid.outWidth;
+    const int plane = at < lumaBytes ? 0 : 1;
+    at -= plane * lumaBytes;
+    const int x = at % c.targetPitch[plane], y = at / c.targetPitch[plane];
+    std::printf("  %s x %d y %d: %d where scalar has %d\n", plane == 0 ? "luma" : "chroma", x, y,
+                *a, *b);
+    const auto col = std::min(static_cast<size_t>(x) / 128, c.deltas.size() - 1);
+    const CornerDeltas& d = c.deltas[col];
+    std::printf("  block %zu: dx %d %d %d %d, dy %d %d %d %d\n", col, d.dx[0], d.dx[1], d.dx[2],
+                d.dx[3], d.dy[0], d.dy[1], d.dy[2], d.dy[3]);
 }
 
 /// Checks one case on one level. Returns whether it went well.
 bool check(const RowKernels& scalar, const RowKernels& kernels, uint32_t seed, int index) {
     Case c(seed, index);
-    const bool atEnd = index % 2 == 0;
-    Target expected(c, atEnd), got(c, atEnd);
-    const int scalarSignal = run(scalar, c, expected);
-    const int signal = scalarSignal != 0 ? scalarSignal : run(kernels, c, got);
-    expected.collect();
-    got.collect();
-    const bool same = expected.bytes[0] == got.bytes[0] && expected.bytes[1] == got.bytes[1];
-    if (signal == 0 && same) return true;
+    std::vector<uint8_t> bytes[2];  // padding included
+    int signal = 0;
+    for (int i = 0; i < 2 && signal == 0; ++i) {
+        GuardedFrame target = makeTarget(c, index % 2 == 0);
+        target.fill(0);
+        signal = run(i == 0 ? scalar : kernels, c, target.image);
+        bytes[i] = target.bytes();
+    }
+    if (signal == 0 && bytes[0] == bytes[1]) return true;
     std::printf("FAILED: %s: --seed %u --case %d (%s, %d x %d from %d x %d)%s%s\n", kernels.name,
                 seed, index, c.motion.name, c.grid.outWidth, c.rows, c.grid.inWidth,
                 c.grid.inHeight, signal != 0 ? ": " : "", signal != 0 ? strsignal(signal) : "");
-    if (signal == 0) report(c, got, expected);
+    if (signal == 0) report(c, bytes[1], bytes[0]);
     return false;
 }
 
@@ -229,12 +208,12 @@ void bench(const std::vector<const RowKernels*>& levels, uint32_t seed) {
             }
         }
         Case c(seed, best);
-        Target target(c, true);
+        const GuardedFrame target = makeTarget(c, true);
         std::vector<std::vector<double>> seconds(levels.size());
         for (int round = 0; round < kRounds; ++round) {
             for (size_t l = 0; l < levels.size(); ++l) {
                 const auto start = std::chrono::steady_clock::now();
-                run(*levels[l], c, target);
+                run(*levels[l], c, target.image);
                 const std::chrono::duration<double> taken =
                     std::chrono::steady_clock::now() - start;
                 seconds[l].push_back(taken.count());

@@ -17,15 +17,16 @@ namespace zpr_test {
 class GuardedPlane {
 public:
     GuardedPlane(int width, int rows, int pitch, bool atEnd)
-        : width_(width), rows_(rows), pitch_(pitch) {
+        : pitch_(pitch), size_(static_cast<size_t>(pitch) * static_cast<size_t>(rows - 1) +
+                               static_cast<size_t>(width)) {
         const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-        const size_t inside = (size() + page - 1) / page * page;
+        const size_t inside = (size_ + page - 1) / page * page;
         mapped_ = inside + 2 * page;
         base_ = mmap(nullptr, mapped_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (base_ == MAP_FAILED) throw std::bad_alloc();
         uint8_t* first = static_cast<uint8_t*>(base_) + page;
         if (mprotect(first, inside, PROT_READ | PROT_WRITE) != 0) throw std::bad_alloc();
-        data_ = atEnd ? first + (inside - size()) : first;
+        data_ = atEnd ? first + (inside - size_) : first;
     }
     ~GuardedPlane() { munmap(base_, mapped_); }
     GuardedPlane(const GuardedPlane&) = delete;
@@ -33,26 +34,13 @@ public:
     uint8_t* data() const { return data_; }
     int pitch() const { return pitch_; }
 
-    /// Bytes from the first pixel to the last.
-    size_t size() const {
-        return static_cast<size_t>(pitch_) * static_cast<size_t>(rows_ - 1) +
-               static_cast<size_t>(width_);
-    }
-
-    /// Calls f with each byte of the plane, those between the rows included.
-    template <class Function>
-    void forEach(Function f) {
-        for (int y = 0; y < rows_; ++y) {
-            for (int x = 0; x < (y + 1 < rows_ ? pitch_ : width_); ++x) {
-                f(data_[ptrdiff_t{y} * pitch_ + x]);
-            }
-        }
-    }
+    /// Bytes from the first pixel to the last, those between the rows included.
+    uint8_t* begin() const { return data_; }
+    uint8_t* end() const { return data_ + size_; }
 
 private:
-    int width_;
-    int rows_;
     int pitch_;
+    size_t size_;
     void* base_;
     size_t mapped_;
     uint8_t* data_;
@@ -76,17 +64,14 @@ public:
     /// Bytes that differ from their neighbours, and with the seed.
     void fill(uint32_t seed) {
         for (const GuardedPlane* plane : {&luma_, &chroma_}) {
-            uint8_t* data = plane->data();
-            for (size_t i = 0; i < plane->size(); ++i) {
-                data[i] = static_cast<uint8_t>(++seed * 0x9d2c5681u >> 24);
-            }
+            for (uint8_t& b : *plane) b = static_cast<uint8_t>(++seed * 0x9d2c5681u >> 24);
         }
     }
 
     /// All bytes, padding included.
     std::vector<uint8_t> bytes() const {
-        std::vector<uint8_t> all(luma_.data(), luma_.data() + luma_.size());
-        all.insert(all.end(), chroma_.data(), chroma_.data() + chroma_.size());
+        std::vector<uint8_t> all(luma_.begin(), luma_.end());
+        all.insert(all.end(), chroma_.begin(), chroma_.end());
         return all;
     }
 
