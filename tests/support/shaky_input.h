@@ -7,18 +7,6 @@
 
 namespace zpr_test {
 
-/// FNV-1a of the pixels of a frame, padding left out.
-inline uint64_t checksum(const ZPR_Image& image) {
-    uint64_t sum = 0xcbf29ce484222325u;
-    for (int plane = 0; plane < 2; ++plane) {
-        for (int y = 0; y < image.height / (plane + 1); ++y) {
-            const uint8_t* row = image.plane[plane] + ptrdiff_t{y} * image.pitch[plane];
-            for (int x = 0; x < image.width; ++x) sum = (sum ^ row[x]) * 0x100000001b3u;
-        }
-    }
-    return sum;
-}
-
 /// The motion of a shaky hand that pans, as samples of types 1, 3 and 5, 200 of each per second.
 class ShakyHand {
 public:
@@ -37,8 +25,6 @@ public:
             feed(sample(ZPR_SENSOR_ROTATION_1, t, 0.0, std::sin(angle), 0.0, std::cos(angle)));
         }
     }
-
-    void restart() { fed_ = 0; }
 
 private:
     double time() const { return 0.9 + fed_ * 0.005; }
