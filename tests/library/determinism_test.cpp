@@ -1,5 +1,4 @@
 // The same inputs give the same bytes, whatever renders them.
-#include "api/instance.h"
 #include "support/fault_gate.h"
 #include "support/kernel_levels.h"
 #include "support/shaky_input.h"
@@ -15,9 +14,9 @@ constexpr int kFrames = 10;
 std::vector<uint64_t> sumsOfClip(int delay, const RowKernels& kernels, unsigned threads) {
     ZPR_Param param = makeParam(390, 294);
     param.delayFrames = delay;
-    ZPR_Handle handle = nullptr;
-    EXPECT_EQ(createInstance(nullptr, param, kernels, threads, handle), ZPR_OK);
-    EXPECT_EQ(handle->pool == nullptr ? 0 : handle->pool->threadCount(), threads);
+    const Instance instance(createWith(param, kernels, threads));
+    const WorkerPool* pool = ZPR_Handle(instance)->pool;
+    EXPECT_EQ(pool == nullptr ? 0 : pool->threadCount(), threads);
     ShakyHand hand(71, 1.5);
     TestRandom random(72);
     Frame input(390, 294), output(390, 294);
@@ -25,14 +24,13 @@ std::vector<uint64_t> sumsOfClip(int delay, const RowKernels& kernels, unsigned 
     std::vector<uint64_t> sums;
     for (int i = 0; i < kFrames + delay; ++i) {
         const double time = 1.0 + i / 30.0;
-        hand.feedTo(time + 0.04, [&](const ZPR_SensorData& s) { ZPR_SetSensorData(handle, &s); });
+        hand.feedTo(time + 0.04, [&](const ZPR_SensorData& s) { ZPR_SetSensorData(instance, &s); });
         input.image.plane[0][i] ^= 0xff;
         const ZPR_Image* in = i < kFrames ? &input.image : nullptr;
-        if (ZPR_Stabilize(handle, time, in, &output.image, nullptr) == ZPR_OK) {
+        if (ZPR_Stabilize(instance, time, in, &output.image, nullptr) == ZPR_OK) {
             sums.push_back(checksum(output.image));
         }
     }
-    ZPR_Deinit(&handle);
     EXPECT_EQ(sums.size(), size_t{kFrames});
     return sums;
 }

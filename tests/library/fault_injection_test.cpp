@@ -85,62 +85,41 @@ TEST(Faults, SamplesThatCannotBeBufferedCanBeGivenAgain) {
     param.sensorMask = 63;
     long points = 0;
     for (int type = ZPR_SENSOR_GRAVITY_1; type <= ZPR_SENSOR_ROTATION_2; ++type) {
-        ZPR_Handle handle = nullptr;
-        ASSERT_EQ(ZPR_Init(nullptr, &param, &handle), ZPR_OK);
+        const Instance instance(param);
         const ZPR_SensorData data = sample(type, 1.0, 0, 0, 1, 1);
-        points += failEachPoint([&] { return ZPR_SetSensorData(handle, &data); }, [] {});
-        ZPR_Deinit(&handle);
+        points += failEachPoint([&] { return ZPR_SetSensorData(instance, &data); }, [] {});
     }
     EXPECT_GT(points, 6);
     std::printf("ZPR_SetSensorData: %ld points\n", points);
 }
 
-/// Two instances that are fed the same; the calls of one of them fail, and are repeated.
-class Pair {
-public:
-    Pair(int width, int height, int delay, int mask)
-        : output_{{width, height}, {width, height}}, input_(width, height) {
-        ZPR_Param param = makeParam(width, height);
+TEST(Faults, FramesThatFailedCanBeGivenAgain) {
+    constexpr int kFrames = 12, kWidth = 300, kHeight = 140;
+    TestRandom random(51);
+    long points = 0;
+    for (const auto& [delay, mask] : {std::pair{0, 1}, {0, 5}, {0, 16}, {3, 1}, {3, 5}, {3, 16}}) {
+        ZPR_Param param = makeParam(kWidth, kHeight);
         param.delayFrames = delay;
         param.sensorMask = mask;
-        for (ZPR_Handle& h : handle_) EXPECT_EQ(ZPR_Init(nullptr, &param, &h), ZPR_OK);
-    }
-    ~Pair() {
-        for (ZPR_Handle& h : handle_) ZPR_Deinit(&h);
-    }
-
-    /// One frame, or one drained. Returns how many points there were.
-    long frame(double time, bool isDrained) {
-        hand_.feedTo(time + 0.05, [&](const ZPR_SensorData& s) {
-            for (ZPR_Handle h : handle_) ZPR_SetSensorData(h, &s);
-        });
-        input_.fillRandom(random_);
-        const ZPR_Image* in = isDrained ? nullptr : &input_.image;
-        const std::vector<uint8_t> before = output_[0].bytes;
-        int code = 0;
-        const long points = failEachPoint(
-            [&] { return code = ZPR_Stabilize(handle_[0], time, in, &output_[0].image, nullptr); },
-            [&] { EXPECT_EQ(output_[0].bytes, before) << "an error wrote something"; });
-        EXPECT_EQ(ZPR_Stabilize(handle_[1], time, in, &output_[1].image, nullptr), code);
-        EXPECT_EQ(output_[0].bytes, output_[1].bytes) << "an error left a trace";
-        return points;
-    }
-
-private:
-    TestRandom random_{51};
-    ShakyHand hand_{51, 1.0};
-    ZPR_Handle handle_[2] = {};
-    Frame output_[2];
-    Frame input_;
-};
-
-TEST(Faults, FramesThatFailedCanBeGivenAgain) {
-    long points = 0;
-    for (const int delay : {0, 3}) {
-        for (const int mask : {1, 5, 16}) {
-            Pair pair(300, 140, delay, mask);
-            for (int i = 0; i < 12; ++i) points += pair.frame(1.0 + i / 30.0, false);
-            for (int i = 0; i < delay; ++i) points += pair.frame(0.0, true);
+        // Both are fed the same; calls of the first one fail, and are repeated.
+        const Instance failing(param), reference(param);
+        Frame input(kWidth, kHeight), output(kWidth, kHeight), expected(kWidth, kHeight);
+        ShakyHand hand(51, 1.0);
+        for (int i = 0; i < kFrames + delay; ++i) {
+            const double time = 1.0 + i / 30.0;
+            const ZPR_Image* in = i < kFrames ? &input.image : nullptr;
+            hand.feedTo(time + 0.05, [&](const ZPR_SensorData& s) {
+                for (ZPR_Handle handle : {ZPR_Handle{failing}, ZPR_Handle{reference}})
+                    ZPR_SetSensorData(handle, &s);
+            });
+            input.fillRandom(random);
+            const std::vector<uint8_t> before = output.bytes;
+            int code = 0;
+            points += failEachPoint(
+                [&] { return code = ZPR_Stabilize(failing, time, in, &output.image, nullptr); },
+                [&] { EXPECT_EQ(output.bytes, before) << "an error wrote something"; });
+            EXPECT_EQ(ZPR_Stabilize(reference, time, in, &expected.image, nullptr), code);
+            EXPECT_EQ(output.bytes, expected.bytes) << "an error left a trace";
         }
     }
     EXPECT_GT(points, 50);

@@ -106,8 +106,7 @@ TEST_P(Geometry, TrackedPointsFollowTheVirtualCamera) {
     param.timeOffset = 0.01;
     param.delayFrames = m.delay;
     param.inputImage.pitch[0] = kPitch;
-    ZPR_Handle handle = nullptr;
-    ASSERT_EQ(ZPR_Init(nullptr, &param, &handle), ZPR_OK);
+    const Instance instance(param);
     // A smoother of our own, fed the same, tells the orientation of the virtual camera.
     fh::SensorHub hub(param.sensorMask, param.delayFrames / kFps);
     fh::IIRSmoother smoother(&param, &hub);
@@ -128,7 +127,7 @@ TEST_P(Geometry, TrackedPointsFollowTheVirtualCamera) {
             for (const ZPR_SensorData& s :
                  {sample(ZPR_SENSOR_GRAVITY_1, r.time, r.gravity.x(), r.gravity.y(), r.gravity.z()),
                   sample(ZPR_SENSOR_RATE_1, r.time, r.rate.x(), r.rate.y(), r.rate.z())}) {
-                ASSERT_EQ(ZPR_SetSensorData(handle, &s), ZPR_OK);
+                ASSERT_EQ(ZPR_SetSensorData(instance, &s), ZPR_OK);
                 hub.addSample(s);
             }
             if (fed == 2) {
@@ -141,7 +140,7 @@ TEST_P(Geometry, TrackedPointsFollowTheVirtualCamera) {
         }
         drawSpots(camera, path, time, spots, input);
         if (m.delay > 0) input.image.pitch[0] = 1;  // not looked at where the frame is copied
-        const int code = ZPR_Stabilize(handle, i == 0 ? -3.0 : time - param.timeOffset,
+        const int code = ZPR_Stabilize(instance, i == 0 ? -3.0 : time - param.timeOffset,
                                        &input.image, &output.image, nullptr);
         fh::FrameCorrection correction;
         if (i < m.delay) {
@@ -170,7 +169,6 @@ TEST_P(Geometry, TrackedPointsFollowTheVirtualCamera) {
             ++found;
         }
     }
-    ZPR_Deinit(&handle);
     EXPECT_GT(found, 200);
     EXPECT_LT(worst, 0.5) << "pixels off";
     EXPECT_GT(moved, 10.0) << "pixels: else there was nothing to follow";

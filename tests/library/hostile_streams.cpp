@@ -1,7 +1,7 @@
 // Sensor streams that no device should send: every frame still comes out, and no call takes much
 // longer than others do. Work is counted in calls of trigonometric functions, most of which is
 // interpolation between sensor samples; with --time it is measured as well.
-#include "api/instance.h"
+#include "support/kernel_levels.h"
 #include "support/shaky_input.h"
 
 #include <algorithm>
@@ -180,20 +180,18 @@ Costs run(Stream stream, int width, int height, int delay) {
     ZPR_Param param = makeParam(width, height);
     param.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1);
     param.delayFrames = delay;
-    ZPR_Handle handle = nullptr;
-    Costs costs;
-    using namespace qlx::zpr_framehold;
-    if (createInstance(nullptr, param, selectRowKernels(), 0, handle) != ZPR_OK) return costs;
+    const Instance instance(createWith(param, qlx::zpr_framehold::selectRowKernels(), 0));
     Frame input(width, height), output(width, height);
     input.fill(200);
+    Costs costs;
     for (int i = 0; i < kFrames + delay; ++i) {
         const double time = 1.0 + i / 30.0;
         stream(time - 1 / 30.0, time + 0.04,
-               [&](const ZPR_SensorData& s) { ZPR_SetSensorData(handle, &s); });
+               [&](const ZPR_SensorData& s) { ZPR_SetSensorData(instance, &s); });
         output.fill(0);
         const long callsBefore = g_calls;
         const double start = cpuSeconds();
-        const int code = ZPR_Stabilize(handle, time, &input.image, &output.image, nullptr);
+        const int code = ZPR_Stabilize(instance, time, &input.image, &output.image, nullptr);
         if (code == ZPR_FRAME_BUFFERED) continue;
         costs.seconds.push_back(cpuSeconds() - start);
         costs.work.push_back(static_cast<double>(g_calls - callsBefore));
@@ -203,7 +201,6 @@ Costs run(Stream stream, int width, int height, int delay) {
         costs.leastWritten = std::min(costs.leastWritten, double(written) / double(pixels));
         costs.isRendered = costs.isRendered && code == ZPR_OK && written > 0;
     }
-    ZPR_Deinit(&handle);
     return costs;
 }
 

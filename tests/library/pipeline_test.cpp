@@ -16,19 +16,16 @@ constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr int kRefused = ZPR_ERR_INVALID_PARAM;
 
-/// An instance, released with the object.
-class Instance {
+/// An instance that is expected to take what it is given.
+class Stabilizer : public Instance {
 public:
-    explicit Instance(const ZPR_Param& param, void* memory = nullptr) {
-        EXPECT_EQ(ZPR_Init(memory, &param, &handle_), ZPR_OK);
-    }
-    ~Instance() { ZPR_Deinit(&handle_); }
+    using Instance::Instance;
 
-    void add(const ZPR_SensorData& s) { EXPECT_EQ(ZPR_SetSensorData(handle_, &s), ZPR_OK); }
+    void add(const ZPR_SensorData& s) { EXPECT_EQ(ZPR_SetSensorData(*this, &s), ZPR_OK); }
 
     int stabilize(double t, const ZPR_Image* in, ZPR_Image* out,
                   const ZPR_Param* update = nullptr) {
-        return ZPR_Stabilize(handle_, t, in, out, update);
+        return ZPR_Stabilize(*this, t, in, out, update);
     }
     /// Takes a frame that is `value` all over.
     int stabilize(double t, int value, Frame& output) {
@@ -37,11 +34,6 @@ public:
         return stabilize(t, &input.image, &output.image);
     }
     int drain(Frame& output) { return stabilize(kNan, nullptr, &output.image); }
-
-    ZPR_Handle handle() const { return handle_; }
-
-private:
-    ZPR_Handle handle_ = nullptr;
 };
 
 /// The value of a frame that is the same all over, as its luma and its last chroma row show it.
@@ -111,7 +103,7 @@ TEST(SensorData, TypesAndMask) {
         ZPR_Param param = makeParam(64, 64);
         param.sensorMask = mask;
         const ZPR_SensorData data = sample(type, 1.0, 0, 0, 1);
-        EXPECT_EQ(ZPR_SetSensorData(Instance(param).handle(), &data), code);
+        EXPECT_EQ(ZPR_SetSensorData(Instance(param), &data), code);
     }
 }
 
@@ -121,7 +113,7 @@ TEST(DelayRing, HoldsFramesBackAndDrainsInOrder) {
         ZPR_Param param = makeParam(128, 64);
         param.delayFrames = delay;
         param.cropPercent = 100;
-        Instance instance(param);
+        Stabilizer instance(param);
         Frame output(128, 64);
         for (int round = 0; round < 2; ++round) {
             instance.add(sample(ZPR_SENSOR_GRAVITY_1, 0.9, 0, 0, 9.81));
@@ -140,7 +132,7 @@ TEST(DelayRing, HoldsFramesBackAndDrainsInOrder) {
                 ASSERT_EQ(valueOf(output), next);
             }
             ASSERT_EQ(instance.drain(output), kRefused);
-            ZPR_Reset(instance.handle());  // and all over again
+            ZPR_Reset(instance);  // and all over again
         }
     }
 }
@@ -151,7 +143,7 @@ TEST(InPlace, CopiesTheFrameAndDescribesTheOutput) {
     for (const int delay : {0, 1}) {
         SCOPED_TRACE(delay);
         param.delayFrames = delay;
-        Instance instance(param);
+        Stabilizer instance(param);
         std::vector<uint8_t> buffer(256 * 150 + 64, 55);
         ZPR_Image frame{};
         for (int i = 0; i <= delay; ++i) {
@@ -202,7 +194,7 @@ TEST(Refusals, LeaveEverythingAsItWas) {
         Call call{makeParam(256, 128), input.image, output.image};
         call.param.delayFrames = delay;
         change(call);
-        Instance instance(call.param);
+        Stabilizer instance(call.param);
         EXPECT_EQ(instance.stabilize(1.0, &call.in, &call.out), kRefused);
         EXPECT_EQ(output.bytes, before);
         EXPECT_EQ(instance.drain(output), kRefused) << "a frame was counted";
@@ -213,9 +205,9 @@ TEST(Refusals, InPlaceAndDrainingCheckTheOutput) {
     ZPR_Param param = makeParam(256, 128);
     param.outputImage.pitch[1] = 254;
     Frame frame(256, 128);
-    EXPECT_EQ(Instance(param).stabilize(1.0, &frame.image, &frame.image), kRefused);
+    EXPECT_EQ(Stabilizer(param).stabilize(1.0, &frame.image, &frame.image), kRefused);
     param.delayFrames = 2;
-    Instance delayed(param);
+    Stabilizer delayed(param);
     ZPR_Image nothing{};  // its planes are not needed while the ring fills
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(delayed.stabilize(1.0, &frame.image, &nothing), ZPR_FRAME_BUFFERED);
@@ -245,7 +237,7 @@ TEST(Stabilize, OutputWithoutPixelsIsLeftAlone) {
         param.delayFrames = delay;
         for (const auto& size : kSizes) {
             SCOPED_TRACE(testing::Message() << size.name << ", delay " << delay);
-            Instance instance(param);
+            Stabilizer instance(param);
             Frame input(256, 256), output(256, 256);
             output.fill(3);
             const std::vector<uint8_t> before = output.bytes;
@@ -272,7 +264,7 @@ TEST(Stabilize, OddFrameTimesStayInStep) {
         ZPR_Param param = makeParam(128, 64);
         param.delayFrames = delay;
         param.sensorMask = 16;
-        Instance instance(param);
+        Stabilizer instance(param);
         for (const double t : {0.0, 0.5, 1.5}) instance.add(sample(5, t, 0, 0, 0, 1));
         Frame output(128, 64);
         int frames = 0, out = 0;
@@ -294,7 +286,7 @@ TEST(Stabilize, BadSamplesSpoilNoLaterFrameAndUpdatesCount) {
     ZPR_Param param = makeParam(256, 128);
     param.sensorMask = 21;
     const auto lastFrame = [&](bool withBadOnes, int level) {
-        Instance instance(param);
+        Stabilizer instance(param);
         Frame input(256, 128), output(256, 128);
         TestRandom random(62);
         input.fillRandom(random);

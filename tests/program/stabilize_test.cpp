@@ -110,8 +110,7 @@ TEST(PathObserver, SeesThePathThatTheLibraryRenders) {
     param.fieldOfView = 300.0;
     param.readoutTime = 0.0;
     param.delayFrames = 8;
-    ZPR_Handle instance = nullptr;
-    ASSERT_EQ(ZPR_Init(nullptr, &param, &instance), ZPR_OK);
+    const Instance instance(param);
     PathObserver observer(param);
     const auto feed = [&](const ZPR_SensorData& s) {
         ZPR_SetSensorData(instance, &s);
@@ -146,7 +145,6 @@ TEST(PathObserver, SeesThePathThatTheLibraryRenders) {
     }
     EXPECT_GT(largest, 0.2) << "nothing moved";
     EXPECT_LE(largest, 1.01);
-    ZPR_Deinit(&instance);
 }
 
 }  // namespace

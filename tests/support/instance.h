@@ -2,6 +2,8 @@
 
 #include "zpr_framehold.h"
 
+#include <stdexcept>
+
 namespace zpr_test {
 
 /// Valid parameters with input and output of one size, rates and gravity enabled.
@@ -18,5 +20,25 @@ inline ZPR_Param makeParam(int width, int height) {
 inline ZPR_SensorData sample(int type, double time, double x, double y, double z, double w = 0.0) {
     return {type, time, {x, y, z, w}};
 }
+
+/// An instance, released with the object.
+class Instance {
+public:
+    /// Throws std::runtime_error if there is none to be had.
+    explicit Instance(const ZPR_Param& param, void* memory = nullptr) {
+        if (ZPR_Init(memory, &param, &handle_) != ZPR_OK) throw std::runtime_error("no instance");
+    }
+    /// Takes over an instance. Throws std::runtime_error if it is null.
+    explicit Instance(ZPR_Handle handle) : handle_(handle) {
+        if (handle == nullptr) throw std::runtime_error("no instance");
+    }
+    ~Instance() { ZPR_Deinit(&handle_); }
+    Instance(const Instance&) = delete;
+
+    operator ZPR_Handle() const { return handle_; }
+
+private:
+    ZPR_Handle handle_ = nullptr;
+};
 
 }  // namespace zpr_test
