@@ -109,8 +109,7 @@ Contender makeFixedRemap(Course& course) { return makeRemap(course, kRemapName, 
 void addOpencvContenders(Course& course, std::vector<Contender>& out) {
     cv::setNumThreads(course.threads());
     out.push_back(makeFixedRemap(course));
-    out.push_back(
-        makeRemap(course, "OpenCV remap (nearest chroma)", MapKind::kFixedNearestChroma));
+    out.push_back(makeRemap(course, "OpenCV remap (nearest chroma)", MapKind::kFixedNearestChroma));
     out.push_back(makeRemap(course, "OpenCV remap (float maps)", MapKind::kFloat));
     out.push_back(makePerspective(course));
 }

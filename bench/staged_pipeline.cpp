@@ -36,7 +36,9 @@ StagedPipeline::StagedPipeline(Size size, int delayFrames, bool usePool,
 double StagedPipeline::time() const { return frame_ * kFramePeriod; }
 
 void StagedPipeline::feedSamples() {
-    shake_.feed(instance_.get(), time() + instance_->params.readoutTime + 0.005);
+    shake_.feedTo(
+        time() + instance_->params.readoutTime + 0.005,
+        [this](const ZPR_SensorData& sample) { ZPR_SetSensorData(instance_.get(), &sample); });
 }
 
 void StagedPipeline::copy(const ZPR_Image& input) {

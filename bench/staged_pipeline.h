@@ -1,8 +1,8 @@
 #pragma once
 
 #include "api/instance.h"
-#include "bench/hand_shake.h"
 #include "bench/scene.h"
+#include "support/hand_shake.h"
 #include "warp/block_warper.h"
 #include "warp/row_kernels.h"
 
@@ -50,7 +50,7 @@ private:
     std::unique_ptr<ZPR_Instance, Destroyer> instance_;
     std::unique_ptr<qlx::zpr_framehold::BlockWarper> mapper_;
     qlx::zpr_framehold::FrameCorrection correction_;
-    HandShake shake_;
+    zpr_test::HandShake shake_{zpr_test::kRatesAndGravity};
     int frame_ = 0;
     int threads_ = 1;
 };

@@ -1,7 +1,8 @@
 // The same inputs give the same bytes, whatever renders them.
 #include "support/fault_gate.h"
+#include "support/hand_shake.h"
 #include "support/kernel_levels.h"
-#include "support/shaky_input.h"
+#include "support/test_support.h"
 
 using namespace zpr_test;
 using namespace qlx::zpr_framehold;
@@ -17,7 +18,7 @@ std::vector<uint64_t> sumsOfClip(int delay, const RowKernels& kernels, unsigned 
     const Instance instance(createWith(param, kernels, threads));
     const WorkerPool* pool = ZPR_Handle(instance)->pool;
     EXPECT_EQ(pool == nullptr ? 0 : pool->threadCount(), threads);
-    ShakyHand hand(71, 1.5);
+    HandShake hand(param.sensorMask, 10.0);
     TestRandom random(72);
     Frame input(390, 294), output(390, 294);
     input.fillRandom(random);

@@ -1,7 +1,8 @@
 // Every call to the system that can fail, made to fail once.
 #include "runtime/worker_pool.h"
 #include "support/fault_gate.h"
-#include "support/shaky_input.h"
+#include "support/hand_shake.h"
+#include "support/test_support.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -104,7 +105,7 @@ TEST(Faults, FramesThatFailedCanBeGivenAgain) {
         // Both are fed the same; calls of the first one fail, and are repeated.
         const Instance failing(param), reference(param);
         Frame input(kWidth, kHeight), output(kWidth, kHeight), expected(kWidth, kHeight);
-        ShakyHand hand(51, 1.0);
+        HandShake hand(mask, 6.0);
         for (int i = 0; i < kFrames + delay; ++i) {
             const double time = 1.0 + i / 30.0;
             const ZPR_Image* in = i < kFrames ? &input.image : nullptr;

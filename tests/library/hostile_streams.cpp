@@ -1,8 +1,9 @@
 // Sensor streams that no device should send: every frame still comes out, and no call takes much
 // longer than others do. Work is counted in calls of trigonometric functions, most of which is
 // interpolation between sensor samples; with --time it is measured as well.
+#include "support/frame.h"
 #include "support/kernel_levels.h"
-#include "support/shaky_input.h"
+#include "support/test_instance.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,9 @@
 // Instances on many threads at once, at random parameters, reset and made anew at random: every
 // frame is compared with that of an instance that renders with the scalar kernels on one thread.
 // Memory and threads must not grow.
+#include "support/frame.h"
+#include "support/hand_shake.h"
 #include "support/kernel_levels.h"
-#include "support/shaky_input.h"
 
 #include <algorithm>
 #include <atomic>
@@ -50,7 +51,8 @@ class Pair {
 public:
     /// arena: null, or formatted memory.
     Pair(Random& random, void* arena)
-        : random_(random), param_(drawParam(random)), hand_(random.bits(), random.uniform(0, 3)),
+        : random_(random), param_(drawParam(random)),
+          hand_(param_.sensorMask, random.uniform(0, 20), random.bits()),
           input_(param_.inputImage.width, param_.inputImage.height), tested_(param_, arena),
           reference_(createWith(param_, scalarKernels(), 0)) {
         input_.fillRandom(random);
@@ -81,7 +83,7 @@ public:
 private:
     Random& random_;
     ZPR_Param param_;
-    ShakyHand hand_;
+    HandShake hand_;
     Frame input_;
     Instance tested_;
     Instance reference_;

@@ -2,8 +2,8 @@
 
 #include "math/quaternion.h"
 #include "support/frame.h"
-#include "support/instance.h"
 #include "support/random.h"
+#include "support/test_instance.h"
 
 #include <atomic>
 #include <cmath>

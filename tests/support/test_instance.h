@@ -6,6 +6,9 @@
 
 namespace zpr_test {
 
+constexpr int kRatesAndGravity =
+    ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1);
+
 /// Valid parameters with input and output of one size, rates and gravity enabled.
 inline ZPR_Param makeParam(int width, int height) {
     ZPR_Param param{};
@@ -13,7 +16,7 @@ inline ZPR_Param makeParam(int width, int height) {
     param.inputImage = {ZPR_FORMAT_SEMIPLANAR_2, width, height, {}, {width, width}};
     param.outputImage = param.inputImage;
     param.timeOffset = 0.0;
-    param.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
+    param.sensorMask = kRatesAndGravity;
     return param;
 }
 
