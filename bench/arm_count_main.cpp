@@ -12,7 +12,6 @@ namespace fh = qlx::zpr_framehold;
 
 namespace {
 
-using framehold::bench::Frame;
 using framehold::bench::Size;
 using framehold::bench::StagedPipeline;
 
@@ -95,14 +94,14 @@ int run(char** arguments) {
     const fh::RowKernels* kernels = findKernels(arguments[3]);
     if (kernels == nullptr) return 3;
 
-    const Frame input(size, 1.0);
-    Frame output(size, 0.0);
+    zpr_test::Frame input(size.width, size.height), output(size.width, size.height);
+    framehold::bench::drawWaves(input, 1.0);
     StagedPipeline pipeline(size, kDelayFrames, false, *kernels);
     // A correction for the stages that only use one.
     pipeline.feedSamples();
     pipeline.smooth();
     pipeline.advance();
-    for (int i = 0; i < frames; ++i) stage(pipeline, input.image(), output.image());
+    for (int i = 0; i < frames; ++i) stage(pipeline, input.image, output.image);
     return 0;
 }
 

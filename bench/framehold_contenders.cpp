@@ -23,9 +23,9 @@ struct CopyTask {
 };
 
 void copyFrame(Course& course, int frame) {
-    uint8_t* to = course.targets().at(frame).data();
-    const uint8_t* from = course.sources().at(frame).data();
-    const size_t bytes = course.size().frameBytes();
+    uint8_t* to = course.targets().at(frame).bytes.data();
+    const uint8_t* from = course.sources().at(frame).bytes.data();
+    const size_t bytes = course.targets().at(frame).bytes.size();
     const auto count = static_cast<size_t>(course.threads());
     CopyTask tasks[fh::WorkerPool::kMaxThreads];
     int ids[fh::WorkerPool::kMaxThreads];
@@ -68,11 +68,11 @@ Contender makeWarper(Course& course, const std::string& name, const std::vector<
     return {name,
             [&course, setup](int frame) {
                 const auto i = static_cast<size_t>(frame) % setup->corrections.size();
-                setup->warper.warp(course.sources().at(frame).image(),
-                                   course.targets().at(frame).image(),
+                setup->warper.warp(course.sources().at(frame).image,
+                                   course.targets().at(frame).image,
                                    setup->corrections[i]->correction());
             },
-            [&course](int frame) { return course.targets().at(frame).data(); }};
+            [&course](int frame) { return course.targets().at(frame).image.plane[0]; }};
 }
 
 void addKernelContenders(Course& course, std::vector<Contender>& out) {

@@ -20,8 +20,8 @@ struct Maps {
 
 enum class MapKind { kFixed, kFixedNearestChroma, kFloat };
 
-cv::Mat planeOf(Frame& frame, int plane) {
-    const ZPR_Image& image = frame.image();
+cv::Mat planeOf(const zpr_test::Frame& frame, int plane) {
+    const ZPR_Image& image = frame.image;
     return plane == 0 ? cv::Mat(image.height, image.width, CV_8UC1, image.plane[0])
                       : cv::Mat(image.height / 2, image.width / 2, CV_8UC2, image.plane[1]);
 }
@@ -68,7 +68,7 @@ Contender makeRemap(Course& course, const char* name, MapKind kind) {
                               nearest ? cv::INTER_NEAREST : cv::INTER_LINEAR);
                 }
             },
-            [&course](int frame) { return course.targets().at(frame).data(); }};
+            [&course](int frame) { return course.targets().at(frame).image.plane[0]; }};
 }
 
 /// The motion as a matrix for one plane, from target to source.
@@ -99,7 +99,7 @@ Contender makePerspective(Course& course) {
                                         cv::INTER_LINEAR | cv::WARP_INVERSE_MAP);
                 }
             },
-            [&course](int frame) { return course.targets().at(frame).data(); }};
+            [&course](int frame) { return course.targets().at(frame).image.plane[0]; }};
 }
 
 }  // namespace

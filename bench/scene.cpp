@@ -1,8 +1,9 @@
 #include "bench/scene.h"
 
+#include "support/test_instance.h"
+
 #include <algorithm>
 #include <cmath>
-#include <random>
 
 namespace framehold::bench {
 
@@ -12,12 +13,7 @@ namespace {
 
 constexpr double kDegree = 3.14159265358979323846 / 180.0;
 
-/// From -1 to 1; the same on every platform, unlike the standard distributions.
-double symmetric(std::mt19937& random) {
-    return static_cast<double>(random()) / 2147483648.0 - 1.0;
-}
-
-/// Sines along x and y, tabulated: a picture on which a wrong position shows in every pixel.
+/// A sine along x or y, tabulated.
 std::vector<double> wave(int32_t count, double length, double phase) {
     std::vector<double> values(static_cast<size_t>(count));
     for (size_t i = 0; i < values.size(); ++i) {
@@ -28,25 +24,24 @@ std::vector<double> wave(int32_t count, double length, double phase) {
 
 }  // namespace
 
-Frame::Frame(Size size, double phase) : bytes_(size.frameBytes()) {
-    uint8_t* luma = bytes_.data();
-    uint8_t* chroma = luma + size.pixels();
-    image_ = {ZPR_FORMAT_SEMIPLANAR_1,
-              size.width,
-              size.height,
-              {luma, chroma, nullptr, nullptr},
-              {size.width, size.width, 0, 0}};
-    const std::vector<double> across = wave(size.width, 9.0, phase);
-    const std::vector<double> down = wave(size.height + size.height / 2, 13.0, phase);
-    uint8_t* byte = luma;
-    for (const double y : down) {
-        for (const double x : across) *byte++ = static_cast<uint8_t>(128.0 + x + y);
+void drawWaves(zpr_test::Frame& frame, double phase) {
+    const ZPR_Image& image = frame.image;
+    const std::vector<double> across = wave(image.width, 9.0, phase);
+    const std::vector<double> down = wave(image.height + image.height / 2, 13.0, phase);
+    auto y = down.begin();
+    for (int plane = 0; plane < 2; ++plane) {
+        uint8_t* byte = image.plane[plane];
+        for (int row = image.height >> plane; row > 0; --row, ++y) {
+            for (const double x : across) *byte++ = static_cast<uint8_t>(128.0 + x + *y);
+        }
     }
 }
 
 FrameRing::FrameRing(Size size, int count) {
-    frames_.reserve(static_cast<size_t>(count));
-    for (int i = 0; i < count; ++i) frames_.emplace_back(size, i);
+    for (int i = 0; i < count; ++i) {
+        frames_.emplace_back(size.width, size.height);
+        drawWaves(frames_.back(), i);
+    }
 }
 
 Point Motion::sourceOf(double x, double y) const {
@@ -61,12 +56,12 @@ Point Motion::sourceOf(double x, double y) const {
 std::vector<Motion> makeMotions(Size size, double maxDegrees, int count) {
     constexpr double kTapReach = 2.0;
     constexpr double kLargestShift = 8.0;
-    std::mt19937 random(7);
+    zpr_test::Random random(7);
     std::vector<Motion> motions;
     for (int i = 0; i < count; ++i) {
         const Point centre{(size.width - 1) / 2.0, (size.height - 1) / 2.0};
-        Motion motion{maxDegrees * kDegree * symmetric(random), 0.93, 0.01 * symmetric(random),
-                      Point{0.0, 0.0}, centre};
+        Motion motion{maxDegrees * kDegree * random.uniform(-1.0, 1.0), 0.93,
+                      0.01 * random.uniform(-1.0, 1.0), Point{0.0, 0.0}, centre};
         if (i == 0) motion.shear = 0.0;
         Point reach{0.0, 0.0};
         for (const double x : {0.0, 2.0 * centre.x}) {
@@ -77,7 +72,7 @@ std::vector<Motion> makeMotions(Size size, double maxDegrees, int count) {
             }
         }
         const auto shift = [&](double room) {
-            return std::clamp(room - kTapReach, 0.0, kLargestShift) * symmetric(random);
+            return std::clamp(room - kTapReach, 0.0, kLargestShift) * random.uniform(-1.0, 1.0);
         };
         motion.shift = {shift(centre.x - reach.x), shift(centre.y - reach.y)};
         motions.push_back(motion);
@@ -104,13 +99,7 @@ MeshCorrection::MeshCorrection(Size size, const Motion& motion) {
 }
 
 ZPR_Param makeParam(Size size, int delayFrames) {
-    ZPR_Param param{};
-    ZPR_GetDefaultParam(&param);
-    param.inputImage = {
-        ZPR_FORMAT_SEMIPLANAR_1, size.width, size.height, {}, {size.width, size.width, 0, 0}};
-    param.outputImage = param.inputImage;
-    param.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
-    param.timeOffset = 0.0;
+    ZPR_Param param = zpr_test::makeParam(size.width, size.height);
     param.delayFrames = delayFrames;
     return param;
 }

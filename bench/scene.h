@@ -1,10 +1,12 @@
 #pragma once
 
 #include "smoothing/frame_correction.h"
+#include "support/frame.h"
 #include "zpr_framehold.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <vector>
 
 namespace framehold::bench {
@@ -14,37 +16,24 @@ struct Size {
     int32_t height;
 
     int64_t pixels() const { return int64_t{width} * height; }
-    size_t frameBytes() const { return static_cast<size_t>(pixels()) * 3 / 2; }
 };
 
-/// Parameters for frames of one size in and out, without gaps, with rates and gravity.
+/// Parameters for frames of one size in and out, with rates and gravity.
 ZPR_Param makeParam(Size size, int delayFrames);
 
-/// A two-plane frame without gaps, filled with a smooth picture that `phase` moves.
-class Frame {
-public:
-    Frame(Size size, double phase);
+/// Fills a frame with a smooth picture that `phase` moves: a wrong position shows in every pixel.
+void drawWaves(zpr_test::Frame& frame, double phase);
 
-    const ZPR_Image& image() const { return image_; }
-    ZPR_Image& image() { return image_; }
-    const uint8_t* data() const { return bytes_.data(); }
-    uint8_t* data() { return bytes_.data(); }
-
-private:
-    std::vector<uint8_t> bytes_;
-    ZPR_Image image_;
-};
-
-/// Frames used in turn.
+/// Frames used in turn, each with another picture.
 class FrameRing {
 public:
     FrameRing(Size size, int count);
 
-    Frame& at(int frame) { return frames_[static_cast<size_t>(frame) % frames_.size()]; }
+    zpr_test::Frame& at(int frame) { return frames_[static_cast<size_t>(frame) % frames_.size()]; }
     int count() const { return static_cast<int>(frames_.size()); }
 
 private:
-    std::vector<Frame> frames_;
+    std::deque<zpr_test::Frame> frames_;
 };
 
 struct Point {

@@ -25,11 +25,10 @@ StagedPipeline::StagedPipeline(Size size, int delayFrames, bool usePool,
                                                 ZPR_FORMAT_SEMIPLANAR_1, nullptr, nullptr, kernels);
     if (mapper_->status() != ZPR_OK) throw std::runtime_error("no memory for a warper");
 
-    const Frame first(size, 0.0);
-    Frame untouched(size, 0.0);
+    zpr_test::Frame first(size.width, size.height), untouched(size.width, size.height);
     for (int i = 0; i < delayFrames; ++i, advance()) {
         feedSamples();
-        stabilize(first.image(), untouched.image());
+        stabilize(first.image, untouched.image);
     }
 }
 

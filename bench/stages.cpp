@@ -78,8 +78,8 @@ Table measureStages(Size size, int delayFrames, bool usePool, int ring, const Ef
 
     std::vector<double> restToRendering;
     for (int frame = 0; frame < kWarmUp + effort.rounds * kFramesPerRound; ++frame) {
-        const ZPR_Image& input = course.sources().at(frame).image();
-        ZPR_Image& output = course.targets().at(frame).image();
+        const ZPR_Image& input = course.sources().at(frame).image;
+        ZPR_Image& output = course.targets().at(frame).image;
         double ms[kCount];
         ms[kCopy] = timeOf(copy, frame);
         ms[kRemap] = timeOf(remap, frame);

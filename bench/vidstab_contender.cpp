@@ -29,8 +29,10 @@ public:
         for (int i = 0; i < ring; ++i) {
             sources_.push_back(makeFrame(info));
             targets_.push_back(makeFrame(info));
-            const uint8_t* picture = course.sources().at(i).data();
-            std::copy(picture, picture + size.frameBytes(), sources_.back().data[0]);
+            const ZPR_Image& picture = course.sources().at(i).image;
+            uint8_t* bytes = sources_.back().data[0];
+            bytes = std::copy_n(picture.plane[0], size.pixels(), bytes);
+            std::copy_n(picture.plane[1], size.pixels() / 2, bytes);
         }
     }
     VidstabSetup(const VidstabSetup&) = delete;
