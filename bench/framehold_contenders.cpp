@@ -1,7 +1,9 @@
 #include "bench/contenders.h"
+#include "support/mesh_correction.h"
 #include "warp/block_warper.h"
 
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <stdexcept>
 
@@ -48,12 +50,16 @@ struct WarperSetup {
                  course.size().height, ZPR_FORMAT_SEMIPLANAR_1, nullptr, course.pool(), kernels) {
         if (warper.status() != ZPR_OK) throw std::runtime_error("no memory for a warper");
         for (const Motion& motion : motions) {
-            corrections.push_back(std::make_unique<MeshCorrection>(course.size(), motion));
+            corrections.emplace_back(course.size().width, course.size().height,
+                                     [&](int32_t x, int32_t y) {
+                                         const Point p = motion.sourceOf(x, y);
+                                         return fh::MeshPoint{p.x, p.y};
+                                     });
         }
     }
 
     fh::BlockWarper warper;
-    std::vector<std::unique_ptr<MeshCorrection>> corrections;
+    std::deque<zpr_test::MeshCorrection> corrections;
 };
 
 }  // namespace
@@ -69,8 +75,7 @@ Contender makeWarper(Course& course, const std::string& name, const std::vector<
             [&course, setup](int frame) {
                 const auto i = static_cast<size_t>(frame) % setup->corrections.size();
                 setup->warper.warp(course.sources().at(frame).image,
-                                   course.targets().at(frame).image,
-                                   setup->corrections[i]->correction());
+                                   course.targets().at(frame).image, setup->corrections[i]);
             },
             [&course](int frame) { return course.targets().at(frame).image.plane[0]; }};
 }

@@ -7,8 +7,6 @@
 
 namespace framehold::bench {
 
-namespace fh = qlx::zpr_framehold;
-
 namespace {
 
 constexpr double kDegree = 3.14159265358979323846 / 180.0;
@@ -78,24 +76,6 @@ std::vector<Motion> makeMotions(Size size, double maxDegrees, int count) {
         motions.push_back(motion);
     }
     return motions;
-}
-
-MeshCorrection::MeshCorrection(Size size, const Motion& motion) {
-    const uint32_t rows = fh::meshNodes(size.height);
-    const uint32_t cols = fh::meshNodes(size.width);
-    mesh_.resize(rows * cols);
-    fh::MeshPoint* node = mesh_.writable();
-    for (uint32_t row = 0; row < rows; ++row) {
-        for (uint32_t col = 0; col < cols; ++col) {
-            const auto along = [](uint32_t i, int32_t length) {
-                return std::min(static_cast<int32_t>(i) * fh::kMeshStep, length - 1);
-            };
-            const Point p = motion.sourceOf(along(col, size.width), along(row, size.height));
-            *node++ = {p.x, p.y};
-        }
-    }
-    correction_.resize(1);
-    correction_.writable()[0].mesh = &mesh_;
 }
 
 ZPR_Param makeParam(Size size, int delayFrames) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "smoothing/frame_correction.h"
 #include "support/frame.h"
 #include "zpr_framehold.h"
 
@@ -56,18 +55,5 @@ struct Motion {
 /// Motions of random rotation up to `maxDegrees` that show 7 % less than the source has and leave
 /// every tap inside it. The first one has no shear, so that everybody can render it.
 std::vector<Motion> makeMotions(Size size, double maxDegrees, int count);
-
-/// What the warper is given for a motion.
-class MeshCorrection {
-public:
-    MeshCorrection(Size size, const Motion& motion);
-    MeshCorrection(MeshCorrection&&) = delete;
-
-    const qlx::zpr_framehold::FrameCorrection& correction() const { return correction_; }
-
-private:
-    qlx::zpr_framehold::SharedArray<qlx::zpr_framehold::MeshPoint> mesh_;
-    qlx::zpr_framehold::FrameCorrection correction_;
-};
 
 }  // namespace framehold::bench

@@ -1,5 +1,6 @@
 #include "library/reference_renderer.h"
 #include "support/kernel_levels.h"
+#include "support/mesh_correction.h"
 #include "support/test_support.h"
 #include "warp/block_warper.h"
 
@@ -44,19 +45,11 @@ public:
     /// Renders `rows` rows of random pixels, each mesh node at `position` of its output pixel.
     template <class Position>
     void check(Random& random, Position position, int rows, int pad = 0) {
-        SharedArray<MeshPoint> mesh;
         std::vector<ReferencePoint> nodes;
-        for (int y = 0; y <= BlockGrid::blocksAlong(outHeight_); ++y) {
-            for (int x = 0; x <= BlockGrid::blocksAlong(outWidth_); ++x) {
-                nodes.push_back(
-                    position(std::min(128 * x, outWidth_ - 1), std::min(128 * y, outHeight_ - 1)));
-            }
-        }
-        mesh.resize(static_cast<uint32_t>(nodes.size()));
-        for (uint32_t i = 0; i < nodes.size(); ++i) mesh.writable()[i] = {nodes[i].x, nodes[i].y};
-        FrameCorrection correction;
-        correction.resize(1);
-        correction.writable()[0].mesh = &mesh;
+        const MeshCorrection correction(outWidth_, outHeight_, [&](int x, int y) {
+            nodes.push_back(position(x, y));
+            return MeshPoint{nodes.back().x, nodes.back().y};
+        });
         Frame warped(outWidth_, rows, outWidth_ + pad, outWidth_ + 3 * pad);
         Frame expected(outWidth_, rows, outWidth_ + pad, outWidth_ + 3 * pad);
         source_.fillRandom(random);
