@@ -67,15 +67,15 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--rounds", options.effort.rounds, "Rounds that medians are taken of")
         ->check(CLI::Range(1, 10000))
         ->capture_default_str();
-    app.add_option("--seconds", options.effort.seconds, "Time of each contender in a round")
+    app.add_option("--seconds", options.effort.seconds, "Time of each case in a round")
         ->check(CLI::Range(0.0, 10.0))
         ->capture_default_str();
     app.add_option("--csv", options.csv, "Write all lines to this file");
 }
 
-class Session {
+class Benchmark {
 public:
-    explicit Session(const Options& options) : options_(options) {
+    explicit Benchmark(const Options& options) : options_(options) {
         for (const std::string& text : options.sizes) sizes_.push_back(parseSize(text));
         std::sort(sizes_.begin(), sizes_.end(),
                   [](Size a, Size b) { return a.pixels() < b.pixels(); });
@@ -89,7 +89,7 @@ public:
         // A file that cannot be written should not show after minutes.
         if (!options_.csv.empty()) fmt::output_file(options_.csv);
         printMachine();
-        fmt::print("{} rounds of {} s for each contender\n", options_.effort.rounds,
+        fmt::print("{} rounds of {} s for each case\n", options_.effort.rounds,
                    options_.effort.seconds);
         if (wants("rendering")) runRendering();
         if (wants("stages")) runStages();
@@ -152,7 +152,7 @@ int main(int argc, char** argv) {
         } catch (const CLI::ParseError& error) {
             return app.exit(error) == 0 ? 0 : kUsage;
         }
-        Session(options).run();
+        Benchmark(options).run();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "framehold_bench: %s\n", error.what());
         return kFailure;

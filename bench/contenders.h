@@ -9,25 +9,26 @@
 
 namespace framehold::bench {
 
-/// Contenders of a race over `course`, which must outlive them.
+/// Cases on a fixture, which must outlive them.
 
-/// Copies the frame, on as many threads as the course has, which wait for it.
-Contender makeCopy(Course& course);
+/// Copies the frame, on as many threads as the fixture has, which wait for it.
+Case makeCopy(Fixture& fixture);
 
 /// Fixed-point maps made beforehand; bilinear in both planes.
-Contender makeFixedRemap(Course& course);
+Case makeFixedRemap(Fixture& fixture);
 
-/// Sets OpenCV's threads to the course's.
-void addOpencvContenders(Course& course, std::vector<Contender>& out);
+/// Sets OpenCV's threads to the fixture's.
+void addOpencvCases(Fixture& fixture, std::vector<Case>& out);
 
-/// Its transform runs on one thread, whatever the course has.
-Contender makeVidstab(Course& course);
+/// Its transform runs on one thread, whatever the fixture has.
+Case makeVidstab(Fixture& fixture);
 
-/// The warper with these kernels.
-Contender makeWarper(Course& course, const std::string& name, const std::vector<Motion>& motions,
-                     const qlx::zpr_framehold::RowKernels& kernels);
+/// The warper with these kernels and transforms.
+Case makeWarper(Fixture& fixture, const std::string& name,
+                const std::vector<AffineTransform>& transforms,
+                const qlx::zpr_framehold::RowKernels& kernels);
 
-/// Every kernel level that the machine has, under both kinds of motion.
-void addKernelContenders(Course& course, std::vector<Contender>& out);
+/// Every kernel level that the machine has, with both kinds of transforms.
+void addKernelCases(Fixture& fixture, std::vector<Case>& out);
 
 }  // namespace framehold::bench

@@ -8,11 +8,11 @@
 
 namespace framehold::bench {
 
-/// What all contenders of a race share: frames, motions and threads.
-class Course {
+/// What all cases of a run share: frames, transforms and threads.
+class Fixture {
 public:
     /// `ring` source and as many target frames; 1 keeps them in the cache.
-    Course(Size size, int threads, int ring);
+    Fixture(Size size, int threads, int ring);
 
     Size size() const { return size_; }
     int threads() const { return threads_; }
@@ -21,8 +21,8 @@ public:
     FrameRing& targets() { return targets_; }
 
     /// Of a shaken camera (up to 2 degrees) and of one held steadily (0.3 degrees).
-    const std::vector<Motion>& shaken() const { return shaken_; }
-    const std::vector<Motion>& steady() const { return steady_; }
+    const std::vector<AffineTransform>& shaken() const { return shaken_; }
+    const std::vector<AffineTransform>& steady() const { return steady_; }
 
     /// Null with one thread.
     qlx::zpr_framehold::WorkerPool* pool() { return pool_.get(); }
@@ -38,8 +38,8 @@ private:
     int threads_;
     FrameRing sources_;
     FrameRing targets_;
-    std::vector<Motion> shaken_;
-    std::vector<Motion> steady_;
+    std::vector<AffineTransform> shaken_;
+    std::vector<AffineTransform> steady_;
     std::unique_ptr<qlx::zpr_framehold::WorkerPool, Stopper> pool_;
 };
 

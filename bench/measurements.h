@@ -8,10 +8,10 @@ namespace framehold::bench {
 
 struct Effort {
     int rounds;
-    double seconds;  // of each contender in a round
+    double seconds;  // of each case in a round
 };
 
-/// Renders frames of a size: everybody's way of doing it.
+/// Rendering frames of a size, in all ways that are compared.
 Table measureRendering(Size size, int threads, int ring, const Effort& effort);
 
 /// Whole calls of ZPR_Stabilize and their stages, on the instance's pool or on one thread.

@@ -26,7 +26,7 @@ cv::Mat planeOf(const zpr_test::Frame& frame, int plane) {
                       : cv::Mat(image.height / 2, image.width / 2, CV_8UC2, image.plane[1]);
 }
 
-Maps makeMaps(Size size, const Motion& motion, MapKind kind) {
+Maps makeMaps(Size size, const AffineTransform& transform, MapKind kind) {
     Maps maps;
     for (int plane = 0; plane < 2; ++plane) {
         const int scale = plane + 1;
@@ -34,7 +34,7 @@ Maps makeMaps(Size size, const Motion& motion, MapKind kind) {
         cv::Mat y(x.size(), CV_32FC1);
         for (int row = 0; row < x.rows; ++row) {
             for (int col = 0; col < x.cols; ++col) {
-                const Point p = motion.sourceOf(col * scale, row * scale);
+                const Point p = transform.sourceOf(col * scale, row * scale);
                 x.at<float>(row, col) = static_cast<float>(p.x / scale);
                 y.at<float>(row, col) = static_cast<float>(p.y / scale);
             }
@@ -50,32 +50,33 @@ Maps makeMaps(Size size, const Motion& motion, MapKind kind) {
     return maps;
 }
 
-Contender makeRemap(Course& course, const char* name, MapKind kind) {
+Case makeRemap(Fixture& fixture, const char* name, MapKind kind) {
     // Maps are large: as many as frames in the ring, so that those of a hot ring stay hot as well.
-    const int count = std::min(course.ring(), 4);
+    const int count = std::min(fixture.ring(), 4);
     const auto maps = std::make_shared<std::vector<Maps>>();
     for (int i = 0; i < count; ++i) {
-        maps->push_back(makeMaps(course.size(), course.shaken().at(static_cast<size_t>(i)), kind));
+        maps->push_back(
+            makeMaps(fixture.size(), fixture.shaken().at(static_cast<size_t>(i)), kind));
     }
     return {name,
-            [&course, maps, kind](int frame) {
+            [&fixture, maps, kind](int frame) {
                 const Maps& used = (*maps)[static_cast<size_t>(frame) % maps->size()];
                 for (int plane = 0; plane < 2; ++plane) {
-                    const cv::Mat source = planeOf(course.sources().at(frame), plane);
-                    cv::Mat target = planeOf(course.targets().at(frame), plane);
+                    const cv::Mat source = planeOf(fixture.sources().at(frame), plane);
+                    cv::Mat target = planeOf(fixture.targets().at(frame), plane);
                     const bool nearest = plane == 1 && kind == MapKind::kFixedNearestChroma;
                     cv::remap(source, target, used.first[plane], used.second[plane],
                               nearest ? cv::INTER_NEAREST : cv::INTER_LINEAR);
                 }
             },
-            [&course](int frame) { return course.targets().at(frame).image.plane[0]; }};
+            [&fixture](int frame) { return fixture.targets().at(frame).image.plane[0]; }};
 }
 
-/// The motion as a matrix for one plane, from target to source.
-cv::Matx33d matrixFor(const Motion& motion, int scale) {
-    const Point origin = motion.sourceOf(0, 0);
-    const Point right = motion.sourceOf(1, 0);
-    const Point below = motion.sourceOf(0, 1);
+/// The transform as a matrix for one plane, from target to source.
+cv::Matx33d matrixFor(const AffineTransform& transform, int scale) {
+    const Point origin = transform.sourceOf(0, 0);
+    const Point right = transform.sourceOf(1, 0);
+    const Point below = transform.sourceOf(0, 1);
     return {right.x - origin.x,
             below.x - origin.x,
             origin.x / scale,
@@ -87,31 +88,33 @@ cv::Matx33d matrixFor(const Motion& motion, int scale) {
             1.0};
 }
 
-Contender makePerspective(Course& course) {
+Case makePerspective(Fixture& fixture) {
     return {"OpenCV warpPerspective",
-            [&course](int frame) {
-                const auto& motions = course.shaken();
-                const Motion& motion = motions[static_cast<size_t>(frame) % motions.size()];
+            [&fixture](int frame) {
+                const auto& transforms = fixture.shaken();
+                const AffineTransform& transform =
+                    transforms[static_cast<size_t>(frame) % transforms.size()];
                 for (int plane = 0; plane < 2; ++plane) {
-                    const cv::Mat source = planeOf(course.sources().at(frame), plane);
-                    cv::Mat target = planeOf(course.targets().at(frame), plane);
-                    cv::warpPerspective(source, target, matrixFor(motion, plane + 1), target.size(),
-                                        cv::INTER_LINEAR | cv::WARP_INVERSE_MAP);
+                    const cv::Mat source = planeOf(fixture.sources().at(frame), plane);
+                    cv::Mat target = planeOf(fixture.targets().at(frame), plane);
+                    cv::warpPerspective(source, target, matrixFor(transform, plane + 1),
+                                        target.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP);
                 }
             },
-            [&course](int frame) { return course.targets().at(frame).image.plane[0]; }};
+            [&fixture](int frame) { return fixture.targets().at(frame).image.plane[0]; }};
 }
 
 }  // namespace
 
-Contender makeFixedRemap(Course& course) { return makeRemap(course, kRemapName, MapKind::kFixed); }
+Case makeFixedRemap(Fixture& fixture) { return makeRemap(fixture, kRemapName, MapKind::kFixed); }
 
-void addOpencvContenders(Course& course, std::vector<Contender>& out) {
-    cv::setNumThreads(course.threads());
-    out.push_back(makeFixedRemap(course));
-    out.push_back(makeRemap(course, "OpenCV remap (nearest chroma)", MapKind::kFixedNearestChroma));
-    out.push_back(makeRemap(course, "OpenCV remap (float maps)", MapKind::kFloat));
-    out.push_back(makePerspective(course));
+void addOpencvCases(Fixture& fixture, std::vector<Case>& out) {
+    cv::setNumThreads(fixture.threads());
+    out.push_back(makeFixedRemap(fixture));
+    out.push_back(
+        makeRemap(fixture, "OpenCV remap (nearest chroma)", MapKind::kFixedNearestChroma));
+    out.push_back(makeRemap(fixture, "OpenCV remap (float maps)", MapKind::kFloat));
+    out.push_back(makePerspective(fixture));
 }
 
 }  // namespace framehold::bench

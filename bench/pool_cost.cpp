@@ -29,13 +29,13 @@ double processorMs(clockid_t clock) {
 }  // namespace
 
 Table measurePool(Size size, int threads, const Effort& effort) {
-    Course course(size, threads, 1);
-    Course alone(size, 1, 1);
+    Fixture fixture(size, threads, 1);
+    Fixture alone(size, 1, 1);
     cv::setNumThreads(1);
-    const std::vector<Contender> contenders{
+    const std::vector<Case> cases{
         makeCopy(alone), makeFixedRemap(alone),
         makeWarper(alone, "empty warp, no pool", alone.shaken(), kNoKernels),
-        makeWarper(course, fmt::format("empty warp, pool of {}", threads), course.shaken(),
+        makeWarper(fixture, fmt::format("empty warp, pool of {}", threads), fixture.shaken(),
                    kNoKernels)};
     Table table{fmt::format("Pool at {}x{}: a warp that renders nothing, hot; the rest on one thread",
                             size.width, size.height),
@@ -46,15 +46,16 @@ Table measurePool(Size size, int threads, const Effort& effort) {
                 0,
                 {},
                 {}};
-    table.lines = summarize(race(contenders, effort.rounds, effort.seconds));
-    table.notes.push_back(fmt::format("waking and waiting for the pool: {:.1f} us a frame",
-                                      (table.lines[3].ms.median - table.lines[2].ms.median) * 1e3));
+    table.results = summarize(runInterleaved(cases, effort.rounds, effort.seconds));
+    table.notes.push_back(
+        fmt::format("waking and waiting for the pool: {:.1f} us a frame",
+                    (table.results[3].ms.median - table.results[2].ms.median) * 1e3));
     return table;
 }
 
 void printIdleShare(Size size, int threads, int ring, const Effort& effort) {
-    Course course(size, threads, ring);
-    const Contender warper = makeWarper(course, "", course.shaken(), fh::selectRowKernels());
+    Fixture fixture(size, threads, ring);
+    const Case warper = makeWarper(fixture, "", fixture.shaken(), fh::selectRowKernels());
     warper.render(0);
 
     std::vector<double> caller, pool, idle;

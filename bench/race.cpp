@@ -34,41 +34,41 @@ Quartiles quartilesOf(std::vector<double> values) {
     return {at(0.25), at(0.5), at(0.75)};
 }
 
-std::vector<Line> summarize(const std::vector<Times>& times) {
-    std::vector<Line> lines;
-    lines.reserve(times.size());
+std::vector<Result> summarize(const std::vector<Times>& times) {
+    std::vector<Result> results;
+    results.reserve(times.size());
     for (const Times& t : times) {
-        lines.push_back({t.name, quartilesOf(t.ms), ratiosTo(times, kCopyName, t),
-                         ratiosTo(times, kRemapName, t)});
+        results.push_back({t.name, quartilesOf(t.ms), ratiosTo(times, kCopyName, t),
+                           ratiosTo(times, kRemapName, t)});
     }
-    return lines;
+    return results;
 }
 
-std::vector<Times> race(const std::vector<Contender>& contenders, int rounds, double seconds) {
-    struct Lane {
-        int frames;  // in each round
-        int next;
+std::vector<Times> runInterleaved(const std::vector<Case>& cases, int rounds, double seconds) {
+    struct Progress {
+        int framesPerRound;
+        int nextFrame;
     };
     std::vector<Times> times;
-    std::vector<Lane> lanes;
-    for (const Contender& contender : contenders) {
-        contender.render(0);
+    std::vector<Progress> progress;
+    for (const Case& measured : cases) {
+        measured.render(0);
         Stopwatch watch;
-        contender.render(1);
+        measured.render(1);
         const double frames = seconds * 1e3 / std::max(watch.ms(), 1e-4);
-        lanes.push_back({static_cast<int>(std::clamp(std::ceil(frames), 1.0, 1e6)), 2});
-        times.push_back({contender.name, {}});
+        progress.push_back({static_cast<int>(std::clamp(std::ceil(frames), 1.0, 1e6)), 2});
+        times.push_back({measured.name, {}});
     }
-    const size_t count = contenders.size();
+    const size_t count = cases.size();
     for (int round = 0; round < rounds; ++round) {
         for (size_t turn = 0; turn < count; ++turn) {
             const size_t i = (turn + static_cast<size_t>(round)) % count;
-            Lane& lane = lanes[i];
-            // One frame more, so that nobody is charged for what the one before left behind.
-            contenders[i].render(lane.next++);
+            auto& [frames, next] = progress[i];
+            // One frame more: its time holds what the case before left behind in the caches.
+            cases[i].render(next++);
             Stopwatch watch;
-            for (int k = 0; k < lane.frames; ++k) contenders[i].render(lane.next++);
-            times[i].ms.push_back(watch.ms() / lane.frames);
+            for (int k = 0; k < frames; ++k) cases[i].render(next++);
+            times[i].ms.push_back(watch.ms() / frames);
         }
     }
     return times;

@@ -7,12 +7,12 @@
 
 namespace framehold::bench {
 
-/// Somebody who does a frame's work. Frames are numbered on and on; rings and motions are used in
+/// One way to do a frame's work. Frames are numbered on and on; rings and transforms are used in
 /// turn by that number.
-struct Contender {
+struct Case {
     std::string name;
     std::function<void(int frame)> render;
-    std::function<const uint8_t*(int frame)> luma;  // what it rendered; null: nothing to compare
+    std::function<const uint8_t*(int frame)> luma;  // of its output; null: nothing to compare
 };
 
 struct Quartiles {
@@ -23,28 +23,29 @@ struct Quartiles {
 
 Quartiles quartilesOf(std::vector<double> values);
 
-/// Names of the two contenders that all others are compared with.
+/// Names of the two cases that all others are compared with.
 constexpr const char* kCopyName = "memcpy";
 constexpr const char* kRemapName = "OpenCV remap (fixed-point maps)";
 
-/// Measured milliseconds of one contender, a value for each round.
+/// Measured milliseconds of one case, a value for each round.
 struct Times {
     std::string name;
     std::vector<double> ms;
 };
 
-/// The same as medians and quartiles: as time, and as ratios to the contenders named above, taken
+/// The same as medians and quartiles: as time, and as ratios to the cases named above, taken
 /// round by round. Without one of them its ratio is 0.
-struct Line {
+struct Result {
     std::string name;
     Quartiles ms;
     Quartiles toCopy;
     Quartiles toRemap;
 };
 
-std::vector<Line> summarize(const std::vector<Times>& times);
+std::vector<Result> summarize(const std::vector<Times>& times);
 
-/// Lets all take turns: in each round, each renders for about `seconds`, at least one frame.
-std::vector<Times> race(const std::vector<Contender>& contenders, int rounds, double seconds);
+/// Runs the cases by turns: in each round, each renders for about `seconds`, at least one frame.
+/// Google Benchmark interleaves runs as well, but forms no ratios of cases within a round.
+std::vector<Times> runInterleaved(const std::vector<Case>& cases, int rounds, double seconds);
 
 }  // namespace framehold::bench

@@ -9,22 +9,22 @@ namespace framehold::bench {
 
 namespace {
 
-/// Shows that all render the same motion: how far their luma is from the fixed-point remap's, on
+/// Shows that all render the same transforms: how far their luma is from the fixed-point remap's, on
 /// average, leaving out a border that not all of them fill alike.
-std::string compareOutputs(const std::vector<Contender>& contenders, Size size) {
+std::string compareOutputs(const std::vector<Case>& cases, Size size) {
     constexpr int32_t kBorder = 16;
     std::vector<uint8_t> expected;
     const auto pixels = static_cast<size_t>(size.pixels());
-    for (const Contender& contender : contenders) {
-        if (contender.name != kRemapName) continue;
-        contender.render(0);
-        expected.assign(contender.luma(0), contender.luma(0) + pixels);
+    for (const Case& measured : cases) {
+        if (measured.name != kRemapName) continue;
+        measured.render(0);
+        expected.assign(measured.luma(0), measured.luma(0) + pixels);
     }
     std::string text = "Mean difference of luma from the fixed-point remap's:";
-    for (const Contender& contender : contenders) {
-        if (!contender.luma || contender.name == kRemapName) continue;
-        contender.render(0);
-        const uint8_t* luma = contender.luma(0);
+    for (const Case& measured : cases) {
+        if (!measured.luma || measured.name == kRemapName) continue;
+        measured.render(0);
+        const uint8_t* luma = measured.luma(0);
         double sum = 0.0;
         for (int32_t y = kBorder; y < size.height - kBorder; ++y) {
             for (int32_t x = kBorder; x < size.width - kBorder; ++x) {
@@ -34,8 +34,8 @@ std::string compareOutputs(const std::vector<Contender>& contenders, Size size) 
             }
         }
         const int64_t compared = int64_t{size.width - 2 * kBorder} * (size.height - 2 * kBorder);
-        text += fmt::format("\n    {:<37}{:>6.2f}", contender.name,
-                            sum / static_cast<double>(compared));
+        text +=
+            fmt::format("\n    {:<37}{:>6.2f}", measured.name, sum / static_cast<double>(compared));
     }
     return text;
 }
@@ -43,11 +43,11 @@ std::string compareOutputs(const std::vector<Contender>& contenders, Size size) 
 }  // namespace
 
 Table measureRendering(Size size, int threads, int ring, const Effort& effort) {
-    Course course(size, threads, ring);
-    std::vector<Contender> contenders{makeCopy(course)};
-    addOpencvContenders(course, contenders);
-    if (threads == 1) contenders.push_back(makeVidstab(course));
-    addKernelContenders(course, contenders);
+    Fixture fixture(size, threads, ring);
+    std::vector<Case> cases{makeCopy(fixture)};
+    addOpencvCases(fixture, cases);
+    if (threads == 1) cases.push_back(makeVidstab(fixture));
+    addKernelCases(fixture, cases);
 
     Table table{fmt::format("Rendering {}x{}, {} thread{}, {}", size.width, size.height, threads,
                             threads == 1 ? "" : "s",
@@ -60,8 +60,8 @@ Table measureRendering(Size size, int threads, int ring, const Effort& effort) {
                 0,
                 {},
                 {}};
-    if (ring == 1 && threads == 1) table.notes.push_back(compareOutputs(contenders, size));
-    table.lines = summarize(race(contenders, effort.rounds, effort.seconds));
+    if (ring == 1 && threads == 1) table.notes.push_back(compareOutputs(cases, size));
+    table.results = summarize(runInterleaved(cases, effort.rounds, effort.seconds));
     return table;
 }
 

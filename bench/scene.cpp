@@ -42,7 +42,7 @@ FrameRing::FrameRing(Size size, int count) {
     }
 }
 
-Point Motion::sourceOf(double x, double y) const {
+Point AffineTransform::sourceOf(double x, double y) const {
     const double dx = zoom * (x - centre.x);
     const double dy = zoom * (y - centre.y);
     const double c = std::cos(angle);
@@ -51,20 +51,20 @@ Point Motion::sourceOf(double x, double y) const {
             centre.y + shift.y + s * dx + c * dy};
 }
 
-std::vector<Motion> makeMotions(Size size, double maxDegrees, int count) {
+std::vector<AffineTransform> makeTransforms(Size size, double maxDegrees, int count) {
     constexpr double kTapReach = 2.0;
     constexpr double kLargestShift = 8.0;
     zpr_test::Random random(7);
-    std::vector<Motion> motions;
+    std::vector<AffineTransform> transforms;
     for (int i = 0; i < count; ++i) {
         const Point centre{(size.width - 1) / 2.0, (size.height - 1) / 2.0};
-        Motion motion{maxDegrees * kDegree * random.uniform(-1.0, 1.0), 0.93,
-                      0.01 * random.uniform(-1.0, 1.0), Point{0.0, 0.0}, centre};
-        if (i == 0) motion.shear = 0.0;
+        AffineTransform transform{maxDegrees * kDegree * random.uniform(-1.0, 1.0), 0.93,
+                                  0.01 * random.uniform(-1.0, 1.0), Point{0.0, 0.0}, centre};
+        if (i == 0) transform.shear = 0.0;
         Point reach{0.0, 0.0};
         for (const double x : {0.0, 2.0 * centre.x}) {
             for (const double y : {0.0, 2.0 * centre.y}) {
-                const Point corner = motion.sourceOf(x, y);
+                const Point corner = transform.sourceOf(x, y);
                 reach.x = std::max(reach.x, std::fabs(corner.x - centre.x));
                 reach.y = std::max(reach.y, std::fabs(corner.y - centre.y));
             }
@@ -72,10 +72,10 @@ std::vector<Motion> makeMotions(Size size, double maxDegrees, int count) {
         const auto shift = [&](double room) {
             return std::clamp(room - kTapReach, 0.0, kLargestShift) * random.uniform(-1.0, 1.0);
         };
-        motion.shift = {shift(centre.x - reach.x), shift(centre.y - reach.y)};
-        motions.push_back(motion);
+        transform.shift = {shift(centre.x - reach.x), shift(centre.y - reach.y)};
+        transforms.push_back(transform);
     }
-    return motions;
+    return transforms;
 }
 
 ZPR_Param makeParam(Size size, int delayFrames) {

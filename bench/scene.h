@@ -42,7 +42,7 @@ struct Point {
 
 /// Where the pixels of an output frame come from: a rotation and zoom about the centre, a shift
 /// that grows from row to row (rolling shutter), and a shift.
-struct Motion {
+struct AffineTransform {
     double angle;  // radians
     double zoom;   // source pixels per output pixel
     double shear;  // source pixels per row
@@ -53,7 +53,7 @@ struct Motion {
 };
 
 /// Motions of random rotation up to `maxDegrees` that show 7 % less than the source has and leave
-/// every tap inside it. The first one has no shear, so that everybody can render it.
-std::vector<Motion> makeMotions(Size size, double maxDegrees, int count);
+/// every tap inside it. The first one has no shear, so that every case can render it.
+std::vector<AffineTransform> makeTransforms(Size size, double maxDegrees, int count);
 
 }  // namespace framehold::bench

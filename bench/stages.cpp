@@ -48,9 +48,9 @@ double runWholeCall(StagedPipeline& pipeline, const ZPR_Image& input, ZPR_Image&
     return ms;
 }
 
-double timeOf(const Contender& contender, int frame) {
+double timeOf(const Case& measured, int frame) {
     Stopwatch watch;
-    contender.render(frame);
+    measured.render(frame);
     return watch.ms();
 }
 
@@ -62,10 +62,10 @@ Table measureStages(Size size, int delayFrames, bool usePool, int ring, const Ef
 
     StagedPipeline whole(size, delayFrames, usePool, fh::selectRowKernels());
     StagedPipeline staged(size, delayFrames, usePool, fh::selectRowKernels());
-    Course course(size, usePool ? whole.threads() - 1 : 1, ring);
-    cv::setNumThreads(course.threads());
-    const Contender copy = makeCopy(course);
-    const Contender remap = makeFixedRemap(course);
+    Fixture fixture(size, usePool ? whole.threads() - 1 : 1, ring);
+    cv::setNumThreads(fixture.threads());
+    const Case copy = makeCopy(fixture);
+    const Case remap = makeFixedRemap(fixture);
 
     enum { kCopy, kRemap, kSamples, kFirstStage, kSum = kFirstStage + 4, kWhole, kCount };
     std::vector<Times> times(kCount);
@@ -78,13 +78,13 @@ Table measureStages(Size size, int delayFrames, bool usePool, int ring, const Ef
 
     std::vector<double> restToRendering;
     for (int frame = 0; frame < kWarmUp + effort.rounds * kFramesPerRound; ++frame) {
-        const ZPR_Image& input = course.sources().at(frame).image;
-        ZPR_Image& output = course.targets().at(frame).image;
+        const ZPR_Image& input = fixture.sources().at(frame).image;
+        ZPR_Image& output = fixture.targets().at(frame).image;
         double ms[kCount];
         ms[kCopy] = timeOf(copy, frame);
         ms[kRemap] = timeOf(remap, frame);
         StageTimes stages;
-        // Whoever comes second finds the caches and the clock as the first one left them.
+        // By turns: the second one finds caches and clock as the first one left them.
         if (frame % 2 == 0) stages = runStages(staged, input, output);
         ms[kWhole] = runWholeCall(whole, input, output);
         if (frame % 2 != 0) stages = runStages(staged, input, output);

@@ -26,10 +26,11 @@ void print(const Table& table) {
     fmt::print("\n{}\n", table.title);
     fmt::print("  {:<37}{:>25}  {:>9}{:>23}{:>21}\n", "median [quartiles]", "ms", "ns/pixel",
                "x memcpy", "x remap");
-    for (const Line& line : table.lines) {
-        const double nanoseconds = line.ms.median * 1e6 / static_cast<double>(table.size.pixels());
-        fmt::print("  {:<37}{:>25}  {:>9.3f}{:>23}{:>21}\n", line.name, describe(line.ms, 4),
-                   nanoseconds, describe(line.toCopy, 2), describe(line.toRemap, 3));
+    for (const Result& result : table.results) {
+        const double nanoseconds =
+            result.ms.median * 1e6 / static_cast<double>(table.size.pixels());
+        fmt::print("  {:<37}{:>25}  {:>9.3f}{:>23}{:>21}\n", result.name, describe(result.ms, 4),
+                   nanoseconds, describe(result.toCopy, 2), describe(result.toRemap, 3));
     }
     for (const std::string& note : table.notes) fmt::print("  {}\n", note);
 }
@@ -37,13 +38,13 @@ void print(const Table& table) {
 void writeCsv(const std::string& path, const std::vector<Table>& tables) {
     auto file = fmt::output_file(path);
     file.print(
-        "section,width,height,threads,ring,delay_frames,what,"
+        "section,width,height,threads,ring,delay_frames,case,"
         "ms,ms_q1,ms_q3,x_memcpy,x_memcpy_q1,x_memcpy_q3,x_remap,x_remap_q1,x_remap_q3\n");
     for (const Table& table : tables) {
-        for (const Line& line : table.lines) {
+        for (const Result& result : table.results) {
             file.print("{},{},{},{},{},{},\"{}\",{},{},{}\n", table.section, table.size.width,
-                       table.size.height, table.threads, table.ring, table.delayFrames, line.name,
-                       csvFields(line.ms), csvFields(line.toCopy), csvFields(line.toRemap));
+                       table.size.height, table.threads, table.ring, table.delayFrames, result.name,
+                       csvFields(result.ms), csvFields(result.toCopy), csvFields(result.toRemap));
         }
     }
 }

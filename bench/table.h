@@ -8,7 +8,7 @@
 
 namespace framehold::bench {
 
-/// Results of one race.
+/// Results of one interleaved run.
 struct Table {
     std::string title;
     std::string section;  // short, for files
@@ -16,7 +16,7 @@ struct Table {
     int threads;
     int ring;
     int delayFrames;
-    std::vector<Line> lines;
+    std::vector<Result> results;
     std::vector<std::string> notes;
 };
 

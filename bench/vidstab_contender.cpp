@@ -16,8 +16,8 @@ namespace {
 /// vid.stab's state and its three-plane frames.
 class VidstabSetup {
 public:
-    VidstabSetup(Course& course, int ring) {
-        const Size size = course.size();
+    VidstabSetup(Fixture& fixture, int ring) {
+        const Size size = fixture.size();
         VSFrameInfo info;
         VSTransformConfig config = vsTransformGetDefaultConfig("bench");
         config.interpolType = VS_BiLinear;
@@ -29,7 +29,7 @@ public:
         for (int i = 0; i < ring; ++i) {
             sources_.push_back(makeFrame(info));
             targets_.push_back(makeFrame(info));
-            const ZPR_Image& picture = course.sources().at(i).image;
+            const ZPR_Image& picture = fixture.sources().at(i).image;
             uint8_t* bytes = sources_.back().data[0];
             bytes = std::copy_n(picture.plane[0], size.pixels(), bytes);
             std::copy_n(picture.plane[1], size.pixels() / 2, bytes);
@@ -39,14 +39,14 @@ public:
     VidstabSetup& operator=(const VidstabSetup&) = delete;
     ~VidstabSetup() { vsTransformDataCleanup(&data_); }
 
-    void render(int frame, const Motion& motion) {
+    void render(int frame, const AffineTransform& transform) {
         vsTransformPrepare(&data_, &sources_[index(frame)], &targets_[index(frame)]);
-        VSTransform transform{};
-        transform.x = -motion.shift.x;
-        transform.y = -motion.shift.y;
-        transform.alpha = motion.angle;
-        transform.zoom = (1.0 - motion.zoom) * 100.0;
-        vsDoTransform(&data_, transform);
+        VSTransform inverse{};
+        inverse.x = -transform.shift.x;
+        inverse.y = -transform.shift.y;
+        inverse.alpha = transform.angle;
+        inverse.zoom = (1.0 - transform.zoom) * 100.0;
+        vsDoTransform(&data_, inverse);
         vsTransformFinish(&data_);
     }
 
@@ -71,12 +71,12 @@ private:
 
 }  // namespace
 
-Contender makeVidstab(Course& course) {
-    const auto setup = std::make_shared<VidstabSetup>(course, course.ring());
+Case makeVidstab(Fixture& fixture) {
+    const auto setup = std::make_shared<VidstabSetup>(fixture, fixture.ring());
     return {"vid.stab (without shear)",
-            [&course, setup](int frame) {
-                const auto& motions = course.shaken();
-                setup->render(frame, motions[static_cast<size_t>(frame) % motions.size()]);
+            [&fixture, setup](int frame) {
+                const auto& transforms = fixture.shaken();
+                setup->render(frame, transforms[static_cast<size_t>(frame) % transforms.size()]);
             },
             [setup](int frame) { return setup->luma(frame); }};
 }
