@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bench/table.h"
+#include "bench/bench_report.h"
 
 #include <vector>
 
@@ -22,11 +22,5 @@ Table measurePool(Size size, int threads, const Effort& effort);
 
 /// Prints how much of a warp's time each thread spends rendering.
 void printIdleShare(Size size, int threads, int ring, const Effort& effort);
-
-/// Prints ZPR_GetMemorySize at several delays.
-void printMemory(const std::vector<Size>& sizes);
-
-/// Prints what this was measured on and with.
-void printMachine();
 
 }  // namespace framehold::bench

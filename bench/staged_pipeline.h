@@ -1,7 +1,7 @@
 #pragma once
 
 #include "api/instance.h"
-#include "bench/scene.h"
+#include "bench/fixture.h"
 #include "support/hand_shake.h"
 #include "warp/block_warper.h"
 #include "warp/row_kernels.h"

@@ -1,7 +1,7 @@
-#include "bench/contenders.h"
+#include "bench/cases.h"
+#include "bench/interleaved_run.h"
 #include "bench/measurements.h"
 #include "bench/staged_pipeline.h"
-#include "bench/stopwatch.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "bench/contenders.h"
+#include "bench/cases.h"
 
 #include <algorithm>
 #include <memory>
@@ -41,12 +41,12 @@ public:
 
     void render(int frame, const AffineTransform& transform) {
         vsTransformPrepare(&data_, &sources_[index(frame)], &targets_[index(frame)]);
-        VSTransform inverse{};
-        inverse.x = -transform.shift.x;
-        inverse.y = -transform.shift.y;
-        inverse.alpha = transform.angle;
-        inverse.zoom = (1.0 - transform.zoom) * 100.0;
-        vsDoTransform(&data_, inverse);
+        VSTransform frameTransform{};
+        frameTransform.x = -transform.shift.x;
+        frameTransform.y = -transform.shift.y;
+        frameTransform.alpha = transform.angle;
+        frameTransform.zoom = (1.0 - transform.zoom) * 100.0;
+        vsDoTransform(&data_, frameTransform);
         vsTransformFinish(&data_);
     }
 

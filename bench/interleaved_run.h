@@ -1,11 +1,30 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace framehold::bench {
+
+class Stopwatch {
+public:
+    double ms() const {
+        return std::chrono::duration<double, std::milli>(Clock::now() - start_).count();
+    }
+
+    /// Milliseconds since the start or the last lap.
+    double lap() {
+        const double passed = ms();
+        start_ = Clock::now();
+        return passed;
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point start_ = Clock::now();
+};
 
 /// One way to do a frame's work. Frames are numbered on and on; rings and transforms are used in
 /// turn by that number.

@@ -1,6 +1,4 @@
-#include "bench/race.h"
-
-#include "bench/stopwatch.h"
+#include "bench/interleaved_run.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "bench/course.h"
-#include "bench/race.h"
+#include "bench/fixture.h"
+#include "bench/interleaved_run.h"
 #include "warp/row_kernels.h"
 
 #include <string>

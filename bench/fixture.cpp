@@ -1,14 +1,16 @@
-#include "bench/scene.h"
+#include "bench/fixture.h"
 
 #include "support/test_instance.h"
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 namespace framehold::bench {
 
 namespace {
 
+constexpr int kTransforms = 16;
 constexpr double kDegree = 3.14159265358979323846 / 180.0;
 
 /// A sine along x or y, tabulated.
@@ -82,6 +84,17 @@ ZPR_Param makeParam(Size size, int delayFrames) {
     ZPR_Param param = zpr_test::makeParam(size.width, size.height);
     param.delayFrames = delayFrames;
     return param;
+}
+
+Fixture::Fixture(Size size, int threads, int ring)
+    : size_(size), threads_(threads), sources_(size, ring), targets_(size, ring),
+      shaken_(makeTransforms(size, 2.0, kTransforms)),
+      steady_(makeTransforms(size, 0.3, kTransforms)) {
+    if (threads > 1) {
+        pool_.reset(
+            qlx::zpr_framehold::WorkerPool::create(nullptr, static_cast<unsigned>(threads)));
+        if (pool_ == nullptr) throw std::runtime_error("no memory or threads for a pool");
+    }
 }
 
 }  // namespace framehold::bench

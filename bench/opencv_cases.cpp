@@ -1,4 +1,4 @@
-#include "bench/contenders.h"
+#include "bench/cases.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "bench/race.h"
-#include "bench/scene.h"
+#include "bench/fixture.h"
+#include "bench/interleaved_run.h"
 
 #include <string>
 #include <vector>
@@ -23,5 +23,11 @@ struct Table {
 void print(const Table& table);
 
 void writeCsv(const std::string& path, const std::vector<Table>& tables);
+
+/// Prints ZPR_GetMemorySize at several delays.
+void printMemory(const std::vector<Size>& sizes);
+
+/// Prints what this was measured on and with.
+void printMachine();
 
 }  // namespace framehold::bench

@@ -1,4 +1,4 @@
-#include "bench/contenders.h"
+#include "bench/cases.h"
 #include "support/mesh_correction.h"
 #include "warp/block_warper.h"
 
