@@ -2,6 +2,7 @@
 // counter. Everything else it does is the same for every number of frames, so that the counts of a
 // run with some frames and of one with none differ by the cost of the frames.
 #include "bench/staged_pipeline.h"
+#include "support/kernel_levels.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,10 +19,8 @@ using framehold::bench::StagedPipeline;
 constexpr int kDelayFrames = 15;
 
 const fh::RowKernels* findKernels(const char* name) {
-    for (const fh::KernelLevel level : {fh::KernelLevel::kScalar, fh::KernelLevel::kNeon,
-                                        fh::KernelLevel::kSse41, fh::KernelLevel::kAvx2}) {
-        const fh::RowKernels* kernels = fh::findRowKernels(level);
-        if (kernels != nullptr && std::strcmp(kernels->name, name) == 0) return kernels;
+    for (const fh::RowKernels* kernels : zpr_test::availableKernels()) {
+        if (std::strcmp(kernels->name, name) == 0) return kernels;
     }
     return nullptr;
 }

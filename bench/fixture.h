@@ -42,7 +42,7 @@ struct Point {
     double y;
 };
 
-/// Where the pixels of an output frame come from: a rotation and zoom about the centre, a shift
+/// Source positions of the pixels of an output frame: a rotation and zoom about the centre, a shift
 /// that grows from row to row (rolling shutter), and a shift.
 struct AffineTransform {
     double angle;  // radians
@@ -54,11 +54,11 @@ struct AffineTransform {
     Point sourceOf(double x, double y) const;
 };
 
-/// Motions of random rotation up to `maxDegrees` that show 7 % less than the source has and leave
+/// Transforms of random rotation up to `maxDegrees` that show 7 % less than the source has and leave
 /// every tap inside it. The first one has no shear, so that every case can render it.
 std::vector<AffineTransform> makeTransforms(Size size, double maxDegrees, int count);
 
-/// What all cases of a run share: frames, transforms and threads.
+/// Frames, transforms and threads that all cases of a run share.
 class Fixture {
 public:
     /// `ring` source and as many target frames; 1 keeps them in the cache.
@@ -78,11 +78,7 @@ public:
     qlx::zpr_framehold::WorkerPool* pool() { return pool_.get(); }
 
 private:
-    struct Stopper {
-        void operator()(qlx::zpr_framehold::WorkerPool* pool) const {
-            qlx::zpr_framehold::WorkerPool::destroy(pool);
-        }
-    };
+    using Pool = qlx::zpr_framehold::WorkerPool;
 
     Size size_;
     int threads_;
@@ -90,7 +86,7 @@ private:
     FrameRing targets_;
     std::vector<AffineTransform> shaken_;
     std::vector<AffineTransform> steady_;
-    std::unique_ptr<qlx::zpr_framehold::WorkerPool, Stopper> pool_;
+    std::unique_ptr<Pool, decltype(&Pool::destroy)> pool_{nullptr, Pool::destroy};
 };
 
 }  // namespace framehold::bench

@@ -1,4 +1,5 @@
 #include "bench/cases.h"
+#include "support/kernel_levels.h"
 #include "support/mesh_correction.h"
 #include "warp/block_warper.h"
 
@@ -82,14 +83,11 @@ Case makeWarper(Fixture& fixture, const std::string& name,
 }
 
 void addKernelCases(Fixture& fixture, std::vector<Case>& out) {
-    for (const fh::KernelLevel level : {fh::KernelLevel::kScalar, fh::KernelLevel::kNeon,
-                                        fh::KernelLevel::kSse41, fh::KernelLevel::kAvx2}) {
-        const fh::RowKernels* kernels = fh::findRowKernels(level);
-        if (kernels == nullptr) continue;
+    for (const fh::RowKernels* kernels : zpr_test::availableKernels()) {
         const std::string name = std::string("Framehold ") + kernels->name;
         out.push_back(makeWarper(fixture, name, fixture.shaken(), *kernels));
         out.push_back(makeWarper(fixture, name + " (steady hand)", fixture.steady(), *kernels));
-        out.back().luma = nullptr;  // not the transform that the others render
+        out.back().luma = nullptr;  // not the transforms that the others render
     }
 }
 

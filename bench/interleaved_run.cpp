@@ -42,7 +42,7 @@ std::vector<Result> summarize(const std::vector<Times>& times) {
     return results;
 }
 
-std::vector<Times> runInterleaved(const std::vector<Case>& cases, int rounds, double seconds) {
+std::vector<Times> runInterleaved(const std::vector<Case>& cases, const Effort& effort) {
     struct Progress {
         int framesPerRound;
         int nextFrame;
@@ -53,12 +53,12 @@ std::vector<Times> runInterleaved(const std::vector<Case>& cases, int rounds, do
         measured.render(0);
         Stopwatch watch;
         measured.render(1);
-        const double frames = seconds * 1e3 / std::max(watch.ms(), 1e-4);
+        const double frames = effort.seconds * 1e3 / std::max(watch.ms(), 1e-4);
         progress.push_back({static_cast<int>(std::clamp(std::ceil(frames), 1.0, 1e6)), 2});
         times.push_back({measured.name, {}});
     }
     const size_t count = cases.size();
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < effort.rounds; ++round) {
         for (size_t turn = 0; turn < count; ++turn) {
             const size_t i = (turn + static_cast<size_t>(round)) % count;
             auto& [frames, next] = progress[i];

@@ -63,8 +63,13 @@ struct Result {
 
 std::vector<Result> summarize(const std::vector<Times>& times);
 
-/// Runs the cases by turns: in each round, each renders for about `seconds`, at least one frame.
+struct Effort {
+    int rounds;
+    double seconds;  // of each case in a round; at least one frame
+};
+
+/// Runs the cases by turns, once in each round.
 /// Google Benchmark interleaves runs as well, but forms no ratios of cases within a round.
-std::vector<Times> runInterleaved(const std::vector<Case>& cases, int rounds, double seconds);
+std::vector<Times> runInterleaved(const std::vector<Case>& cases, const Effort& effort);
 
 }  // namespace framehold::bench

@@ -6,18 +6,13 @@
 
 namespace framehold::bench {
 
-struct Effort {
-    int rounds;
-    double seconds;  // of each case in a round
-};
-
 /// Rendering frames of a size, in all ways that are compared.
 Table measureRendering(Size size, int threads, int ring, const Effort& effort);
 
 /// Whole calls of ZPR_Stabilize and their stages, on the instance's pool or on one thread.
 Table measureStages(Size size, int delayFrames, bool usePool, int ring, const Effort& effort);
 
-/// What handing a frame to the pool costs: warps that render nothing.
+/// The cost of handing a frame to the pool: warps that render nothing.
 Table measurePool(Size size, int threads, const Effort& effort);
 
 /// Prints how much of a warp's time each thread spends rendering.

@@ -46,7 +46,7 @@ Table measurePool(Size size, int threads, const Effort& effort) {
                 0,
                 {},
                 {}};
-    table.results = summarize(runInterleaved(cases, effort.rounds, effort.seconds));
+    table.results = summarize(runInterleaved(cases, effort));
     table.notes.push_back(
         fmt::format("waking and waiting for the pool: {:.1f} us a frame",
                     (table.results[3].ms.median - table.results[2].ms.median) * 1e3));

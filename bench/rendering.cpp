@@ -61,7 +61,7 @@ Table measureRendering(Size size, int threads, int ring, const Effort& effort) {
                 {},
                 {}};
     if (ring == 1 && threads == 1) table.notes.push_back(compareOutputs(cases, size));
-    table.results = summarize(runInterleaved(cases, effort.rounds, effort.seconds));
+    table.results = summarize(runInterleaved(cases, effort));
     return table;
 }
 
