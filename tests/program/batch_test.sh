@@ -2,11 +2,7 @@
 # Runs `framehold stabilize` on several clips, in a pipe, on all kinds of pixels and streams, and
 # where it is stopped. All clips are simulated or made up.
 # Usage: batch_test.sh FRAMEHOLD
-set -u
 . "$(dirname "$0")/../support/shell_checks.sh"
-framehold=$1
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1
 
 # of FILE ENTRIES: what ffprobe says.

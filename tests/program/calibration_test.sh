@@ -1,13 +1,9 @@
 #!/bin/bash
 # Calibrates with a simulated clip that hides its metadata, and compares what is found with the truth.
 # Usage: calibration_test.sh FRAMEHOLD COMPILER INCLUDE
-set -u
 . "$(dirname "$0")/../support/shell_checks.sh"
-framehold=$1
 compiler=$2
 include=$3
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 
 # near KEY TRUTH LIMIT: a number of the found clip.json.
 near() {

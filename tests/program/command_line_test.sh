@@ -2,12 +2,8 @@
 # Checks what the desktop program says of itself: help that fits a screen, manual pages and shell
 # completions that have the same options, and errors that suggest what was meant.
 # Usage: command_line_test.sh FRAMEHOLD MANUAL_PAGES_SCRIPT
-set -u
 . "$(dirname "$0")/../support/shell_checks.sh"
-framehold=$1
 make_pages=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 skipped=0
 
 commands=$("$framehold" --help | sed -n '/^Commands:/,/^$/s/^  \([a-z]*\) .*/\1/p')

@@ -1,12 +1,8 @@
 #!/bin/bash
 # Runs `framehold measure` and `report` as a user would, on a simulated clip.
 # Usage: measure_program_test.sh FRAMEHOLD REPORTS   (ON, or OFF if the program is built without)
-set -u
 . "$(dirname "$0")/../support/shell_checks.sh"
-framehold=$1
 reports=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 
 "$framehold" simulate "$work/sim" -q --size 320x180 --focal 250 --duration 1.5 --pan 0
 clip=$work/sim/clip.mp4

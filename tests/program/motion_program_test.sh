@@ -1,12 +1,8 @@
 #!/bin/bash
 # Gives the desktop program motion logs of many kinds, good ones and broken ones, as a user would.
 # Usage: motion_program_test.sh FRAMEHOLD DATA
-set -u
 . "$(dirname "$0")/../support/shell_checks.sh"
-framehold=$1
 data=$2/motion
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 
 for log in "$data"/*.gcsv "$data"/*/[!M]*.csv; do
     [[ $log == *_magnetic.csv ]] || expect 0 "format " "$framehold" inspect "$log"

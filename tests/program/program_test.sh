@@ -2,12 +2,8 @@
 # Runs the desktop program as a user would, on a simulated clip and, where it lies beside the
 # project, on a real one. Exit code 77: a part was skipped, and is named.
 # Usage: program_test.sh FRAMEHOLD SHARED_CLIPS
-set -u
 . "$(dirname "$0")/../support/shell_checks.sh"
-framehold=$1
 clips=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 
 timestamps() { ffprobe -v error -select_streams v -show_entries frame=pts_time -of csv=p=0 "$1"; }
 

@@ -1,5 +1,10 @@
-# What the shell tests check with; to be sourced. A test ends well if `failures` is still 0.
-
+# What the shell tests of the program start and check with; to be sourced. The program is the first
+# argument, `work` a folder that is removed afterwards. A test ends well if `failures` is still 0.
+# shellcheck shell=bash disable=SC2034
+set -u
+framehold=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
 failures=0
 
 fail() {
