@@ -16,32 +16,6 @@ namespace fh = qlx::zpr_framehold;
 
 namespace {
 
-using Sizes = std::vector<int32_t>;
-
-/// A formatted arena.
-class Arena {
-public:
-    explicit Arena(size_t size) : words_(size / 4) {
-        EXPECT_EQ(ZPR_FormatArena(words_.data(), size), ZPR_OK);
-    }
-
-    void* alloc(uint32_t size) { return fh::alloc(handle(), size); }
-    void free(void* p) { fh::free(handle(), p); }
-    MemoryHandle handle() { return reinterpret_cast<MemoryHandle>(words_.data()); }
-
-    /// Sizes of the blocks in order, free ones negative.
-    Sizes blocks() const {
-        Sizes sizes;
-        for (size_t i = 0; words_[i] != -1; i += 2 + static_cast<size_t>(words_[i]) / 4) {
-            sizes.push_back(words_[i + 1] != 0 ? words_[i] : -words_[i]);
-        }
-        return sizes;
-    }
-
-private:
-    std::vector<int32_t> words_;
-};
-
 TEST(Arena, FormattingRefusesWhatCannotHoldABlock) {
     alignas(8) unsigned char region[64];
     std::memset(region, 0x11, sizeof region);
@@ -53,22 +27,6 @@ TEST(Arena, FormattingRefusesWhatCannotHoldABlock) {
     auto* memory = reinterpret_cast<MemoryHandle>(region + 4);
     EXPECT_EQ(fh::alloc(memory, 4), region + 12);
     EXPECT_EQ(region[4 + 20], 0x11);
-}
-
-TEST(Arena, SplitsOnlyWhatLeavesAUsefulRest) {
-    const std::pair<uint32_t, Sizes> kCases[] = {
-        {0, {-128}},  {1, {4, -116}}, {4, {4, -116}},       {88, {88, -32}},      {89, {128}},
-        {128, {128}}, {129, {-128}},  {0x7ffffffd, {-128}}, {0xffffffff, {-128}},
-    };
-    for (const auto& [request, blocks] : kCases) {
-        SCOPED_TRACE(request);
-        Arena arena(144);
-        void* p = arena.alloc(request);
-        EXPECT_EQ(p != nullptr, blocks[0] > 0);
-        EXPECT_EQ(arena.blocks(), blocks);
-        arena.free(p);
-        EXPECT_EQ(arena.blocks(), Sizes{-128});
-    }
 }
 
 void count(void* counter) { ++*static_cast<std::atomic<int>*>(counter); }
