@@ -165,7 +165,7 @@ TEST(Faults, WhateverIsSaidOfProcessorsThereAreThreads) {
         const Holdings before = holdings();
         ZPR_Handle handle = nullptr;
         EXPECT_EQ(ZPR_Init(nullptr, &param, &handle), ZPR_OK);
-        EXPECT_EQ(holdings().threads - before.threads, threads);
+        EXPECT_EQ(holdings()[kThreads] - before[kThreads], threads);
         ZPR_Deinit(&handle);
         WorkerPool* pool = WorkerPool::create(nullptr, 0);  // as many as there are
         EXPECT_EQ(pool->threadCount(), processors < 0 ? 16 : std::clamp(processors, 1L, 16L));

@@ -31,10 +31,7 @@ std::atomic<long> g_passed{0};
 std::atomic<size_t> g_limit{std::numeric_limits<size_t>::max()};
 std::atomic<long> g_refused{0};
 std::atomic<long> g_processors{kRealProcessors};
-std::atomic<long> g_blocks{0};
-std::atomic<long> g_threads{0};
-std::atomic<long> g_mutexes{0};
-std::atomic<long> g_conditions{0};
+std::atomic<long> g_held[kHeldCount];
 
 bool passes() { return ++g_passed != g_failing; }
 
@@ -44,20 +41,20 @@ void* take(size_t size) {
         return nullptr;
     }
     void* p = passes() ? __real_malloc(size) : nullptr;
-    if (p != nullptr) ++g_blocks;
+    if (p != nullptr) ++g_held[kBlocks];
     return p;
 }
 
 void giveBack(void* p) {
-    if (p != nullptr) --g_blocks;
+    if (p != nullptr) --g_held[kBlocks];
     __real_free(p);
 }
 
-/// Runs a function that makes something, counting it in `made`, unless it is its turn to fail.
-template <class Make>
-int makeCounted(std::atomic<long>& made, Make make) {
-    const int code = passes() ? make() : EAGAIN;
-    if (code == 0) ++made;
+/// Calls a function that makes something, and counts it, unless it is its turn to fail.
+template <class... Parameters, class... Arguments>
+int make(Held kind, int (*function)(Parameters...), Arguments... arguments) {
+    const int code = passes() ? function(arguments...) : EAGAIN;
+    if (code == 0) ++g_held[kind];
     return code;
 }
 
@@ -72,7 +69,7 @@ long pointsPassed() { return g_passed; }
 void limitRequests(size_t bytes) { g_limit = bytes; }
 long requestsRefused() { return g_refused; }
 void pretendProcessors(long count) { g_processors = count; }
-Holdings holdings() { return {g_blocks, g_threads, g_mutexes, g_conditions}; }
+Holdings holdings() { return {g_held[0], g_held[1], g_held[2], g_held[3]}; }
 
 }  // namespace zpr_test
 
@@ -97,28 +94,26 @@ void __wrap_free(void* p) { giveBack(p); }
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*start)(void*), void* argument) {
-    return makeCounted(g_threads,
-                       [&] { return __real_pthread_create(thread, attributes, start, argument); });
+    return make(kThreads, __real_pthread_create, thread, attributes, start, argument);
 }
 int __wrap_pthread_join(pthread_t thread, void** result) {
-    --g_threads;
+    --g_held[kThreads];
     return __real_pthread_join(thread, result);
 }
 
 int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
-    return makeCounted(g_mutexes, [&] { return __real_pthread_mutex_init(mutex, attributes); });
+    return make(kMutexes, __real_pthread_mutex_init, mutex, attributes);
 }
 int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex) {
-    --g_mutexes;
+    --g_held[kMutexes];
     return __real_pthread_mutex_destroy(mutex);
 }
 
 int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
-    return makeCounted(g_conditions,
-                       [&] { return __real_pthread_cond_init(condition, attributes); });
+    return make(kConditions, __real_pthread_cond_init, condition, attributes);
 }
 int __wrap_pthread_cond_destroy(pthread_cond_t* condition) {
-    --g_conditions;
+    --g_held[kConditions];
     return __real_pthread_cond_destroy(condition);
 }
 

@@ -1,21 +1,14 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 
 namespace zpr_test {
 
-/// What a program holds of the system. Same before and after: nothing has leaked.
-struct Holdings {
-    long blocks;      // of memory, from malloc and operator new
-    long threads;     // created and not joined
-    long mutexes;     // made and not destroyed
-    long conditions;  // likewise
-
-    bool operator==(const Holdings& other) const {
-        return blocks == other.blocks && threads == other.threads && mutexes == other.mutexes &&
-               conditions == other.conditions;
-    }
-};
+/// Numbers of what a program holds of the system: blocks of memory, threads that were not joined,
+/// mutexes, condition variables. Same before and after: nothing has leaked.
+enum Held { kBlocks, kThreads, kMutexes, kConditions, kHeldCount };
+using Holdings = std::array<long, kHeldCount>;
 
 // Stands between a program and the system functions that may fail: malloc, operator new,
 // pthread_create, pthread_mutex_init, pthread_cond_init. Each call of one of them is a point. Linked
