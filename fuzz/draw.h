@@ -56,29 +56,14 @@ public:
 
     /// Any double: one that breaks things, or any bits.
     double wild() {
-        using Limits = std::numeric_limits<double>;
-        constexpr double kOdd[] = {0.0,
-                                   -0.0,
-                                   1.0,
-                                   -1.0,
-                                   1e-300,
-                                   -1e-300,
-                                   1e300,
-                                   -1e300,
-                                   1e-160,
-                                   1e160,
-                                   1e9,
-                                   -1e9,
-                                   134217727.9,
-                                   134217728.0,
-                                   -134217728.1,
-                                   2147483648.0,
-                                   -2147483649.0,
-                                   5e-324,
-                                   Limits::infinity(),
-                                   -Limits::infinity(),
-                                   Limits::quiet_NaN(),
-                                   Limits::max()};
+        constexpr double kMax = std::numeric_limits<double>::max();
+        constexpr double kInfinity = std::numeric_limits<double>::infinity();
+        constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+        constexpr double kOdd[] = {
+            0.0,         -0.0,        1.0,          -1.0,         1e-300,        -1e-300,
+            1e300,       -1e300,      1e-160,       1e160,        1e9,           -1e9,
+            134217727.9, 134217728.0, -134217728.1, 2147483648.0, -2147483649.0, 5e-324,
+            kInfinity,   -kInfinity,  kNan,         kMax};
         const uint8_t choice = byte();
         if (choice < std::size(kOdd)) return kOdd[choice];
         const uint64_t drawn = bits(8);

@@ -2,7 +2,6 @@
 // that have none.
 #include "draw.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -11,34 +10,26 @@
 
 namespace {
 
-void runFile(const std::filesystem::path& path) {
+/// Runs a file, or those in a folder. Returns how many that were.
+int run(const std::filesystem::path& path) {
+    int count = 0;
+    if (std::filesystem::is_directory(path)) {
+        for (const auto& entry : std::filesystem::directory_iterator(path)) count += run(entry);
+        return count;
+    }
+    std::printf("%s\n", path.c_str());
+    std::fflush(stdout);
     std::ifstream in(path, std::ios::binary);
     const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
-}
-
-std::vector<std::filesystem::path> filesIn(const std::filesystem::path& path) {
-    if (!std::filesystem::is_directory(path)) return {path};
-    std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(path)) {
-        files.push_back(entry.path());
-    }
-    std::sort(files.begin(), files.end());
-    return files;
+    return 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    size_t count = 0;
-    for (int i = 1; i < argc; ++i) {
-        for (const std::filesystem::path& file : filesIn(argv[i])) {
-            std::printf("%s\n", file.c_str());
-            std::fflush(stdout);
-            runFile(file);
-            ++count;
-        }
-    }
-    std::printf("%zu inputs\n", count);
+    int count = 0;
+    for (int i = 1; i < argc; ++i) count += run(argv[i]);
+    std::printf("%d inputs\n", count);
     return count > 0 ? 0 : 1;
 }

@@ -11,7 +11,9 @@
 #include <csetjmp>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -244,28 +246,21 @@ int usage() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    uint32_t seed = 1;
-    int first = 0, cases = 1300;
+    std::map<std::string, int> numbers{{"--seed", 1}, {"--cases", 1300}, {"--case", -1}};
     bool benchmark = false;
     for (int i = 1; i < argc; ++i) {
-        const std::string option = argv[i];
-        if (option == "--bench") {
+        const auto number = numbers.find(argv[i]);
+        if (number != numbers.end() && i + 1 < argc) {
+            number->second = std::atoi(argv[++i]);
+        } else if (argv[i] == std::string("--bench")) {
             benchmark = true;
-            continue;
-        }
-        if (++i == argc) return usage();
-        const auto value = std::strtoul(argv[i], nullptr, 10);
-        if (option == "--seed") {
-            seed = static_cast<uint32_t>(value);
-        } else if (option == "--cases") {
-            cases = static_cast<int>(value);
-        } else if (option == "--case") {
-            first = static_cast<int>(value);
-            cases = 1;
         } else {
             return usage();
         }
     }
+    const auto seed = static_cast<uint32_t>(numbers["--seed"]);
+    const int first = std::max(0, numbers["--case"]);
+    const int cases = numbers["--case"] < 0 ? numbers["--cases"] : 1;
     const auto levels = zpr_test::availableKernels();
     if (benchmark) {
         bench(levels, seed);

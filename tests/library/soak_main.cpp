@@ -16,8 +16,6 @@
 #include <thread>
 #include <vector>
 
-#include <unistd.h>
-
 using namespace zpr_test;
 
 namespace {
@@ -116,44 +114,39 @@ void runInstances(uint32_t seed, Totals& totals) {
     }
 }
 
-double residentMebibytes() {
-    std::ifstream statm("/proc/self/statm");
-    double all = 0.0, resident = 0.0;
-    statm >> all >> resident;
-    return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1 << 20);
-}
-
-int threadCount() {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        if (word != "Threads:") continue;
-        int count = 0;
-        status >> count;
-        return count;
-    }
-    return 0;
-}
-
-/// Threads of the process once those that have ended are gone, which takes a moment.
-int settledThreadCount(int expected) {
-    for (int i = 0; i < 100 && threadCount() > expected; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return threadCount();
-}
-
-/// The most of everything in a part of the run.
-struct Peak {
+/// Memory and threads of the process.
+struct Usage {
     double memory = 0.0;  // MiB resident
     int threads = 0;
 };
 
-Peak watchFor(std::chrono::duration<double> time) {
-    Peak peak;
+Usage usageNow() {
+    Usage usage;
+    std::ifstream status("/proc/self/status");
+    for (std::string field; status >> field;) {
+        if (field == "VmRSS:") status >> usage.memory;
+        if (field == "Threads:") status >> usage.threads;
+    }
+    usage.memory /= 1024.0;
+    return usage;
+}
+
+/// Threads of the process once those that have ended are gone, which takes a moment.
+int settledThreadCount(int expected) {
+    for (int i = 0; i < 100 && usageNow().threads > expected; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return usageNow().threads;
+}
+
+/// The most of each in a part of the run.
+Usage peakDuring(std::chrono::duration<double> time) {
+    Usage peak;
     const auto end = std::chrono::steady_clock::now() + time;
     while (std::chrono::steady_clock::now() < end) {
-        peak.memory = std::max(peak.memory, residentMebibytes());
-        peak.threads = std::max(peak.threads, threadCount());
+        const Usage usage = usageNow();
+        peak.memory = std::max(peak.memory, usage.memory);
+        peak.threads = std::max(peak.threads, usage.threads);
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return peak;
@@ -177,8 +170,8 @@ int main(int argc, char** argv) {
     for (uint32_t i = 0; i < kThreads; ++i) {
         threads.emplace_back(runInstances, seed + i, std::ref(totals));
     }
-    Peak parts[3];
-    for (Peak& part : parts) part = watchFor(std::chrono::duration<double>(seconds / 3));
+    Usage parts[3];
+    for (Usage& part : parts) part = peakDuring(std::chrono::duration<double>(seconds / 3));
     totals.isOver = true;
     for (std::thread& thread : threads) thread.join();
 
