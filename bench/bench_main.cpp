@@ -1,5 +1,5 @@
-// framehold_bench: what rendering and stabilizing a frame cost, beside copying it and beside other
-// ways of rendering it. Times of one run compare with each other, not with those of another run.
+// framehold_bench: costs of rendering and stabilizing a frame, beside those of copying it and of
+// rendering it by other libraries. Times compare within one run only.
 #include "bench/measurements.h"
 #include "runtime/worker_pool.h"
 
@@ -143,7 +143,7 @@ private:
 
 int main(int argc, char** argv) {
     try {
-        CLI::App app("Measures Framehold beside other ways of rendering a frame.",
+        CLI::App app("Measures Framehold beside other libraries that render a frame.",
                      "framehold_bench");
         Options options;
         addOptions(app, options);

@@ -6,7 +6,7 @@
 
 namespace framehold::bench {
 
-/// Rendering frames of a size, in all ways that are compared.
+/// Rendering frames of a size: all cases.
 Table measureRendering(Size size, int threads, int ring, const Effort& effort);
 
 /// Whole calls of ZPR_Stabilize and their stages, on the instance's pool or on one thread.

@@ -9,8 +9,8 @@ namespace framehold::bench {
 
 namespace {
 
-/// Shows that all render the same transforms: how far their luma is from the fixed-point remap's, on
-/// average, leaving out a border that not all of them fill alike.
+/// Mean differences of the cases' luma from the fixed-point remap's, which show that all render the
+/// same transforms; without a border that not all of them fill alike.
 std::string compareOutputs(const std::vector<Case>& cases, Size size) {
     constexpr int32_t kBorder = 16;
     std::vector<uint8_t> expected;

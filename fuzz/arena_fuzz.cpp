@@ -11,7 +11,7 @@ namespace fh = qlx::zpr_framehold;
 
 namespace {
 
-/// Where blocks must come to lie.
+/// The blocks as they must lie in the arena.
 class Model {
 public:
     explicit Model(int64_t payload) : blocks_{{8, payload, false}} {}
@@ -61,19 +61,19 @@ private:
     std::vector<Block> blocks_;
 };
 
-/// Something that was handed out, and the byte that it is full of.
-struct Loan {
+/// A block in use, and the byte that fills it.
+struct UsedBlock {
     uint8_t* data;
     uint32_t size;
     uint8_t mark;
 };
 
-void giveBack(const Loan& loan, fh::MemoryHandle memory, Model& model, const uint8_t* region) {
-    for (uint32_t i = 0; i < loan.size; ++i) {
-        zpr_fuzz::require(loan.data[i] == loan.mark, "blocks do not overlap");
+void release(const UsedBlock& block, fh::MemoryHandle memory, Model& model, const uint8_t* region) {
+    for (uint32_t i = 0; i < block.size; ++i) {
+        zpr_fuzz::require(block.data[i] == block.mark, "blocks do not overlap");
     }
-    fh::free(memory, loan.data);
-    model.free(loan.data - region);
+    fh::free(memory, block.data);
+    model.free(block.data - region);
 }
 
 uint32_t drawSize(zpr_fuzz::Draw& draw) {
@@ -101,7 +101,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     auto* memory = reinterpret_cast<fh::MemoryHandle>(base);
     Model model(words - 16);
-    std::vector<Loan> loans;
+    std::vector<UsedBlock> blocks;
     while (!draw.isEmpty()) {
         const int choice = draw.integer(0, 9);
         if (choice < 6) {
@@ -110,19 +110,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             const int64_t expected = model.alloc(wanted);
             zpr_fuzz::require((got == nullptr ? 0 : got - base) == expected, "first fit");
             if (got == nullptr) continue;
-            loans.push_back({got, wanted, draw.byte()});
-            std::memset(got, loans.back().mark, wanted);
-        } else if (choice < 9 && !loans.empty()) {
-            const int last = static_cast<int>(loans.size()) - 1;
+            blocks.push_back({got, wanted, draw.byte()});
+            std::memset(got, blocks.back().mark, wanted);
+        } else if (choice < 9 && !blocks.empty()) {
+            const int last = static_cast<int>(blocks.size()) - 1;
             const auto i = static_cast<size_t>(draw.integer(0, last));
-            giveBack(loans[i], memory, model, base);
-            loans.erase(loans.begin() + static_cast<ptrdiff_t>(i));
+            release(blocks[i], memory, model, base);
+            blocks.erase(blocks.begin() + static_cast<ptrdiff_t>(i));
         } else {
-            uint8_t stranger = 0;
-            fh::free(memory, draw.flag() ? &stranger : nullptr);
+            uint8_t foreign = 0;
+            fh::free(memory, draw.flag() ? &foreign : nullptr);
         }
     }
-    for (const Loan& loan : loans) giveBack(loan, memory, model, base);
+    for (const UsedBlock& block : blocks) release(block, memory, model, base);
     zpr_fuzz::require(model.isOneFreeBlock(), "freed blocks join");
     const int32_t header[2] = {words - 16, 0};
     zpr_fuzz::require(std::memcmp(base, header, sizeof header) == 0, "the arena is as it was");

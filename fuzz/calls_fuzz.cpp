@@ -49,16 +49,16 @@ ZPR_Param drawParam(Draw& draw) {
 }
 
 /// An instance and what is known about it.
-class Session {
+class CheckedInstance {
 public:
-    Session(Draw& draw, void* memory) : draw_(draw), param_(drawParam(draw)) {
+    CheckedInstance(Draw& draw, void* memory) : draw_(draw), param_(drawParam(draw)) {
         const GuardedRecord<ZPR_Param> record(param_);
         const int code = ZPR_Init(memory, record.get(), &handle_);
         require(code == ZPR_OK || (code == ZPR_ERR_NO_MEMORY && memory != nullptr),
                 "memory is all that can be lacking");
     }
-    ~Session() { ZPR_Deinit(&handle_); }
-    Session(const Session&) = delete;
+    ~CheckedInstance() { ZPR_Deinit(&handle_); }
+    CheckedInstance(const CheckedInstance&) = delete;
 
     bool isOpen() const { return handle_ != nullptr; }
 
@@ -272,10 +272,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const bool usesArena = draw.flag();
     const int bytes = draw.flag() ? kArenaBytes : 1000 * draw.integer(1, 1000);
     if (usesArena) ZPR_FormatArena(arena, static_cast<size_t>(bytes));
-    for (int instance = 0; instance < 3 && !draw.isEmpty(); ++instance) {
-        Session session(draw, usesArena ? arena : nullptr);
-        if (!session.isOpen()) continue;
-        for (int steps = draw.integer(1, 60); steps > 0 && !draw.isEmpty(); --steps) session.step();
+    for (int count = 0; count < 3 && !draw.isEmpty(); ++count) {
+        CheckedInstance instance(draw, usesArena ? arena : nullptr);
+        if (!instance.isOpen()) continue;
+        for (int steps = draw.integer(1, 60); steps > 0 && !draw.isEmpty(); --steps)
+            instance.step();
     }
     require(!usesArena || (arena[0] == uint32_t(bytes - 16) && arena[1] == 0),
             "the arena is as it was");

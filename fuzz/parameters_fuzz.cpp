@@ -92,7 +92,7 @@ bool tryInstance(void* memory, const ZPR_Param& param, bool isValid, int failing
     return code == ZPR_OK;
 }
 
-/// Whether ZPR_GetMemorySize promises that its figure is enough.
+/// Parameters for which ZPR_GetMemorySize promises that its figure is enough.
 bool isFigureBinding(const ZPR_Param& param) {
     const int64_t plane = int64_t{param.inputImage.pitch[0]} * param.inputImage.height;
     return param.inputImage.pitch[0] > 0 && plane < 13000000 &&
@@ -121,7 +121,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const bool isMade = tryInstance(arena, param, true, failingPoint);
         require(isMade || failingPoint != 0 || refused != zpr_test::requestsRefused() ||
                     !isFigureBinding(param),
-                "an arena of the size told is enough");
+                "an arena of that size is enough");
         const uint32_t header[2] = {(bytes - 16) & ~3u, 0};
         require(std::memcmp(arena, header, sizeof header) == 0, "the arena is as it was");
     }

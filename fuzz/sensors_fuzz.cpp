@@ -38,9 +38,9 @@ double distance(const Quaternion& a, const Quaternion& b) {
 }
 
 /// A sensor, and a clock that mostly goes forward.
-class Session {
+class CheckedSensor {
 public:
-    explicit Session(Draw& draw) : draw_(draw), sensor_(drawSensor(draw)) {}
+    explicit CheckedSensor(Draw& draw) : draw_(draw), sensor_(drawSensor(draw)) {}
 
     void step() {
         switch (draw_.integer(0, 9)) {
@@ -165,7 +165,7 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Draw draw(data, size);
-    Session session(draw);
-    while (!draw.isEmpty()) session.step();
+    CheckedSensor sensor(draw);
+    while (!draw.isEmpty()) sensor.step();
     return 0;
 }

@@ -147,7 +147,7 @@ TEST(BlockWarper, ManyBlockRowsThroughAPool) {
 TEST(BlockWarper, BusyPoolLeavesTheRowsToTheCaller) {
     TestRandom random(46);
     WorkerPool* pool = WorkerPool::create(nullptr, 1);
-    // Somebody else's tasks hold the only thread and fill the queue.
+    // Tasks of another user hold the only thread and fill the queue.
     Gate gate;
     WorkerPool::submit(pool, Gate::pass, &gate);
     while (gate.running == 0) sched_yield();

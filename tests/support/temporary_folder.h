@@ -1,4 +1,3 @@
-// What tests that write files and look at errors share.
 #pragma once
 
 #include <filesystem>
@@ -28,7 +27,7 @@ private:
     std::filesystem::path path_;
 };
 
-/// What a call throws, "none" if nothing.
+/// Text of the exception that a call throws, "none" without one.
 inline std::string errorOf(const std::function<void()>& call) {
     try {
         call();
