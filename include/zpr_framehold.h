@@ -1,23 +1,26 @@
-/*
- * Framehold: real-time video stabilization for phone cameras.
+/**
+ * @file
+ * @brief Framehold: real-time video stabilization for phone cameras.
  *
  * The caller feeds one instance two streams, motion-sensor samples and camera frames, and gets a
  * stabilized frame of a fixed size for every frame it gave. Typical use:
  *
- *     ZPR_Param param;
- *     ZPR_Handle handle = NULL;
- *     memset(&param, 0, sizeof param);
- *     ZPR_GetDefaultParam(&param);
- *     ... fill param.inputImage, param.outputImage and param.sensorMask ...
- *     ZPR_Init(NULL, &param, &handle);
- *     for (each frame) {
- *         ZPR_SetSensorData(handle, ...);     every sample up to the frame's last row, or later
- *         ZPR_Stabilize(handle, time, &input, &output, NULL);
- *     }
- *     while (ZPR_Stabilize(handle, 0, NULL, &output, NULL) == ZPR_OK) {
- *         ... the frames that were still delayed ...
- *     }
- *     ZPR_Deinit(&handle);
+ * @code
+ * ZPR_Param param;
+ * ZPR_Handle handle = NULL;
+ * memset(&param, 0, sizeof param);
+ * ZPR_GetDefaultParam(&param);
+ * ... fill param.inputImage, param.outputImage and param.sensorMask ...
+ * ZPR_Init(NULL, &param, &handle);
+ * for (each frame) {
+ *     ZPR_SetSensorData(handle, ...);  for every sample up to the end of the frame's readout
+ *     ZPR_Stabilize(handle, time, &input, &output, NULL);
+ * }
+ * while (ZPR_Stabilize(handle, 0, NULL, &output, NULL) == ZPR_OK) {
+ *     ... the frames that were still delayed ...
+ * }
+ * ZPR_Deinit(&handle);
+ * @endcode
  *
  * CLOCK. All times are doubles in seconds on one clock of the caller's choice, shared by frames and
  * sensor samples. Times should be positive on that clock: a gravity sample before time 0 does not
@@ -47,6 +50,7 @@
 #include <stdint.h>
 #include <string.h>
 
+/** Marks the functions that the library exports. */
 #if defined(__GNUC__)
 #define ZPR_API __attribute__((visibility("default")))
 #else
@@ -57,90 +61,96 @@
 extern "C" {
 #endif
 
-/* Return codes. */
+/** Return codes. */
 enum {
-    ZPR_OK = 0,                /* success; for ZPR_Stabilize: an output frame was written */
-    ZPR_ERR_INVALID_PARAM = 2, /* null pointer, bad parameter or image, or nothing to drain */
-    ZPR_ERR_SENSOR_TYPE = 3,   /* sensor type outside 1..6 or not enabled in sensorMask */
-    ZPR_ERR_NO_MEMORY = 4,     /* an allocation failed */
-    ZPR_FRAME_BUFFERED = 10    /* the frame was taken into the delay ring; no output yet */
+    ZPR_OK = 0,                /**< success; for ZPR_Stabilize: an output frame was written */
+    ZPR_ERR_INVALID_PARAM = 2, /**< null pointer, bad parameter or image, or nothing to drain */
+    ZPR_ERR_SENSOR_TYPE = 3,   /**< sensor type outside 1..6 or not enabled in sensorMask */
+    ZPR_ERR_NO_MEMORY = 4,     /**< an allocation failed */
+    ZPR_FRAME_BUFFERED = 10    /**< the frame was taken into the delay ring; no output yet */
 };
 
-/*
- * Image formats. Both are two-plane 4:2:0 layouts: plane 0 holds `height` rows of `width` luma
- * bytes, plane 1 holds `height` / 2 rows of `width` bytes of interleaved chroma pairs. The order
- * of the two bytes in a pair is carried through and never interpreted, so the two codes are
- * accepted wherever either is and mean the same to the library. No other format is accepted.
+/**
+ * @brief Image formats.
+ *
+ * Both are two-plane 4:2:0 layouts: plane 0 holds `height` rows of `width` luma bytes, plane 1
+ * holds `height` / 2 rows of `width` bytes of interleaved chroma pairs. The order of the two bytes
+ * in a pair is carried through and never interpreted, so the two codes are accepted wherever either
+ * is and mean the same to the library. No other format is accepted.
  */
-enum { ZPR_FORMAT_SEMIPLANAR_1 = 0x801, ZPR_FORMAT_SEMIPLANAR_2 = 0x802 };
-
-/* How ZPR_Param::fieldOfView is to be read. */
 enum {
-    ZPR_FOV_WIDTH = 1,       /* degrees across the input width */
-    ZPR_FOV_HEIGHT = 2,      /* degrees across the input height */
-    ZPR_FOV_DIAGONAL = 3,    /* degrees across the input diagonal */
-    ZPR_FOV_FOCAL_LENGTH = 4 /* not an angle: the focal length in input pixels */
+    ZPR_FORMAT_SEMIPLANAR_1 = 0x801, /**< chroma pairs in one order */
+    ZPR_FORMAT_SEMIPLANAR_2 = 0x802  /**< chroma pairs in the other order */
 };
 
-/* Sensor sample types, see ZPR_SensorData. */
+/** Meaning of ZPR_Param::fieldOfView. */
 enum {
-    ZPR_SENSOR_GRAVITY_1 = 1,
-    ZPR_SENSOR_GRAVITY_2 = 2,
-    ZPR_SENSOR_RATE_1 = 3,
-    ZPR_SENSOR_RATE_2 = 4,
-    ZPR_SENSOR_ROTATION_1 = 5,
-    ZPR_SENSOR_ROTATION_2 = 6
+    ZPR_FOV_WIDTH = 1,       /**< degrees across the input width */
+    ZPR_FOV_HEIGHT = 2,      /**< degrees across the input height */
+    ZPR_FOV_DIAGONAL = 3,    /**< degrees across the input diagonal */
+    ZPR_FOV_FOCAL_LENGTH = 4 /**< not an angle: the focal length in input pixels */
 };
 
-/* The bit of ZPR_Param::sensorMask that enables a sensor type. */
+/** Sensor sample types, see ZPR_SensorData. */
+enum {
+    ZPR_SENSOR_GRAVITY_1 = 1,  /**< gravity */
+    ZPR_SENSOR_GRAVITY_2 = 2,  /**< another name for the same input */
+    ZPR_SENSOR_RATE_1 = 3,     /**< angular rate */
+    ZPR_SENSOR_RATE_2 = 4,     /**< another name for the same input */
+    ZPR_SENSOR_ROTATION_1 = 5, /**< orientation; used before all others */
+    ZPR_SENSOR_ROTATION_2 = 6  /**< orientation; used if type 5 is not enabled */
+};
+
+/** The bit of ZPR_Param::sensorMask that enables a sensor type. */
 #define ZPR_SENSOR_BIT(type) (1 << ((type)-1))
 
-/* One image: a description, and for frames the planes. The caller owns the planes. */
+/** One image: a description, and for frames the planes, which the caller owns. */
 typedef struct ZPR_Image {
-    uint32_t format;   /* ZPR_FORMAT_SEMIPLANAR_1 or _2 */
-    int32_t width;     /* pixels, positive and even */
-    int32_t height;    /* pixels, positive and even */
-    uint8_t* plane[4]; /* [0] luma, [1] chroma pairs; the others are not used */
-    int32_t pitch[4];  /* bytes from one row to the next of plane [0] and [1] */
+    uint32_t format;   /**< ZPR_FORMAT_SEMIPLANAR_1 or _2 */
+    int32_t width;     /**< pixels, positive and even */
+    int32_t height;    /**< pixels, positive and even */
+    uint8_t* plane[4]; /**< [0] luma, [1] chroma pairs; the others are not used */
+    int32_t pitch[4];  /**< bytes from one row to the next of plane [0] and [1] */
 } ZPR_Image;
 
-/* Parameters of an instance. Start from ZPR_GetDefaultParam; copied whole by ZPR_Init. */
+/** Parameters of an instance. Start from ZPR_GetDefaultParam; copied whole by ZPR_Init. */
 typedef struct ZPR_Param {
-    /* Every input frame. No default. pitch[0] is the row pitch of BOTH planes of every frame that
+    /** Every input frame. No default. pitch[0] is the row pitch of BOTH planes of every frame that
      * goes through the delay ring (delayFrames > 0) or is stabilized in place, and must then be at
      * least the width. It sizes the ring's memory in any case: keep it above 0, or ZPR_Init may
      * find no memory. Plane pointers are not used. */
     ZPR_Image inputImage;
-    /* Every output frame. No default. pitch[0] and pitch[1] are used for output in place only.
+    /** Every output frame. No default. pitch[0] and pitch[1] are used for output in place only.
      * Plane pointers are not used. */
     ZPR_Image outputImage;
-    /* Angle of view in degrees over the dimension that fieldOfViewMode names, above 0 and at most
+    /** Angle of view in degrees over the dimension that fieldOfViewMode names, above 0 and at most
      * 180; in mode 4 the focal length in input pixels, above 0. Default 65.4002. */
     double fieldOfView;
-    /* 1 to 4, see above; a fieldOfView above 180 needs mode 4. Default 1. */
+    /** 1 to 4, see ZPR_FOV_WIDTH; a fieldOfView above 180 needs mode 4. Default 1. */
     int32_t fieldOfViewMode;
-    /* Time in seconds from the exposure of a frame's first row to that of its last (rolling
+    /** Time in seconds from the exposure of a frame's first row to that of its last (rolling
      * shutter), at least 0. Default 0.0299. */
     double readoutTime;
-    /* Seconds added to every frame timestamp to bring it to the sensors' clock and to the moment
+    /** Seconds added to every frame timestamp to bring it to the sensors' clock and to the moment
      * the first row is read. Any value. Default -0.0411. */
     double timeOffset;
-    /* Not read. */
+    /** Not read. */
     uint8_t reserved[24];
-    /* Enabled sample types, an OR of ZPR_SENSOR_BIT, 1 to 63. The default 0 is refused: the caller
+    /** Enabled sample types, an OR of ZPR_SENSOR_BIT, 1 to 63. The default 0 is refused: the caller
      * must choose. Orientations come from type 5 if enabled, else from 6, else from the fusion of
      * rates (3, 4) with gravity (1, 2), which needs both kinds: gravity alone or rates alone give
      * none, and every frame then gets the plain crop. */
     int32_t sensorMask;
-    /* How much of the input width and height the output shows, in percent, 1 to 100; the rest is
+    /** Share of the input width and height that the output shows, in percent, 1 to 100; the rest is
      * the margin for corrections. Default 80. What is shown is central for outputs of the input's
-     * size. Otherwise its centre lies (input - output) / 2 x (input x cropPercent / (100 x output)
-     * - 1) input pixels right of and below the input's: with an output of 90 % and cropPercent 100
-     * it reaches out of the input, with one of 50 % and cropPercent 80 far out of it. */
+     * size. Otherwise its centre lies
+     * (input - output) / 2 x (input x cropPercent / (100 x output) - 1) input pixels right of and
+     * below the input's: with an output of 90 % and cropPercent 100 it reaches out of the input,
+     * with one of 50 % and cropPercent 80 far out of it. */
     int32_t cropPercent;
-    /* Strength of the smoothing, 1 (follow the hand) to 10 (strongest). Default 9. */
+    /** Strength of the smoothing, 1 (follow the hand) to 10 (strongest). Default 9. */
     int32_t smoothingLevel;
-    /* Frames held back so that the smoother sees the coming motion, at least 0. Default 0. The
+    /** Frames held back so that the smoother sees the coming motion, at least 0. Default 0. The
      * buffer of orientations is made for 200 rate or rotation samples per second: it holds those
      * of the last delayFrames / 30 + 1 seconds, rounded up to a power of two of at least 256. They
      * must reach from one frame before the output frame to the end of the newest frame's readout;
@@ -151,154 +161,176 @@ typedef struct ZPR_Param {
     int32_t delayFrames;
 } ZPR_Param;
 
-/* Version record. The texts are static and never freed. */
+/** Version record. The texts are static and never freed. */
 typedef struct ZPR_Version {
-    int32_t major;
-    int32_t minor;
-    int32_t build;
-    int32_t revision;
-    const char* text;
-    const char* buildDate;
-    const char* notice;
+    int32_t major;         /**< first of the four numbers */
+    int32_t minor;         /**< second */
+    int32_t build;         /**< third */
+    int32_t revision;      /**< fourth */
+    const char* text;      /**< name and numbers */
+    const char* buildDate; /**< as text */
+    const char* notice;    /**< rights notice */
 } ZPR_Version;
 
-/*
- * One motion-sensor sample. What value[] holds:
- *   types 1, 2: gravity (accelerometer) along device x, y, z in m/s^2; at rest it points up
- *   types 3, 4: angular rate about device x, y, z in rad/s
- *   types 5, 6: orientation quaternion x, y, z, w (device to world), of unit length
+/**
+ * @brief One motion-sensor sample.
+ *
+ * What value[] holds:
+ * - types 1, 2: gravity (accelerometer) along device x, y, z in m/s^2; at rest it points up
+ * - types 3, 4: angular rate about device x, y, z in rad/s
+ * - types 5, 6: orientation quaternion x, y, z, w (device to world), of unit length
+ *
  * Samples of one kind should come in order of time. A sample whose time or used values are not
  * finite is dropped.
  */
 typedef struct ZPR_SensorData {
-    int32_t type;     /* 1..6 */
-    double timestamp; /* seconds, on the clock of the frames */
-    double value[4];
+    int32_t type;     /**< 1 to 6 */
+    double timestamp; /**< seconds, on the clock of the frames */
+    double value[4];  /**< see above */
 } ZPR_SensorData;
 
-/* An instance. Created by ZPR_Init, released by ZPR_Deinit. */
+/** An instance. Created by ZPR_Init, released by ZPR_Deinit. */
 typedef struct ZPR_Instance* ZPR_Handle;
 
-/* Copies the version record to *out. A null `out` does nothing. */
+/**
+ * @brief Copies the version record.
+ * @param[out] out  where to; null does nothing
+ */
 ZPR_API void ZPR_GetVersion(ZPR_Version* out);
 
-/*
- * Fills in the defaults: sensorMask, delayFrames, fieldOfView, fieldOfViewMode, readoutTime,
- * timeOffset, cropPercent and smoothingLevel. The image descriptions, `reserved` and padding keep
- * what they held: the caller fills the images, and sensorMask.
- * Returns ZPR_ERR_INVALID_PARAM if `param` is null, else ZPR_OK.
+/**
+ * @brief Fills in the defaults of all but the image descriptions.
+ *
+ * Sets sensorMask, delayFrames, fieldOfView, fieldOfViewMode, readoutTime, timeOffset, cropPercent
+ * and smoothingLevel. The image descriptions, `reserved` and padding keep what they held: the
+ * caller fills the images, and sensorMask.
+ *
+ * @param[out] param  the record
+ * @return ZPR_ERR_INVALID_PARAM if `param` is null, else ZPR_OK
  */
 ZPR_API int ZPR_GetDefaultParam(ZPR_Param* param);
 
-/*
- * Tells in *size how many bytes of memory an instance with these parameters needs when its memory
- * comes from an arena (see ZPR_Init). The figure holds 20 MiB of headroom, out of which one more
- * frame of the ring has to fit: for input frames above about 13 megapixels give the arena
- * pitch x height x 3 / 2 bytes more. It is right while inputImage.pitch[0] x height x delayFrames
- * is below 2^31; beyond that the product wraps. An arena holds at most 2 GiB: larger rings need the
- * process heap. Figures that 32 bits cannot say are given as UINT32_MAX.
- * Returns ZPR_ERR_INVALID_PARAM if `param` or `size` is null or a parameter is out of its range
- * (*size is then left alone), else ZPR_OK.
+/**
+ * @brief Computes the memory that an instance needs when it comes from an arena (see ZPR_Init).
+ *
+ * The figure holds 20 MiB of headroom, out of which one more frame of the ring has to fit: for
+ * input frames above about 13 megapixels give the arena pitch x height x 3 / 2 bytes more. It is
+ * right while inputImage.pitch[0] x height x delayFrames is below 2^31; beyond that the product
+ * wraps. An arena holds at most 2 GiB: larger rings need the process heap.
+ *
+ * @param[in]  param  the instance's parameters
+ * @param[out] size   bytes; UINT32_MAX for what 32 bits cannot say
+ * @return ZPR_ERR_INVALID_PARAM, with *size left alone, if `param` or `size` is null or a parameter
+ *         is out of its range; else ZPR_OK
  */
 ZPR_API int ZPR_GetMemorySize(const ZPR_Param* param, uint32_t* size);
 
-/*
- * Creates an instance and stores it in *out.
+/**
+ * @brief Creates an instance.
  *
- * memory: null to use the process heap; or the address of a region that ZPR_FormatArena has
- *         formatted. The region belongs to the caller, serves one instance at a time, and must
- *         stay until ZPR_Deinit; it is then as it was before and can be used again. The instance's
- *         large buffers lie in it; some small objects use the heap in either case.
- * param:  copied; the caller's record is not needed afterwards.
- *
- * Returns, tested in this order:
- *   ZPR_ERR_INVALID_PARAM  `param` or `out` is null, or a parameter is out of its range
- *   ZPR_ERR_NO_MEMORY      memory or threads are exhausted; everything taken has been given back
- *   ZPR_OK                 the caller owns *out and releases it with ZPR_Deinit
- * On errors *out is left alone.
+ * @param[in] memory  null to use the process heap; or the address of a region that ZPR_FormatArena
+ *                    has formatted. The region belongs to the caller, serves one instance at a
+ *                    time, and must stay until ZPR_Deinit; it is then as it was before and can be
+ *                    used again. The instance's large buffers lie in it; some small objects use the
+ *                    heap in either case.
+ * @param[in] param   copied; the caller's record is not needed afterwards
+ * @param[out] out    the instance, which the caller releases with ZPR_Deinit; left alone on errors
+ * @return tested in this order:
+ * - ZPR_ERR_INVALID_PARAM: `param` or `out` is null, or a parameter is out of its range
+ * - ZPR_ERR_NO_MEMORY: memory or threads are exhausted; everything taken has been given back
+ * - ZPR_OK
  */
 ZPR_API int ZPR_Init(void* memory, const ZPR_Param* param, ZPR_Handle* out);
 
-/*
- * Releases the instance in *handle and sets *handle to null. Frames still delayed are discarded.
- * A null `handle` or *handle is allowed and does nothing. Always returns ZPR_OK.
+/**
+ * @brief Releases an instance. Frames still delayed are discarded.
+ * @param[in,out] handle  the instance, set to null; a null `handle` or *handle does nothing
+ * @return ZPR_OK
  */
 ZPR_API int ZPR_Deinit(ZPR_Handle* handle);
 
-/*
- * Starts over with the next frame, as after ZPR_Init: delayed frames and buffered sensor samples
- * are forgotten, the smoothing begins anew. The fused orientation and a changed smoothing level
- * stay. Returns ZPR_ERR_INVALID_PARAM if `handle` is null, else ZPR_OK.
+/**
+ * @brief Starts over with the next frame, as after ZPR_Init.
+ *
+ * Delayed frames and buffered sensor samples are forgotten, the smoothing begins anew. The fused
+ * orientation and a changed smoothing level stay.
+ *
+ * @param[in] handle  the instance
+ * @return ZPR_ERR_INVALID_PARAM if `handle` is null, else ZPR_OK
  */
 ZPR_API int ZPR_Reset(ZPR_Handle handle);
 
-/*
- * Hands over one sensor sample. Give every sample that precedes the end of a frame's readout
- * before that frame, oldest first; samples beyond it are welcome and let the smoother look ahead.
- * Rates count from the first gravity sample on, so feed gravity first.
+/**
+ * @brief Takes one sensor sample.
  *
- * Returns, tested in this order:
- *   ZPR_ERR_INVALID_PARAM  `sample` or `handle` is null
- *   ZPR_ERR_SENSOR_TYPE    sample->type is outside 1..6, or not enabled in sensorMask
- *   ZPR_ERR_NO_MEMORY      the first sample of its kind could not be buffered for lack of memory
- *   ZPR_OK                 taken (or dropped, if not finite)
+ * Give every sample up to the end of a frame's readout before that frame, oldest first. Samples
+ * beyond it are welcome and let the smoother look ahead. Rates count from the first gravity sample
+ * on, so feed gravity first.
+ *
+ * @param[in] handle  the instance
+ * @param[in] sample  the sample; not needed after the call
+ * @return tested in this order:
+ * - ZPR_ERR_INVALID_PARAM: `sample` or `handle` is null
+ * - ZPR_ERR_SENSOR_TYPE: sample->type is outside 1..6, or not enabled in sensorMask
+ * - ZPR_ERR_NO_MEMORY: the first sample of its kind could not be buffered for lack of memory
+ * - ZPR_OK: taken (or dropped, if not finite)
  */
 ZPR_API int ZPR_SetSensorData(ZPR_Handle handle, const ZPR_SensorData* sample);
 
-/*
- * Takes one frame and writes one stabilized frame; or, with a null `input`, drains one frame from
- * the delay ring.
+/**
+ * @brief Takes one frame and writes one stabilized frame; or, with a null `input`, drains one frame
+ *        from the delay ring.
  *
- * timestamp: capture time of `input` in seconds; not used when draining.
- * input:     the frame; format, width and height must be those of ZPR_Param::inputImage (either
- *            format code will do). With delayFrames > 0 or output in place it is copied: the
- *            planes must hold inputImage.pitch[0] x height and inputImage.pitch[0] x height / 2
- *            bytes, laid out with that pitch, and input->pitch is not looked at. Otherwise it is
- *            read with its own pitches, each at least the width. Not needed after the call.
- * output:    where the frame goes. The caller sets planes, pitches (each at least
- *            outputImage.width) and size (with an input, at most the input's);
- *            outputImage.width pixels of `height` rows are written, but no more than
- *            outputImage.height rounded up to a multiple of 128, as far as the correction reaches:
- *            pixels that have no source keep what they held. Planes must not overlap those of
- *            `input`, unless the two are the same record.
- *            In place (output == input): the frame is copied first, then the record is rewritten:
- *            width, height and pitches from ZPR_Param::outputImage (each pitch at least its
- *            width), plane[1] = plane[0] + pitch[0] x (height rounded up to a multiple of 32); the
- *            buffer behind plane[0] must be large enough for that. Refill the record before it is
- *            used as an input again.
- * update:    null; or a parameter record of which only smoothingLevel is read (not validated:
- *            below 1 counts as 1, above 10 as 10) and used from this frame on.
- *
- * Returns, tested in this order:
- *   ZPR_ERR_INVALID_PARAM  `handle` or `output` is null; nothing to drain; input format unknown;
- *                          input smaller than output; input size not that of inputImage; an input
- *                          plane is null; an input pitch (inputImage.pitch[0] where the frame is
- *                          copied) is below the width or too large for the address space; where a
- *                          frame is to be written, the same of the output (of outputImage's
- *                          pitches in place), or its height is odd
- *   ZPR_ERR_NO_MEMORY      no memory for the frame's correction or the sensor buffer
- *   ZPR_FRAME_BUFFERED     one of the first delayFrames frames since ZPR_Init or ZPR_Reset: taken,
- *                          `output` was not touched
- *   ZPR_OK                 *output holds the oldest frame not yet given back: with an input, the one
- *                          taken delayFrames calls before, or less after draining
- * Drained frames look ahead from where draining began rather than from themselves, which can show as
- * small jumps: to end a recording smoothly, give the last frame again, delayFrames times and at
- * times that go on, instead of draining.
  * A frame without orientation data (none fed, or not up to its time) is rendered with the plain
- * crop and zoom.
+ * crop and zoom. Drained frames look ahead from where draining began rather than from themselves,
+ * which can show as small jumps: to end a recording smoothly, give the last frame again,
+ * delayFrames times and at times that go on, instead of draining.
+ *
+ * @param[in] handle     the instance
+ * @param[in] timestamp  capture time of `input` in seconds; not used when draining
+ * @param[in] input   the frame; format, width and height must be those of ZPR_Param::inputImage
+ *     (either format code will do). With delayFrames > 0 or output in place it is copied: the
+ *     planes must hold inputImage.pitch[0] x height and inputImage.pitch[0] x height / 2 bytes,
+ *     laid out with that pitch, and input->pitch is not looked at. Otherwise it is read with its
+ *     own pitches, each at least the width. Not needed after the call.
+ * @param[in,out] output  where the frame goes. The caller sets planes, pitches (each at least
+ *     outputImage.width) and size (with an input, at most the
+ *     input's). outputImage.width pixels of `height` rows are
+ *     written, but no more than outputImage.height rounded up to a multiple of 128, as far as the
+ *     correction reaches: pixels that have no source keep what they held. Planes must not overlap those of `input`, unless the two
+ *     are the same record.
+ *     In place (output == input): the frame is copied first, then the record is rewritten: width,
+ *     height and pitches from ZPR_Param::outputImage (each pitch at least its width), plane[1] =
+ *     plane[0] + pitch[0] x (height rounded up to a multiple of 32); the buffer behind plane[0]
+ *     must be large enough for that. Refill the record before it is used as an input again.
+ * @param[in] update  null; or a parameter record of which only smoothingLevel is read (not
+ *     validated: below 1 counts as 1, above 10 as 10) and used from this frame on
+ * @return tested in this order:
+ * - ZPR_ERR_INVALID_PARAM: `handle` or `output` is null; nothing to drain; input format unknown;
+ *   input smaller than output; input size not that of inputImage; an input plane is null; an input
+ *   pitch (inputImage.pitch[0] where the frame is copied) is below the width or too large for the
+ *   address space; where a frame is to be written, the same of the output (of outputImage's pitches
+ *   in place), or its height is odd
+ * - ZPR_ERR_NO_MEMORY: no memory for the frame's correction or the sensor buffer
+ * - ZPR_FRAME_BUFFERED: one of the first delayFrames frames since ZPR_Init or ZPR_Reset: taken,
+ *   `output` was not touched
+ * - ZPR_OK: *output holds the oldest frame not yet given back: with an input, the one taken
+ *   delayFrames calls before, or less after draining
  */
 ZPR_API int ZPR_Stabilize(ZPR_Handle handle, double timestamp, const ZPR_Image* input,
                           ZPR_Image* output, const ZPR_Param* update);
 
-/*
- * Formats a memory region as an arena for ZPR_Init: one free block between an 8-byte header and an
- * 8-byte end mark. What the region held is lost. Nothing else is needed to dispose of it.
+/**
+ * @brief Formats a memory region as an arena for ZPR_Init: one free block between an 8-byte header
+ *        and an 8-byte end mark.
  *
- * region: at least 20 bytes, aligned to 4 bytes.
- * size:   bytes in the region; a remainder below 4, and whatever exceeds 2 GiB, is not used.
+ * What the region held is lost. Nothing else is needed to dispose of it.
  *
- * Returns ZPR_ERR_INVALID_PARAM, and writes nothing, if `region` is null or misaligned or `size`
- * is too small; else ZPR_OK.
+ * @param[out] region  at least 20 bytes, aligned to 4 bytes
+ * @param[in] size     bytes in the region; a remainder below 4, and whatever exceeds 2 GiB, is not
+ *                     used
+ * @return ZPR_ERR_INVALID_PARAM, with nothing written, if `region` is null or misaligned or `size`
+ *         is too small; else ZPR_OK
  */
 static inline int ZPR_FormatArena(void* region, size_t size) {
     const int32_t free_mark = 0;
