@@ -10,7 +10,7 @@
  * ZPR_Handle handle = NULL;
  * memset(&param, 0, sizeof param);
  * ZPR_GetDefaultParam(&param);
- * ... fill param.inputImage, param.outputImage and param.sensorMask ...
+ * ... fill in param: images, fieldOfView, readoutTime, timeOffset, sensorMask ...
  * ZPR_Init(NULL, &param, &handle);
  * for (each frame) {
  *     ZPR_SetSensorData(handle, ...);  for every sample up to the end of the frame's readout
@@ -21,6 +21,8 @@
  * }
  * ZPR_Deinit(&handle);
  * @endcode
+ *
+ * docs/integrating.md shows it step by step, with the arithmetic behind the limits named here.
  *
  * CLOCK. All times are doubles in seconds on one clock of the caller's choice, shared by frames and
  * sensor samples. Times should be positive on that clock: a gravity sample before time 0 does not
@@ -36,8 +38,9 @@
  * world's z axis points up.
  *
  * THREADS. An instance is used by one thread at a time: the caller serialises all calls on one
- * handle, ZPR_SetSensorData included. Different instances are independent of each other. The
- * instance's own worker threads never call back and are joined in ZPR_Deinit.
+ * handle, ZPR_SetSensorData included. Different instances are independent of each other. Each has
+ * one worker thread for every configured processor, at most 4, with the platform's default stack
+ * size; they start in ZPR_Init, never call back and are joined in ZPR_Deinit.
  *
  * ERRORS. Functions return one of the codes below. Unless a function says otherwise, a call that
  * returns an error code has changed nothing. No exception leaves the library, and nothing is
@@ -109,11 +112,16 @@ typedef struct ZPR_Image {
     uint32_t format;   /**< ZPR_FORMAT_SEMIPLANAR_1 or _2 */
     int32_t width;     /**< pixels, positive and even */
     int32_t height;    /**< pixels, positive and even */
-    uint8_t* plane[4]; /**< [0] luma, [1] chroma pairs; the others are not used */
+    uint8_t* plane[4]; /**< [0] luma, [1] chroma pairs, of any alignment; the others are unused */
     int32_t pitch[4];  /**< bytes from one row to the next of plane [0] and [1] */
 } ZPR_Image;
 
-/** Parameters of an instance. Start from ZPR_GetDefaultParam; copied whole by ZPR_Init. */
+/**
+ * @brief Parameters of an instance. Start from ZPR_GetDefaultParam; copied whole by ZPR_Init.
+ *
+ * The defaults of fieldOfView, readoutTime and timeOffset are those of one camera. Every phone has
+ * its own, for each camera and mode; `framehold calibrate` finds them from a clip.
+ */
 typedef struct ZPR_Param {
     /** Every input frame. No default. pitch[0] is the row pitch of BOTH planes of every frame that
      * goes through the delay ring (delayFrames > 0) or is stabilized in place, and must then be at
@@ -143,7 +151,7 @@ typedef struct ZPR_Param {
     int32_t sensorMask;
     /** Share of the input width and height that the output shows, in percent, 1 to 100; the rest is
      * the margin for corrections. Default 80. What is shown is central for outputs of the input's
-     * size. Otherwise its centre lies
+     * size, and for those of exactly cropPercent of it. Otherwise its centre lies
      * (input - output) / 2 x (input x cropPercent / (100 x output) - 1) input pixels right of and
      * below the input's: with an output of 90 % and cropPercent 100 it reaches out of the input,
      * with one of 50 % and cropPercent 80 far out of it. */
@@ -151,13 +159,15 @@ typedef struct ZPR_Param {
     /** Strength of the smoothing, 1 (follow the hand) to 10 (strongest). Default 9. */
     int32_t smoothingLevel;
     /** Frames held back so that the smoother sees the coming motion, at least 0. Default 0. The
-     * buffer of orientations is made for 200 rate or rotation samples per second: it holds those
-     * of the last delayFrames / 30 + 1 seconds, rounded up to a power of two of at least 256. They
-     * must reach from one frame before the output frame to the end of the newest frame's readout;
-     * at 30 frames per second that works up to about 3500 samples per second with no delay, 750
-     * with 8 frames, 900 with 15, 450 with 30. Average faster sensors down before feeding them:
-     * else frames lose their orientation and fall back to the plain crop or, if that happens while
-     * they are delayed, to the correction of an earlier frame. */
+     * smoother takes frames to be 1/30 s apart.
+     *
+     * The ring of orientations holds 200 x (delayFrames / 30 + 1) samples, rounded up to a power of
+     * two of at least 256. They must reach back from the newest one fed to 1/30 s before the frame
+     * being written: at 30 frames per second, for up to 3500 samples per second with no delay, 750
+     * with 8 frames, 900 with 15, 450 with 30. Average faster sensors down before feeding them. At
+     * higher rates each frame gets the plain crop with no delay. With delay no frame shows a
+     * picture, from the first one on: the input's top left pixels fill all but the right end.
+     * Where rates grow later, the last correction that was found stays. */
     int32_t delayFrames;
 } ZPR_Param;
 
@@ -176,9 +186,14 @@ typedef struct ZPR_Version {
  * @brief One motion-sensor sample.
  *
  * What value[] holds:
- * - types 1, 2: gravity (accelerometer) along device x, y, z in m/s^2; at rest it points up
- * - types 3, 4: angular rate about device x, y, z in rad/s
- * - types 5, 6: orientation quaternion x, y, z, w (device to world), of unit length
+ * - types 1, 2: gravity (accelerometer) along device x, y, z in m/s^2; at rest it points up.
+ *   Samples whose length is 3 % or more off 9.81 never correct the tilt: with wrong units it
+ *   drifts, and no code tells.
+ * - types 3, 4: angular rate about device x, y, z in rad/s. It counts for the whole time since the
+ *   sample before it, however long: see ZPR_Reset.
+ * - types 5, 6: orientation quaternion x, y, z, w (device to world), of unit length. Consecutive
+ *   ones must not change sign, or the picture moves by tens of pixels for a second: negate a sample
+ *   whose dot product with the one fed before it is negative.
  *
  * Samples of one kind should come in order of time. A sample whose time or used values are not
  * finite is dropped.
@@ -203,7 +218,7 @@ ZPR_API void ZPR_GetVersion(ZPR_Version* out);
  *
  * Sets sensorMask, delayFrames, fieldOfView, fieldOfViewMode, readoutTime, timeOffset, cropPercent
  * and smoothingLevel. The image descriptions, `reserved` and padding keep what they held: the
- * caller fills the images, and sensorMask.
+ * caller fills the images and sensorMask, and replaces what is one camera's (see ZPR_Param).
  *
  * @param[out] param  the record
  * @return ZPR_ERR_INVALID_PARAM if `param` is null, else ZPR_OK
@@ -253,7 +268,10 @@ ZPR_API int ZPR_Deinit(ZPR_Handle* handle);
  * @brief Starts over with the next frame, as after ZPR_Init.
  *
  * Delayed frames and buffered sensor samples are forgotten, the smoothing begins anew. The fused
- * orientation and a changed smoothing level stay.
+ * orientation and a changed smoothing level stay, and the next rate (types 3, 4) is still
+ * integrated from the one before the reset: over a gap of seconds that turns the orientation
+ * anywhere, and the picture drifts by tens of pixels until gravity has righted it. Keep feeding
+ * samples while no frames come, or make a new instance.
  *
  * @param[in] handle  the instance
  * @return ZPR_ERR_INVALID_PARAM if `handle` is null, else ZPR_OK
@@ -264,8 +282,10 @@ ZPR_API int ZPR_Reset(ZPR_Handle handle);
  * @brief Takes one sensor sample.
  *
  * Give every sample up to the end of a frame's readout before that frame, oldest first. Samples
- * beyond it are welcome and let the smoother look ahead. Rates count from the first gravity sample
- * on, so feed gravity first.
+ * beyond it let the smoother look ahead, but push old ones out of the ring (see
+ * ZPR_Param::delayFrames): at 200 samples per second and with no delay they may be a second ahead
+ * of the frames. Never feed a whole log first. Rates count from the first gravity sample on, so
+ * feed gravity first.
  *
  * @param[in] handle  the instance
  * @param[in] sample  the sample; not needed after the call
@@ -294,10 +314,11 @@ ZPR_API int ZPR_SetSensorData(ZPR_Handle handle, const ZPR_SensorData* sample);
  *     laid out with that pitch, and input->pitch is not looked at. Otherwise it is read with its
  *     own pitches, each at least the width. Not needed after the call.
  * @param[in,out] output  where the frame goes. The caller sets planes, pitches (each at least
- *     outputImage.width) and size (with an input, at most the
- *     input's). outputImage.width pixels of `height` rows are
+ *     outputImage.width) and size; `format` is ignored. With an input the size is at most the
+ *     input's, also while frames are buffered. outputImage.width pixels of `height` rows are
  *     written, but no more than outputImage.height rounded up to a multiple of 128, as far as the
- *     correction reaches: pixels that have no source keep what they held. Planes must not overlap those of `input`, unless the two
+ *     correction reaches: pixels that have no source keep what they held. With a width or height
+ *     of 0 or below, nothing is written. Planes must not overlap those of `input`, unless the two
  *     are the same record.
  *     In place (output == input): the frame is copied first, then the record is rewritten: width,
  *     height and pitches from ZPR_Param::outputImage (each pitch at least its width), plane[1] =
