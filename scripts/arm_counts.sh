@@ -1,10 +1,15 @@
 #!/bin/sh
 # Prints what a frame costs on 32-bit ARM, in instructions: by stage, and for each kernel level.
 # Instructions do not tell time, but they are the same on every run and on every machine.
-# Usage: arm_counts.sh COUNTER
+# Usage: arm_counts.sh [--record] COUNTER
+# --record: keeps what is printed as a dated file, see record.sh.
 # COUNTER: a command that runs the 32-bit ARM program given to it, with its arguments, and prints
 # as the last number of its output how many instructions that took.
 set -eu
+if [ "$1" = --record ]; then
+    counter=$(realpath "$(command -v "$2")")
+    exec "$(dirname "$0")/record.sh" arm-counts scripts/arm_counts.sh "$counter"
+fi
 counter=$(realpath "$(command -v "$1")")
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

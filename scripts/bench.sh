@@ -1,10 +1,14 @@
 #!/bin/sh
 # Builds the benchmark and runs it. On a fresh Debian machine, run it as root: it installs what it
 # needs.
-# Usage: bench.sh [--picture FILE.svg] [OPTION...]
-# --picture: draws the results on one thread into a file. Options are the benchmark's; --help lists
-# them.
+# Usage: bench.sh [--record] [--picture FILE.svg] [OPTION...]
+# --record: keeps what is printed as a dated file, see record.sh. --picture: draws the results on one
+# thread into a file. Options are the benchmark's; --help lists them.
 set -eu
+if [ "${1-}" = --record ]; then
+    shift
+    exec "$(dirname "$0")/record.sh" performance scripts/bench.sh "$@"
+fi
 picture=""
 if [ "${1:-}" = --picture ]; then
     picture=$(realpath "$2")

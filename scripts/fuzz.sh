@@ -1,11 +1,15 @@
 #!/bin/bash
 # Fuzzes every target, or those named, for some seconds each; prints executions and findings of
 # each, and what the inputs of all targets together reach in src/. Fails if there are findings.
-# Usage: fuzz.sh SECONDS [TARGET...]
+# Usage: fuzz.sh [--record] SECONDS [TARGET...]
+# --record: keeps what is printed as a dated file, see record.sh.
 # Inputs that reach something new are kept in build/fuzz/inputs and are the start of the next run;
 # inputs that break something are put into build/fuzz/findings.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+if [ "$1" = --record ]; then
+    exec scripts/record.sh fuzz scripts/fuzz.sh "${@:2}"
+fi
 seconds=$1
 shift
 . scripts/packages.sh
