@@ -163,11 +163,11 @@ typedef struct ZPR_Param {
      *
      * The ring of orientations holds 200 x (delayFrames / 30 + 1) samples, rounded up to a power of
      * two of at least 256. They must reach back from the newest one fed to 1/30 s before the frame
-     * being written: at 30 frames per second, for up to 3500 samples per second with no delay, 750
-     * with 8 frames, 900 with 15, 450 with 30. Average faster sensors down before feeding them. At
-     * higher rates each frame gets the plain crop with no delay. With delay no frame shows a
-     * picture, from the first one on: the input's top left pixels fill all but the right end.
-     * Where rates grow later, the last correction that was found stays. */
+     * being written: at 30 frames per second, for about 3400 samples per second with no delay, 740
+     * with 8 frames, 890 with 15, 475 with 30. Average faster sensors down before feeding them. At
+     * higher rates the smoothing suffers first; then, with no delay, each frame gets the plain crop,
+     * and with delay no frame shows a picture, from the first one on: the input's top left pixels
+     * fill all but the right end. Where rates grow later, the last correction found stays. */
     int32_t delayFrames;
 } ZPR_Param;
 
@@ -188,7 +188,7 @@ typedef struct ZPR_Version {
  * What value[] holds:
  * - types 1, 2: gravity (accelerometer) along device x, y, z in m/s^2; at rest it points up.
  *   Samples whose length is 3 % or more off 9.81 never correct the tilt: with wrong units it
- *   drifts, and no code tells.
+ *   drifts, without an error.
  * - types 3, 4: angular rate about device x, y, z in rad/s. It counts for the whole time since the
  *   sample before it, however long: see ZPR_Reset.
  * - types 5, 6: orientation quaternion x, y, z, w (device to world), of unit length. Consecutive
