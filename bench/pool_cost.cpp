@@ -37,15 +37,16 @@ Table measurePool(Size size, int threads, const Effort& effort) {
         makeWarper(alone, "empty warp, no pool", alone.shaken(), kNoKernels),
         makeWarper(fixture, fmt::format("empty warp, pool of {}", threads), fixture.shaken(),
                    kNoKernels)};
-    Table table{fmt::format("Pool at {}x{}: a warp that renders nothing, hot; the rest on one thread",
-                            size.width, size.height),
-                "pool",
-                size,
-                threads,
-                1,
-                0,
-                {},
-                {}};
+    Table table{
+        fmt::format("Pool at {}x{}: a warp that renders nothing, hot; the rest on one thread",
+                    size.width, size.height),
+        "pool",
+        size,
+        threads,
+        1,
+        0,
+        {},
+        {}};
     table.results = summarize(runInterleaved(cases, effort));
     table.notes.push_back(
         fmt::format("waking and waiting for the pool: {:.1f} us a frame",

@@ -78,9 +78,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         GuardedFrame target(outWidth, rows, pitches[0], pitches[1], atEnd);
         target.fill(0);
         std::vector<EdgeSteps> edges(blocks.deltas.size());
-        renderRow(
-            *kernels, grid, frame, target.image,
-            {grid.rows - 1, blocks.deltas.data(), blocks.spans.data(), edges.data()});
+        renderRow(*kernels, grid, frame, target.image,
+                  {grid.rows - 1, blocks.deltas.data(), blocks.spans.data(), edges.data()});
         if (!expected) expected = target.bytes();
         zpr_fuzz::require(target.bytes() == *expected, "all kernels write the same bytes");
     }

@@ -19,9 +19,7 @@ inline std::vector<const qlx::zpr_framehold::RowKernels*> availableKernels() {
     return available;
 }
 
-inline const qlx::zpr_framehold::RowKernels& scalarKernels() {
-    return *availableKernels().front();
-}
+inline const qlx::zpr_framehold::RowKernels& scalarKernels() { return *availableKernels().front(); }
 
 /// Makes an instance that renders with these kernels on a pool of so many threads. Returns null if
 /// there is none to be had.
