@@ -9,7 +9,7 @@ test_packages="$build_packages binutils chromium clang-format ffmpeg fish g++-aa
 g++-arm-linux-gnueabi googletest groff help2man python3 qemu-user valgrind zsh"
 bench_packages="$build_packages gnuplot-nox libvidstab-dev"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
-arm_packages="ca-certificates cmake g++-arm-linux-gnueabi libeigen3-dev ninja-build qemu-user"
+arm_packages="ca-certificates cmake g++-arm-linux-gnueabi ninja-build qemu-user"
 
 # Node comes from elsewhere on some machines; Debian's would replace it.
 command -v node >/dev/null || test_packages="$test_packages nodejs"
