@@ -42,7 +42,7 @@ void StagedPipeline::feedSamples() {
 
 void StagedPipeline::copy(const ZPR_Image& input) {
     if (instance_->params.delayFrames == 0) return;
-    fh::storeFrame(input, time(), instance_->ring.slotOf(frame_));
+    fh::storeFrame(instance_->ring, frame_, input, time());
 }
 
 void StagedPipeline::smooth() {

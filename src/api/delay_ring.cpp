@@ -1,5 +1,7 @@
 #include "api/delay_ring.h"
 
+#include "runtime/frame_memory.h"
+
 #include <cstring>
 #include <limits>
 
@@ -11,6 +13,13 @@ namespace {
 int64_t frameBytes(const ZPR_Image& image) {
     const int64_t rows = int64_t{image.height} + image.height / 2;
     return image.pitch[0] * rows;
+}
+
+/// True if a frame has left the nearer caches when it is rendered. Where it has not, plain copies do
+/// better.
+bool outgrowsCaches(int64_t frame, int64_t count) {
+    constexpr int64_t kNearCaches = 4 << 20;
+    return count > 1 && frame * count >= kNearCaches;
 }
 
 int64_t slotCount(const ZPR_Param& param) { return int64_t{param.delayFrames} + 1; }
@@ -39,6 +48,10 @@ bool buildDelayRing(MemoryHandle memory, const ZPR_Param& param, DelayRing& ring
     const int64_t frame = frameBytes(input);
     ring.pixels = static_cast<uint8_t*>(alloc(memory, static_cast<uint32_t>(frame * count)));
     if (ring.pixels == nullptr) return false;
+    // Memory of the caller is not ours to advise on.
+    if (memory == nullptr && outgrowsCaches(frame, count)) {
+        adviseLargePages(ring.pixels, static_cast<size_t>(frame * count));
+    }
     uint8_t* luma = ring.pixels;
     for (int64_t i = 0; i < count; ++i, luma += frame) {
         FrameSlot& slot = ring.slots[i];
@@ -60,12 +73,21 @@ void destroyDelayRing(MemoryHandle memory, DelayRing& ring) {
     ring = {};
 }
 
-void storeFrame(const ZPR_Image& input, double timestamp, FrameSlot& slot) {
+void storeFrame(const DelayRing& ring, int64_t index, const ZPR_Image& input, double timestamp) {
+    FrameSlot& slot = ring.slotOf(index);
     const ZPR_Image& frame = slot.frame;
     const auto height = static_cast<size_t>(frame.height);
     slot.timestamp = timestamp;
-    std::memcpy(frame.plane[0], input.plane[0], static_cast<size_t>(frame.pitch[0]) * height);
-    std::memcpy(frame.plane[1], input.plane[1], static_cast<size_t>(frame.pitch[1]) * (height / 2));
+    const auto copy = [&](int plane, size_t rows) {
+        const size_t bytes = static_cast<size_t>(frame.pitch[plane]) * rows;
+        if (outgrowsCaches(frameBytes(frame), ring.count)) {
+            copyPastCaches(frame.plane[plane], input.plane[plane], bytes);
+        } else {
+            std::memcpy(frame.plane[plane], input.plane[plane], bytes);
+        }
+    };
+    copy(0, height);
+    copy(1, height / 2);
 }
 
 }  // namespace qlx::zpr_framehold

@@ -36,7 +36,8 @@ bool buildDelayRing(MemoryHandle memory, const ZPR_Param& param, DelayRing& ring
 
 void destroyDelayRing(MemoryHandle memory, DelayRing& ring);
 
-/// Copies a frame into its slot. Both planes are taken to be laid out with the slot's pitch.
-void storeFrame(const ZPR_Image& input, double timestamp, FrameSlot& slot);
+/// Copies a frame into the slot of its index. Both planes are taken to be laid out with the slot's
+/// pitch.
+void storeFrame(const DelayRing& ring, int64_t index, const ZPR_Image& input, double timestamp);
 
 }  // namespace qlx::zpr_framehold

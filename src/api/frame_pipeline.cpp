@@ -83,7 +83,7 @@ int stabilize(ZPR_Instance& instance, double timestamp, const ZPR_Image* input, 
 
     const ZPR_Image* source = input;
     if (input != nullptr && usesRing(instance, inPlace)) {
-        storeFrame(*input, t, instance.ring.slotOf(instance.framesIn));
+        storeFrame(instance.ring, instance.framesIn, *input, t);
     }
     if (isFilling) {
         smoother.smoothFrame(t, nullptr);

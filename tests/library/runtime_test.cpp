@@ -1,3 +1,4 @@
+#include "runtime/frame_memory.h"
 #include "runtime/memory_arena.h"
 #include "runtime/worker_pool.h"
 #include "smoothing/shared_array.h"
@@ -6,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <vector>
 
 #include <unistd.h>
 
@@ -27,6 +29,22 @@ TEST(Arena, FormattingRefusesWhatCannotHoldABlock) {
     auto* memory = reinterpret_cast<MemoryHandle>(region + 4);
     EXPECT_EQ(fh::alloc(memory, 4), region + 12);
     EXPECT_EQ(region[4 + 20], 0x11);
+}
+
+TEST(FrameMemory, CopiesPastCachesCopyTheBytesAndNoOthers) {
+    TestRandom random(33);
+    std::vector<uint8_t> from(1024), to(1024);
+    for (uint8_t& byte : from) byte = random.byte();
+    for (int i = 0; i < 3000; ++i) {
+        const auto bytes = static_cast<size_t>(random.integer(0, 400));
+        const auto source = static_cast<size_t>(random.integer(0, 128));
+        const auto target = static_cast<size_t>(random.integer(0, 128));
+        std::fill(to.begin(), to.end(), 0x55);
+        std::vector<uint8_t> expected = to;
+        std::memcpy(&expected[target], &from[source], bytes);
+        copyPastCaches(&to[target], &from[source], bytes);
+        ASSERT_EQ(to, expected) << bytes << " bytes from " << source << " to " << target;
+    }
 }
 
 void count(void* counter) { ++*static_cast<std::atomic<int>*>(counter); }
