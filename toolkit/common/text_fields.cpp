@@ -1,17 +1,23 @@
 #include "common/text_fields.h"
 
+#include "common/interruption.h"
+
+#include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <fstream>
-#include <sstream>
+#include <system_error>
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace framehold {
 
 FileError::FileError(const std::string& file, int line, const std::string& what)
-    : std::runtime_error(line > 0 ? fmt::format("{}:{}: {}", file, line, what)
-                                  : fmt::format("{}: {}", file, what)) {}
+    : std::runtime_error(line > 0 ? fmt::format("{}:{}: {}", escaped(file), line, what)
+                                  : fmt::format("{}: {}", escaped(file), what)) {}
 
 std::string_view trim(std::string_view text) {
     constexpr std::string_view kBlanks = " \t\r\n";
@@ -46,16 +52,113 @@ std::string printable(std::string_view text) {
     return result;
 }
 
+namespace {
+
+/// Number of bytes of the character that a text starts with; 0 if it is not UTF-8.
+size_t characterSize(std::string_view text) {
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char first = byte(0);
+    if (first < 0x80) return 1;
+    const size_t size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || text.size() < size) return 0;
+    for (size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) return 0;
+    }
+    // Longer than needed, halves of pairs, and beyond the last character.
+    const unsigned char second = byte(1);
+    const bool isWrong = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
+                         (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
+    return isWrong ? 0 : size;
+}
+
+/// True for characters that move the cursor, end the line or turn the direction of writing.
+bool isControl(std::string_view character) {
+    if (character.size() == 1) return character[0] < ' ' || character[0] == '\x7F';
+    if (character.size() == 2) return character[0] == '\xC2' && character < "\xC2\xA0";
+    return (character >= "\xE2\x80\x8E" && character <= "\xE2\x80\x8F") ||
+           (character >= "\xE2\x80\xA8" && character <= "\xE2\x80\xAE") ||
+           (character >= "\xE2\x81\xA6" && character <= "\xE2\x81\xA9");
+}
+
+/// At most `most` bytes, and three points for what is left out.
+std::string escapedStart(std::string_view text, size_t most) {
+    std::string result;
+    while (!text.empty()) {
+        const size_t size = characterSize(text);
+        const std::string_view character = text.substr(0, std::max<size_t>(size, 1));
+        std::string shown(character);
+        if (size == 0 || isControl(character)) {
+            shown.clear();
+            for (const char c : character) {
+                shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(c));
+            }
+        }
+        if (shown.size() > most - result.size()) return result + "...";
+        result += shown;
+        text.remove_prefix(character.size());
+    }
+    return result;
+}
+
+/// Open file for reading, closed at the end.
+class InputFile {
+public:
+    /// Deliberate: without blocking. The other end of a pipe may never come.
+    explicit InputFile(const std::string& path)
+        : descriptor_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
+        if (descriptor_ < 0) fail(path);
+        struct stat about {};
+        if (fstat(descriptor_, &about) == 0 && !S_ISREG(about.st_mode)) {
+            close(descriptor_);
+            throw FileError(path, 0, "is not a regular file");
+        }
+        size_ = static_cast<size_t>(std::max<off_t>(about.st_size, 0));
+    }
+    ~InputFile() { close(descriptor_); }
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    std::string content(const std::string& path, size_t most) const {
+        std::string text(std::min(most, size_), '\0');
+        size_t got = 0;
+        while (got < text.size()) {
+            const ssize_t more = read(descriptor_, text.data() + got, text.size() - got);
+            if (more < 0 && errno == EINTR) throwIfInterrupted();
+            if (more < 0 && errno != EINTR) fail(path);
+            if (more == 0) break;
+            got += static_cast<size_t>(std::max<ssize_t>(more, 0));
+        }
+        text.resize(got);
+        return text;
+    }
+
+private:
+    [[noreturn]] static void fail(const std::string& path) {
+        throw FileError(path, 0, "cannot be read: " + std::generic_category().message(errno));
+    }
+
+    int descriptor_;
+    size_t size_ = 0;
+};
+
+}  // namespace
+
+std::string escaped(std::string_view text) { return escapedStart(text, std::string_view::npos); }
+
+std::string excerpt(std::string_view text) {
+    constexpr size_t kShown = 40;
+    return escapedStart(text, kShown);
+}
+
 std::string_view firstLine(std::string_view text) {
-    LineReader lines({}, text);
+    LineReader lines({}, text.substr(0, kLongestLine));
     return lines.next() ? lines.line() : std::string_view();
 }
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    if (!in || !(text << in.rdbuf())) throw FileError(path, 0, "cannot be read, or is empty");
-    return text.str();
+std::string readFile(const std::string& path, size_t most) {
+    std::string text = InputFile(path).content(path, most);
+    if (text.empty()) throw FileError(path, 0, "is empty");
+    return text;
 }
 
 LineReader::LineReader(std::string file, std::string_view text)
@@ -67,11 +170,15 @@ LineReader::LineReader(std::string file, std::string_view text)
 }
 
 bool LineReader::next() {
+    constexpr int kLinesBetweenLooks = 4096;
     while (!rest_.empty()) {
+        if (++number_ % kLinesBetweenLooks == 0) throwIfInterrupted();
         const size_t end = rest_.find('\n');
+        if (std::min(end, rest_.size()) > kLongestLine) {
+            fail(fmt::format("is longer than {} bytes", kLongestLine));
+        }
         line_ = trim(rest_.substr(0, end));
         rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
-        ++number_;
         if (!line_.empty()) return true;
     }
     return false;
@@ -83,7 +190,7 @@ double LineReader::number(std::string_view field, std::string_view name) const {
     double value = 0.0;
     const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), value);
     if (error != std::errc() || end != field.data() + field.size() || !std::isfinite(value)) {
-        fail(fmt::format("{}: '{}' is not a finite number", name, field));
+        fail(fmt::format("{}: '{}' is not a finite number", excerpt(name), excerpt(field)));
     }
     return value;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -7,7 +9,7 @@
 
 namespace framehold {
 
-/// Error in a file. The text starts with the name of the file and, unless it is 0, the line.
+/// Error in a file. The text starts with the name of the file, escaped, and, unless it is 0, the line.
 class FileError : public std::runtime_error {
 public:
     FileError(const std::string& file, int line, const std::string& what);
@@ -25,19 +27,33 @@ std::string lowerCase(std::string_view text);
 /// Text with question marks for all but printable ASCII.
 std::string printable(std::string_view text);
 
-/// First line that is not blank, trimmed and without a byte order mark. Empty if there is none.
+/// Text of a user or a file as a terminal may show it: control characters, characters that change
+/// the direction of writing, and bytes that are not UTF-8 are written as \xNN.
+std::string escaped(std::string_view text);
+
+/// Start of a text from a file, to be quoted in a message: escaped, at most 40 characters.
+std::string excerpt(std::string_view text);
+
+/// Largest number of bytes in a line of text, without its end.
+constexpr size_t kLongestLine = 65536;
+
+/// First line that is not blank, trimmed and without a byte order mark. Empty if there is none in
+/// the first `kLongestLine` bytes.
 std::string_view firstLine(std::string_view text);
 
-/// Content of a file. Throws FileError if it cannot be read or is empty.
-std::string readFile(const std::string& path);
+/// Content of a regular file, at most its first `most` bytes. Other files, such as pipes, are
+/// refused without waiting for them. Throws FileError, also for files that are empty.
+std::string readFile(const std::string& path, size_t most = SIZE_MAX);
 
-/// Reads a text line by line, trimmed, and counts the lines. A byte order mark is left out.
+/// Reads a text line by line, trimmed, and counts the lines. A byte order mark is left out. Lines of
+/// more than `kLongestLine` bytes are refused.
 class LineReader {
 public:
     /// file: its name, for messages. text: borrowed.
     LineReader(std::string file, std::string_view text);
 
-    /// Goes to the next line that is not blank; false at the end.
+    /// Goes to the next line that is not blank; false at the end. Throws FileError for a line that
+    /// is too long; Interrupted.
     bool next();
 
     /// Line that `next` went to.
@@ -45,6 +61,9 @@ public:
 
     /// Throws FileError with the number of the line.
     [[noreturn]] void fail(const std::string& what) const;
+
+    /// Number of bytes after the line.
+    size_t bytesLeft() const { return rest_.size(); }
 
     /// Finite number in a field of the line. Throws FileError with the line and `name`.
     double number(std::string_view field, std::string_view name) const;
