@@ -119,6 +119,35 @@ TEST(MotionLogs, HeaderFieldsOfGcsv) {
         "odd.gcsv",
         "CAMERA IMU LOG\nversion,1.4\ntscal,1\nframe_readout_direction,2\nt,gx,gy,gz\n0,1,2,3\n");
     EXPECT_EQ(odd.notes.size(), 3u);
+
+    // What means nothing is counted; of what is said twice the last counts.
+    std::string many = "CAMERA IMU LOG\n";
+    for (int i = 0; i < 1000; ++i) many += "key" + std::to_string(i) + ",1\nid,camera\n";
+    const MotionLog hostile = parseTextLog("log", many +
+                                                      "version,1.4\nversion,1.2\nt,gx,gy,gz\n"
+                                                      "0,1,2,3\n");
+    EXPECT_EQ(hostile.headers.size(), 2u);
+    EXPECT_EQ(hostile.format, "gcsv 1.2");
+    EXPECT_EQ(hostile.notes, std::vector<std::string>{
+                                 "1000 header keys are not known and not used, 'key0' first"});
+}
+
+TEST(MotionLogs, FewFilesAreReadBesideALog) {
+    const std::string table = "seconds_elapsed,x,y,z\n0,0,0,9.81\n1,0,0,9.81\n";
+    const auto noteOf = [&](int others, size_t bytes) {
+        const TemporaryFolder folder;
+        for (int i = 0; i < others; ++i) {
+            folder.write("other" + std::to_string(i) + ".csv", std::string(bytes, '?'));
+        }
+        folder.write("z.csv", table);
+        const MotionLog log =
+            readMotionLog(folder.write("gyro.csv", "seconds_elapsed,gx,gy,gz\n0,1,2,3\n1,1,2,3\n"));
+        EXPECT_EQ(log.gravity.empty(), !log.notes.empty() && log.files.size() == 1);
+        return log.files.size() == 2 ? "found" : log.notes.empty() ? "" : log.notes.back();
+    };
+    EXPECT_EQ(noteOf(10, 10), "found");
+    EXPECT_EQ(noteOf(100, 10).substr(0, 37), "85 files beside it were not looked at");
+    EXPECT_EQ(noteOf(1, 3 << 20).substr(0, 36), "1 files beside it were not looked at");
 }
 
 struct BrokenField {

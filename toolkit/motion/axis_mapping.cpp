@@ -1,5 +1,7 @@
 #include "motion/axis_mapping.h"
 
+#include "common/text_fields.h"
+
 #include <cctype>
 #include <stdexcept>
 
@@ -9,8 +11,9 @@ namespace framehold {
 
 AxisMapping AxisMapping::fromLetters(const std::string& letters) {
     if (letters.size() != 3) {
-        throw std::invalid_argument(fmt::format(
-            "'{}' is not an orientation: expected three letters like XYZ or xzY", letters));
+        throw std::invalid_argument(
+            fmt::format("'{}' is not an orientation: expected three letters like XYZ or xzY",
+                        excerpt(letters)));
     }
     AxisMapping mapping;
     for (size_t i = 0; i < 3; ++i) {
@@ -26,8 +29,8 @@ AxisMapping AxisMapping::fromTerms(const std::array<std::string, 3>& terms) {
     for (size_t i = 0; i < 3; ++i) {
         const std::string& term = terms[i];
         if (term.size() != 2 || (term[0] != '+' && term[0] != '-')) {
-            throw std::invalid_argument(
-                fmt::format("'{}' is not an axis: expected +x, -x, +y, -y, +z or -z", term));
+            throw std::invalid_argument(fmt::format(
+                "'{}' is not an axis: expected +x, -x, +y, -y, +z or -z", excerpt(term)));
         }
         mapping.set(i, term[1], term[0] == '-');
     }
@@ -38,7 +41,8 @@ AxisMapping AxisMapping::fromTerms(const std::array<std::string, 3>& terms) {
 void AxisMapping::set(size_t device, char letter, bool negated) {
     const int axis = std::tolower(static_cast<unsigned char>(letter)) - 'x';
     if (axis < 0 || axis > 2) {
-        throw std::invalid_argument(fmt::format("'{}' is not an axis: expected x, y or z", letter));
+        throw std::invalid_argument(
+            fmt::format("'{}' is not an axis: expected x, y or z", excerpt({&letter, 1})));
     }
     axis_[device] = static_cast<size_t>(axis);
     sign_[device] = negated ? -1.0 : 1.0;
@@ -46,7 +50,7 @@ void AxisMapping::set(size_t device, char letter, bool negated) {
 
 void AxisMapping::requirePermutation(const std::string& source) const {
     if (axis_[0] == axis_[1] || axis_[0] == axis_[2] || axis_[1] == axis_[2]) {
-        throw std::invalid_argument(fmt::format("'{}' names one axis twice", source));
+        throw std::invalid_argument(fmt::format("'{}' names one axis twice", excerpt(source)));
     }
 }
 

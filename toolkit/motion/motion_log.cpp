@@ -57,6 +57,7 @@ Eigen::Quaterniond quaternionOf(const OrientationSample& s) { return {s.w, s.x, 
 
 std::vector<MotionSample> ratesBetween(const std::vector<OrientationSample>& orientations) {
     std::vector<MotionSample> rates;
+    rates.reserve(orientations.size());
     for (size_t i = 1; i < orientations.size(); ++i) {
         const double seconds = orientations[i].time - orientations[i - 1].time;
         if (seconds <= 0.0) continue;
@@ -94,10 +95,11 @@ double samplesPerSecond(const std::vector<OrientationSample>& samples) {
 
 double medianLength(const std::vector<MotionSample>& samples) {
     std::vector<double> lengths;
+    lengths.reserve(samples.size());
     for (const MotionSample& s : samples) {
         lengths.push_back(std::hypot(s.value[0], s.value[1], s.value[2]));
     }
-    return median(lengths);
+    return median(std::move(lengths));
 }
 
 std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, double rate) {

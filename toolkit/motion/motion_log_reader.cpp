@@ -1,5 +1,6 @@
 #include "motion/motion_log_reader.h"
 
+#include "common/interruption.h"
 #include "common/text_fields.h"
 #include "media/telemetry_track.h"
 #include "motion/formats/telemetry_formats.h"
@@ -8,7 +9,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 
 #include <fmt/format.h>
@@ -30,12 +30,6 @@ constexpr TextFormat kTextFormats[] = {
     {detectXyzCsv, parseXyzCsv},       {detectRotationVector, parseRotationVector},
     {detectSensorCsv, parseSensorCsv},
 };
-
-std::string quotedStart(std::string_view line) {
-    constexpr size_t kShown = 60;
-    return fmt::format("\"{}\"{}", printable(line.substr(0, kShown)),
-                       line.size() > kShown ? "..." : "");
-}
 
 /// The name in lower case without extension, words that name a sensor, and separators.
 std::string nameWithoutSensor(const fs::path& file) {
@@ -68,7 +62,8 @@ Candidates candidatesBeside(const fs::path& path, SensorKind missing) {
     for (const auto& entry : fs::directory_iterator(folder)) {
         const fs::path& file = entry.path();
         std::error_code ignored;
-        if (!entry.is_regular_file() || fs::equivalent(file, path, ignored)) continue;
+        throwIfInterrupted();
+        if (!entry.is_regular_file(ignored) || fs::equivalent(file, path, ignored)) continue;
         if (lowerCase(file.extension().string()) != lowerCase(path.extension().string())) continue;
         const SensorKind kind = sensorNamedIn(file.filename().string());
         if (kind == missing && nameWithoutSensor(file) == nameWithoutSensor(path)) {
@@ -77,12 +72,45 @@ Candidates candidatesBeside(const fs::path& path, SensorKind missing) {
             candidates.others.push_back(file);
         }
     }
+    std::sort(candidates.others.begin(), candidates.others.end());
     std::sort(candidates.byName.begin(), candidates.byName.end(),
               [](const fs::path& a, const fs::path& b) {
                   return std::pair(-gravityRank(a), a) < std::pair(-gravityRank(b), b);
               });
     return candidates;
 }
+
+/// Limits what is read beside a log to a few files, and to a few times its own size.
+class ReadingBudget {
+public:
+    explicit ReadingBudget(const std::string& log)
+        : bytes_(kTimesLog * fs::file_size(log) + kBytesAnyway) {}
+
+    /// Counts a file that is to be read; false for one that is not.
+    bool allows(const fs::path& file) {
+        throwIfInterrupted();
+        std::error_code failed;
+        const uintmax_t size = fs::file_size(file, failed);
+        if (failed || size > bytes_ || files_ == 0) {
+            ++leftOut_;
+            return false;
+        }
+        bytes_ -= size;
+        --files_;
+        return true;
+    }
+
+    size_t leftOut() const { return leftOut_; }
+
+private:
+    static constexpr uintmax_t kTimesLog = 4;
+    static constexpr uintmax_t kBytesAnyway = 1 << 20;
+    static constexpr int kFiles = 16;
+
+    uintmax_t bytes_;
+    int files_ = kFiles;
+    size_t leftOut_ = 0;
+};
 
 bool overlap(const std::vector<MotionSample>& a, const std::vector<MotionSample>& b) {
     return !a.empty() && !b.empty() && a.front().time <= b.back().time &&
@@ -117,23 +145,34 @@ void addSibling(const std::string& path, MotionLog& log) {
     if (!log.orientations.empty() || log.rates.empty() == log.gravity.empty()) return;
     const SensorKind missing = log.rates.empty() ? SensorKind::kRate : SensorKind::kGravity;
     const Candidates candidates = candidatesBeside(path, missing);
+    ReadingBudget budget(path);
     for (const fs::path& file : candidates.byName) {
+        if (!budget.allows(file)) continue;
         if (auto other = tryRead(file, log)) return complete(file, *std::move(other), log);
     }
-    std::vector<std::pair<fs::path, MotionLog>> found;
+    std::optional<std::pair<fs::path, MotionLog>> found;  // the first
+    size_t fitting = 0;
     for (const fs::path& file : candidates.others) {
+        if (!budget.allows(file)) continue;
         try {
-            if (auto other = tryRead(file, log)) found.emplace_back(file, *std::move(other));
-        } catch (const std::exception&) {
+            auto other = tryRead(file, log);
+            if (other && fitting++ == 0) found.emplace(file, *std::move(other));
+        } catch (const FileError&) {
             // Deliberate: whatever else lies in the folder need not be a log.
         }
     }
-    if (found.size() == 1) return complete(found[0].first, std::move(found[0].second), log);
-    if (found.size() > 1) {
+    if (budget.leftOut() > 0) {
+        log.notes.push_back(fmt::format(
+            "{} files beside it were not looked at for the other sensor: they are too many or too "
+            "large; name the right one as this one, with gyro or accel for the sensor",
+            budget.leftOut()));
+    } else if (fitting == 1) {
+        return complete(found->first, std::move(found->second), log);
+    } else if (fitting > 1) {
         log.notes.push_back(fmt::format(
             "{} files beside it could be the other sensor's, and none was taken; name the right "
             "one as this one, with gyro or accel for the sensor",
-            found.size()));
+            fitting));
     }
 }
 
@@ -145,12 +184,13 @@ MotionLog parseTextLog(const std::string& name, std::string_view content) {
     }
     throw FileError(
         name, 1,
-        fmt::format("not a motion log of a format that is known: the first line is {}. Known are "
-                    ".gcsv (first line \"CAMERA IMU LOG\" or \"GYROFLOW IMU LOG\"); CSV whose "
-                    "first line names a column of time and three axes of a gyroscope, an "
-                    "accelerometer or a rotation vector; rows of x,y,z,timestamp_ns; EuRoC (first "
-                    "line \"#timestamp [ns],...\"); and MP4 or MOV with GPMF or CAMM telemetry",
-                    quotedStart(firstLine(content))));
+        fmt::format(
+            "not a motion log of a format that is known: the first line is \"{}\". Known are "
+            ".gcsv (first line \"CAMERA IMU LOG\" or \"GYROFLOW IMU LOG\"); CSV whose "
+            "first line names a column of time and three axes of a gyroscope, an "
+            "accelerometer or a rotation vector; rows of x,y,z,timestamp_ns; EuRoC (first "
+            "line \"#timestamp [ns],...\"); and MP4 or MOV with GPMF or CAMM telemetry",
+            excerpt(firstLine(content))));
 }
 
 std::optional<MotionLog> readVideoTelemetry(const std::string& path) {
@@ -164,11 +204,8 @@ std::optional<MotionLog> readVideoTelemetry(const std::string& path) {
 
 bool isVideoFile(const std::string& path) {
     // Text has no zero bytes, and the boxes at the start of a video do.
-    char head[64] = {};
-    std::ifstream in(path, std::ios::binary);
-    in.read(head, sizeof head);
-    return std::string_view(head, static_cast<size_t>(in.gcount())).find('\0') !=
-           std::string_view::npos;
+    constexpr size_t kHead = 64;
+    return readFile(path, kHead).find('\0') != std::string::npos;
 }
 
 MotionLog readMotionLog(const std::string& path) {

@@ -23,23 +23,55 @@ public:
 
     const Scales& scales() const { return scales_; }
 
+    /// Adds the notes on what was read.
+    void addNotes() const {
+        if (isNewer_) {
+            log_.notes.push_back(
+                fmt::format("version {} is newer than {}, and read as that", version_, kNewest));
+        }
+        if (isReadOddly_) {
+            log_.notes.push_back(
+                "the picture is not read from its first row to its last, as is assumed: the "
+                "rolling shutter will be corrected wrongly; rotate the video so that it is, or "
+                "give --readout 0");
+        }
+        if (unknown_ == 1) {
+            log_.notes.push_back(
+                fmt::format("header key '{}' is not known and not used", firstUnknown_));
+        } else if (unknown_ > 1) {
+            log_.notes.push_back(fmt::format(
+                "{} header keys are not known and not used, '{}' first", unknown_, firstUnknown_));
+        }
+    }
+
     /// Reads one line, "key,value".
     void read() {
         const std::string_view line = lines_.line();
         const size_t comma = line.find(',');
         key_ = std::string(trim(line.substr(0, comma)));
         value_ = comma == std::string_view::npos ? "" : std::string(trim(line.substr(comma + 1)));
-        log_.headers.emplace_back(key_, value_);
-        if (!readScale() && !readCamera() && !isKept()) {
-            log_.notes.push_back(fmt::format("header key '{}' is not known and not used", key_));
-        }
+        if (readScale() || readCamera() || isKept()) return keep();
+        // Counted only, so that no number of them takes memory.
+        if (unknown_++ == 0) firstUnknown_ = excerpt(key_);
     }
 
 private:
+    static constexpr double kNewest = 1.3;
+
+    /// Hands a line on; of several with one key the last one.
+    void keep() {
+        for (auto& [key, value] : log_.headers) {
+            if (key != key_) continue;
+            value = value_;
+            return;
+        }
+        log_.headers.emplace_back(key_, value_);
+    }
+
     double number() const { return lines_.number(value_, key_); }
 
     [[noreturn]] void fail(const std::string& what) const {
-        lines_.fail(fmt::format("{}: {} {}", key_, value_, what));
+        lines_.fail(fmt::format("{}: {} {}", key_, excerpt(value_), what));
     }
 
     double scale() const {
@@ -85,12 +117,9 @@ private:
     }
 
     void readVersion() {
-        constexpr double kNewest = 1.3;
-        if (number() > kNewest) {
-            log_.notes.push_back(
-                fmt::format("version {} is newer than {}, and read as that", value_, kNewest));
-        }
-        log_.format = "gcsv " + value_;
+        isNewer_ = number() > kNewest;
+        version_ = excerpt(value_);
+        log_.format = "gcsv " + version_;
     }
 
     void readOrientation() {
@@ -112,12 +141,7 @@ private:
         if (direction != 0.0 && direction != 1.0 && direction != 2.0 && direction != 3.0) {
             fail("is not 0 (down), 1 (up), 2 (to the left) or 3 (to the right)");
         }
-        if (direction != 0.0) {
-            log_.notes.push_back(
-                "the picture is not read from its first row to its last, as is assumed: the "
-                "rolling shutter will be corrected wrongly; rotate the video so that it is, or "
-                "give --readout 0");
-        }
+        isReadOddly_ = direction != 0.0;
     }
 
     const LineReader& lines_;
@@ -125,6 +149,11 @@ private:
     Scales scales_;
     std::string key_;
     std::string value_;
+    std::string version_;
+    bool isNewer_ = false;
+    bool isReadOddly_ = false;
+    size_t unknown_ = 0;
+    std::string firstUnknown_;
 };
 
 }  // namespace
@@ -155,6 +184,7 @@ MotionLog parseGcsv(const std::string& name, std::string_view content) {
             header.read();
         }
     }
+    header.addNotes();
     constexpr std::string_view kColumns[] = {"t", "gx", "gy", "gz", "ax", "ay", "az"};
     const bool hasGravity = layout.names.size() >= 7;
     for (size_t i = 0; i < (hasGravity ? 7 : 4); ++i) {

@@ -54,8 +54,8 @@ double unitNamed(const GpmfSensor& sensor, const std::string& name) {
         if (name == known) return unit;
     }
     throw std::invalid_argument(
-        fmt::format("SIUN: '{}' is not a unit of {} that is known: {} or {}", name, sensor.key,
-                    sensor.units.front().first, sensor.units.back().first));
+        fmt::format("SIUN: '{}' is not a unit of {} that is known: {} or {}", excerpt(name),
+                    sensor.key, sensor.units.front().first, sensor.units.back().first));
 }
 
 /// From channels as ORIN names them, such as "YxZ" (lower case: negated), to Z, X, Y.

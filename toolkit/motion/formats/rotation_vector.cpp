@@ -58,14 +58,16 @@ MotionLog parseRotationVector(const std::string& name, std::string_view content)
     }
     MotionLog log;
     log.format = "rotation vector";
-    log.detectedBy =
-        fmt::format("the columns {}, {}, ...", columns.names[*time], columns.names[axes[0]]);
+    log.detectedBy = fmt::format("the columns {}, {}, ...", excerpt(columns.names[*time]),
+                                 excerpt(columns.names[axes[0]]));
     const double unit = columns.meanings[*time].unit;
     readRows(lines, {columns.names, columns.separator, true},
-             {{*time, axes, [&](double t, const std::vector<double>& values) {
+             {{*time, axes,
+               [&](double t, const std::vector<double>& values) {
                    log.orientations.push_back(
                        unitQuaternion(lines, t * (unit > 0.0 ? unit : 1.0), values));
-               }}});
+               },
+               [&](size_t rows) { log.orientations.reserve(rows); }}});
     if (unit == 0.0) log.notes.push_back(timeUnitNote(applyLikelyTimeUnit(log.orientations)));
     if (axes.size() == 3) log.notes.emplace_back("w is not logged: made from x, y and z");
     log.sortByTime();

@@ -51,9 +51,9 @@ void place(const std::string& name, Stream& stream, MotionLog& log) {
 
 /// List of the columns that are read, for the user.
 std::string describeColumns(const ColumnLine& line, const std::vector<Stream>& streams) {
-    std::string text = fmt::format("the columns {}", line.names[streams[0].time]);
+    std::string text = fmt::format("the columns {}", excerpt(line.names[streams[0].time]));
     for (const Stream& stream : streams) {
-        for (const size_t axis : stream.axes) text += ", " + line.names[axis];
+        for (const size_t axis : stream.axes) text += ", " + excerpt(line.names[axis]);
     }
     return text;
 }

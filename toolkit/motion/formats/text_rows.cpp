@@ -28,7 +28,8 @@ double numberInRange(const LineReader& lines, std::string_view field, std::strin
     constexpr double kLargest = 1e30;
     const double value = lines.number(field, name);
     if (!(std::abs(value) <= kLargest)) {
-        lines.fail(fmt::format("{}: {} is not within {} and {}", name, field, -kLargest, kLargest));
+        lines.fail(fmt::format("{}: {} is not within {} and {}", excerpt(name), excerpt(field),
+                               -kLargest, kLargest));
     }
     return value;
 }
@@ -42,11 +43,15 @@ RowReading vectorReading(size_t time, const std::array<size_t, 3>& axes, double 
         {axes.begin(), axes.end()},
         [timeUnit, valueUnit, &into](double t, const std::vector<double>& v) {
             into.push_back({t * timeUnit, {v[0] * valueUnit, v[1] * valueUnit, v[2] * valueUnit}});
-        }};
+        },
+        [&into](size_t rows) { into.reserve(rows); }};
 }
 
 void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings) {
     const size_t needed = fieldsNeeded(readings);
+    // A row has at least a character in each field, and one between each two.
+    const size_t mostRows = lines.bytesLeft() / (2 * needed) + 1;
+    for (const RowReading& reading : readings) reading.reserve(mostRows);
     std::vector<double> values;
     bool any = false;
     while (lines.next()) {

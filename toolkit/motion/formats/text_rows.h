@@ -18,6 +18,7 @@ struct RowReading {
     size_t time;                 // index of its column
     std::vector<size_t> values;  // indices of their columns
     std::function<void(double time, const std::vector<double>& values)> take;
+    std::function<void(size_t rows)> reserve;  // makes room for at most so many
 };
 
 /// Reading of three columns that is appended to `into`, times and values multiplied by their units.
@@ -45,10 +46,11 @@ template <class Sample>
 double applyLikelyTimeUnit(std::vector<Sample>& samples) {
     if (samples.size() < 2) return 1.0;
     std::vector<double> steps;
+    steps.reserve(samples.size());
     for (size_t i = 1; i < samples.size(); ++i) {
         steps.push_back(std::abs(samples[i].time - samples[i - 1].time));
     }
-    const double unit = likelyTimeUnit(median(steps));
+    const double unit = likelyTimeUnit(median(std::move(steps)));
     for (Sample& sample : samples) sample.time *= unit;
     return unit;
 }
