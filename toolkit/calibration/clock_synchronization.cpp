@@ -1,6 +1,7 @@
 #include "calibration/clock_synchronization.h"
 
 #include "calibration/gyro_path.h"
+#include "common/interruption.h"
 
 #include <algorithm>
 #include <cmath>
@@ -90,6 +91,7 @@ std::optional<OffsetFit> fitOffset(const ClipPart& part, double around, double r
         double where = centre, least = INFINITY;
         const auto steps = static_cast<int>(std::ceil(reach / step));
         for (int i = -steps; i <= steps; ++i) {
+            throwIfInterrupted();
             const double share = part.residualAt(centre + i * step).share;
             if (share < least) {
                 least = share;

@@ -5,7 +5,8 @@
 namespace framehold {
 
 GyroPath::GyroPath(const std::vector<MotionSample>& rates) {
-    Pose pose{rates.front().time, Eigen::Quaterniond::Identity(), Eigen::Vector3d::Zero()};
+    Pose pose{Eigen::Quaterniond::Identity(), Eigen::Vector3d::Zero(), rates.front().time};
+    poses_.reserve(rates.size());
     for (const MotionSample& sample : rates) {
         const Eigen::Vector3d turn =
             Eigen::Map<const Eigen::Vector3d>(sample.value.data()) * (sample.time - pose.time);
@@ -13,22 +14,20 @@ GyroPath::GyroPath(const std::vector<MotionSample>& rates) {
             (pose.orientation * Eigen::AngleAxisd(turn.norm(), turn.stableNormalized()))
                 .normalized();
         pose.turned += turn;
+        // No time, no turn: the pose before stays.
+        if (!poses_.empty() && sample.time == pose.time) continue;
         pose.time = sample.time;
         poses_.push_back(pose);
     }
-    posesPerSecond_ = samplesPerSecond(rates);
 }
 
 GyroPath::Interval GyroPath::find(double time) const {
     if (!(time > firstTime())) return {poses_.front(), poses_.front(), 0.0};
     if (time >= lastTime()) return {poses_.back(), poses_.back(), 0.0};
-    // Logs are nearly even: the pose is close to where it would be in an even one.
-    const auto last = static_cast<double>(poses_.size() - 1);
-    size_t i = static_cast<size_t>(std::min((time - firstTime()) * posesPerSecond_, last - 1.0));
-    while (i > 0 && poses_[i].time > time) --i;
-    while (poses_[i + 1].time <= time) ++i;
-    const Pose& from = poses_[i];
-    const Pose& to = poses_[i + 1];
+    const auto after = std::upper_bound(poses_.begin(), poses_.end(), time,
+                                        [](double t, const Pose& pose) { return t < pose.time; });
+    const Pose& from = *(after - 1);
+    const Pose& to = *after;
     return {from, to, (time - from.time) / (to.time - from.time)};
 }
 

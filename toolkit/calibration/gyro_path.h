@@ -28,9 +28,9 @@ public:
 
 private:
     struct Pose {
-        double time;
         Eigen::Quaterniond orientation;
         Eigen::Vector3d turned;
+        double time;
     };
 
     struct Interval {
@@ -41,8 +41,7 @@ private:
 
     Interval find(double time) const;
 
-    std::vector<Pose> poses_;
-    double posesPerSecond_;
+    std::vector<Pose> poses_;  // at times that grow
 };
 
 }  // namespace framehold
