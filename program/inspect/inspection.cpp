@@ -25,9 +25,9 @@ ClipInputs loadClip(const InspectOptions& o) {
                              "with --motion or --clip");
 }
 
-VideoInspection inspectVideoOf(const ClipInputs& clip, bool showsProgress) {
+VideoInspection inspectVideoOf(const ClipInputs& clip, const MotionLog& log, bool showsProgress) {
     Progress progress("tracking", clip.video.expectedFrames, showsProgress);
-    return inspectVideo(clip.files.video, clip.metadata, *clip.log, [&progress] {
+    return inspectVideo(clip.files.video, clip.metadata, log, [&progress] {
         throwIfInterrupted();
         progress.advance();
     });
@@ -41,14 +41,14 @@ void inspectFile(const InspectOptions& o) {
         throw std::runtime_error(o.files.video +
                                  ": is not a video; --motion and --clip go with a video");
     }
-    const ClipInputs clip =
+    ClipInputs clip =
         isVideo ? loadClip(o) : ClipInputs{o.files, {}, {}, readMotionLog(o.files.video)};
     Inspection result;
-    result.log = *clip.log;
+    result.log = *std::move(clip.log);
     result.statistics = logStatistics(result.log);
     result.findings = findingsOf(result.log, result.statistics);
     if (isVideo) {
-        result.video = inspectVideoOf(clip, !o.quiet);
+        result.video = inspectVideoOf(clip, result.log, !o.quiet);
         for (const LogFinding& finding : findingsOf(*result.video))
             result.findings.push_back(finding);
         sortFindings(result.findings);

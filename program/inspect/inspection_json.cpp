@@ -10,7 +10,7 @@ using Json = nlohmann::ordered_json;
 
 Json stampsJson(const StampStatistics& stamps) {
     Json gaps = Json::array();
-    for (const auto& gap : stamps.gaps)
+    for (const auto& gap : stamps.firstGaps)
         gaps.push_back({{"from_s", gap.from}, {"seconds", gap.seconds}});
     return {{"samples", stamps.samples},
             {"from_s", stamps.from},
@@ -20,6 +20,7 @@ Json stampsJson(const StampStatistics& stamps) {
             {"jitter_s", stamps.jitter},
             {"duplicates", stamps.duplicates},
             {"out_of_order", stamps.outOfOrder},
+            {"gap_count", stamps.gaps},
             {"gaps", gaps}};
 }
 
@@ -76,7 +77,7 @@ std::string inspectionJson(const Inspection& inspection) {
         json["findings"].push_back({{"severity", kSeverities[static_cast<int>(finding.severity)]},
                                     {"text", finding.text}});
     }
-    return json.dump(1);
+    return json.dump(1, ' ', false, Json::error_handler_t::replace);
 }
 
 }  // namespace framehold

@@ -1,3 +1,4 @@
+#include "common/text_fields.h"
 #include "inspect/inspection.h"
 
 #include <fmt/format.h>
@@ -31,10 +32,11 @@ private:
     void heading(const std::string& text) { text_ += text + "\n"; }
 
     void writeLog(const MotionLog& log) {
-        heading(fmt::format("{}", fmt::join(log.files, "\n")));
+        for (const std::string& file : log.files) heading(escaped(file));
         row("format", "{}, detected by {}", log.format, log.detectedBy);
         for (const auto& [key, value] : log.headers) {
-            if (key == "id" || key == "note" || key == "vendor") row(key.c_str(), "{}", value);
+            if (key == "id" || key == "note" || key == "vendor")
+                row(key.c_str(), "{}", excerpt(value));
         }
         row("axes", "{}", log.orientation.letters());
         if (log.readoutTime) row("readout", "{:.2f} ms", 1e3 * *log.readoutTime);
@@ -45,8 +47,8 @@ private:
             stamps.seconds(), stamps.from, stamps.to);
         row("rate", "{:.1f} Hz: steps of {:.3f} ms, jitter {:.3f} ms", stamps.perSecond(),
             1e3 * stamps.step, 1e3 * stamps.jitter);
-        row("stamps", "{} gaps, {} duplicates, {} out of order", stamps.gaps.size(),
-            stamps.duplicates, stamps.outOfOrder);
+        row("stamps", "{} gaps, {} duplicates, {} out of order", stamps.gaps, stamps.duplicates,
+            stamps.outOfOrder);
     }
 
     void writeSensor(const char* name, const VectorStatistics& sensor, const char* unit) {
@@ -65,7 +67,7 @@ private:
     }
 
     void writeVideo(const VideoInspection& video) {
-        heading(video.video);
+        heading(escaped(video.video));
         writeStamps(video.frames);
         if (video.table) {
             row("frames.csv", "{:+.0f} ppm against the video's times, up to {:.2f} ms off that",
@@ -87,8 +89,8 @@ private:
     void writeFindings(const Inspection& inspection) {
         static constexpr const char* kLabels[] = {"note", "warning", "unusable"};
         for (const LogFinding& finding : inspection.findings) {
-            text_ +=
-                fmt::format("{}: {}\n", kLabels[static_cast<int>(finding.severity)], finding.text);
+            text_ += fmt::format("{}: {}\n", kLabels[static_cast<int>(finding.severity)],
+                                 escaped(finding.text));
         }
         if (inspection.findings.empty()) text_ += "nothing will go wrong with it\n";
     }

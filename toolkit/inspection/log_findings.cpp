@@ -105,16 +105,12 @@ private:
     }
 
     void lookAtGaps(const char* sensor, const StampStatistics& stamps) {
-        if (stamps.gaps.empty()) return;
-        const auto longest =
-            std::max_element(stamps.gaps.begin(), stamps.gaps.end(),
-                             [](const auto& a, const auto& b) { return a.seconds < b.seconds; });
-        double missing = 0.0;
-        for (const auto& gap : stamps.gaps) missing += gap.seconds - stamps.step;
+        if (stamps.gaps == 0) return;
         warn(
             "{}: {} gaps, {:.3f} s in all, the longest of {:.0f} ms at {:.3f} s: the motion in "
             "between is taken for even; write the log on a thread of its own",
-            sensor, stamps.gaps.size(), missing, 1e3 * longest->seconds, longest->from);
+            sensor, stamps.gaps, stamps.missing, 1e3 * stamps.longest->seconds,
+            stamps.longest->from);
     }
 
     void lookAtRates() {

@@ -102,8 +102,17 @@ size_t saturatedSamples(const std::vector<MotionSample>& samples, size_t axis,
 template <class Sample>
 std::vector<double> timesOf(const std::vector<Sample>& samples) {
     std::vector<double> times;
+    times.reserve(samples.size());
     for (const Sample& s : samples) times.push_back(s.time);
     return times;
+}
+
+void addGap(const StampStatistics::Gap& gap, StampStatistics& stamps) {
+    constexpr size_t kMostKept = 1000;
+    ++stamps.gaps;
+    stamps.missing += gap.seconds - stamps.step;
+    if (!stamps.longest || gap.seconds > stamps.longest->seconds) stamps.longest = gap;
+    if (stamps.firstGaps.size() < kMostKept) stamps.firstGaps.push_back(gap);
 }
 
 }  // namespace
@@ -116,18 +125,20 @@ StampStatistics stampStatistics(const std::vector<double>& times, size_t outOfOr
     result.from = times.front();
     result.to = times.back();
     std::vector<double> steps;
+    steps.reserve(times.size());
     for (size_t i = 1; i < times.size(); ++i) {
         steps.push_back(times[i] - times[i - 1]);
         if (steps.back() == 0.0) ++result.duplicates;
     }
-    result.step = median(steps);
+    result.step = median(std::move(steps));
     double squares = 0.0;
     size_t counted = 0;
-    for (size_t i = 0; i < steps.size(); ++i) {
-        if (steps[i] > kGapSteps * result.step) {
-            result.gaps.push_back({times[i], steps[i]});
+    for (size_t i = 1; i < times.size(); ++i) {
+        const double step = times[i] - times[i - 1];
+        if (step > kGapSteps * result.step) {
+            addGap({times[i - 1], step}, result);
         } else {
-            squares += (steps[i] - result.step) * (steps[i] - result.step);
+            squares += (step - result.step) * (step - result.step);
             ++counted;
         }
     }

@@ -21,7 +21,11 @@ struct StampStatistics {
     double jitter = 0.0;  // root mean square of the steps' differences from `step`, without gaps
     size_t outOfOrder = 0;
     size_t duplicates = 0;  // stamps that are the same as the one before
-    std::vector<Gap> gaps;  // steps of more than three times `step`
+    // Steps of more than three times `step`.
+    size_t gaps = 0;
+    double missing = 0.0;        // seconds in all, less a step for each
+    std::optional<Gap> longest;  // the first of its length
+    std::vector<Gap> firstGaps;  // at most 1000
 
     double seconds() const { return to - from; }
     double perSecond() const { return step > 0.0 ? 1.0 / step : 0.0; }

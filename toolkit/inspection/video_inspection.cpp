@@ -82,8 +82,11 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
     result.searchRange = result.isApart() ? kWidestRange : kFirstRange;
     const double around =
         result.isApart() ? result.offsetOfStarts() : result.timeOffset + result.readoutTime / 2.0;
-    result.clock = synchronizeClocks(times, pictureMotions(tracks), log.angularRates(), around,
-                                     result.searchRange);
+    const std::vector<MotionSample> derived =
+        log.rates.empty() ? log.angularRates() : std::vector<MotionSample>();
+    result.clock =
+        synchronizeClocks(times, pictureMotions(tracks), log.rates.empty() ? derived : log.rates,
+                          around, result.searchRange);
     return result;
 }
 
