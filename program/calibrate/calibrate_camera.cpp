@@ -4,6 +4,7 @@
 #include "calibrate/calibration_texts.h"
 #include "common/interruption.h"
 #include "common/output_file.h"
+#include "common/text_fields.h"
 
 #include <filesystem>
 #include <stdexcept>
@@ -17,8 +18,10 @@ namespace fs = std::filesystem;
 namespace {
 
 /// Files of a clip; of a clip.json beside it only the log that it names counts.
-ClipFiles filesOf(const std::string& video, std::string motion) {
-    if (motion.empty()) motion = findClipFiles({video, "", "", ""}).files.motion;
+ClipFiles filesOf(const std::string& video, std::string motion, bool allowsOutsidePaths) {
+    if (motion.empty()) {
+        motion = findClipFiles({video, "", "", "", allowsOutsidePaths}).files.motion;
+    }
     const fs::path frames = fs::path(video).parent_path() / "frames.csv";
     return {video, "", motion.empty() ? video : motion, fs::exists(frames) ? frames.string() : ""};
 }
@@ -30,10 +33,16 @@ std::vector<ClipFiles> filesOf(const CalibrateOptions& options) {
     }
     std::vector<ClipFiles> files;
     for (size_t i = 0; i < options.videos.size(); ++i) {
-        files.push_back(
-            filesOf(options.videos[i], options.motions.empty() ? "" : options.motions[i]));
+        files.push_back(filesOf(options.videos[i],
+                                options.motions.empty() ? "" : options.motions[i],
+                                options.allowsOutsidePaths));
     }
     return files;
+}
+
+/// Names that are not UTF-8 get replacement characters.
+std::string textOf(const nlohmann::ordered_json& json) {
+    return json.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 std::string outputOf(const CalibrateOptions& options) {
@@ -58,10 +67,10 @@ void calibrateCamera(const CalibrateOptions& options) {
         clips.push_back(trackClip(inputs, options.seconds, !options.quiet));
     }
     const Calibration found = calibrate(clips, known, throwIfInterrupted);
-    fmt::print("{}", options.json ? jsonOf(found, files).dump(1) + "\n" : tableOf(found, files));
-    writeFile(output, presetOf(found, files, output).dump(1) + "\n");
+    fmt::print("{}", options.json ? textOf(jsonOf(found, files)) + "\n" : tableOf(found, files));
+    writeFile(output, textOf(presetOf(found, files, output)) + "\n");
     if (!options.snippet.empty()) writeFile(options.snippet, snippetOf(found));
-    if (!options.quiet) fmt::print(stderr, "written: {}\n", output);
+    if (!options.quiet) fmt::print(stderr, "written: {}\n", escaped(output));
 }
 
 }  // namespace framehold

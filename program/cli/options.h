@@ -173,6 +173,11 @@ inline CLI::Option* addCutoffOption(Command& command, double& hertz) {
         ->capture_default_str();
 }
 
+inline CLI::Option* addOutsidePathsFlag(Command& command, bool& allows) {
+    return command.add_flag("--allow-outside-paths", allows,
+                            "Let a clip.json name files outside of its folder");
+}
+
 inline CLI::Option* addQuietFlag(Command& command, bool& quiet,
                                  const std::string& description = "No progress bar") {
     return command.add_flag("-q,--quiet", quiet, description);

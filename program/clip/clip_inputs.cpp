@@ -56,6 +56,11 @@ bool isMetadataOf(const ClipMetadata& metadata, const fs::path& video) {
            }) == 1;
 }
 
+ClipMetadata readMetadata(const std::string& path, const ClipFiles& named) {
+    return readClipMetadata(path,
+                            named.allowsOutsidePaths ? NamedPaths::kAnywhere : NamedPaths::kBelow);
+}
+
 void findMetadata(FoundClip& clip) {
     const fs::path video(clip.files.video);
     const fs::path own = fs::path(video).replace_extension(".json");
@@ -63,7 +68,7 @@ void findMetadata(FoundClip& clip) {
     const bool hasOwn = fs::exists(own);
     if (!hasOwn && !fs::exists(shared)) return;
     const std::string path = (hasOwn ? own : shared).string();
-    ClipMetadata metadata = readClipMetadata(path);
+    ClipMetadata metadata = readMetadata(path, clip.files);
     if (!hasOwn && !isMetadataOf(metadata, video)) return;
     clip.files.metadata = path;
     clip.metadata = std::move(metadata);
@@ -87,7 +92,7 @@ std::vector<std::string> findClips(const std::vector<std::string>& inputs) {
 FoundClip findClipFiles(const ClipFiles& named) {
     FoundClip clip{named, {}};
     const bool looksBeside = named.metadata.empty() && named.video != "-";
-    if (!named.metadata.empty()) clip.metadata = readClipMetadata(named.metadata);
+    if (!named.metadata.empty()) clip.metadata = readMetadata(named.metadata, named);
     if (looksBeside) findMetadata(clip);
     std::string& motion = clip.files.motion;
     if (motion.empty()) motion = clip.metadata.motionLog.value_or("");

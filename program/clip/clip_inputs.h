@@ -19,10 +19,11 @@ std::vector<std::string> findClips(const std::vector<std::string>& inputs);
 
 /// The files of one clip; empty: not named, or not there.
 struct ClipFiles {
-    std::string video;     // "-" for standard input
-    std::string metadata;  // clip.json
-    std::string motion;    // log
-    std::string frames;    // frame times in place of those of the metadata
+    std::string video;                // "-" for standard input
+    std::string metadata;             // clip.json
+    std::string motion;               // log
+    std::string frames;               // frame times in place of those of the metadata
+    bool allowsOutsidePaths = false;  // the metadata may name files outside of its folder
 };
 
 /// A clip's files and what its clip.json says: that names other files, so it is read to find them.

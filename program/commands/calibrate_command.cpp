@@ -31,6 +31,7 @@ void addCalibrateCommand(Command& program) {
         .addNumber("--range", o.range, "Seconds the clocks may differ to either side",
                    {0.01, 3600.0})
         ->capture_default_str();
+    addOutsidePathsFlag(command, o.allowsOutsidePaths);
     addQuietFlag(command, o.quiet);
 
     const std::string known = "Known already";

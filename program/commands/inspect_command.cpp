@@ -20,6 +20,7 @@ void addInspectCommand(Command& program) {
     command.addInputFile("FILE", o.files.video, "A motion log, or a video")->required();
     command.addInputFile("-m,--motion", o.files.motion, "The video's log");
     command.addInputFile("--clip", o.files.metadata, "clip.json with the video's metadata");
+    addOutsidePathsFlag(command, o.files.allowsOutsidePaths);
     addTimeOffsetOption(command, o.camera.timeOffset);
     addReadoutOption(command, o.camera.readoutTime);
     addJsonFlag(command, o.json);

@@ -123,6 +123,7 @@ void addStabilizeCommand(Command& program) {
     command.addInputFile("-m,--motion", o.files.motion,
                          "Motion log (default: the telemetry in VIDEO)");
     command.addInputFile("--clip", o.files.metadata, "clip.json with the recording's metadata");
+    addOutsidePathsFlag(command, o.files.allowsOutsidePaths);
     command.addNumber("-j,--parallel", options->parallel, "Clips to stabilize at a time", {1, 64})
         ->capture_default_str();
     addQuietFlag(command, o.quiet, "Only warnings and errors");

@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 using namespace framehold;
 using zpr_test::errorOf;
@@ -54,6 +55,10 @@ TEST(Gcsv, ErrorsNameLineAndField) {
         {kHead, ":3: ends before the line of column names"},
         {kHead + columns, ":4: holds no samples"},
         {kHead + "t,gx,gz\n", ":4: column 3 is not gy"},
+        {kHead + "note," + std::string(65537, 'x') + "\n" + columns,
+         ":4: is longer than 65536 bytes"},
+        {kHead + columns + "1,2,3," + std::string(99, 'x') + "\n",
+         ":5: gz: 'xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx...' is not a finite number"},
         {kHead + "tscale,0\n" + columns, ":4: tscale: 0 is not above 0"},
         {kHead + "gscale,abc\n" + columns, ":4: gscale: 'abc' is not a finite number"},
         {kHead + "orientation,XX\n", ":4: orientation: 'XX' is not an orientation"},
@@ -94,6 +99,74 @@ TEST(MotionLog, ThinningLosesNoRotation) {
     }
 }
 
+TEST(Text, IsEscapedAndCutForMessages) {
+    const std::pair<const char*, const char*> kCases[] = {
+        {"Zoë's 走.mp4", "Zoë's 走.mp4"},
+        {"a\x1b[2J\r\n\x7f", "a\\x1B[2J\\x0D\\x0A\\x7F"},
+        {"\xff\xc3", "\\xFF\\xC3"},
+        {"\xc0\xaf \xed\xa0\x80 \xf4\x90\x80\x80",
+         "\\xC0\\xAF \\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80"},
+        {"\xc2\x9b|\xe2\x80\xae|\xe2\x80\xa8|\xe2\x81\xa6",
+         "\\xC2\\x9B|\\xE2\\x80\\xAE|\\xE2\\x80\\xA8|\\xE2\\x81\\xA6"}};
+    for (const auto& [text, shown] : kCases) EXPECT_EQ(escaped(text), shown);
+    EXPECT_EQ(excerpt(std::string(40, 'x')), std::string(40, 'x'));
+    EXPECT_EQ(excerpt(std::string(41, 'x')), std::string(40, 'x') + "...");
+    EXPECT_EQ(excerpt(std::string(39, 'x') + "走"), std::string(39, 'x') + "...");
+}
+
+TEST(ReadFile, TakesRegularFilesOnly) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder.path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& path : {pipe, std::string("/dev/zero"), folder.path("")}) {
+        EXPECT_EQ(errorOf([&] { readFile(path); }), path + ": is not a regular file");
+    }
+    EXPECT_EQ(errorOf([] { readFile("no\nfile"); }),
+              "no\\x0Afile: cannot be read: No such file or directory");
+    EXPECT_EQ(readFile(folder.write("file", "abcdef"), 3), "abc");
+}
+
+TEST(ClipMetadata, NamesFilesBelowItsFolderOnly) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directories(folder.path("clip/logs"));
+    folder.write("outside.gcsv", "");
+    std::filesystem::create_symlink("../outside.gcsv", folder.path("clip/link.gcsv"));
+    std::filesystem::create_symlink("logs", folder.path("clip/inner"));
+    const auto errorFor = [&](const std::string& file, NamedPaths paths) {
+        const std::string text = R"({"imu": {"file": ")" + file + R"("}})";
+        return errorOf([&] { readClipMetadata(folder.write("clip/clip.json", text), paths); });
+    };
+    for (const char* file : {"a.gcsv", "logs/a.gcsv", "./logs/../a.gcsv", "inner/a.gcsv"}) {
+        EXPECT_EQ(errorFor(file, NamedPaths::kBelow), "none") << file;
+    }
+    const std::string absolute = folder.path("clip/a.gcsv");
+    for (const std::string& file :
+         {std::string("../outside.gcsv"), std::string("logs/../../outside.gcsv"),
+          std::string("link.gcsv"), std::string("/etc/passwd"), absolute}) {
+        EXPECT_NE(errorFor(file, NamedPaths::kBelow).find("--allow-outside-paths"),
+                  std::string::npos)
+            << file;
+        EXPECT_EQ(errorFor(file, NamedPaths::kAnywhere), "none") << file;
+    }
+    EXPECT_NE(errorOf([&] {
+                  readClipMetadata(
+                      folder.write("clip/clip.json", R"({"frames_file": "../outside.gcsv"})"));
+              }).find("frames_file: ../outside.gcsv is not below"),
+              std::string::npos);
+}
+
+TEST(ClipMetadata, UnknownKeysAreNamed) {
+    const TemporaryFolder folder;
+    const auto warnings = readClipMetadata(folder.write("clip.json", R"({"focal": 1, "licence": "",
+        "a\u001bb": 1, "c": 1, "d": 1, "e": 1, "f": 1, "g": 1, "some_note": 1})"))
+                              .warnings;
+    ASSERT_EQ(warnings.size(), 2u);
+    EXPECT_NE(warnings[0].find("focal is not a known key; did you mean focal_px?"),
+              std::string::npos);
+    EXPECT_NE(warnings[1].find("not used: a\\x1Bb, c, d, e, f and 2 more"), std::string::npos)
+        << warnings[1];
+}
+
 TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
     const TemporaryFolder folder;
     folder.write("frames.csv", "frame,timestamp_s\n0,0.5\n1,0.6\n");
@@ -110,19 +183,27 @@ TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
     EXPECT_EQ(metadata.frameTimes, (std::vector<double>{0.5, 0.6}));
 
     const std::pair<const char*, const char*> kCases[] = {
-        {"{", "not JSON"},
+        {"{\n\"width\": \x1b[2J}", "not JSON: a mistake in line 2, or before it"},
+        {R"({"focal_px": 1e999})", "not JSON: it holds a number that is too large"},
         {"[]", "not a JSON object"},
-        {R"({"focal_px": "x"})", "focal_px: "},
+        {R"({"focal_px": "x"})", "focal_px: is not a number"},
+        {R"({"imu": {"file": 1}})", "imu: is not a text in quotes"},
+        {R"({"imu": []})", "imu: is not an object"},
+        {R"({"axes": {"device_x": "01234567890123456789012345678901234567890123456789",
+              "device_y": "+x", "device_z": "+z"}})",
+         "axes: '0123456789012345678901234567890123456789...' is not an axis"},
         {R"({"focal_px": 0})", "focal_px: 0 is not at least 1"},
         {R"({"readout_s": -1})", "readout_s: -1 is not at least 0"},
-        {R"({"axes": {"device_x": "+x"}})", "axes: "},
-        {R"({"gravity_hint_mps2": [1]})", "gravity_hint_mps2: "},
+        {R"({"axes": {"device_x": "+x"}})", "axes: device_y is missing"},
+        {R"({"gravity_hint_mps2": [1]})", "gravity_hint_mps2: is not a list of three numbers"},
     };
     for (const auto& [text, message] : kCases) {
         const std::string path = folder.write("bad.json", text);
         const std::string error = errorOf([&] { readClipMetadata(path); });
         EXPECT_EQ(error.find(path + ": " + message), 0u) << error;
     }
+    const std::string large = folder.write("bad.json", std::string((1 << 20) + 1, '['));
+    EXPECT_EQ(errorOf([&] { readClipMetadata(large); }), large + ": is larger than 1048576 bytes");
     folder.write("frames.csv", "frame,timestamp_s\n0,0.5\n2,0.6\n");
     const std::string error = errorOf([&] { readClipMetadata(folder.write("clip.json", "{}")); });
     EXPECT_NE(error.find("frames.csv:3: frame: 2"), std::string::npos) << error;

@@ -7,10 +7,13 @@
 #include <filesystem>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <nlohmann/json.hpp>
 
 namespace framehold {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -28,30 +31,110 @@ void readKey(const std::string& path, const json& object, const char* key, Read 
     }
 }
 
-/// Keys that are not known are remarks, unless they look like one that is.
-std::vector<std::string> misspeltKeys(const std::string& path, const json& root) {
-    const std::vector<std::string> kKnown = {"name",       "video",
-                                             "frames",     "width",
-                                             "height",     "fps",
-                                             "duration_s", "focal_px",
-                                             "readout_s",  "time_offset_s",
-                                             "axes",       "gravity_hint_mps2",
-                                             "imu",        "clock_drift_ppm",
-                                             "frames_file"};
+/// Sentences on keys that are not known: each that looks like a misspelt one, then the others.
+std::vector<std::string> unknownKeys(const std::string& path, const json& root) {
+    const std::vector<std::string> kKnown = {
+        "name",   "video",         "frames",     "width",           "height",
+        "fps",    "duration_s",    "imu",        "focal_px",        "readout_s",
+        "axes",   "time_offset_s", "seed",       "clock_drift_ppm", "gravity_hint_mps2",
+        "motion", "moving_share",  "frames_file"};
+    constexpr size_t kMostNamed = 5;
+    const std::string file = escaped(path);
     std::vector<std::string> warnings;
+    std::vector<std::string> others;
+    size_t count = 0;
     for (const auto& [key, value] : root.items()) {
         const bool isRemark = key.size() > 5 && key.compare(key.size() - 5, 5, "_note") == 0;
         if (isRemark || std::find(kKnown.begin(), kKnown.end(), key) != kKnown.end()) continue;
-        const std::string nearest = nearestName(key, kKnown);
-        if (nearest.empty()) continue;
-        warnings.push_back(
-            fmt::format("{}: {} is not a known key; did you mean {}?", path, key, nearest));
+        const std::string nearest = excerpt(key) == key ? nearestName(key, kKnown) : "";
+        if (!nearest.empty() && warnings.size() < kMostNamed) {
+            warnings.push_back(
+                fmt::format("{}: {} is not a known key; did you mean {}?", file, key, nearest));
+        } else if (++count <= kMostNamed) {
+            others.push_back(excerpt(key));
+        }
+    }
+    if (count > 0) {
+        const std::string more =
+            count > kMostNamed ? fmt::format(" and {} more", count - kMostNamed) : "";
+        warnings.push_back(fmt::format("{}: keys that are not known and not used: {}{}", file,
+                                       fmt::join(others, ", "), more));
     }
     return warnings;
 }
 
+/// Content of a file as JSON, errors in words of our own.
+json parseJson(const std::string& path) {
+    // Much more than any clip.json has, and little enough to take apart.
+    constexpr size_t kLargest = 1 << 20;
+    const std::string text = readFile(path, kLargest + 1);
+    if (text.size() > kLargest) {
+        throw FileError(path, 0, fmt::format("is larger than {} bytes", kLargest));
+    }
+    try {
+        return json::parse(text);
+    } catch (const json::parse_error& error) {
+        const auto end = text.begin() + static_cast<ptrdiff_t>(std::min(error.byte, text.size()));
+        throw FileError(path, 0,
+                        fmt::format("not JSON: a mistake in line {}, or before it",
+                                    1 + std::count(text.begin(), end, '\n')));
+    } catch (const json::exception&) {
+        throw FileError(path, 0, "not JSON: it holds a number that is too large");
+    }
+}
+
+double numberIn(const json& value) {
+    if (!value.is_number()) throw std::invalid_argument("is not a number");
+    return value.get<double>();
+}
+
+std::string textIn(const json& value) {
+    if (!value.is_string()) throw std::invalid_argument("is not a text in quotes");
+    return value.get<std::string>();
+}
+
+Vec3 vectorIn(const json& value) {
+    if (!value.is_array() || value.size() != 3) {
+        throw std::invalid_argument("is not a list of three numbers");
+    }
+    return {numberIn(value[0]), numberIn(value[1]), numberIn(value[2])};
+}
+
+AxisMapping axesIn(const json& value) {
+    std::array<std::string, 3> terms;
+    for (size_t i = 0; i < 3; ++i) {
+        const std::string key = std::string("device_") + "xyz"[i];
+        if (!value.is_object() || !value.contains(key)) {
+            throw std::invalid_argument(key + " is missing");
+        }
+        if (!value[key].is_string()) throw std::invalid_argument(key + " is not a text in quotes");
+        terms[i] = value[key].get<std::string>();
+    }
+    return AxisMapping::fromTerms(terms);
+}
+
+/// Path of a file that a clip.json names; throws std::invalid_argument for one that it may not.
+std::string pathIn(const json& value, const fs::path& folder, NamedPaths paths) {
+    const std::string name = textIn(value);
+    if (name.find('\0') != std::string::npos) throw std::invalid_argument("holds a zero byte");
+    const std::string path = (folder / name).string();
+    if (paths == NamedPaths::kAnywhere) return path;
+    std::error_code failed;
+    const fs::path top = fs::weakly_canonical(folder.empty() ? fs::path(".") : folder, failed);
+    const fs::path real = failed ? fs::path() : fs::weakly_canonical(path, failed);
+    const bool isBelow =
+        !failed &&
+        std::mismatch(top.begin(), top.end(), real.begin(), real.end()).first == top.end();
+    if (!isBelow || fs::path(name).is_absolute()) {
+        throw std::invalid_argument(
+            fmt::format("{} is not below the folder of this file; --allow-outside-paths allows it",
+                        excerpt(name)));
+    }
+    return path;
+}
+
 double atLeast(double low, const json& value) {
-    const auto number = value.get<double>();
+    const double number = numberIn(value);
     if (!(number >= low)) {
         throw std::invalid_argument(fmt::format("{} is not at least {}", number, low));
     }
@@ -82,54 +165,45 @@ std::vector<double> readFrameTimes(const std::string& path) {
         if (fields.size() < 2) lines.fail("timestamp_s is missing");
         const double frame = lines.number(fields[0], "frame");
         if (frame != static_cast<double>(times.size())) {
-            lines.fail(fmt::format("frame: {} where {} is expected", fields[0], times.size()));
+            lines.fail(
+                fmt::format("frame: {} where {} is expected", excerpt(fields[0]), times.size()));
         }
         times.push_back(lines.number(fields[1], "timestamp_s"));
     }
     return times;
 }
 
-ClipMetadata readClipMetadata(const std::string& path) {
-    json root;
-    try {
-        root = json::parse(readFile(path));
-    } catch (const json::exception& error) {
-        throw FileError(path, 0, fmt::format("not JSON: {}", error.what()));
-    }
+ClipMetadata readClipMetadata(const std::string& path, NamedPaths paths) {
+    const json root = parseJson(path);
     if (!root.is_object()) throw FileError(path, 0, "not a JSON object");
 
     ClipMetadata metadata;
-    metadata.warnings = misspeltKeys(path, root);
-    readKey(path, root, "video", [&](const json& v) { metadata.video = v.get<std::string>(); });
+    metadata.warnings = unknownKeys(path, root);
+    readKey(path, root, "video", [&](const json& v) { metadata.video = textIn(v); });
     readKey(path, root, "width", [&](const json& v) { metadata.width = pictureWidth(v); });
     readKey(path, root, "focal_px", [&](const json& v) { metadata.focalLength = atLeast(1.0, v); });
     readKey(path, root, "readout_s",
             [&](const json& v) { metadata.readoutTime = atLeast(0.0, v); });
-    readKey(path, root, "time_offset_s",
-            [&](const json& v) { metadata.timeOffset = v.get<double>(); });
+    readKey(path, root, "time_offset_s", [&](const json& v) { metadata.timeOffset = numberIn(v); });
     readKey(path, root, "clock_drift_ppm",
-            [&](const json& v) { metadata.clockDrift = 1e-6 * v.get<double>(); });
+            [&](const json& v) { metadata.clockDrift = 1e-6 * numberIn(v); });
     readKey(path, root, "gravity_hint_mps2",
-            [&](const json& v) { metadata.gravityHint = v.get<Vec3>(); });
-    readKey(path, root, "axes", [&](const json& v) {
-        metadata.axes = AxisMapping::fromTerms({v.at("device_x").get<std::string>(),
-                                                v.at("device_y").get<std::string>(),
-                                                v.at("device_z").get<std::string>()});
-    });
-    const auto folder = std::filesystem::path(path).parent_path();
+            [&](const json& v) { metadata.gravityHint = vectorIn(v); });
+    readKey(path, root, "axes", [&](const json& v) { metadata.axes = axesIn(v); });
+    const fs::path folder = fs::path(path).parent_path();
     readKey(path, root, "imu", [&](const json& v) {
-        if (v.contains("file"))
-            metadata.motionLog = (folder / v.at("file").get<std::string>()).string();
+        if (!v.is_object()) throw std::invalid_argument("is not an object");
+        if (v.contains("file")) metadata.motionLog = pathIn(v["file"], folder, paths);
     });
-    std::string frames = "frames.csv";
-    bool mustExist = false;
+    std::optional<std::string> frames;
+    bool hasNone = false;
     readKey(path, root, "frames_file", [&](const json& v) {
-        frames = v.get<std::string>();
-        mustExist = true;
+        hasNone = v == "";
+        if (!hasNone) frames = pathIn(v, folder, paths);
     });
-    if (frames.empty()) return metadata;
-    frames = (folder / frames).string();
-    if (mustExist || std::filesystem::exists(frames)) metadata.frameTimes = readFrameTimes(frames);
+    const std::string beside = (folder / "frames.csv").string();
+    if (!frames && !hasNone && fs::exists(beside)) frames = beside;
+    if (frames) metadata.frameTimes = readFrameTimes(*frames);
     return metadata;
 }
 

@@ -20,17 +20,23 @@ struct ClipMetadata {
     std::optional<Vec3> gravityHint;       // m/s^2 in device axes, at the start
     std::optional<std::string> motionLog;  // path, with the folder of the clip.json
     std::vector<double> frameTimes;        // seconds; empty if there is no frames.csv
-    std::vector<std::string> warnings;     // of keys that look like misspelt ones
+    std::vector<std::string> warnings;     // of keys that are not known
 };
 
 /// Reads the times of frames, in seconds, from a file with the columns frame,timestamp_s, frames
 /// counted from 0. Throws FileError with the line and the column.
 std::vector<double> readFrameTimes(const std::string& path);
 
+/// Where the files may be that a clip.json names.
+enum class NamedPaths {
+    kBelow,  // in the folder of the clip.json or below, with no symbolic link that leads out
+    kAnywhere,
+};
+
 /// Reads a clip.json (keys video, width, focal_px, readout_s, time_offset_s, clock_drift_ppm, axes,
 /// gravity_hint_mps2, imu.file, frames_file) and the times of the frames: those in frames_file, none
 /// if that is empty, or if it is not there, those in a frames.csv beside the clip.json. All keys
-/// are optional. Throws FileError with the key.
-ClipMetadata readClipMetadata(const std::string& path);
+/// are optional. Throws FileError with the key, also for a file elsewhere than `paths` allows.
+ClipMetadata readClipMetadata(const std::string& path, NamedPaths paths = NamedPaths::kBelow);
 
 }  // namespace framehold
