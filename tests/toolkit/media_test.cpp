@@ -49,6 +49,39 @@ TEST(OutputFile, NamesFileAndReason) {
               onFullDisk + ": cannot be written: No space left on device");
 }
 
+TEST(OpenInput, ReadsTheNamedFileOnly) {
+    keepLibavMessages();
+    const TemporaryFolder folder;
+    const std::string video = "YUV4MPEG2 W2 H2 F30:1\nFRAME\n" + std::string(6, 'x');
+    for (const char* name : {"a:b.y4m", "-dash.y4m", "http:x.y4m", "50%d.y4m", "\xff\n.y4m"}) {
+        folder.write(name, video);
+        const std::string path = folder.path(name);
+        EXPECT_EQ(errorOf([&] { openInput(path); }), "none") << name;
+        // Relative names, too: nothing but the name is before the colon or the dash.
+        const auto before = std::filesystem::current_path();
+        std::filesystem::current_path(folder.path(""));
+        EXPECT_EQ(errorOf([&] { openInput(name); }), "none") << name;
+        std::filesystem::current_path(before);
+    }
+    const std::string target = folder.path("a:b.y4m");
+    const std::pair<const char*, std::string> kLists[] = {
+        {"list.txt", "ffconcat version 1.0\nfile a.y4m\n"},
+        {"list.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\n" + target + "\n"},
+        {"list.mpd",
+         "<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" "
+         "profiles=\"urn:mpeg:dash:profile:isoff-main:2011\"></MPD>"},
+        {"list.sdp",
+         "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\nm=video 5000 RTP/AVP "
+         "96\n"},
+        {"clip.mp4", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nhttp://127.0.0.1/a\n"}};
+    for (const auto& [name, text] : kLists) {
+        const std::string path = folder.write(name, text);
+        EXPECT_NE(errorOf([&] { openInput(path); }).find("a list of other files"),
+                  std::string::npos)
+            << errorOf([&] { openInput(path); });
+    }
+}
+
 /// A frame of one colour.
 AvPtr<AVFrame> plainFrame(uint8_t y, uint8_t cb, uint8_t cr) {
     AvPtr<AVFrame> frame = makeNv12Frame(16, 16);

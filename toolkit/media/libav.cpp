@@ -1,6 +1,7 @@
 #include "media/libav.h"
 
 #include "common/interruption.h"
+#include "common/text_fields.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -32,7 +33,7 @@ void keepLibavMessages() { av_log_set_callback(keep); }
 
 void forgetLibavMessage() { lastMessage.clear(); }
 
-std::string libavMessage() { return lastMessage.empty() ? "" : " (" + lastMessage + ")"; }
+std::string libavMessage() { return lastMessage.empty() ? "" : " (" + escaped(lastMessage) + ")"; }
 
 namespace {
 
@@ -53,10 +54,31 @@ AvPtr<T> owned(T* p) {
 }  // namespace
 
 MediaError::MediaError(const std::string& file, const std::string& what)
-    : std::runtime_error(fmt::format("{}: {}", file, what)) {}
+    : std::runtime_error(fmt::format("{}: {}", escaped(file), what)) {}
 
 MediaError::MediaError(const std::string& file, const std::string& what, int code)
     : MediaError(file, fmt::format("{}: {}", what, describe(code))) {}
+
+namespace {
+
+/// Containers, bare video streams and pictures. Missing are playlists (hls, dash, concat, ...), which
+/// make FFmpeg open other files, and all that has no pictures.
+constexpr const char* kFormats =
+    "asf,av1,avi,avs2,cavsvideo,dirac,dnxhd,dv,flv,gif,h261,h263,h264,hevc,image2,ivf,m4v,matroska,"
+    "mjpeg,mov,mpeg,mpegts,mpegtsraw,mpegvideo,mxf,nut,obu,ogg,rm,vc1,webp,yuv4mpegpipe,"
+    "bmp_pipe,jpeg_pipe,jpegls_pipe,png_pipe,tiff_pipe,webp_pipe";
+
+/// Limits what is read to the file itself; the caller frees the options.
+AVDictionary* inputLimits(bool isPipe) {
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", isPipe ? "pipe" : "file", 0);
+    av_dict_set(&options, "format_whitelist", kFormats, 0);
+    return options;
+}
+
+}  // namespace
+
+std::string fileUrl(const std::string& path) { return "file:" + path; }
 
 AvInput openInput(const std::string& path) {
     const bool isPipe = path == "-";
@@ -65,8 +87,16 @@ AvInput openInput(const std::string& path) {
     format->interrupt_callback = {stopsWaiting, nullptr};
     const AVInputFormat* y4m = isPipe ? av_find_input_format("yuv4mpegpipe") : nullptr;
     forgetLibavMessage();
-    int code = avformat_open_input(&format, isPipe ? "pipe:0" : path.c_str(), y4m, nullptr);
+    AVDictionary* limits = inputLimits(isPipe);
+    int code =
+        avformat_open_input(&format, isPipe ? "pipe:0" : fileUrl(path).c_str(), y4m, &limits);
+    av_dict_free(&limits);
     throwIfInterrupted();
+    if (code < 0 && lastMessage.find("not on whitelist") != std::string::npos) {
+        throw MediaError(path,
+                         "is no video, or a list of other files, such as a playlist, which is not "
+                         "opened");
+    }
     if (code < 0 && isPipe) {
         throw MediaError("standard input", "is not YUV4MPEG2 (ffmpeg -f yuv4mpegpipe makes it)");
     }

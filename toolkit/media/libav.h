@@ -37,8 +37,12 @@ struct CloseInput {
 /// Open file with its streams.
 using AvInput = std::unique_ptr<AVFormatContext, CloseInput>;
 
-/// Opens a file and looks for its streams. path: any file that FFmpeg reads; or "-", a YUV4MPEG2
-/// stream on standard input. Waiting for data ends when the program is interrupted. Throws
+/// Path as FFmpeg's libraries take it, whatever characters are in it.
+std::string fileUrl(const std::string& path);
+
+/// Opens a file and looks for its streams. path: a file of a container that holds its streams
+/// itself, as opposed to lists of other files; or "-", a YUV4MPEG2 stream on standard input. Nothing
+/// but this file is read. Waiting for data ends when the program is interrupted. Throws
 /// MediaError and Interrupted.
 AvInput openInput(const std::string& path);
 

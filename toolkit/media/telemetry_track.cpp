@@ -1,5 +1,6 @@
 #include "media/telemetry_track.h"
 
+#include "common/interruption.h"
 #include "media/libav.h"
 
 namespace framehold {
@@ -42,6 +43,7 @@ std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path) {
     TelemetryTrack telemetry{*kindOf(*track), {}};
     const AvPtr<AVPacket> packet = makePacket();
     for (;;) {
+        throwIfInterrupted();
         const int code = av_read_frame(format.get(), packet.get());
         if (code == AVERROR_EOF) return telemetry;
         if (code < 0) throw MediaError(path, "cannot be read on", code);

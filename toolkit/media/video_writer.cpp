@@ -39,7 +39,7 @@ VideoWriter::VideoWriter(const std::string& path, const VideoSettings& settings,
                          const VideoReader* source)
     : name_(path == "-" ? "standard output" : path) {
     if (path != "-") file_.emplace(path);
-    const std::string url = file_ ? file_->temporary() : "pipe:1";
+    const std::string url = file_ ? fileUrl(file_->temporary()) : "pipe:1";
     avformat_alloc_output_context2(&format_, &findContainer(path), nullptr, url.c_str());
     if (format_ == nullptr) throw std::bad_alloc();
     try {
