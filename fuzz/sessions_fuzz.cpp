@@ -3,6 +3,7 @@
 #include "session/session_file.h"
 #include "support/temporary_folder.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
@@ -16,6 +17,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         SessionReader session(folder.write("session", head + bytes));
         const ZPR_Image& frame = session.frame();
+        const auto sizeOf = [](const ZPR_Image& image) { return 1.5 * image.width * image.height; };
+        const double kept = (1.0 + session.param().delayFrames) * sizeOf(frame) +
+                            sizeOf(session.param().outputImage);
+        zpr_fuzz::require(kept <= std::max(1.1e9, 2.0 * static_cast<double>(size)),
+                          "no more memory is asked for than the file accounts for");
         for (auto event = session.next(); event != SessionReader::Event::kEnd;
              event = session.next()) {
             if (event != SessionReader::Event::kFrame) continue;

@@ -1,6 +1,9 @@
 #include "session/session_file.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 namespace framehold {
 
@@ -14,6 +17,12 @@ constexpr char kDrainTag = 'D';
 constexpr char kCut[] = ": ends within an event";
 
 constexpr int32_t kLargestSide = 65536;
+
+/// Bytes of a picture of two planes.
+uint64_t bytesOf(const ZPR_Image& image) {
+    const uint64_t luma = static_cast<uint64_t>(image.width) * static_cast<uint64_t>(image.height);
+    return luma + luma / 2;
+}
 
 bool isPossible(int32_t side) { return side >= 2 && side <= kLargestSide; }
 
@@ -82,7 +91,12 @@ void SessionWriter::drain() { put(file_.stream(), kDrainTag); }
 
 void SessionWriter::finish() { file_.commit(); }
 
-SessionReader::SessionReader(const std::string& path) : path_(path), in_(path, std::ios::binary) {
+SessionReader::SessionReader(const std::string& path) : path_(path) {
+    std::error_code failed;
+    if (!std::filesystem::is_regular_file(path, failed)) {
+        throw std::runtime_error(path_ + ": is not a file that can be read");
+    }
+    in_.open(path, std::ios::binary);
     std::string head(sizeof kHead - 1, '\0');
     in_.read(head.data(), static_cast<std::streamsize>(head.size()));
     visitParam(param_, [this](auto& value) { get(in_, value); });
@@ -97,6 +111,21 @@ SessionReader::SessionReader(const std::string& path) : path_(path), in_(path, s
         image->pitch[0] = image->pitch[1] = image->width;
     }
     frame_ = param_.inputImage;
+    requireMemory();
+}
+
+void SessionReader::requireMemory() {
+    constexpr uint64_t kAlwaysFine = uint64_t{1} << 30;
+    const uint64_t most = std::max(kAlwaysFine, 2 * bytesLeft());
+    // The frames that wait, the one that comes in, and one that comes out.
+    const auto waiting = static_cast<uint64_t>(std::max(param_.delayFrames, 0));
+    const uint64_t frame = bytesOf(param_.inputImage);
+    const uint64_t fixed = frame + bytesOf(param_.outputImage);
+    if (fixed <= most && waiting <= (most - fixed) / frame) return;
+    throw std::runtime_error(path_ + ": damaged: " + std::to_string(waiting) +
+                             " waiting frames of " + std::to_string(param_.inputImage.width) +
+                             " x " + std::to_string(param_.inputImage.height) +
+                             " pixels would take more " + "memory than the file accounts for");
 }
 
 uint64_t SessionReader::bytesLeft() {
@@ -119,15 +148,13 @@ SessionReader::Event SessionReader::next() {
     } else if (tag == kFrameTag) {
         event = Event::kFrame;
         get(in_, timestamp_);
-        const uint64_t luma =
-            static_cast<uint64_t>(frame_.width) * static_cast<uint64_t>(frame_.height);
-        const uint64_t bytes = luma + luma / 2;
+        const uint64_t bytes = bytesOf(frame_);
         if (bytes > bytesLeft()) throw std::runtime_error(path_ + kCut);
         pixels_.resize(static_cast<size_t>(bytes));
         in_.read(reinterpret_cast<char*>(pixels_.data()),
                  static_cast<std::streamsize>(pixels_.size()));
         frame_.plane[0] = pixels_.data();
-        frame_.plane[1] = pixels_.data() + luma;
+        frame_.plane[1] = pixels_.data() + bytes / 3 * 2;
     } else if (tag != kDrainTag) {
         throw std::runtime_error(path_ + ": damaged: unknown event");
     }

@@ -36,7 +36,9 @@ class SessionReader {
 public:
     enum class Event { kEnd, kSample, kFrame, kDrain };
 
-    /// Pictures with sides below 2 or above 65536 are refused.
+    /// Refused are pictures with sides below 2 or above 65536, and parameters whose instance would
+    /// keep more than 1 GiB of pictures, if that is more than twice the file's size. What is not a
+    /// regular file is refused, too.
     explicit SessionReader(const std::string& path);
 
     /// Parameters of the instance; pitches are the widths.
@@ -54,6 +56,8 @@ public:
 private:
     /// Number of bytes from the current position to the end.
     uint64_t bytesLeft();
+    /// Throws for parameters that would take more memory than the file accounts for.
+    void requireMemory();
 
     std::string path_;
     std::ifstream in_;
