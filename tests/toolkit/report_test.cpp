@@ -45,7 +45,7 @@ RunRecord makeRun() {
     run.param = zpr_test::makeParam(640, 360);
     run.param.fieldOfView = 503.5;
     run.param.fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;
-    run.notes = {"a </script> note"};
+    run.notes = {"a </script> <!-- note & \xE2\x80\xA8"};
     const Quaternion none(1, 0, 0, 0);
     run.frames.push_back({1.5, none, rotation(0.1, 0, 1, 0), 0.25, 2.5});
     for (int i = 0; i < 2; ++i) run.frames.push_back({1.6, std::nullopt, std::nullopt, 0.0, 1.0});
@@ -71,7 +71,7 @@ TEST(RunRecord, IsTheSameAfterAFile) {
     const std::pair<const char*, const char*> kCases[] = {
         {"[]", "is not what stabilize --save-run writes"},
         {R"({"kind": "framehold run"})", "input"},
-        {"{", "parse error"}};
+        {"{", "not JSON"}};
     for (const auto& [text, message] : kCases) {
         const std::string error =
             zpr_test::errorOf([&] { loadRunRecord(folder.write("bad.json", text)); });
@@ -119,7 +119,8 @@ TEST(ReportPage, HoldsItsDataAndNothingFromOutside) {
     }
     writeReport(path, makeContent());
     const std::string page = readFile(path);
-    EXPECT_NE(page.find("a <\\/script> note"), std::string::npos);
+    EXPECT_NE(page.find("a \\u003c/script\\u003e \\u003c!-- note \\u0026 \\u2028"),
+              std::string::npos);
     EXPECT_EQ(page.find("<!--"), std::string::npos);
     for (const char* outside : {"src=\"http", "href=", "@import", "url("}) {
         EXPECT_EQ(page.find(outside), std::string::npos) << outside;

@@ -4,8 +4,11 @@
 #include "report/page_data.h"
 #include "report/report_page.h"
 
+#include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace framehold {
 
@@ -24,13 +27,28 @@ void replaceMark(std::string& page, std::string_view mark, std::string_view text
     page.replace(page.find(mark), mark.size(), text);
 }
 
-/// JSON as it may stand inside a script element, which any "</" could end.
+/// JSON as it may stand inside a script element: without what could end the element, start a comment
+/// in it, or end a line of a script. All these characters occur in strings only.
 std::string embeddable(const nlohmann::ordered_json& data) {
-    std::string text = data.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    for (size_t at = 0; (at = text.find("</", at)) != std::string::npos; at += 3) {
-        text.insert(at + 1, "\\");
+    constexpr std::pair<std::string_view, std::string_view> kEscapes[] = {
+        {"<", "\\u003c"},
+        {">", "\\u003e"},
+        {"&", "\\u0026"},
+        {"\xE2\x80\xA8", "\\u2028"},
+        {"\xE2\x80\xA9", "\\u2029"},
+    };
+    const std::string text =
+        data.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::string result;
+    for (std::string_view rest = text; !rest.empty();) {
+        const auto escape = std::find_if(std::begin(kEscapes), std::end(kEscapes), [&](auto& e) {
+            return rest.substr(0, e.first.size()) == e.first;
+        });
+        const bool isPlain = escape == std::end(kEscapes);
+        result += isPlain ? rest.substr(0, 1) : escape->second;
+        rest.remove_prefix(isPlain ? 1 : escape->first.size());
     }
-    return text;
+    return result;
 }
 
 }  // namespace

@@ -74,13 +74,13 @@ void saveRunRecord(const std::string& path, const RunRecord& run) {
                                   {"margin_used", frame.marginUsed},
                                   {"milliseconds", frame.milliseconds}});
     }
-    writeFile(path, json.dump() + "\n");
+    writeFile(path, json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
 }
 
 RunRecord loadRunRecord(const std::string& path) {
-    const std::string text = readFile(path);
+    const ordered_json json = ordered_json::parse(readFile(path), nullptr, false);
+    if (json.is_discarded()) throw FileError(path, 0, "not JSON");
     try {
-        const ordered_json json = ordered_json::parse(text);
         if (!json.is_object() || json.value("kind", "") != kKind) {
             throw FileError(path, 0, "is not what stabilize --save-run writes");
         }
@@ -88,14 +88,14 @@ RunRecord loadRunRecord(const std::string& path) {
         visitFields(run, [&](const char* name, auto& field) {
             try {
                 json.at(name).get_to(field);
-            } catch (const nlohmann::json::exception& error) {
-                throw FileError(path, 0, fmt::format("{}: {}", name, error.what()));
+            } catch (const nlohmann::json::exception&) {
+                throw FileError(path, 0, fmt::format("{}: is missing, or of another kind", name));
             }
         });
         for (const ordered_json& frame : json.at("frames")) run.frames.push_back(frameFrom(frame));
         return run;
-    } catch (const nlohmann::json::exception& error) {
-        throw FileError(path, 0, error.what());
+    } catch (const nlohmann::json::exception&) {
+        throw FileError(path, 0, "frames: a value is missing, or of another kind");
     }
 }
 

@@ -15,6 +15,7 @@ const address = pathToFileURL(page_file).href;
 const complaints = [];
 const requests = [];
 page.on("console", (message) => complaints.push(`${message.type()}: ${message.text()}`));
+page.on("dialog", (dialog) => { complaints.push(`dialog: ${dialog.message()}`); dialog.dismiss(); });
 page.on("pageerror", (error) => complaints.push(`error: ${error}`));
 page.on("request", (request) => {
   const url = request.url();
@@ -80,6 +81,8 @@ try {
   // Warnings and values are text of the page, whatever they hold.
   const text = await page.locator("body").innerText();
   for (const wanted of ["frames have no orientation", "ZPR_GetDefaultParam(&param);", "</script><b>odd</b>",
+                        "<!-- <script> ]]> &amp; \u2029", "<img src=x onerror=alert(2)>",
+                        "steady<svg onload=alert(4)>.mp4", "<!--<script>alert(1)&lt;\u2028\ufffd.gcsv",
                         "translation, px RMS", "of the shake is left", "Readout time"]) {
     assert.ok(text.includes(wanted), `the page does not say: ${wanted}`);
   }
