@@ -3,6 +3,7 @@
 #include "cli/usage_errors.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
+#include "common/text_fields.h"
 #include "media/libav.h"
 #include "zpr_framehold.h"
 
@@ -55,10 +56,10 @@ int main(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (const framehold::Interrupted& error) {
-        std::fprintf(stderr, "framehold: %s\n", error.what());
+        std::fprintf(stderr, "framehold: %s\n", framehold::escaped(error.what()).c_str());
         return framehold::kInterrupted;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "framehold: %s\n", error.what());
+        std::fprintf(stderr, "framehold: %s\n", framehold::escaped(error.what()).c_str());
         return framehold::kFailed;
     }
 }

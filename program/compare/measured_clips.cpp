@@ -4,6 +4,7 @@
 #include "common/interruption.h"
 #include "common/output_file.h"
 #include "common/progress.h"
+#include "common/text_fields.h"
 #include "measures/cropping_ratio.h"
 #include "measures/measure_rows.h"
 #include "media/video_reader.h"
@@ -28,7 +29,7 @@ void printTable(const std::vector<ClipMeasures>& clips) {
     };
     printRow("", [](const ClipMeasures& clip) {
         const std::string name = std::filesystem::path(clip.video).filename().string();
-        return name.size() < kColumn ? name : "~" + name.substr(name.size() - kColumn + 2);
+        return escaped(name.size() < kColumn ? name : "~" + name.substr(name.size() - kColumn + 2));
     });
     printRow("size", [](const ClipMeasures& clip) {
         return fmt::format("{}x{}", clip.width, clip.height);
@@ -64,7 +65,7 @@ void printJson(const std::vector<ClipMeasures>& clips, double cutoff) {
         }
         all["clips"].push_back(one);
     }
-    fmt::print("{}\n", all.dump(1));
+    fmt::print("{}\n", all.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 std::string pathTable(const std::vector<ClipMeasures>& clips) {

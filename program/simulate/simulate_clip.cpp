@@ -202,8 +202,10 @@ private:
         if (!o_.motion.empty()) metadata["motion"] = {{"file", o_.motion}, {"from_s", o_.from}};
         metadata["moving_share"] = o_.moving;
         metadata["seed"] = o_.path.seed;
-        writeText(metadataFile("clip.json"),
-                  [&](std::ostream& out) { out << metadata.dump(1) << '\n'; });
+        writeText(metadataFile("clip.json"), [&](std::ostream& out) {
+            out << metadata.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                << '\n';
+        });
     }
 
     const SimulateOptions& o_;

@@ -1,6 +1,7 @@
 #include "stabilize/run_summary.h"
 
 #include "clip/camera_settings.h"
+#include "common/text_fields.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -89,11 +90,11 @@ void RunMessages::note(const std::string& text) {
 
 void RunMessages::warn(const std::string& text) {
     record_.warnings.push_back(text);
-    fmt::print(stderr, "{}warning: {}\n", prefix_, text);
+    fmt::print(stderr, "{}warning: {}\n", escaped(prefix_), escaped(text));
 }
 
 void RunMessages::say(const std::string& text) const {
-    if (showsNotes_) fmt::print(stderr, "{}{}\n", prefix_, text);
+    if (showsNotes_) fmt::print(stderr, "{}{}\n", escaped(prefix_), escaped(text));
 }
 
 }  // namespace framehold

@@ -1,6 +1,7 @@
 #include "stabilize/stabilize_batch.h"
 
 #include "common/interruption.h"
+#include "common/text_fields.h"
 #include "stabilize/run_summary.h"
 #include "stabilize/stabilize_clip.h"
 
@@ -74,7 +75,7 @@ private:
     void print(const RunSummary& summary) const {
         const bool isShown =
             summary.end == End::kFailed || (summary.end == End::kDone && !options_.each.quiet);
-        if (isShown) fmt::print(stderr, "{}\n", lineOf(summary));
+        if (isShown) fmt::print(stderr, "{}\n", escaped(lineOf(summary)));
     }
 
     size_t count(End end) const {

@@ -1,5 +1,7 @@
 #include "common/progress.h"
 
+#include "common/text_fields.h"
+
 #include <algorithm>
 #include <cstdio>
 
@@ -19,7 +21,7 @@ double seconds(std::chrono::steady_clock::duration d) {
 }  // namespace
 
 Progress::Progress(std::string title, int64_t total, bool enabled)
-    : title_(std::move(title)), total_(total), visible_(enabled && isatty(STDERR_FILENO) != 0) {}
+    : title_(escaped(title)), total_(total), visible_(enabled && isatty(STDERR_FILENO) != 0) {}
 
 double Progress::perSecond() const {
     const double elapsed = seconds(Clock::now() - start_);
