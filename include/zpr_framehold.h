@@ -39,8 +39,13 @@
  *
  * THREADS. An instance is used by one thread at a time: the caller serialises all calls on one
  * handle, ZPR_SetSensorData included. Different instances are independent of each other. Each has
- * one worker thread for every configured processor, at most 4, with the platform's default stack
- * size; they start in ZPR_Init, never call back and are joined in ZPR_Deinit.
+ * one worker thread for every configured processor, at most 4, with a stack of 64 KB; they start in
+ * ZPR_Init, never call back, take no signals but those of their own faults, and are joined in
+ * ZPR_Deinit.
+ *
+ * FORK. A child process has no workers: there, no function may be called with a handle that was
+ * made before the fork, ZPR_Deinit included; leave it alone. New instances work as in any process.
+ * The parent's instances are not affected.
  *
  * ERRORS. Functions return one of the codes below. Unless a function says otherwise, a call that
  * returns an error code has changed nothing. No exception leaves the library, and nothing is

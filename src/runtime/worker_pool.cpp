@@ -1,6 +1,9 @@
 #include "runtime/worker_pool.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdio>
 #include <limits>
 #include <new>
@@ -26,6 +29,40 @@ private:
 uint32_t asCount(long cpus) {
     const auto count = static_cast<unsigned long>(cpus);
     return static_cast<uint32_t>(std::min<unsigned long>(count, WorkerPool::kMaxThreads));
+}
+
+/// Keeps signals from this thread, and from those that it starts, while it exists: the host's
+/// handlers are to run on threads of the host. Deliberate: not the signals of faults, which are
+/// raised on the thread that has one and would end the process without its crash handler.
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t blocked;
+        sigfillset(&blocked);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+            sigdelset(&blocked, fault);
+        }
+        pthread_sigmask(SIG_SETMASK, &blocked, &before_);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t before_;
+};
+
+/// Starts a thread with a stack of kStackSize; with one of the platform's size where the thread's
+/// own data, which lie in the stack too, leave no room in that.
+int startWithSmallStack(pthread_t& thread, void* (*main)(void*), void* argument) {
+    pthread_attr_t attributes;
+    int code = pthread_attr_init(&attributes);
+    if (code != 0) return code;
+    const auto least = static_cast<size_t>(PTHREAD_STACK_MIN);
+    pthread_attr_setstacksize(&attributes, std::max(WorkerPool::kStackSize, least));
+    code = pthread_create(&thread, &attributes, main, argument);
+    pthread_attr_destroy(&attributes);
+    return code == EINVAL ? pthread_create(&thread, nullptr, main, argument) : code;
 }
 
 }  // namespace
@@ -78,6 +115,7 @@ bool WorkerPool::startThreads() {
     threadCount_ = 0;
     threads_ = allocAligned(memory_, wanted * sizeof(pthread_t), alignof(pthread_t));
     if (threads_.data == nullptr) return false;
+    const SignalsBlocked blocked;
     while (threadCount_ < wanted) {
         if (!startThread(threadCount_)) return false;
         ++threadCount_;
@@ -90,7 +128,7 @@ bool WorkerPool::startThread(uint32_t index) {
     if (contexts_[index].data == nullptr) return false;
     auto* context = new (contexts_[index].data) WorkerContext{index, this};
     auto* threads = static_cast<pthread_t*>(threads_.data);
-    return pthread_create(&threads[index], nullptr, workerMain, context) == 0;
+    return startWithSmallStack(threads[index], workerMain, context) == 0;
 }
 
 int WorkerPool::destroy(WorkerPool* pool) {

@@ -2,6 +2,7 @@
 
 #include "runtime/memory_arena.h"
 
+#include <cstddef>
 #include <cstdint>
 
 #include <pthread.h>
@@ -10,6 +11,8 @@ namespace qlx::zpr_framehold {
 
 /// A fixed set of threads that run tasks from a bounded queue. Each finished task is reported by
 /// its id in a bounded ring, where its submitter waits for it.
+///
+/// The threads have stacks of `kStackSize` and take no signals but those of their own faults.
 ///
 /// Used by one submitting thread. No more than `kCapacity` tasks may be submitted and not yet
 /// waited for: completions beyond that are lost ("Task lost" on standard output), and waiting for
@@ -20,6 +23,11 @@ public:
 
     static constexpr uint32_t kCapacity = 32;
     static constexpr uint32_t kMaxThreads = 16;
+#ifdef ZPR_WORKER_STACK
+    static constexpr size_t kStackSize = ZPR_WORKER_STACK;
+#else
+    static constexpr size_t kStackSize = 64 * 1024;  // bytes; the deepest task uses less than 16 KB
+#endif
 
     static constexpr int kErrNullPool = -1;
     static constexpr int kErrDestroyed = -3;

@@ -6,9 +6,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
+#include <csignal>
 #include <cstring>
 #include <vector>
 
+#include <pthread.h>
+#include <sched.h>
 #include <unistd.h>
 
 using namespace qlx::zpr_framehold;
@@ -99,6 +103,45 @@ TEST(WorkerPool, RefusesWhatItCannotHold) {
     WorkerPool::destroy(pool);  // drops what is still queued
     EXPECT_EQ(WorkerPool::submit(nullptr, count, nullptr), WorkerPool::kErrNullPool);
     EXPECT_EQ(WorkerPool::wait(nullptr, 0), WorkerPool::destroy(nullptr));
+}
+
+/// Where a task ran: the thread's stack, and whether it takes SIGTERM and SIGSEGV.
+struct ThreadState {
+    size_t stack = 0;
+    bool takesRequests = true;
+    bool takesFaults = false;
+    std::atomic<bool> isDone{false};
+
+    static void look(void* state) {
+        auto* s = static_cast<ThreadState*>(state);
+        pthread_attr_t attributes;
+        if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
+            pthread_attr_getstacksize(&attributes, &s->stack);
+            pthread_attr_destroy(&attributes);
+        }
+        sigset_t blocked;
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        s->takesRequests = sigismember(&blocked, SIGTERM) == 0;
+        s->takesFaults = sigismember(&blocked, SIGSEGV) == 0;
+        s->isDone = true;
+    }
+};
+
+TEST(WorkerPool, ThreadsLeaveSignalsToTheHostAndTakeLittleStack) {
+    WorkerPool* pool = WorkerPool::create(nullptr, 1);
+    ThreadState state;
+    const int id = WorkerPool::submit(pool, ThreadState::look, &state);
+    while (!state.isDone) sched_yield();
+    EXPECT_EQ(WorkerPool::wait(pool, id), 0);
+    EXPECT_FALSE(state.takesRequests);
+    EXPECT_TRUE(state.takesFaults);
+    EXPECT_GE(state.stack, static_cast<size_t>(PTHREAD_STACK_MIN));
+    EXPECT_LE(state.stack,
+              std::max(WorkerPool::kStackSize, static_cast<size_t>(PTHREAD_STACK_MIN)) + 16384);
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGTERM), 0) << "the caller's own signals stay as they were";
+    EXPECT_EQ(WorkerPool::destroy(pool), 0);
 }
 
 TEST(SharedArray, CopiesShareUntilWritten) {
