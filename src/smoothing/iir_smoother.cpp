@@ -40,6 +40,7 @@ void IIRSmoother::takeFrame(double t) {
 }
 
 bool IIRSmoother::smoothFrame(double t, FrameCorrection* out) {
+    limitCounts();
     if (t >= 0.0) takeFrame(t);
     if (out == nullptr) return true;
 

@@ -69,6 +69,14 @@ FrameCorrection* Smoother::fallbackCorrection(FrameCorrection* out) {
     return out;
 }
 
+void Smoother::limitCounts() {
+    constexpr uint32_t kFar = uint32_t{1} << 31;
+    const uint32_t turns = kFar - kFar % frameRing_.size();
+    if (readCount_ < turns || writeCount_ < turns) return;
+    readCount_ -= turns;
+    writeCount_ -= turns;
+}
+
 void Smoother::reset() {
     readCount_ = 0;
     writeCount_ = 0;

@@ -68,6 +68,10 @@ protected:
         return hub_->getOrientation(t + sensorTimeOffset_, out);
     }
 
+    /// Brings both counts back by a multiple of the ring's size before they reach the end of their
+    /// range, where frame k would get another entry than in numbers without an end.
+    void limitCounts();
+
     /// Returns the entry of frame k since the start or the last reset.
     RingEntry& ringEntry(uint32_t k) { return frameRing_.writable()[k % frameRing_.size()]; }
 
@@ -77,7 +81,7 @@ protected:
     double sensorTimeOffset_ = 0.0;
     CropLimit cropLimit_;
     double framePeriod_ = kFramePeriod;
-    uint32_t readCount_ = 0;
+    uint32_t readCount_ = 0;  // less what limitCounts took from both
     uint32_t writeCount_ = 0;
     SharedArray<RingEntry> frameRing_;
 

@@ -2,12 +2,25 @@
 #include "smoothing/iir_smoother.h"
 #include "support/test_support.h"
 
+#include <cstring>
 #include <functional>
 
 using namespace qlx::zpr_framehold;
 using namespace zpr_test;
 
 namespace {
+
+// Access to the frame counts, as explicit instantiation gives it, so that a test needs not run for
+// years. Defined for the base's protected members.
+template <uint32_t Smoother::*kRead, uint32_t Smoother::*kWrite>
+struct FrameCounts {
+    friend void startCountsAt(Smoother& smoother, uint32_t count) {
+        smoother.*kRead = count;
+        smoother.*kWrite = count;
+    }
+};
+void startCountsAt(Smoother& smoother, uint32_t count);
+template struct FrameCounts<&Smoother::readCount_, &Smoother::writeCount_>;
 
 constexpr double kFrame = 1.0 / 30.0;
 const Quaternion kIdentity(1.0, 0.0, 0.0, 0.0);
@@ -229,6 +242,40 @@ TEST(IIRSmoother, LookAheadActsBeforeTheTurn) {
     }
     EXPECT_LT(lead[0], 1e-7);
     EXPECT_GT(lead[1], 1e-3);
+}
+
+TEST(IIRSmoother, GoesOnAsBeforeWhenFrameCountsEnd) {
+    for (const int delay : {1, 2, 4, 6, 30}) {
+        const auto run = [&](uint32_t start) {
+            ZPR_Param param = rotationParam(1280, 720);
+            param.delayFrames = delay;
+            Fixture fixture(param, [](double t) {
+                return rotation(0.1 * std::sin(9.0 * t) + 0.05 * std::sin(23.0 * t), 0.6, 0.8, 0.0);
+            });
+            startCountsAt(fixture.smoother(), start);
+            std::vector<std::vector<MeshPoint>> meshes;
+            double t = 1.1;
+            for (int i = 0; i < delay; ++i, t += kFrame) fixture.fill(t);
+            for (int i = 0; i < 60; ++i, t += kFrame) meshes.push_back(fixture.smooth(t));
+            return meshes;
+        };
+        const auto usual = run(0);
+        EXPECT_FALSE(usual.back().empty());
+        // Multiples of the ring's size, so that the frames lie in the same entries.
+        const auto ring = static_cast<uint32_t>(delay) + 1;
+        for (const uint64_t end : {uint64_t{1} << 31, uint64_t{1} << 32}) {
+            const uint32_t start = static_cast<uint32_t>((end - 40 - delay) / ring * ring);
+            const auto late = run(start);
+            ASSERT_EQ(late.size(), usual.size());
+            for (size_t i = 0; i < usual.size(); ++i) {
+                ASSERT_EQ(late[i].size(), usual[i].size());
+                EXPECT_EQ(std::memcmp(late[i].data(), usual[i].data(),
+                                      usual[i].size() * sizeof(MeshPoint)),
+                          0)
+                    << "delay " << delay << ", from count " << start << ", frame " << i;
+            }
+        }
+    }
 }
 
 TEST(CropBound, HoldsForASteadyHandOnly) {
