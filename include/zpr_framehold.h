@@ -58,6 +58,15 @@
 #include <stdint.h>
 #include <string.h>
 
+/** @name Version of this header
+ * ZPR_GetVersion gives that of the library: the same ZPR_VERSION_MAJOR means that the two fit.
+ * @{ */
+#define ZPR_VERSION_MAJOR 3
+#define ZPR_VERSION_MINOR 0
+#define ZPR_VERSION_BUILD 12021
+#define ZPR_VERSION_REVISION 9425
+/** @} */
+
 /** Marks the functions that the library exports. */
 #if defined(__GNUC__)
 #define ZPR_API __attribute__((visibility("default")))

@@ -10,13 +10,19 @@ namespace fh = qlx::zpr_framehold;
 
 namespace {
 
-constexpr ZPR_Version kVersion = {3,
-                                  0,
-                                  12021,
-                                  9425,
-                                  "Quillon_Framehold_S_3.0.12021.9425",
-                                  "06/02/2017",
-                                  "(c) The Framehold developers"};
+#define ZPR_TEXT_OF(number) #number
+#define ZPR_NUMBERS(major, minor, build, revision) \
+    ZPR_TEXT_OF(major) "." ZPR_TEXT_OF(minor) "." ZPR_TEXT_OF(build) "." ZPR_TEXT_OF(revision)
+
+constexpr ZPR_Version kVersion = {
+    ZPR_VERSION_MAJOR,
+    ZPR_VERSION_MINOR,
+    ZPR_VERSION_BUILD,
+    ZPR_VERSION_REVISION,
+    "Quillon_Framehold_S_" ZPR_NUMBERS(ZPR_VERSION_MAJOR, ZPR_VERSION_MINOR, ZPR_VERSION_BUILD,
+                                       ZPR_VERSION_REVISION),
+    "06/02/2017",
+    "(c) The Framehold developers"};
 
 }  // namespace
 
