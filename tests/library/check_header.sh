@@ -1,6 +1,7 @@
 #!/bin/sh
-# Fails unless the public header compiles alone in the languages of its users, and the C examples of
-# the documents with it, those of a document together.
+# Fails unless the public header compiles alone in the languages of its users, and with it the
+# example and the C code in the documents, that of a document together. The README's is a part of the
+# example.
 # Usage: check_header.sh SOURCE_ROOT C_COMPILER C++_COMPILER
 set -e
 strict="-pedantic -Wall -Wextra -Wconversion -Werror -I $1/include -fsyntax-only"
@@ -13,6 +14,13 @@ for standard in c99 c11; do
                 -Wno-missing-field-initializers -
     done
 done
+for standard in c99 c11; do
+    "$2" -std=$standard $strict -Wno-missing-field-initializers "$1/examples/live.c"
+done
+sed -n '/^```c$/,/^```$/p' "$1/README.md" | sed '/^```/d' |
+    awk 'FILENAME == "-" { part = part $0 "\n"; next } { whole = whole $0 "\n" }
+        END { exit !(part != "" && index(whole, part)) }' - "$1/examples/live.c" ||
+    { echo "The C code in README.md is no part of examples/live.c"; exit 1; }
 for standard in c++98 c++17; do
     echo '#include <zpr_framehold.h>' | "$3" -x c++ -std=$standard $strict -
 done
