@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 install_packages $test_packages
 
 echo "== format"
-find include src toolkit program bench tests fuzz -name '*.h' -o -name '*.c' -o -name '*.cpp' |
+find include src toolkit program examples bench tests fuzz -name '*.h' -o -name '*.c' -o -name '*.cpp' |
     xargs clang-format --dry-run --Werror
 
 summary=""
@@ -29,6 +29,9 @@ echo "== same bytes on every platform"
 scripts/compare_builds.sh build/release \
     "build/armv7=qemu-arm -L /usr/arm-linux-gnueabi" \
     "build/arm64=qemu-aarch64 -L /usr/aarch64-linux-gnu" || failed="$failed compare_builds"
+
+echo "== programs that use what is installed"
+scripts/check_install.sh || failed="$failed check_install"
 
 echo "== fuzz targets, for a moment each"
 scripts/fuzz.sh 5 || failed="$failed fuzz"
