@@ -58,13 +58,15 @@
 #include <stdint.h>
 #include <string.h>
 
-/** @name Version of this header
- * ZPR_GetVersion gives that of the library: the same ZPR_VERSION_MAJOR means that the two fit.
- * @{ */
-#define ZPR_VERSION_MAJOR 3
-#define ZPR_VERSION_MINOR 0
-#define ZPR_VERSION_BUILD 12021
-#define ZPR_VERSION_REVISION 9425
+/**
+ * @name Version of this header
+ * Fits every library of the same ZPR_VERSION_MAJOR; ZPR_GetVersion gives the library's numbers.
+ * @{
+ */
+#define ZPR_VERSION_MAJOR 3       /**< ZPR_Version::major */
+#define ZPR_VERSION_MINOR 0       /**< ZPR_Version::minor */
+#define ZPR_VERSION_BUILD 12021   /**< ZPR_Version::build */
+#define ZPR_VERSION_REVISION 9425 /**< ZPR_Version::revision */
 /** @} */
 
 /** Marks the functions that the library exports. */
