@@ -1,23 +1,25 @@
 #!/bin/sh
 # Prints what a frame costs on 32-bit ARM, in instructions: by stage, and for each kernel level.
 # Instructions do not tell time, but they are the same on every run and on every machine.
-# Usage: arm_counts.sh [--record] COUNTER
+# Usage: arm_counts.sh [--record] COUNTER [PRESET]
 # --record: keeps what is printed as a dated file, see record.sh.
+# PRESET: armv7 (GCC, the default) or armv7-clang.
 # COUNTER: a command that runs the 32-bit ARM program given to it, with its arguments, and prints
 # as the last number of its output how many instructions that took.
 set -eu
 if [ "$1" = --record ]; then
     counter=$(realpath "$(command -v "$2")")
-    exec "$(dirname "$0")/record.sh" arm-counts scripts/arm_counts.sh "$counter"
+    exec "$(dirname "$0")/record.sh" "arm-counts${3:+-$3}" scripts/arm_counts.sh "$counter" ${3:+"$3"}
 fi
+preset=${2:-armv7}
 counter=$(realpath "$(command -v "$1")")
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
 install_packages $arm_packages
-program=build/armv7/framehold_arm_count
-cmake --preset armv7 >/dev/null
-cmake --build --preset armv7 --target framehold_arm_count >/dev/null
+program=build/$preset/framehold_arm_count
+cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset" --target framehold_arm_count >/dev/null
 
 # count WIDTH HEIGHT FRAMES LEVEL STAGE: instructions of the whole run.
 count() {
@@ -33,7 +35,8 @@ per_frame() {
 }
 
 frames=4
-echo "Instructions per frame on 32-bit ARM, one thread, 15 frames of delay, mean of $frames frames."
+echo "Instructions per frame on 32-bit ARM ($preset), one thread, 15 frames of delay,"
+echo "mean of $frames frames."
 echo "'sensor samples' are handed over before ZPR_Stabilize; 'whole call' is measured apart."
 for size in "1280 720" "1920 1080"; do
     # shellcheck disable=SC2086

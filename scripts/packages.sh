@@ -5,12 +5,12 @@ build_packages="ca-certificates cmake g++ ninja-build pkg-config libavcodec-dev 
 libavutil-dev libswscale-dev libcli11-dev libeigen3-dev libfmt-dev libopencv-calib3d-dev \
 libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev libopencv-video-dev \
 nlohmann-json3-dev"
-test_packages="$build_packages binutils chromium clang-format doxygen ffmpeg fish g++-aarch64-linux-gnu \
-g++-arm-linux-gnueabi googletest groff help2man python3 qemu-user valgrind zsh"
+test_packages="$build_packages binutils chromium clang clang-format doxygen ffmpeg fish \
+g++-aarch64-linux-gnu g++-arm-linux-gnueabi googletest groff help2man python3 qemu-user valgrind zsh"
 bench_packages="$build_packages gnuplot-nox libvidstab-dev"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
 package_packages="$build_packages autopkgtest debhelper debootstrap dpkg-dev help2man lintian"
-arm_packages="ca-certificates cmake g++-arm-linux-gnueabi ninja-build qemu-user"
+arm_packages="ca-certificates clang cmake g++-arm-linux-gnueabi ninja-build qemu-user"
 
 # Node comes from elsewhere on some machines; Debian's would replace it.
 command -v node >/dev/null || test_packages="$test_packages nodejs"

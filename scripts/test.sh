@@ -13,7 +13,7 @@ find include src toolkit program examples bench tests fuzz -name '*.h' -o -name 
 
 summary=""
 failed=""
-for preset in release asan tsan armv7 arm64; do
+for preset in release asan tsan armv7 arm64 armv7-clang arm64-clang; do
     echo "== $preset"
     cmake --preset $preset >/dev/null
     cmake --build --preset $preset
@@ -28,7 +28,9 @@ done
 echo "== same bytes on every platform"
 scripts/compare_builds.sh build/release \
     "build/armv7=qemu-arm -L /usr/arm-linux-gnueabi" \
-    "build/arm64=qemu-aarch64 -L /usr/aarch64-linux-gnu" || failed="$failed compare_builds"
+    "build/arm64=qemu-aarch64 -L /usr/aarch64-linux-gnu" \
+    "build/armv7-clang=qemu-arm -L /usr/arm-linux-gnueabi" \
+    "build/arm64-clang=qemu-aarch64 -L /usr/aarch64-linux-gnu" || failed="$failed compare_builds"
 
 echo "== programs that use what is installed"
 scripts/check_install.sh || failed="$failed check_install"
