@@ -5,5 +5,8 @@ set(CMAKE_C_COMPILER clang)
 set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_C_COMPILER_TARGET aarch64-linux-gnu)
 set(CMAKE_CXX_COMPILER_TARGET aarch64-linux-gnu)
+# As for Android: pages of 16 KB, the C++ runtime inside.
+set(CMAKE_SHARED_LINKER_FLAGS_INIT
+  "-Wl,-z,max-page-size=16384 -static-libstdc++ -static-libgcc")
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64;-L;/usr/aarch64-linux-gnu)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)

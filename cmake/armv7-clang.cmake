@@ -7,5 +7,8 @@ foreach(language C CXX)
 endforeach()
 set(CMAKE_C_COMPILER clang)
 set(CMAKE_CXX_COMPILER clang++)
+# As for Android: pages of 16 KB, the C++ runtime inside.
+set(CMAKE_SHARED_LINKER_FLAGS_INIT
+  "-Wl,-z,max-page-size=16384 -static-libstdc++ -static-libgcc")
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm;-L;/usr/arm-linux-gnueabi)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)

@@ -12,6 +12,8 @@ bench_packages="$build_packages gnuplot-nox libvidstab-dev"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
 package_packages="$build_packages autopkgtest debhelper debootstrap dpkg-dev help2man lintian"
 arm_packages="ca-certificates clang cmake g++-arm-linux-gnueabi ninja-build qemu-user"
+android_packages="binutils ca-certificates clang cmake g++ g++-aarch64-linux-gnu \
+g++-arm-linux-gnueabi googletest junit5 libeigen3-dev ninja-build openjdk-17-jdk-headless python3"
 
 # Node comes from elsewhere on some machines; Debian's would replace it.
 command -v node >/dev/null || test_packages="$test_packages nodejs"

@@ -36,6 +36,9 @@ scripts/compare_builds.sh build/release \
 echo "== programs that use what is installed"
 scripts/check_install.sh || failed="$failed check_install"
 
+echo "== Android package"
+scripts/android.sh --java build/release || failed="$failed android"
+
 echo "== fuzz targets, for a moment each"
 scripts/fuzz.sh 5 || failed="$failed fuzz"
 
