@@ -5,14 +5,14 @@ build_packages="ca-certificates cmake g++ ninja-build pkg-config libavcodec-dev 
 libavutil-dev libswscale-dev libcli11-dev libeigen3-dev libfmt-dev libopencv-calib3d-dev \
 libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev libopencv-video-dev \
 nlohmann-json3-dev"
-test_packages="$build_packages binutils chromium clang clang-format doxygen ffmpeg fish \
+test_packages="$build_packages binutils chromium clang-19 clang-format doxygen ffmpeg fish \
 g++-aarch64-linux-gnu g++-arm-linux-gnueabi googletest groff help2man junit5 \
 openjdk-17-jdk-headless python3 qemu-user valgrind zsh"
 bench_packages="$build_packages gnuplot-nox libvidstab-dev"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
 package_packages="$build_packages autopkgtest debhelper debootstrap dpkg-dev help2man lintian"
-arm_packages="ca-certificates clang cmake g++-arm-linux-gnueabi ninja-build qemu-user"
-android_packages="binutils ca-certificates clang cmake g++ g++-aarch64-linux-gnu \
+arm_packages="ca-certificates clang-19 cmake g++-arm-linux-gnueabi ninja-build qemu-user"
+android_packages="binutils ca-certificates clang-19 cmake g++ g++-aarch64-linux-gnu \
 g++-arm-linux-gnueabi googletest junit5 libeigen3-dev ninja-build openjdk-17-jdk-headless python3"
 
 # Node comes from elsewhere on some machines; Debian's would replace it.
