@@ -36,7 +36,9 @@ per_frame() {
 
 frames=4
 echo "Instructions per frame on 32-bit ARM ($preset), one thread, 15 frames of delay,"
-echo "mean of $frames frames."
+compiler=$(sed -n 's/^set(CMAKE_CXX_COMPILER "\(.*\)")$/\1/p' \
+    build/"$preset"/CMakeFiles/*/CMakeCXXCompiler.cmake)
+echo "mean of $frames frames. Compiler: $("$compiler" --version | head -n 1)"
 echo "'sensor samples' are handed over before ZPR_Stabilize; 'whole call' is measured apart."
 for size in "1280 720" "1920 1080"; do
     # shellcheck disable=SC2086
