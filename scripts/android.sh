@@ -19,7 +19,7 @@ else
     ctest --test-dir $java -R '^java$' --no-tests=error --output-on-failure
 fi
 
-version=$(sed -n 's/^project(framehold VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$java/CMakeCache.txt")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -47,13 +47,14 @@ make_package() {
 }
 
 if [ -n "${ANDROID_NDK_ROOT:-}" ]; then
-    mkdir -p build/android
-    aar=build/android/framehold-$version.aar
+    aar=framehold-$version.aar
     ndk=$(sed -n 's/^Pkg.Revision *= *\([0-9]*\).*/\1/p' "$ANDROID_NDK_ROOT/source.properties")
-    make_package "$aar" "$ndk" armeabi-v7a=android-armv7 arm64-v8a=android-arm64 \
+    make_package "$work/$aar" "$ndk" armeabi-v7a=android-armv7 arm64-v8a=android-arm64 \
         x86_64=android-x86_64
-    tests/android/check_aar.py "$aar" armeabi-v7a arm64-v8a x86_64
-    echo "$aar"
+    tests/android/check_aar.py "$work/$aar" armeabi-v7a arm64-v8a x86_64
+    mkdir -p build/android
+    mv "$work/$aar" build/android
+    echo "build/android/$aar"
 else
     make_package "$work/stand-in.aar" 0 armeabi-v7a=armv7-clang arm64-v8a=arm64-clang
     tests/android/check_aar.py --stand-in "$work/stand-in.aar" armeabi-v7a arm64-v8a
