@@ -23,7 +23,7 @@ version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$java/CMakeCache.txt")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# make_package OUTPUT NDK ABI=PRESET...: builds each preset and puts the stripped libraries into OUTPUT.
+# make_package OUTPUT NDK ABI=PRESET...: builds each preset, puts the stripped libraries into OUTPUT.
 make_package() {
     output=$1
     ndk=$2
@@ -59,5 +59,5 @@ else
     make_package "$work/stand-in.aar" 0 armeabi-v7a=armv7-clang arm64-v8a=arm64-clang
     tests/android/check_aar.py --stand-in "$work/stand-in.aar" armeabi-v7a arm64-v8a
     echo "No package was made: ANDROID_NDK_ROOT is not set. Checked with libraries for ARM Linux:"
-    echo "layout, JSON, alignment, exports. Not done: building for Android, x86_64, running on a phone."
+    echo "layout, JSON, alignment, exports. Not done: builds for Android, x86_64, a run on a phone."
 fi

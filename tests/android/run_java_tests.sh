@@ -1,5 +1,6 @@
 #!/bin/sh
-# Runs the binding's tests with the checks of JNI's use. Fails if a test fails, or these checks report.
+# Runs the binding's tests with the checks of JNI's use. Fails if a test fails, or these checks
+# report.
 # Usage: run_java_tests.sh JAVA CLASSPATH LIBRARY_FOLDER REFERENCE_RUN
 set -eu
 work=$(mktemp -d)

@@ -196,6 +196,7 @@ class CameraTest {
         refused("v is not a direct buffer",
                 () -> converter.convert(y, 16, 1, c, ByteBuffer.allocate(64), 16, 2));
         refused("u has strides of -16 and 2", () -> converter.convert(y, 16, 1, c, c, -16, 2));
-        refused("needed: 6442450956", () -> converter.convert(y, 16, 1, c, c, Integer.MAX_VALUE, 2));
+        refused("needed: 6442450956",
+                () -> converter.convert(y, 16, 1, c, c, Integer.MAX_VALUE, 2));
     }
 }

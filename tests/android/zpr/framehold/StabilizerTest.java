@@ -38,7 +38,8 @@ class StabilizerTest {
     void givesTheFramesOfTheLibrary(int delay, boolean inPlace) throws Exception {
         String name = delay + " " + (inPlace ? 1 : 0) + " ";
         List<String> expected = new ArrayList<>();
-        for (String line : Files.readAllLines(Paths.get(System.getProperty("framehold.checksums")))) {
+        String file = System.getProperty("framehold.checksums");
+        for (String line : Files.readAllLines(Paths.get(file))) {
             if (line.startsWith(name)) expected.add(line);
         }
         assertEquals(ReferenceRun.FRAMES, expected.size());
@@ -280,7 +281,8 @@ class StabilizerTest {
         int met = 0;
         for (int round = 0; round < 150; ++round) {
             boolean closesEarly = round % 2 == 1;
-            Stabilizer stabilizer = new Stabilizer(ReferenceRun.parameters(640, 480, 640, 1).build());
+            Stabilizer stabilizer =
+                    new Stabilizer(ReferenceRun.parameters(640, 480, 640, 1).build());
             CountDownLatch start = new CountDownLatch(2);
             List<Future<Integer>> results = new ArrayList<>();
             for (int t = 0; t < 2; ++t) {

@@ -120,7 +120,7 @@ public final class CameraModel {
     private static int[][] pictureAxes(int orientation, int facing) {
         int cos = orientation == 0 ? 1 : orientation == 180 ? -1 : 0;
         int sin = orientation == 90 ? 1 : orientation == 270 ? -1 : 0;
-        // The upright picture's right is the device's right for a back camera, its left for a front.
+        // The upright picture's right is the device's right for a back camera, else its left.
         int right = facing == FACING_BACK ? 1 : -1;
         return new int[][] {
             {right * cos, -sin, 0}, {-right * sin, -cos, 0}, {0, 0, -right}
@@ -154,8 +154,8 @@ public final class CameraModel {
         }
 
         /**
-         * Width of SENSOR_INFO_PIXEL_ARRAY_SIZE, of which the physical width is. Default: the active
-         * array's.
+         * Width of SENSOR_INFO_PIXEL_ARRAY_SIZE, of which the physical width is. Default: that of
+         * the active array.
          */
         public Builder pixelArrayWidth(int pixels) {
             requirePositive("pixelArrayWidth", pixels);

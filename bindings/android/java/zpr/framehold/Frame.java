@@ -30,7 +30,7 @@ public final class Frame {
      * @param chromaPitch bytes from one row to the next, at least the width
      * @param width pixels, positive and even
      * @param height pixels, positive and even
-     * @throws IllegalArgumentException if a number is out of its range, or a buffer is not direct or
+     * @throws IllegalArgumentException if a number is out of its range, or a buffer not direct or
      *     too small
      */
     public Frame(ByteBuffer luma, int lumaPitch, ByteBuffer chroma, int chromaPitch, int width,
@@ -38,7 +38,7 @@ public final class Frame {
         this(luma, lumaPitch, chroma, chromaPitch, width, height, 0);
     }
 
-    /** moreChroma: bytes of the chroma plane that lie behind its buffer, in one that overlaps it. */
+    /** moreChroma: bytes of the chroma plane behind its buffer, in one that overlaps it. */
     Frame(ByteBuffer luma, int lumaPitch, ByteBuffer chroma, int chromaPitch, int width, int height,
             int moreChroma) {
         requireEven("width", width);
@@ -105,7 +105,7 @@ public final class Frame {
         }
     }
 
-    /** Refuses a frame that cannot be copied whole: other pitches, or no padding after the last row. */
+    /** Refuses a frame that cannot be copied whole: pitches, or padding after the last row. */
     void requireWhole(String name, int pitch) {
         for (int actual : new int[] {lumaPitch, chromaPitch}) {
             if (actual == pitch) continue;

@@ -6,7 +6,7 @@ import java.nio.ByteBuffer;
  * Makes frames of what cameras deliver as YUV_420_888: three planes with any strides.
  *
  * <p>A plane is used where it lies if the stabilizer can read it there: luma in rows of adjoining
- * bytes; chroma if U and V are alternate bytes of the same rows (semi-planar, in either order); with
+ * bytes; chroma if U and V are alternate bytes of the same rows (semi-planar, either order); with
  * delay, both also with inputImage's pitch and the whole last row. Any other plane is copied into
  * memory of the converter's own, which the next call uses again.
  */
@@ -95,8 +95,8 @@ public final class FrameConverter {
         return ByteBuffer.allocateDirect((int) bytes);
     }
 
-    private static ByteBuffer plane(
-            String field, ByteBuffer buffer, int rowStride, int pixelStride, int columns, int rows) {
+    private static ByteBuffer plane(String field, ByteBuffer buffer, int rowStride,
+            int pixelStride, int columns, int rows) {
         Frame.requireDirect(field, buffer);
         if (pixelStride < 1 || rowStride < 0) {
             throw new IllegalArgumentException(field + " has strides of " + rowStride + " and "

@@ -111,8 +111,8 @@ public final class Stabilizer implements AutoCloseable {
      * @param timestamp capture time of the input in seconds
      * @param input of the size of inputImage. With delay, both pitches must be that of inputImage
      *     and the planes hold their last row's padding, too. Not needed after the call.
-     * @param output of the size of outputImage, in memory apart from the input's. Pixels that have no
-     *     source keep what they held.
+     * @param output of the size of outputImage, in memory apart from the input's. Pixels that have
+     *     no source keep what they held.
      * @return true if the output was written; false for the first delayFrames frames
      * @throws IllegalArgumentException if a frame does not fit; nothing has changed
      */
@@ -308,8 +308,8 @@ public final class Stabilizer implements AutoCloseable {
         }
 
         /**
-         * Where {@link Stabilizer#stabilizeInPlace} puts its output: luma at the start of the input's
-         * luma buffer, chroma after the output's height rounded up to 32 rows.
+         * Where {@link Stabilizer#stabilizeInPlace} puts its output: luma at the start of the
+         * input's luma buffer, chroma after the output's height rounded up to 32 rows.
          *
          * @throws IllegalArgumentException if the buffer is read-only or too small for that
          */
@@ -378,7 +378,7 @@ public final class Stabilizer implements AutoCloseable {
                 return set(OUT_WIDTH, width, height, lumaPitch, chromaPitch);
             }
 
-            /** Degrees, above 0 and at most 180; in mode 4 input pixels, above 0. Default 65.4002. */
+            /** Degrees, above 0, at most 180; in mode 4 input pixels, above 0. Default 65.4002. */
             public Builder fieldOfView(double value) {
                 if (!(value > 0.0)) {
                     throw new IllegalArgumentException(
