@@ -23,7 +23,7 @@ version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$java/CMakeCache.txt")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# make_package OUTPUT NDK ABI=PRESET...: builds each preset, puts the stripped libraries into OUTPUT.
+# make_package OUTPUT NDK ABI=PRESET...: builds the presets, puts stripped libraries into OUTPUT.
 make_package() {
     output=$1
     ndk=$2

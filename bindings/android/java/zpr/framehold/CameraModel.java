@@ -91,7 +91,7 @@ public final class CameraModel {
      * are the same for a back camera with an orientation of 90 degrees.
      *
      * @param values x, y, z as SensorEvent.values has them
-     * @param out three values; may not be null
+     * @param out where the three results go
      */
     public void toLibraryAxes(float[] values, double[] out) {
         double x = values[0];

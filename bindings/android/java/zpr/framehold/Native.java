@@ -6,7 +6,6 @@ import java.nio.ByteBuffer;
 final class Native {
     static final int OK = 0;
     static final int INVALID = 2;
-    static final int SENSOR_TYPE = 3;
     static final int NO_MEMORY = 4;
     static final int FRAME_BUFFERED = 10;
     /** Planes that share bytes. */
