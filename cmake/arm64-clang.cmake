@@ -6,6 +6,10 @@ set(CMAKE_C_COMPILER clang-19)
 set(CMAKE_CXX_COMPILER clang++-19)
 set(CMAKE_C_COMPILER_TARGET aarch64-linux-gnu)
 set(CMAKE_CXX_COMPILER_TARGET aarch64-linux-gnu)
+foreach(tool AR NM RANLIB READELF STRIP)
+  string(TOLOWER ${tool} name)
+  find_program(CMAKE_${tool} aarch64-linux-gnu-${name} REQUIRED)
+endforeach()
 # The stable_sort of GCC's library uses what C++17 deprecates.
 set(CMAKE_CXX_FLAGS_INIT "-Wno-deprecated-declarations")
 # As for Android: pages of 16 KB, the C++ runtime inside.

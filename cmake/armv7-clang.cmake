@@ -7,6 +7,10 @@ set(CMAKE_CXX_COMPILER clang++-19)
 set(CMAKE_C_COMPILER_TARGET arm-linux-gnueabi)
 set(CMAKE_CXX_COMPILER_TARGET arm-linux-gnueabi)
 set(CMAKE_C_FLAGS_INIT "-march=armv7-a -mfpu=neon -mfloat-abi=softfp")
+foreach(tool AR NM RANLIB READELF STRIP)
+  string(TOLOWER ${tool} name)
+  find_program(CMAKE_${tool} arm-linux-gnueabi-${name} REQUIRED)
+endforeach()
 # The stable_sort of GCC's library uses what C++17 deprecates.
 set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} -Wno-deprecated-declarations")
 # As for Android: pages of 16 KB, the C++ runtime inside.
