@@ -68,8 +68,8 @@ void calibrateCamera(const CalibrateOptions& options) {
     }
     const Calibration found = calibrate(clips, known, throwIfInterrupted);
     fmt::print("{}", options.json ? textOf(jsonOf(found, files)) + "\n" : tableOf(found, files));
-    writeFile(output, textOf(presetOf(found, files, output)) + "\n");
-    if (!options.snippet.empty()) writeFile(options.snippet, snippetOf(found));
+    writeFile({output, true}, textOf(presetOf(found, files, output)) + "\n");
+    if (!options.snippet.empty()) writeFile({options.snippet, true}, snippetOf(found));
     if (!options.quiet) fmt::print(stderr, "written: {}\n", escaped(output));
 }
 

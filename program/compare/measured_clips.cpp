@@ -107,7 +107,7 @@ std::vector<ClipMeasures> measureClips(const std::vector<std::string>& videos,
 
 void printMeasures(const MeasureOptions& options) {
     const std::vector<ClipMeasures> clips = measureClips(options.videos, options.settings);
-    if (!options.csv.empty()) writeFile(options.csv, pathTable(clips));
+    if (!options.csv.empty()) writeFile({options.csv, true}, pathTable(clips));
     if (options.json) {
         printJson(clips, options.settings.cutoff);
     } else {

@@ -58,7 +58,8 @@ void compareClips(const CompareOptions& options) {
     VideoReader before(options.before);
     VideoReader after(options.after);
     std::optional<VideoWriter> writer;
-    if (!options.video.empty()) writer.emplace(options.video, settingsFor(before, after));
+    if (!options.video.empty())
+        writer.emplace(OutputName{options.video, true}, settingsFor(before, after));
     MeanFrame mean;
     Progress progress("comparing", before.expectedFrames(), !options.quiet);
     const int64_t end = int64_t{options.firstFrame} + options.frames;
@@ -79,7 +80,7 @@ void compareClips(const CompareOptions& options) {
         throw std::runtime_error(fmt::format("--from {}: the clips have only {} frames in common",
                                              options.firstFrame, progress.done()));
     }
-    writePng(options.picture, *mean.mean());
+    writePng({options.picture, true}, *mean.mean());
 }
 
 }  // namespace framehold

@@ -114,7 +114,7 @@ private:
 
     template <class Write>
     void writeText(const std::string& path, Write write) const {
-        OutputFile target(path);
+        OutputFile target({path, true});
         write(target.stream());
         target.commit();
     }
@@ -127,7 +127,7 @@ private:
         settings.timeBase = {1, 90000};
         settings.quality = 14;
         settings.preset = "fast";
-        VideoWriter writer(clipFile("clip.mp4"), settings);
+        VideoWriter writer({clipFile("clip.mp4"), true}, settings);
         Progress progress("simulating", frames_, !o_.quiet);
         const Town town;
         const Traffic traffic(town, o_.moving, o_.path.seed);

@@ -48,7 +48,8 @@ void ClipRun::run(bool showsProgress, RunMessages& messages) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     progress_.emplace("stabilizing", clip_.video.expectedFrames, showsProgress);
-    if (!options_.session.empty()) session_.emplace(options_.session, paramOf(settings_));
+    if (!options_.session.empty())
+        session_.emplace(OutputName{options_.session, true}, paramOf(settings_));
     readFrames();
     output_.finish();
     if (session_) session_->finish();

@@ -114,8 +114,8 @@ double PathObserver::marginUsedBy(const fh::FrameCorrection& correction) const {
     return used;
 }
 
-void writePathTable(const std::string& path, const RunRecord& run) {
-    OutputFile file(path);
+void writePathTable(const OutputName& name, const RunRecord& run) {
+    OutputFile file(name);
     std::ostream& out = file.stream();
     out << "frame,time_s,measured_w,measured_x,measured_y,measured_z,corrected_w,corrected_x,"
            "corrected_y,corrected_z,correction_deg,margin_used,milliseconds\n";

@@ -52,6 +52,6 @@ private:
 /// between the two in degrees, the share of the margin that is used, and the milliseconds that the
 /// library took. Fields of frames without an orientation are empty. Throws std::runtime_error; the
 /// file appears under its name when it is complete.
-void writePathTable(const std::string& path, const RunRecord& run);
+void writePathTable(const OutputName& name, const RunRecord& run);
 
 }  // namespace framehold

@@ -42,8 +42,8 @@ void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, R
                 record);
     run.announce(messages);
     run.run(display.showProgress, messages);
-    if (!options.exportPath.empty()) writePathTable(options.exportPath, record);
-    if (!options.saveRun.empty()) saveRunRecord(options.saveRun, record);
+    if (!options.exportPath.empty()) writePathTable({options.exportPath, true}, record);
+    if (!options.saveRun.empty()) saveRunRecord({options.saveRun, true}, record);
     messages.say("written: " + (options.output == "-" ? "standard output" : options.output));
     if (options.report.empty()) return;
     report(options, display.showProgress, record);

@@ -118,13 +118,13 @@ full=$(ulimit -f 8; trap '' XFSZ; stabilize sim/clip.mp4 -o full-disk.mp4 -q 2>&
 for signal in TERM KILL; do
     "$framehold" stabilize sim/clip.mp4 --preset veryslow -q -o killed.mp4 2>said &
     pid=$!
-    while [ ! -e killed.mp4.part ] && kill -0 $pid 2>/dev/null; do sleep 0.01; done
+    while [ -z "$(ls | grep killed)" ] && kill -0 $pid 2>/dev/null; do sleep 0.01; done
     kill -$signal $pid
     wait $pid 2>/dev/null
     code=$?
     [ $signal = KILL ] || { [ $code -eq 130 ] && grep -q interrupted said; } || fail "$signal: $code, $(cat said)"
     [ ! -e killed.mp4 ] || fail "$signal left killed.mp4"
 done
-rm -f killed.mp4.part
+rm -f killed.mp4.*.part
 ls | grep -e part -e full-disk && fail "left behind"
 [ $failures -eq 0 ]

@@ -7,46 +7,153 @@
 #include <algorithm>
 #include <cstring>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace framehold;
 using namespace zpr_test;
 
 namespace {
 
+/// First line of a file.
+std::string lineOf(const std::string& path) {
+    std::string text;
+    std::getline(std::ifstream(path), text);
+    return text;
+}
+
+size_t countFiles(const TemporaryFolder& folder) {
+    const auto files = std::filesystem::directory_iterator(folder.path(""));
+    return static_cast<size_t>(std::distance(begin(files), end(files)));
+}
+
 TEST(OutputFile, AppearsWholeOrNotAtAll) {
     const TemporaryFolder folder;
     const std::string path = folder.write("file", "old");
-    const auto content = [&] {
-        std::string text;
-        std::getline(std::ifstream(path), text);
-        return text;
-    };
+    const std::string foreign = folder.write("file.part", "foreign");
     {
-        OutputFile file(path);
+        OutputFile file({path, true});
         file.stream() << "new" << std::flush;
-        EXPECT_TRUE(std::filesystem::exists(file.temporary()));
-        EXPECT_EQ(content(), "old");
+        EXPECT_EQ(lineOf(file.temporary()), "new");
+        EXPECT_EQ(lineOf(path), "old");
     }
-    EXPECT_FALSE(std::filesystem::exists(path + ".part"));
-    EXPECT_EQ(content(), "old");
-    writeFile(path, "new");
-    EXPECT_EQ(content(), "new");
+    EXPECT_EQ(countFiles(folder), 2u);
+    EXPECT_EQ(lineOf(path), "old");
+    writeFile({path, true}, "new");
+    EXPECT_EQ(lineOf(path), "new");
+    EXPECT_EQ(lineOf(foreign), "foreign");
+    EXPECT_EQ(countFiles(folder), 2u);
+}
+
+TEST(OutputFile, OfSeveralWritersOneSucceeds) {
+    for (const bool isThere : {false, true}) {
+        SCOPED_TRACE(isThere);
+        const TemporaryFolder folder;
+        const OutputName name{folder.path("file"), true};
+        if (isThere) folder.write("file", "old");
+        OutputFile first(name);
+        OutputFile second(name);
+        first.stream() << "first";
+        second.stream() << "second";
+        first.commit();
+        EXPECT_NE(errorOf([&] { second.commit(); }).find("another program has written it"),
+                  std::string::npos);
+        EXPECT_EQ(lineOf(name.path), "first");
+    }
+}
+
+TEST(OutputFile, KeepsModesAndLinks) {
+    using std::filesystem::perms;
+    const TemporaryFolder folder;
+    const std::string path = folder.write("file", "old");
+    for (const auto mode : {perms(0600), perms(0444), perms(0755)}) {
+        std::filesystem::permissions(path, mode);
+        OutputFile file({path, true});
+        // While it is written nobody may read it who may not read the old one.
+        EXPECT_EQ(std::filesystem::status(file.temporary()).permissions() & ~mode & perms(0077),
+                  perms::none);
+        file.commit();
+        EXPECT_EQ(std::filesystem::status(path).permissions(), mode);
+    }
+    const std::string link = folder.path("link");
+    const std::string toNothing = folder.path("to-nothing");
+    std::filesystem::create_symlink("file", link);
+    std::filesystem::create_symlink("none", toNothing);
+    writeFile({link, true}, "new");
+    writeFile({toNothing}, "made");
+    EXPECT_TRUE(std::filesystem::is_symlink(link) && std::filesystem::is_symlink(toNothing));
+    EXPECT_EQ(lineOf(path), "new");
+    EXPECT_EQ(lineOf(folder.path("none")), "made");
+}
+
+TEST(OutputFile, IsWrittenInPlaceWhereItIsNoFile) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder.path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    writeFile({pipe}, "text");
+    char text[8] = {};
+    EXPECT_EQ(read(reader, text, sizeof text), 4);
+    EXPECT_STREQ(text, "text");
+    close(reader);
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_EQ(countFiles(folder), 1u);
 }
 
 TEST(OutputFile, NamesFileAndReason) {
     const TemporaryFolder folder;
     const std::string inNoFolder = folder.path("none/file");
-    EXPECT_EQ(errorOf([&] { writeFile(inNoFolder, "text"); }),
-              inNoFolder + ": cannot be written: No such file or directory");
     const std::string taken = folder.path("taken");
-    std::filesystem::create_directories(taken + "/full");
-    EXPECT_EQ(errorOf([&] { writeFile(taken, "text"); }),
-              taken + ": cannot be written: Is a directory");
     const std::string onFullDisk = folder.path("full");
-    std::filesystem::create_symlink("/dev/full", onFullDisk + ".part");
-    EXPECT_EQ(errorOf([&] { writeFile(onFullDisk, "text"); }),
-              onFullDisk + ": cannot be written: No space left on device");
+    const std::string circle = folder.path("circle");
+    const std::string old = folder.write("old", "old");
+    std::filesystem::create_directories(taken + "/full");
+    std::filesystem::create_symlink("/dev/full", onFullDisk);
+    std::filesystem::create_symlink("circle", circle);
+    // More than a stream keeps back, so that the reason is known before the last byte.
+    const std::string text(1000000, 'x');
+    const struct {
+        OutputName name;
+        const char* reason;
+    } kCases[] = {
+        {{inNoFolder}, "cannot be written: No such file or directory"},
+        {{taken}, "cannot be written: Is a directory"},
+        {{taken, true}, "cannot be written: Is a directory"},
+        {{onFullDisk}, "cannot be written: No space left on device"},
+        {{circle}, "cannot be written: Too many levels of symbolic links"},
+        {{old}, "is there already; --overwrite replaces it"},
+    };
+    for (const auto& c : kCases) {
+        EXPECT_EQ(errorOf([&] { writeFile(c.name, text); }), c.name.path + ": " + c.reason);
+    }
+    EXPECT_EQ(countFiles(folder), 4u);
+    EXPECT_EQ(lineOf(old), "old");
+}
+
+TEST(FileIdentity, IsThatOfTheFileWhateverItsName) {
+    const TemporaryFolder folder;
+    const std::string file = folder.write("file", "");
+    std::filesystem::create_directory(folder.path("sub"));
+    std::filesystem::create_hard_link(file, folder.path("hard"));
+    std::filesystem::create_symlink("file", folder.path("soft"));
+    std::filesystem::create_symlink(folder.path(""), folder.path("sub/up"));
+    std::filesystem::create_symlink("new", folder.path("to-new"));
+    const struct {
+        const char* a;
+        const char* b;
+        bool areSame;
+    } kCases[] = {
+        {"file", "hard", true},        {"file", "soft", true},     {"file", "sub/up/file", true},
+        {"file", "sub/../file", true}, {"file", "new", false},     {"new", "sub/up/new", true},
+        {"new", "to-new", true},       {"new", "sub/new", false},  {"no/new", "no/./new", true},
+        {"sub/to/new", "sub", false},  {"new", "no/../new", true},
+    };
+    for (const auto& c : kCases) {
+        EXPECT_EQ(identityOf(folder.path(c.a)) == identityOf(folder.path(c.b)), c.areSame)
+            << c.a << ", " << c.b;
+    }
 }
 
 TEST(OpenInput, ReadsTheNamedFileOnly) {
@@ -128,7 +235,7 @@ TEST(WritePng, TakesLevelsByTheFramesRangeAndMatrix) {
         frame->color_range = c.range;
         frame->colorspace = c.matrix;
         const std::string path = folder.path("plain.png");
-        writePng(path, *frame);
+        writePng({path, true}, *frame);
         const AvPtr<AVFrame> picture = decodePng(path);
         ASSERT_EQ(picture->format, AV_PIX_FMT_RGB24);
         for (int i = 0; i < 3; ++i) {

@@ -57,7 +57,7 @@ TEST(RunRecord, IsTheSameAfterAFile) {
     const zpr_test::TemporaryFolder folder;
     const std::string path = folder.path("run.json");
     const RunRecord run = makeRun();
-    saveRunRecord(path, run);
+    saveRunRecord({path}, run);
     const RunRecord read = loadRunRecord(path);
     EXPECT_EQ(read.input, run.input);
     EXPECT_EQ(read.notes, run.notes);
@@ -114,10 +114,10 @@ TEST(ReportPage, HoldsItsDataAndNothingFromOutside) {
     const zpr_test::TemporaryFolder folder;
     const std::string path = folder.path("page.html");
     if (pageAssets() == nullptr) {
-        EXPECT_THROW(writeReport(path, makeContent()), std::runtime_error);
+        EXPECT_THROW(writeReport({path}, makeContent()), std::runtime_error);
         return;
     }
-    writeReport(path, makeContent());
+    writeReport({path}, makeContent());
     const std::string page = readFile(path);
     EXPECT_NE(page.find("a \\u003c/script\\u003e \\u003c!-- note \\u0026 \\u2028"),
               std::string::npos);

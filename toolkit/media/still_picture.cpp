@@ -1,6 +1,5 @@
 #include "media/still_picture.h"
 
-#include "common/output_file.h"
 #include "media/pixel_converter.h"
 
 #include <algorithm>
@@ -85,13 +84,13 @@ std::string jpegDataUrl(const AVFrame& frame, int largestWidth) {
     return "data:image/jpeg;base64," + text;
 }
 
-void writePng(const std::string& path, const AVFrame& frame) {
+void writePng(const OutputName& name, const AVFrame& frame) {
     const AvPtr<AVFrame> rgb = makeFrame(AV_PIX_FMT_RGB24, frame.width, frame.height);
     const FrameArea area{frame.width, frame.height};
     PixelConverter converter;
     converter.convert(frame, area, *rgb, area);
-    const AvPtr<AVPacket> packet = encodePicture(path, AV_CODEC_ID_PNG, *rgb);
-    writeFile(path,
+    const AvPtr<AVPacket> packet = encodePicture(name.path, AV_CODEC_ID_PNG, *rgb);
+    writeFile(name,
               {reinterpret_cast<const char*>(packet->data), static_cast<size_t>(packet->size)});
 }
 

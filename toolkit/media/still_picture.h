@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/output_file.h"
 #include "media/libav.h"
 
 #include <cstdint>
@@ -14,7 +15,7 @@ std::string jpegDataUrl(const AVFrame& frame, int largestWidth);
 
 /// Writes a two-plane 4:2:0 frame as an RGB picture in a PNG file, by the frame's range and matrix.
 /// The file appears under its name when it is complete. Throws std::runtime_error.
-void writePng(const std::string& path, const AVFrame& frame);
+void writePng(const OutputName& name, const AVFrame& frame);
 
 /// Mean of two-plane 4:2:0 frames of one size: what moves is blurred.
 class MeanFrame {

@@ -1,5 +1,7 @@
 #include "media/video_writer.h"
 
+#include "common/interruption.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -35,12 +37,13 @@ bool isIrregular(const VideoReader& source) {
 
 }  // namespace
 
-VideoWriter::VideoWriter(const std::string& path, const VideoSettings& settings,
+VideoWriter::VideoWriter(const OutputName& name, const VideoSettings& settings,
                          const VideoReader* source)
-    : name_(path == "-" ? "standard output" : path) {
-    if (path != "-") file_.emplace(path);
+    : name_(name.path == "-" ? "standard output" : name.path) {
+    const AVOutputFormat& container = findContainer(name.path);
+    if (name.path != "-") file_.emplace(name);
     const std::string url = file_ ? fileUrl(file_->temporary()) : "pipe:1";
-    avformat_alloc_output_context2(&format_, &findContainer(path), nullptr, url.c_str());
+    avformat_alloc_output_context2(&format_, &container, nullptr, url.c_str());
     if (format_ == nullptr) throw std::bad_alloc();
     try {
         start(settings, source);
@@ -75,7 +78,9 @@ void VideoWriter::start(const VideoSettings& settings, const VideoReader* source
 }
 
 void VideoWriter::require(int code, const char* what) const {
-    if (code < 0) throw MediaError(name_, what, code);
+    if (code >= 0) return;
+    throwIfInterrupted();
+    throw MediaError(name_, what, code);
 }
 
 void VideoWriter::addVideoStream(const VideoReader* source) {
@@ -136,6 +141,8 @@ void VideoWriter::copyPacket(const AVPacket& packet) {
 void VideoWriter::finish() {
     encode(nullptr);
     require(av_write_trailer(format_), "cannot be completed");
+    avio_flush(format_->pb);
+    require(format_->pb->error, "cannot be completed");
     require(avio_closep(&format_->pb), "cannot be completed");
     if (file_) file_->commit();
 }

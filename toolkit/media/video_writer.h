@@ -17,10 +17,10 @@ namespace framehold {
 /// removed. All functions throw MediaError.
 class VideoWriter {
 public:
-    /// path: its extension gives the container; "-" is a YUV4MPEG2 stream on standard output. With a
+    /// name: its extension gives the container; "-" is a YUV4MPEG2 stream on standard output. With a
     /// `source`, its colour tags, sample aspect ratio, rotation, metadata and chapters are taken
     /// over, and its other streams can be copied.
-    VideoWriter(const std::string& path, const VideoSettings& settings,
+    VideoWriter(const OutputName& name, const VideoSettings& settings,
                 const VideoReader* source = nullptr);
     ~VideoWriter();
     VideoWriter(const VideoWriter&) = delete;

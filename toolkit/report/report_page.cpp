@@ -1,6 +1,5 @@
 #include "report/report_page.h"
 
-#include "common/output_file.h"
 #include "report/page_data.h"
 #include "report/report_page.h"
 
@@ -55,14 +54,14 @@ std::string embeddable(const nlohmann::ordered_json& data) {
 
 void requireReports() { requiredAssets(); }
 
-void writeReport(const std::string& path, const ReportContent& content) {
+void writeReport(const OutputName& name, const ReportContent& content) {
     const PageAssets& assets = requiredAssets();
     std::string page(assets.page);
     // The data come last: they may hold anything, marks too.
     replaceMark(page, "<!--style-->", assets.style);
     replaceMark(page, "<!--script-->", assets.script);
     replaceMark(page, "<!--data-->", embeddable(pageData(content)));
-    writeFile(path, page);
+    writeFile(name, page);
 }
 
 }  // namespace framehold

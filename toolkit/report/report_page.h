@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/output_file.h"
 #include "measures/clip_measures.h"
 #include "report/picture_pairs.h"
 #include "report/run_record.h"
@@ -28,7 +29,7 @@ void requireReports();
 
 /// Writes a report as one HTML page that needs no other files and no network. It appears under its
 /// name when it is complete. Throws std::runtime_error.
-void writeReport(const std::string& path, const ReportContent& content);
+void writeReport(const OutputName& name, const ReportContent& content);
 
 /// Texts that a report page is made of, embedded when the program is built.
 struct PageAssets {

@@ -1,6 +1,5 @@
 #include "report/run_record.h"
 
-#include "common/output_file.h"
 #include "common/text_fields.h"
 
 #include <fmt/format.h>
@@ -62,7 +61,7 @@ FrameRecord frameFrom(const ordered_json& json) {
 
 }  // namespace
 
-void saveRunRecord(const std::string& path, const RunRecord& run) {
+void saveRunRecord(const OutputName& file, const RunRecord& run) {
     ordered_json json;
     json["kind"] = kKind;
     visitFields(run, [&json](const char* name, const auto& field) { json[name] = field; });
@@ -74,7 +73,7 @@ void saveRunRecord(const std::string& path, const RunRecord& run) {
                                   {"margin_used", frame.marginUsed},
                                   {"milliseconds", frame.milliseconds}});
     }
-    writeFile(path, json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+    writeFile(file, json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
 }
 
 RunRecord loadRunRecord(const std::string& path) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/output_file.h"
 #include "math/quaternion.h"
 #include "zpr_framehold.h"
 
@@ -36,7 +37,7 @@ struct RunRecord {
 };
 
 /// Writes a run as JSON, for a report that is made later. Throws std::runtime_error.
-void saveRunRecord(const std::string& path, const RunRecord& run);
+void saveRunRecord(const OutputName& file, const RunRecord& run);
 
 /// Reads what `saveRunRecord` wrote. Throws FileError with the field.
 RunRecord loadRunRecord(const std::string& path);

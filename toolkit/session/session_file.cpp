@@ -66,7 +66,7 @@ void putPlane(std::ostream& out, const uint8_t* plane, int32_t pitch, int32_t wi
 
 }  // namespace
 
-SessionWriter::SessionWriter(const std::string& path, const ZPR_Param& param) : file_(path) {
+SessionWriter::SessionWriter(const OutputName& name, const ZPR_Param& param) : file_(name) {
     file_.stream() << kHead;
     visitParam(param, [this](const auto& value) { put(file_.stream(), value); });
 }

@@ -16,7 +16,7 @@ namespace framehold {
 class SessionWriter {
 public:
     /// Throws std::runtime_error if the file cannot be opened.
-    SessionWriter(const std::string& path, const ZPR_Param& param);
+    SessionWriter(const OutputName& name, const ZPR_Param& param);
 
     void sample(const ZPR_SensorData& sample);
     void frame(double timestamp, const ZPR_Image& image);
