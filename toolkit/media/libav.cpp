@@ -80,7 +80,7 @@ AVDictionary* inputLimits(bool isPipe) {
 
 std::string fileUrl(const std::string& path) { return "file:" + path; }
 
-AvInput openInput(const std::string& path) {
+AvInput openContainer(const std::string& path) {
     const bool isPipe = path == "-";
     AVFormatContext* format = avformat_alloc_context();
     if (format == nullptr) throw std::bad_alloc();
@@ -101,10 +101,18 @@ AvInput openInput(const std::string& path) {
         throw MediaError("standard input", "is not YUV4MPEG2 (ffmpeg -f yuv4mpegpipe makes it)");
     }
     if (code < 0) throw MediaError(path, "cannot be opened" + libavMessage(), code);
-    AvInput input(format);
-    code = avformat_find_stream_info(format, nullptr);
+    return AvInput(format);
+}
+
+void readStreamInfo(AVFormatContext& file, const std::string& path) {
+    const int code = avformat_find_stream_info(&file, nullptr);
     throwIfInterrupted();
     if (code < 0) throw MediaError(path, "cannot be read", code);
+}
+
+AvInput openInput(const std::string& path) {
+    AvInput input = openContainer(path);
+    readStreamInfo(*input, path);
     return input;
 }
 

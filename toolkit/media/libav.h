@@ -46,6 +46,10 @@ std::string fileUrl(const std::string& path);
 /// MediaError and Interrupted.
 AvInput openInput(const std::string& path);
 
+// The two steps of openInput, for what needs only the first one.
+AvInput openContainer(const std::string& path);
+void readStreamInfo(AVFormatContext& file, const std::string& path);
+
 template <class T>
 using AvPtr = std::unique_ptr<T, AvDeleter>;
 

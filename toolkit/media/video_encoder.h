@@ -19,6 +19,7 @@ struct VideoSettings {
     std::string encoder;         // FFmpeg's name; empty: by the container, H.264 if it can hold it
     std::string pixelFormat;     // FFmpeg's name; empty: 8-bit 4:2:0, or the encoder's nearest
     std::optional<int> quality;  // in the encoder's units, 0 best; none: hardly visible losses
+    bool isResult = true;        // is marked as made by this program, see markAsResult
     std::string preset;          // of the encoder, speed against size; empty: a moderate one
 };
 

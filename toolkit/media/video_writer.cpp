@@ -1,6 +1,7 @@
 #include "media/video_writer.h"
 
 #include "common/interruption.h"
+#include "media/results.h"
 
 #include <algorithm>
 #include <cstring>
@@ -65,6 +66,7 @@ void VideoWriter::close() {
 void VideoWriter::start(const VideoSettings& settings, const VideoReader* source) {
     encoder_.emplace(name_, *format_->oformat, settings, source);
     addVideoStream(source);
+    if (settings.isResult) markAsResult(*format_, *stream_, encoder_->codec().codec->name);
     if (source != nullptr) {
         copySideData(*source);
         copier_.emplace(*format_, source->container(), source->stream().index);
