@@ -30,11 +30,11 @@ printf '%-8s %-12s %10s %10s %10s  %s\n' setting "" "offset ms" "focal px" "read
 for ((i = 0; i < count; ++i)); do
     read -r from duration size offset focal readout letters seed options <<<"${settings[i]}"
     # shellcheck disable=SC2086
-    "$framehold" simulate "$work/clip" -q --motion "$log" --from "$from" --duration "$duration" \
+    "$framehold" simulate "$work/clip" -q --overwrite --motion "$log" --from "$from" --duration "$duration" \
         --size "$size" --time-offset "$offset" --focal "$focal" --readout "$readout" \
         --axes "$letters" --seed "$seed" --metadata "$work/truth" $options || exit 1
     start=$(date +%s.%N)
-    "$framehold" calibrate "$work/clip/clip.mp4" --motion "$work/clip/imu.gcsv" -q \
+    "$framehold" calibrate "$work/clip/clip.mp4" --motion "$work/clip/imu.gcsv" -q --overwrite \
         -o "$work/found.json" >"$work/said" || exit 1
     seconds=$(awk -v a="$start" -v b="$(date +%s.%N)" 'BEGIN { printf "%.1f", b - a }')
     for which in truth/clip found; do

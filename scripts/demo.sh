@@ -15,19 +15,20 @@ out=out/demo
 framehold=build/release/framehold
 mkdir -p $out
 echo "== simulating a shaky clip (1280x720, 6 s)"
-$framehold simulate $out/shaky --duration 6 --shake 1.2
+$framehold simulate $out/shaky --overwrite --duration 6 --shake 1.2
 echo "== stabilizing it"
-$framehold stabilize $out/shaky/clip.mp4 --clip $out/shaky/clip.json -o $out/stable.mp4 \
+$framehold stabilize $out/shaky/clip.mp4 --overwrite --clip $out/shaky/clip.json -o $out/stable.mp4 \
     --save-run $out/run.json
 
 echo "== comparing"
-$framehold compare $out/shaky/clip.mp4 $out/stable.mp4 --video $out/side_by_side.mp4 \
+$framehold compare $out/shaky/clip.mp4 $out/stable.mp4 --overwrite --video $out/side_by_side.mp4 \
     --picture $out/mean.png --from 6
 
 echo "== measuring"
 $framehold measure $out/shaky/clip.mp4 $out/stable.mp4
 page=""
-if $framehold report $out/shaky/clip.mp4 $out/stable.mp4 --run $out/run.json -o $out/report.html; then
+if $framehold report $out/shaky/clip.mp4 $out/stable.mp4 --run $out/run.json \
+    --overwrite -o $out/report.html; then
     page="
   report.html         what was done: pictures, the camera's path, measures, parameters"
 fi

@@ -2,6 +2,7 @@
 
 #include "calibrate/calibrate_clip.h"
 #include "calibrate/calibration_texts.h"
+#include "cli/run_files.h"
 #include "common/interruption.h"
 #include "common/output_file.h"
 #include "common/text_fields.h"
@@ -48,10 +49,26 @@ std::string textOf(const nlohmann::ordered_json& json) {
 std::string outputOf(const CalibrateOptions& options) {
     if (!options.output.empty()) return options.output;
     const std::string output = fs::path(options.videos[0]).replace_extension(".json").string();
-    if (fs::exists(output)) {
-        throw std::runtime_error(output + ": is there already; name the result with --output");
-    }
+    refuseExisting({output, options.overwrites});
     return output;
+}
+
+void checkFiles(const CalibrateOptions& options, const std::vector<ClipInputs>& clips,
+                const std::string& output) {
+    RunFiles files;
+    for (size_t i = 0; i < clips.size(); ++i) {
+        files.addInput(options.videos[i]);
+        files.addInput(clips[i].files.frames);
+        if (options.motions.empty()) {
+            for (const std::string& file : filesRead({options.videos[i], "", "", ""})) {
+                files.addInput(file);
+            }
+        }
+        for (const std::string& file : clips[i].log->files) files.addInput(file);
+    }
+    files.addOutput("--output", output);
+    files.addOutput("--snippet", options.snippet);
+    files.check(options.overwrites, options.quiet);
 }
 
 }  // namespace
@@ -61,15 +78,20 @@ void calibrateCamera(const CalibrateOptions& options) {
     known.range = options.range;
     const std::string output = outputOf(options);
     const std::vector<ClipFiles> files = filesOf(options);
-    std::vector<CalibrationClip> clips;
+    std::vector<ClipInputs> inputs;
     for (const ClipFiles& clip : files) {
-        const ClipInputs inputs = loadClipInputs({clip, {}}, propertiesOf(VideoReader(clip.video)));
-        clips.push_back(trackClip(inputs, options.seconds, !options.quiet));
+        inputs.push_back(loadClipInputs({clip, {}}, propertiesOf(VideoReader(clip.video))));
+    }
+    checkFiles(options, inputs, output);
+    std::vector<CalibrationClip> clips;
+    for (const ClipInputs& clip : inputs) {
+        clips.push_back(trackClip(clip, options.seconds, !options.quiet));
     }
     const Calibration found = calibrate(clips, known, throwIfInterrupted);
     fmt::print("{}", options.json ? textOf(jsonOf(found, files)) + "\n" : tableOf(found, files));
-    writeFile({output, true}, textOf(presetOf(found, files, output)) + "\n");
-    if (!options.snippet.empty()) writeFile({options.snippet, true}, snippetOf(found));
+    writeFile({output, options.overwrites}, textOf(presetOf(found, files, output)) + "\n");
+    if (!options.snippet.empty())
+        writeFile({options.snippet, options.overwrites}, snippetOf(found));
     if (!options.quiet) fmt::print(stderr, "written: {}\n", escaped(output));
 }
 

@@ -17,6 +17,7 @@ struct CalibrateOptions {
     CameraOptions known;               // what needs not be found
     double range = CalibrationSettings().range;
     double seconds = 60.0;            // of each clip that are looked at
+    bool overwrites = false;
     bool allowsOutsidePaths = false;  // a clip.json may name files outside of its folder
     bool json = false;
     bool quiet = false;

@@ -183,6 +183,10 @@ inline CLI::Option* addQuietFlag(Command& command, bool& quiet,
     return command.add_flag("-q,--quiet", quiet, description);
 }
 
+inline CLI::Option* addOverwriteFlag(Command& command, bool& overwrites) {
+    return command.add_flag("--overwrite", overwrites, "Replace results that are there");
+}
+
 inline CLI::Option* addJsonFlag(Command& command, bool& json,
                                 const std::string& description = "Print JSON") {
     return command.add_flag("--json", json, description);

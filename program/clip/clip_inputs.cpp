@@ -1,6 +1,7 @@
 #include "clip/clip_inputs.h"
 
 #include "common/text_fields.h"
+#include "media/results.h"
 #include "motion/motion_log_reader.h"
 
 #include <algorithm>
@@ -27,22 +28,30 @@ bool isVideo(const fs::path& path) {
 bool isEarlierResult(const fs::path& path) {
     const std::string stem = path.stem().string();
     const std::string end = "-stable";
-    return stem.size() >= end.size() &&
-           stem.compare(stem.size() - end.size(), end.size(), end) == 0;
+    const bool isNamedSo =
+        stem.size() >= end.size() && stem.compare(stem.size() - end.size(), end.size(), end) == 0;
+    return isNamedSo || isResult(path.string());
 }
 
 std::vector<std::string> videosIn(const std::string& folder) {
     std::vector<std::string> videos;
+    size_t results = 0;
     std::error_code error;
     for (fs::recursive_directory_iterator i(folder, error), end; !error && i != end;
          i.increment(error)) {
         const fs::path& path = i->path();
-        if (isVideo(path) && !isEarlierResult(path) && fs::is_regular_file(path)) {
+        if (!isVideo(path) || !fs::is_regular_file(path)) continue;
+        if (isEarlierResult(path)) {
+            ++results;
+        } else {
             videos.push_back(path.string());
         }
     }
     if (error) throw std::runtime_error(fmt::format("{}: {}", folder, error.message()));
-    if (videos.empty()) throw std::runtime_error(folder + ": holds no videos");
+    if (videos.empty()) {
+        throw std::runtime_error(folder + ": holds no videos" +
+                                 (results > 0 ? " but results of earlier runs" : ""));
+    }
     std::sort(videos.begin(), videos.end());
     return videos;
 }
@@ -50,10 +59,12 @@ std::vector<std::string> videosIn(const std::string& folder) {
 /// True if the clip.json in the video's folder is this video's: it names it, or no other is there.
 bool isMetadataOf(const ClipMetadata& metadata, const fs::path& video) {
     if (metadata.video) return *metadata.video == video.filename();
-    const auto files = fs::directory_iterator(fs::absolute(video).parent_path());
-    return std::count_if(begin(files), end(files), [](const fs::directory_entry& file) {
-               return isVideo(file.path()) && !isEarlierResult(file.path());
-           }) == 1;
+    int count = 0;
+    for (const auto& file : fs::directory_iterator(fs::absolute(video).parent_path())) {
+        if (isVideo(file.path()) && !isEarlierResult(file.path())) ++count;
+        if (count > 1) return false;
+    }
+    return count == 1;
 }
 
 ClipMetadata readMetadata(const std::string& path, const ClipFiles& named) {
@@ -61,10 +72,14 @@ ClipMetadata readMetadata(const std::string& path, const ClipFiles& named) {
                             named.allowsOutsidePaths ? NamedPaths::kAnywhere : NamedPaths::kBelow);
 }
 
+/// Places where the metadata of a video may be.
+fs::path ownMetadata(const fs::path& video) { return fs::path(video).replace_extension(".json"); }
+fs::path sharedMetadata(const fs::path& video) { return video.parent_path() / "clip.json"; }
+
 void findMetadata(FoundClip& clip) {
     const fs::path video(clip.files.video);
-    const fs::path own = fs::path(video).replace_extension(".json");
-    const fs::path shared = video.parent_path() / "clip.json";
+    const fs::path own = ownMetadata(video);
+    const fs::path shared = sharedMetadata(video);
     const bool hasOwn = fs::exists(own);
     if (!hasOwn && !fs::exists(shared)) return;
     const std::string path = (hasOwn ? own : shared).string();
@@ -102,6 +117,22 @@ FoundClip findClipFiles(const ClipFiles& named) {
         if (fs::exists(log)) motion = log.string();
     }
     return clip;
+}
+
+std::vector<std::string> filesRead(const ClipFiles& named) {
+    std::vector<std::string> files = {named.video, named.metadata, named.motion, named.frames};
+    if (named.metadata.empty() && named.video != "-") {
+        files.push_back(ownMetadata(named.video).string());
+        files.push_back(sharedMetadata(named.video).string());
+    }
+    try {
+        const FoundClip found = findClipFiles(named);
+        files.push_back(found.files.motion);
+        files.push_back(found.metadata.framesFile);
+    } catch (const std::exception&) {
+        // Deliberate: the clip's own run says what is wrong with its metadata.
+    }
+    return files;
 }
 
 VideoProperties propertiesOf(const VideoReader& video) {

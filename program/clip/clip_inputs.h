@@ -13,7 +13,8 @@ namespace framehold {
 
 /// The clips that a list of inputs names: files and "-" (standard input) as they are, and in place
 /// of a folder all videos in it and below, known by their extension, in order of their names.
-/// Results of earlier runs, whose names end in "-stable", are left out of folders.
+/// Results of earlier runs, which are marked so or have names that end in "-stable", are left out of
+/// folders.
 /// Throws std::runtime_error for folders that cannot be read or hold no video.
 std::vector<std::string> findClips(const std::vector<std::string>& inputs);
 
@@ -36,6 +37,10 @@ struct FoundClip {
 /// file of the video's name or in a clip.json that is the video's; and, if these name no motion
 /// log, for one of the video's name. Throws FileError for metadata that cannot be read.
 FoundClip findClipFiles(const ClipFiles& named);
+
+/// Paths of all files that are opened to find and load a clip's inputs, as far as they can be found
+/// without reading a log. Some need not be there.
+std::vector<std::string> filesRead(const ClipFiles& named);
 
 /// Properties of a video that settings depend on.
 struct VideoProperties {

@@ -24,6 +24,7 @@ void addCalibrateCommand(Command& program) {
     command.addOutputFile("-o,--output", o.output,
                           "clip.json to write (default: VIDEO's name.json)");
     command.addOutputFile("--snippet", o.snippet, "Write C code that fills in the parameters");
+    addOverwriteFlag(command, o.overwrites);
     addJsonFlag(command, o.json, "Print all numbers on standard output");
     command.addNumber("--seconds", o.seconds, "Seconds of each clip to use", {1.0, 3600.0})
         ->capture_default_str();

@@ -24,6 +24,7 @@ void addCompareCommand(Command& program) {
         ->capture_default_str();
     command.addNumber("--frames", o.frames, "Number of frames in the picture", {1, 1000})
         ->capture_default_str();
+    addOverwriteFlag(command, o.overwrites);
     addQuietFlag(command, o.quiet);
     command.callback([options] {
         if (options->video.empty() && options->picture.empty()) {

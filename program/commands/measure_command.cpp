@@ -23,6 +23,7 @@ void addMeasureCommand(Command& program) {
     addDelayOption(command, o.settings.delay, "Frames by which the stabilized clips are late");
     addJsonFlag(command, o.json);
     command.addOutputFile("--csv", o.csv, "Write the path of every clip's picture to this file");
+    addOverwriteFlag(command, o.overwrites);
     addQuietFlag(command, o.settings.quiet);
     command.callback([options] { printMeasures(*options); });
 }

@@ -1,4 +1,5 @@
 #include "cli/options.h"
+#include "cli/run_files.h"
 #include "commands/commands.h"
 #include "compare/clip_report.h"
 #include "report/run_record.h"
@@ -28,16 +29,23 @@ void addReportCommand(Command& program) {
     command.addInputFile("ORIGINAL", r.original, "The shaky clip")->required();
     command.addInputFile("STABILIZED", r.stabilized, "What was made from it, by any stabilizer")
         ->required();
-    command.addOutputFile("-o,--output", r.page, "HTML page to write")->required();
+    command.addOutputFile("-o,--output", r.page.path, "HTML page to write")->required();
     command.addInputFile("--run", options->run, "File that stabilize --save-run wrote");
     addCutoffOption(command, r.settings.cutoff);
     addDelayOption(command, r.settings.delay, "Frames by which the stabilized clip is late");
+    addOverwriteFlag(command, r.page.replaces);
     addQuietFlag(command, r.settings.quiet);
     command.callback([options] {
         ReportRequest& request = options->request;
+        RunFiles files;
+        for (const std::string& input : {request.original, request.stabilized, options->run}) {
+            files.addInput(input);
+        }
+        files.addOutput("--output", request.page.path);
+        files.check(request.page.replaces, request.settings.quiet);
         if (!options->run.empty()) request.run = loadRunRecord(options->run);
         makeReport(request);
-        if (!request.settings.quiet) fmt::print(stderr, "written: {}\n", request.page);
+        if (!request.settings.quiet) fmt::print(stderr, "written: {}\n", request.page.path);
     });
 }
 

@@ -101,6 +101,7 @@ void addSimulateCommand(Command& program) {
                     "Folder for clip.json, frames.csv and truth.csv (default: FOLDER); the log "
                     "then has neither axes nor readout",
                     "DIR");
+    addOverwriteFlag(command, o.overwrites);
     addQuietFlag(command, o.quiet);
     addPathOptions(command, o);
     addSensorOptions(command, o);

@@ -77,6 +77,9 @@ void addResultOptions(Command& command, BatchOptions& batch) {
 
     const std::string more = "More result options";
     command
+        .add_flag("--again", o.takesResults, "Stabilize clips, too, that are results themselves")
+        ->group(more);
+    command
         .addText("--encoder", o.encoder,
                  "FFmpeg's name of the encoder (default: libx264 where it fits)")
         ->group(more);
@@ -126,6 +129,11 @@ void addStabilizeCommand(Command& program) {
     addOutsidePathsFlag(command, o.files.allowsOutsidePaths);
     command.addNumber("-j,--parallel", options->parallel, "Clips to stabilize at a time", {1, 64})
         ->capture_default_str();
+    CLI::Option* overwrite = addOverwriteFlag(command, o.overwrites);
+    command
+        .add_flag("--skip-existing", options->skipsExisting,
+                  "Leave out clips whose results are there and whole")
+        ->excludes(overwrite);
     addQuietFlag(command, o.quiet, "Only warnings and errors");
     addCameraOptions(command, o);
     addResultOptions(command, *options);

@@ -18,7 +18,7 @@ void makeReport(const ReportRequest& request) {
     content.before = std::move(clips[0]);
     content.after = std::move(clips[1]);
     content.pictures = takePictures(request.original, request.stabilized, request.settings.delay);
-    writeReport({request.page, true}, content);
+    writeReport(request.page, content);
 }
 
 }  // namespace framehold

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/output_file.h"
 #include "compare/measured_clips.h"
 #include "report/run_record.h"
 
@@ -14,7 +15,7 @@ struct ReportRequest {
     std::string stabilized;
     std::optional<RunRecord> run;
     MeasureSettings settings;
-    std::string page;  // the file to write
+    OutputName page;
 };
 
 /// Measures both clips, takes pictures of them and writes the page. Throws std::exception.

@@ -1,5 +1,6 @@
 #include "compare/measured_clips.h"
 
+#include "cli/run_files.h"
 #include "common/angles.h"
 #include "common/interruption.h"
 #include "common/output_file.h"
@@ -106,8 +107,12 @@ std::vector<ClipMeasures> measureClips(const std::vector<std::string>& videos,
 }
 
 void printMeasures(const MeasureOptions& options) {
+    RunFiles files;
+    for (const std::string& video : options.videos) files.addInput(video);
+    files.addOutput("--csv", options.csv);
+    files.check(options.overwrites, options.settings.quiet);
     const std::vector<ClipMeasures> clips = measureClips(options.videos, options.settings);
-    if (!options.csv.empty()) writeFile({options.csv, true}, pathTable(clips));
+    if (!options.csv.empty()) writeFile({options.csv, options.overwrites}, pathTable(clips));
     if (options.json) {
         printJson(clips, options.settings.cutoff);
     } else {

@@ -23,6 +23,7 @@ struct MeasureOptions {
     std::vector<std::string> videos;  // the original, then clips made from it
     MeasureSettings settings;
     bool json = false;
+    bool overwrites = false;
     std::string csv;  // file for the path of every clip's picture; empty: none
 };
 

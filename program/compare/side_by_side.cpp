@@ -1,5 +1,6 @@
 #include "compare/side_by_side.h"
 
+#include "cli/run_files.h"
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "media/still_picture.h"
@@ -55,11 +56,17 @@ AvPtr<AVFrame> sideBySide(const AVFrame& left, const AVFrame& right) {
 }
 
 void compareClips(const CompareOptions& options) {
+    RunFiles files;
+    files.addInput(options.before);
+    files.addInput(options.after);
+    files.addOutput("--video", options.video);
+    files.addOutput("--picture", options.picture);
+    files.check(options.overwrites, options.quiet);
     VideoReader before(options.before);
     VideoReader after(options.after);
     std::optional<VideoWriter> writer;
     if (!options.video.empty())
-        writer.emplace(OutputName{options.video, true}, settingsFor(before, after));
+        writer.emplace(OutputName{options.video, options.overwrites}, settingsFor(before, after));
     MeanFrame mean;
     Progress progress("comparing", before.expectedFrames(), !options.quiet);
     const int64_t end = int64_t{options.firstFrame} + options.frames;
@@ -80,7 +87,7 @@ void compareClips(const CompareOptions& options) {
         throw std::runtime_error(fmt::format("--from {}: the clips have only {} frames in common",
                                              options.firstFrame, progress.done()));
     }
-    writePng({options.picture, true}, *mean.mean());
+    writePng({options.picture, options.overwrites}, *mean.mean());
 }
 
 }  // namespace framehold

@@ -21,6 +21,7 @@ struct CompareOptions {
     std::string picture;  // file for the mean of some frames; empty: none
     int firstFrame = 0;
     int frames = 30;
+    bool overwrites = false;
     bool quiet = false;
 };
 

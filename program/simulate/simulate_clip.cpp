@@ -1,5 +1,6 @@
 #include "simulate/simulate_clip.h"
 
+#include "cli/run_files.h"
 #include "common/interruption.h"
 #include "common/library_constants.h"
 #include "common/output_file.h"
@@ -15,6 +16,7 @@
 #include <cmath>
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ostream.h>
@@ -32,9 +34,8 @@ constexpr double kLogMargin = 1.0;
 /// The camera's clock starts later than the path's, so that logged times are positive.
 constexpr double kFirstFrame = 2.0;
 
-/// The motion of a log from some time on, which becomes the time of the first frame.
-std::unique_ptr<CameraMotion> recordedMotion(const SimulateOptions& o) {
-    MotionLog log = readMotionLog(o.motion);
+/// The motion of the log in the options from some time on, which becomes the time of the first frame.
+std::unique_ptr<CameraMotion> recordedMotion(const SimulateOptions& o, MotionLog log) {
     if (log.rates.empty()) throw std::runtime_error(o.motion + ": holds no angular rates");
     log.toDeviceAxes(log.orientation);
     const double start = log.rates.front().time + o.from;
@@ -71,11 +72,16 @@ public:
         : o_(options), axes_(AxisMapping::fromLetters(options.axes)),
           frames_(static_cast<int>(options.duration * options.framesPerSecond)) {
         if (frames_ < 1) throw std::runtime_error("--duration is shorter than one frame");
+        RunFiles files;
         if (o_.motion.empty()) {
             motion_ = std::make_unique<CameraPath>(o_.path);
         } else {
-            motion_ = recordedMotion(o_);
+            MotionLog log = readMotionLog(o_.motion);
+            for (const std::string& file : log.files) files.addInput(file);
+            motion_ = recordedMotion(o_, std::move(log));
         }
+        addOutputs(files);
+        files.check(o_.overwrites, o_.quiet);
         std::filesystem::create_directories(o_.folder);
         if (hidesMetadata()) std::filesystem::create_directories(o_.metadataFolder);
     }
@@ -112,9 +118,16 @@ private:
         return std::filesystem::relative(clipFile(name), o_.metadataFolder).string();
     }
 
+    void addOutputs(RunFiles& files) const {
+        for (const char* name : {"clip.mp4", "imu.gcsv"}) files.addOutput("FOLDER", clipFile(name));
+        for (const char* name : {"frames.csv", "truth.csv", "clip.json"}) {
+            files.addOutput(hidesMetadata() ? "--metadata" : "FOLDER", metadataFile(name));
+        }
+    }
+
     template <class Write>
     void writeText(const std::string& path, Write write) const {
-        OutputFile target({path, true});
+        OutputFile target({path, o_.overwrites});
         write(target.stream());
         target.commit();
     }
@@ -127,7 +140,8 @@ private:
         settings.timeBase = {1, 90000};
         settings.quality = 14;
         settings.preset = "fast";
-        VideoWriter writer({clipFile("clip.mp4"), true}, settings);
+        settings.isResult = false;
+        VideoWriter writer({clipFile("clip.mp4"), o_.overwrites}, settings);
         Progress progress("simulating", frames_, !o_.quiet);
         const Town town;
         const Traffic traffic(town, o_.moving, o_.path.seed);

@@ -27,6 +27,7 @@ struct SimulateOptions {
     std::string motion;            // log to follow; empty: the made-up path
     double from = 1.0;             // seconds into that log
     std::string metadataFolder;    // empty: the clip's
+    bool overwrites = false;
     bool quiet = false;
 };
 

@@ -1,12 +1,16 @@
 #include "stabilize/batch_plan.h"
 
+#include "cli/run_files.h"
+#include "common/output_file.h"
 #include "common/text_fields.h"
+#include "media/results.h"
+#include "motion/motion_log_reader.h"
 #include "report/report_page.h"
 
+#include <algorithm>
 #include <filesystem>
-#include <map>
-#include <set>
 #include <stdexcept>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -91,30 +95,61 @@ void checkForSeveral(const StabilizeOptions& each) {
     }
 }
 
-std::string canonical(const std::string& path) {
-    std::error_code ignored;
-    const fs::path resolved = fs::weakly_canonical(path, ignored);
-    return ignored ? path : resolved.string();
+/// All files that a clip's run writes, each with its option.
+std::vector<std::pair<const char*, std::string>> filesWritten(const StabilizeOptions& clip) {
+    std::vector<std::pair<const char*, std::string>> files;
+    for (const OutputOption& output : kOutputs) files.emplace_back(output.name, clip.*output.value);
+    files.emplace_back("--record-session", clip.session);
+    const auto isNone = [](const auto& file) { return file.second.empty(); };
+    files.erase(std::remove_if(files.begin(), files.end(), isNone), files.end());
+    return files;
+}
+
+/// All files that a clip's run reads. Only files that may be replaced can be a log's other half.
+std::vector<std::string> filesReadBy(const StabilizeOptions& clip) {
+    std::vector<std::string> files = filesRead(clip.files);
+    if (!clip.overwrites) return files;
+    try {
+        const std::string motion = findClipFiles(clip.files).files.motion;
+        if (motion.empty() || isSpecialFile(motion) || isVideoFile(motion)) return files;
+        const std::vector<std::string> logs = readMotionLog(motion).files;
+        files.insert(files.end(), logs.begin(), logs.end());
+    } catch (const std::exception&) {
+        // Deliberate: the clip's own run says what is wrong with its log.
+    }
+    return files;
+}
+
+/// True if all results of a clip are there. Throws std::runtime_error for what an interrupted run
+/// has left, or something else than a result.
+bool isDone(const StabilizeOptions& clip) {
+    const auto isThere = [](const auto& file) { return fs::exists(file.second); };
+    const auto files = filesWritten(clip);
+    const auto there = std::count_if(files.begin(), files.end(), isThere);
+    if (there == 0) return false;
+    const auto missing = std::find_if_not(files.begin(), files.end(), isThere);
+    if (missing != files.end()) {
+        throw std::runtime_error(fmt::format(
+            "{}: is there, but not {}; remove it, or let --overwrite replace it",
+            std::find_if(files.begin(), files.end(), isThere)->second, missing->second));
+    }
+    if (isCompleteVideo(clip.output)) return true;
+    throw std::runtime_error(
+        clip.output +
+        ": is there, but is no complete video; remove it, or let --overwrite replace it");
 }
 
 /// No file is written twice, and none that is read.
-void checkFiles(const std::vector<StabilizeOptions>& clips) {
-    std::set<std::string> inputs;
-    for (const StabilizeOptions& clip : clips) inputs.insert(canonical(clip.files.video));
-    std::map<std::string, std::string> users;
+void checkFiles(const std::vector<StabilizeOptions>& clips, const StabilizeOptions& each) {
+    RunFiles files;
     for (const StabilizeOptions& clip : clips) {
-        for (const OutputOption& output : kOutputs) {
-            const std::string& name = clip.*output.value;
-            if (name.empty()) continue;
-            if (name != "-" && inputs.count(canonical(name)) > 0) {
-                throw std::runtime_error(name + ": is the input itself");
-            }
-            const auto [user, isNew] = users.emplace(canonical(name), clip.files.video);
-            if (isNew) continue;
-            refuse(output.name, fmt::format("{} would be written for {} and for {}", name,
-                                            user->second, clip.files.video));
+        for (const std::string& file : filesReadBy(clip)) files.addInput(file);
+        if (clip.isSkipped) continue;
+        for (const auto& [option, path] : filesWritten(clip)) {
+            files.addOutput(option, path, clip.files.video);
         }
     }
+    files.check(each.overwrites, each.quiet);
 }
 
 /// A report reads both videos again.
@@ -148,11 +183,14 @@ std::vector<StabilizeOptions> planBatch(const BatchOptions& batch) {
         clips.push_back(optionsFor(video, batch.each));
     }
     if (clips.size() > 1) checkForSeveral(batch.each);
-    checkFiles(clips);
     for (const StabilizeOptions& clip : clips) checkReport(clip);
     if (batch.json && clips.front().output == "-") {
         refuse("--json", "the video takes up standard output");
     }
+    if (batch.skipsExisting) {
+        for (StabilizeOptions& clip : clips) clip.isSkipped = isDone(clip);
+    }
+    checkFiles(clips, batch.each);
     return clips;
 }
 

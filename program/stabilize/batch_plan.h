@@ -12,6 +12,7 @@ struct BatchOptions {
     std::vector<std::string> inputs;  // see findClips
     StabilizeOptions each;            // without the video; files to write are patterns, see nameFor
     int parallel = 1;                 // clips at a time
+    bool skipsExisting = false;       // leaves out clips whose results are there
     bool json = false;                // print a summary on standard output
 };
 
@@ -28,7 +29,7 @@ std::string nameFor(const std::string& pattern, const std::string& video,
 
 /// The options of every clip, files named. What would spoil the run is found here, before the
 /// first clip is touched. Throws CLI::ValidationError where options do not go together, and
-/// std::runtime_error for folders without clips and where a clip would be overwritten.
+/// std::runtime_error for folders without clips and where a file would be lost.
 std::vector<StabilizeOptions> planBatch(const BatchOptions& batch);
 
 /// Makes the folders that patterns ask for. Throws std::filesystem::filesystem_error.

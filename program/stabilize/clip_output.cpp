@@ -48,7 +48,7 @@ bool holdsMore(AVPixelFormat format) {
 
 ClipOutput::ClipOutput(const StabilizeOptions& options, const VideoReader& source)
     : source_(source), isSideBySide_(options.sideBySide), settings_(settingsFor(options, source)),
-      writer_({options.output, true}, settings_, &source) {}
+      writer_({options.output, options.overwrites}, settings_, &source) {}
 
 void ClipOutput::announce(RunMessages& messages) const {
     const AVCodecContext& codec = writer_.codec();

@@ -49,7 +49,7 @@ void ClipRun::run(bool showsProgress, RunMessages& messages) {
     const Clock::time_point start = Clock::now();
     progress_.emplace("stabilizing", clip_.video.expectedFrames, showsProgress);
     if (!options_.session.empty())
-        session_.emplace(OutputName{options_.session, true}, paramOf(settings_));
+        session_.emplace(OutputName{options_.session, options_.overwrites}, paramOf(settings_));
     readFrames();
     output_.finish();
     if (session_) session_->finish();

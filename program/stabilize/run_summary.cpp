@@ -18,6 +18,8 @@ const char* nameOf(RunSummary::End end) {
     switch (end) {
         case RunSummary::End::kDone:
             return "done";
+        case RunSummary::End::kSkipped:
+            return "skipped";
         case RunSummary::End::kFailed:
             return "failed";
         case RunSummary::End::kInterrupted:
@@ -67,6 +69,9 @@ std::string lineOf(const RunSummary& summary) {
         return fmt::format("{}: FAILED: {}", run.input, summary.error);
     }
     return fmt::format("{}: {} frames in {:.1f} s, written: {}", run.input, run.frames.size(),
+    if (summary.end == RunSummary::End::kSkipped) {
+        return fmt::format("{}: skipped: {} is there", run.input, run.output);
+    }
                        run.secondsTaken, run.output);
 }
 

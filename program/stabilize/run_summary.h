@@ -10,7 +10,7 @@ namespace framehold {
 
 /// Outcome of one clip, for console, JSON and report.
 struct RunSummary {
-    enum class End { kDone, kFailed, kInterrupted };
+    enum class End { kDone, kSkipped, kFailed, kInterrupted };
 
     RunRecord record;
     End end = End::kInterrupted;

@@ -50,12 +50,16 @@ private:
     void work() {
         for (size_t i = next_++; i < clips_.size() && !isInterrupted(); i = next_++) {
             stabilize(clips_[i], summaries_[i]);
-            if (!isSingle()) print(summaries_[i]);
+            if (!isSingle() || summaries_[i].end == End::kSkipped) print(summaries_[i]);
         }
     }
 
     void stabilize(const StabilizeOptions& clip, RunSummary& summary) const {
         RunDisplay display;
+        if (clip.isSkipped) {
+            summary.end = End::kSkipped;
+            return;
+        }
         display.label = isSingle() ? "" : clip.files.video;
         display.showNotes = isSingle() && !clip.quiet;
         display.showProgress = (options_.parallel == 1 || isSingle()) && !clip.quiet;
@@ -73,8 +77,8 @@ private:
     }
 
     void print(const RunSummary& summary) const {
-        const bool isShown =
-            summary.end == End::kFailed || (summary.end == End::kDone && !options_.each.quiet);
+        const bool isShown = summary.end == End::kFailed ||
+                             (summary.end != End::kInterrupted && !options_.each.quiet);
         if (isShown) fmt::print(stderr, "{}\n", escaped(lineOf(summary)));
     }
 
@@ -95,6 +99,7 @@ private:
             json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
         if (std::puts(text.c_str()) < 0 || std::fflush(stdout) != 0) {
             throw std::runtime_error(
+        json["skipped"] = count(End::kSkipped);
                 fmt::format("standard output: cannot be written: {}", std::strerror(errno)));
         }
     }
@@ -102,7 +107,9 @@ private:
     /// The last word: what main prints, and the exit code.
     void finish() const {
         const size_t done = count(End::kDone);
-        if (isInterrupted() && done < clips_.size()) {
+        const size_t skipped = count(End::kSkipped);
+        const size_t left = clips_.size() - done - skipped;
+        if (isInterrupted() && left > 0) {
             if (!isSingle()) {
                 throw Interrupted(
                     fmt::format("interrupted; {} of {} clips were written", done, clips_.size()));
@@ -110,9 +117,10 @@ private:
             throw clips_[0].output == "-" ? Interrupted("interrupted; the result ends early")
                                           : Interrupted();
         }
-        if (isSingle() && done == 0) throw std::runtime_error(summaries_[0].error);
-        const std::string summary = fmt::format("{} of {} clips stabilized", done, clips_.size());
-        if (done < clips_.size()) {
+        if (isSingle() && left > 0) throw std::runtime_error(summaries_[0].error);
+        std::string summary = fmt::format("{} of {} clips stabilized", done, clips_.size());
+        if (skipped > 0) summary += fmt::format(", {} skipped", skipped);
+        if (left > 0) {
             throw std::runtime_error(fmt::format("{}, {} failed", summary, count(End::kFailed)));
         }
         if (!isSingle() && !options_.each.quiet) fmt::print(stderr, "{}\n", summary);

@@ -2,6 +2,7 @@
 
 #include "calibrate/calibrate_clip.h"
 #include "compare/clip_report.h"
+#include "media/results.h"
 #include "report/run_record.h"
 #include "stabilize/clip_run.h"
 
@@ -25,7 +26,7 @@ void report(const StabilizeOptions& options, bool showsProgress, const RunRecord
     request.original = options.files.video;
     request.stabilized = options.output;
     request.run = record;
-    request.page = options.report;
+    request.page = {options.report, options.overwrites};
     request.settings.quiet = !showsProgress;
     makeReport(request);
 }
@@ -36,14 +37,20 @@ void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, R
     RunMessages messages(record, display.label, display.showNotes);
     FoundClip found = findClipFiles(options.files);
     VideoReader video(options.files.video);
+    if (!options.takesResults && isMarkedAsResult(video.container())) {
+        throw MediaError(options.files.video,
+                         "is a result itself, which its motion log no longer fits; --again "
+                         "stabilizes it all the same");
+    }
     const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
     const ClipSettings settings = settingsFor(options, clip, display.showProgress);
     ClipRun run(options, clip, settings, prepareMotion(clip, settings), video, display.observePath,
                 record);
     run.announce(messages);
     run.run(display.showProgress, messages);
-    if (!options.exportPath.empty()) writePathTable({options.exportPath, true}, record);
-    if (!options.saveRun.empty()) saveRunRecord({options.saveRun, true}, record);
+    if (!options.exportPath.empty())
+        writePathTable({options.exportPath, options.overwrites}, record);
+    if (!options.saveRun.empty()) saveRunRecord({options.saveRun, options.overwrites}, record);
     messages.say("written: " + (options.output == "-" ? "standard output" : options.output));
     if (options.report.empty()) return;
     report(options, display.showProgress, record);

@@ -80,7 +80,7 @@ for stream in a s; do
         "$(ffmpeg -v error -i kept.mp4 -map 0:$stream -c copy -f md5 -)" ] || fail "stream $stream differs"
 done
 expect 0 "stream 2 (subtitle, mov_text) is left out" stabilize turned.mp4 --clip $metadata -o kept.mkv
-expect 0 "rotation of the picture by 90 degrees is left out" stabilize turned.mp4 --clip $metadata -o kept.mkv
+expect 0 "rotation of the picture by 90 degrees is left out" stabilize turned.mp4 --overwrite --clip $metadata -o kept.mkv
 stabilize turned.mp4 --clip $metadata --side-by-side --pixel-format yuv444p10le -q -o both.mp4
 of both.mp4 stream=pix_fmt,width,height | grep -q ^644,180,yuv444p10le || fail "both.mp4: no such size or pixels"
 

@@ -38,7 +38,7 @@ if [ "$reports" = ON ]; then
     done
     expect 1 "page.html: cannot be written" "$framehold" report "$clip" "$steady" -o /nowhere/page.html
     expect 1 "all.json: is not what stabilize --save-run writes" \
-        "$framehold" report "$clip" "$steady" --run "$work/all.json" -o "$page"
+        "$framehold" report "$clip" "$steady" --run "$work/all.json" --overwrite -o "$page"
     expect 2 "--report" "$framehold" stabilize "$clip" --clip "$work/sim/clip.json" -o - --report "$page"
     expect 2 "--side-by-side" "$framehold" stabilize "$clip" --side-by-side --report "$page"
 else

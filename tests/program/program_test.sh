@@ -22,7 +22,7 @@ expect 0 "written: $sim" "$framehold" simulate "$sim" --size 640x360 --focal 500
 ffmpeg -v error -i "$sim/clip.mp4" -f lavfi -i sine=duration=1.5 -c:v copy -c:a aac "$work/sound.mp4"
 for delay in 0 30; do
     expect 0 "45 frames in, 45 out" "$framehold" stabilize "$work/sound.mp4" --clip "$sim/clip.json" \
-        --delay $delay -o "$work/steady.mp4"
+        --delay $delay --overwrite -o "$work/steady.mp4"
     diff <(timestamps "$work/sound.mp4") <(timestamps "$work/steady.mp4") || fail "timestamps differ"
     ffprobe -v error -show_entries stream=codec_name "$work/steady.mp4" | grep -q aac || fail "no sound"
     before=$(restlessness "$sim/clip.mp4")

@@ -203,7 +203,10 @@ ClipMetadata readClipMetadata(const std::string& path, NamedPaths paths) {
     });
     const std::string beside = (folder / "frames.csv").string();
     if (!frames && !hasNone && fs::exists(beside)) frames = beside;
-    if (frames) metadata.frameTimes = readFrameTimes(*frames);
+    if (frames) {
+        metadata.frameTimes = readFrameTimes(*frames);
+        metadata.framesFile = *frames;
+    }
     return metadata;
 }
 

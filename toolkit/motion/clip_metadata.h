@@ -19,6 +19,7 @@ struct ClipMetadata {
     std::optional<AxisMapping> axes;
     std::optional<Vec3> gravityHint;       // m/s^2 in device axes, at the start
     std::optional<std::string> motionLog;  // path, with the folder of the clip.json
+    std::string framesFile;                // path of the file of frameTimes; empty if there is none
     std::vector<double> frameTimes;        // seconds; empty if there is no frames.csv
     std::vector<std::string> warnings;     // of keys that are not known
 };
