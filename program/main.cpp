@@ -1,3 +1,4 @@
+#include "cli/exit_codes.h"
 #include "cli/help.h"
 #include "cli/options.h"
 #include "cli/usage_errors.h"
@@ -7,10 +8,16 @@
 #include "media/libav.h"
 #include "zpr_framehold.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
+#include <sstream>
+#include <stdexcept>
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 namespace {
 
@@ -43,23 +50,48 @@ int run(int argc, char** argv) {
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return program.exit(error);
+        if (error.get_exit_code() == 0) {
+            std::ostringstream text;
+            program.exit(error, text, text);
+            std::fputs(text.str().c_str(), stdout);
+            return 0;
+        }
         std::fputs(framehold::describeUsageError(program, error).c_str(), stderr);
-        return framehold::kWrongUsage;
+        return framehold::kExitWrongUsage;
     }
     return 0;
+}
+
+/// Opens what is closed of the standard streams, so that no file takes their numbers. Reading and
+/// writing still fail.
+void openStandardStreams() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) >= 0) continue;
+        open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+int flushedEnd() {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+    throw std::runtime_error(std::string("standard output: cannot be written: ") +
+                             std::strerror(errno));
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    openStandardStreams();
     try {
-        return run(argc, argv);
+        const int code = run(argc, argv);
+        return code == 0 ? flushedEnd() : code;
+    } catch (const framehold::DoneWithLosses& error) {
+        std::fprintf(stderr, "framehold: %s\n", framehold::escaped(error.what()).c_str());
+        return framehold::kExitWithLosses;
     } catch (const framehold::Interrupted& error) {
         std::fprintf(stderr, "framehold: %s\n", framehold::escaped(error.what()).c_str());
-        return framehold::kInterrupted;
+        return framehold::kExitInterrupted;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "framehold: %s\n", framehold::escaped(error.what()).c_str());
-        return framehold::kFailed;
+        return framehold::kExitFailed;
     }
 }

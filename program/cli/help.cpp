@@ -1,5 +1,6 @@
 #include "cli/help.h"
 
+#include "cli/exit_codes.h"
 #include "cli/option_text.h"
 
 #include <algorithm>
@@ -123,9 +124,10 @@ std::string exitCodeList() {
         int code;
         const char* meaning;
     } kCodes[] = {{0, "done"},
-                  {kFailed, "failed"},
-                  {kWrongUsage, "wrong usage"},
-                  {kInterrupted, "interrupted"}};
+                  {kExitFailed, "failed"},
+                  {kExitWrongUsage, "wrong usage"},
+                  {kExitWithLosses, "done, with losses: the input ended early or is damaged"},
+                  {kExitInterrupted, "interrupted"}};
     Rows rows(3);
     rows.title("Exit status");
     for (const auto& c : kCodes) rows.row(std::to_string(c.code), c.meaning);

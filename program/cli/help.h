@@ -8,11 +8,6 @@
 
 namespace framehold {
 
-// Exit codes of the program, beside 0.
-constexpr int kFailed = 1;
-constexpr int kWrongUsage = 2;
-constexpr int kInterrupted = 130;
-
 /// Lays out the help of a `Command` in 80 columns, a line for an option where it fits.
 /// The order suits help2man, which makes the manual pages of it.
 class HelpFormatter final : public CLI::FormatterBase {

@@ -2,12 +2,11 @@
 #include "cli/options.h"
 #include "commands/commands.h"
 
+#include <cstdio>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <fmt/format.h>
 
 namespace framehold {
 
@@ -23,7 +22,8 @@ void addCompletionCommand(Command& program) {
     std::vector<std::string> shells;
     for (const auto& generator : kGenerators) shells.push_back(generator.first);
     completion.addChoice("SHELL", *shell, "Shell to complete for", shells)->required();
-    completion.callback([&program, shell] { fmt::print("{}", kGenerators.at(*shell)(program)); });
+    completion.callback(
+        [&program, shell] { std::fputs(kGenerators.at(*shell)(program).c_str(), stdout); });
 }
 
 }  // namespace framehold

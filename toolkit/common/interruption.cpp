@@ -19,6 +19,7 @@ void catchInterruptions() {
     action.sa_handler = onInterruption;
     sigemptyset(&action.sa_mask);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
 }
 
 bool isInterrupted() { return interrupted; }

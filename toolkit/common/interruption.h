@@ -13,7 +13,8 @@ public:
 };
 
 /// Makes SIGINT, SIGTERM and SIGHUP set a flag in place of ending the program: `isInterrupted` is
-/// true from then on, in every thread. Calls that wait for input return with EINTR.
+/// true from then on, in every thread. Calls that wait for input return with EINTR. Makes writing
+/// to a closed pipe, and past the largest size of a file, an error in place of a signal.
 void catchInterruptions();
 
 bool isInterrupted();
