@@ -1,6 +1,7 @@
 #include "stabilize/clip_run.h"
 
 #include "common/interruption.h"
+#include "common/text_fields.h"
 
 #include <chrono>
 #include <stdexcept>
@@ -18,6 +19,8 @@ ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
       engine_(settings, motion_.samples, options.sideBySide, engineEvents()) {
     if (observesPath) observer_.emplace(paramOf(settings));
     video_.setPacketSink([this](const AVPacket& packet) { output_.copyPacket(packet); });
+    video_.acceptCutInput();
+    record_.framesExpected = clip.video.expectedFrames;
     record_.motionLog = clip.files.motion;
     record_.axes = settings.camera.axes.value.letters();
     record_.framesPerSecond = clip.video.framesPerSecond;
@@ -58,7 +61,7 @@ void ClipRun::run(bool showsProgress, RunMessages& messages) {
     warnAboutVideo(messages);
     record_.param = paramOf(settings_);
     record_.secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
-    messages.say(fmt::format("{} frames in, {} out, {:.1f} frames per second", taken_,
+    messages.say(fmt::format("{} in, {} out, {:.1f} frames per second", counted(taken_, "frame"),
                              progress_->done(), progress_->perSecond()));
 }
 
@@ -99,13 +102,23 @@ void ClipRun::write(const StabilizedFrame& frame) {
 }
 
 void ClipRun::warnAboutVideo(RunMessages& messages) const {
-    if (video_.damagedPackets() > 0) {
-        messages.warn(fmt::format("{} damaged packets were left out, with their frames",
-                                  video_.damagedPackets()));
+    if (video_.endedEarly()) {
+        const int64_t expected = clip_.video.expectedFrames;
+        const bool isMore = expected > static_cast<int64_t>(taken_);
+        const char* about = video_.stream().nb_frames > 0 ? "" : "about ";
+        messages.lose("the input ends early: " +
+                      (isMore ? fmt::format("{} of {}{} frames are there", taken_, about, expected)
+                              : "it has " + counted(taken_, "frame")));
+    }
+    if (const int damaged = video_.damagedPackets(); damaged > 0) {
+        messages.lose(fmt::format("left out {} and what is in {}",
+                                  counted(static_cast<size_t>(damaged), "damaged packet"),
+                                  damaged == 1 ? "it" : "them"));
     }
     if (video_.untimedFrames() > 0) {
-        messages.warn(fmt::format("{} frames have no timestamps: taking {:g} per second",
-                                  video_.untimedFrames(), video_.framesPerSecond()));
+        messages.warn(fmt::format("{} without a timestamp: taking {:g} per second",
+                                  counted(static_cast<size_t>(video_.untimedFrames()), "frame"),
+                                  video_.framesPerSecond()));
     }
     if (video_.isInterlaced()) {
         messages.warn("the video is interlaced: its fields were stabilized as one picture");

@@ -54,6 +54,7 @@ void addOutcome(const RunRecord& run, ordered_json& json) {
     json["motion_log"] = run.motionLog;
     json["parameters"] = parametersOf(run);
     json["frames"] = run.frames.size();
+    if (run.framesExpected > 0) json["frames_expected"] = run.framesExpected;
     json["frames_without_orientation"] =
         std::count_if(run.frames.begin(), run.frames.end(), hasNone);
     json["largest_margin_used"] = largest;
@@ -68,10 +69,10 @@ std::string lineOf(const RunSummary& summary) {
     if (summary.end == RunSummary::End::kFailed) {
         return fmt::format("{}: FAILED: {}", run.input, summary.error);
     }
-    return fmt::format("{}: {} frames in {:.1f} s, written: {}", run.input, run.frames.size(),
     if (summary.end == RunSummary::End::kSkipped) {
         return fmt::format("{}: skipped: {} is there", run.input, run.output);
     }
+    return fmt::format("{}: {} frames in {:.1f} s, written: {}", run.input, run.frames.size(),
                        run.secondsTaken, run.output);
 }
 
@@ -80,7 +81,8 @@ ordered_json jsonOf(const RunSummary& summary) {
     ordered_json json;
     json["input"] = run.input;
     json["output"] = run.output;
-    json["status"] = nameOf(summary.end);
+    json["status"] = run.hasLosses && summary.end == RunSummary::End::kDone ? "done with losses"
+                                                                            : nameOf(summary.end);
     if (!summary.error.empty()) json["error"] = summary.error;
     if (summary.end == RunSummary::End::kDone) addOutcome(run, json);
     json["notes"] = run.notes;
@@ -96,6 +98,11 @@ void RunMessages::note(const std::string& text) {
 void RunMessages::warn(const std::string& text) {
     record_.warnings.push_back(text);
     fmt::print(stderr, "{}warning: {}\n", escaped(prefix_), escaped(text));
+}
+
+void RunMessages::lose(const std::string& text) {
+    record_.hasLosses = true;
+    warn(text);
 }
 
 void RunMessages::say(const std::string& text) const {

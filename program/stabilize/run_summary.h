@@ -38,6 +38,9 @@ public:
     /// Something that makes the result worse than it could be.
     void warn(const std::string& text);
 
+    /// Something that the result lacks, which the exit code tells, too.
+    void lose(const std::string& text);
+
     /// Something that only matters while the program runs.
     void say(const std::string& text) const;
 

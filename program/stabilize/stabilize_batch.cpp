@@ -1,5 +1,6 @@
 #include "stabilize/stabilize_batch.h"
 
+#include "cli/exit_codes.h"
 #include "common/interruption.h"
 #include "common/text_fields.h"
 #include "stabilize/run_summary.h"
@@ -55,11 +56,11 @@ private:
     }
 
     void stabilize(const StabilizeOptions& clip, RunSummary& summary) const {
-        RunDisplay display;
         if (clip.isSkipped) {
             summary.end = End::kSkipped;
             return;
         }
+        RunDisplay display;
         display.label = isSingle() ? "" : clip.files.video;
         display.showNotes = isSingle() && !clip.quiet;
         display.showProgress = (options_.parallel == 1 || isSingle()) && !clip.quiet;
@@ -88,9 +89,18 @@ private:
                           [&](const RunSummary& summary) { return summary.end == end; }));
     }
 
+    size_t countLosses() const {
+        return static_cast<size_t>(
+            std::count_if(summaries_.begin(), summaries_.end(), [](const RunSummary& summary) {
+                return summary.end == End::kDone && summary.record.hasLosses;
+            }));
+    }
+
     void printSummary() const {
         nlohmann::ordered_json json;
         json["done"] = count(End::kDone);
+        json["with_losses"] = countLosses();
+        json["skipped"] = count(End::kSkipped);
         json["failed"] = count(End::kFailed);
         json["interrupted"] = count(End::kInterrupted);
         json["clips"] = nlohmann::ordered_json::array();
@@ -99,7 +109,6 @@ private:
             json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
         if (std::puts(text.c_str()) < 0 || std::fflush(stdout) != 0) {
             throw std::runtime_error(
-        json["skipped"] = count(End::kSkipped);
                 fmt::format("standard output: cannot be written: {}", std::strerror(errno)));
         }
     }
@@ -122,6 +131,10 @@ private:
         if (skipped > 0) summary += fmt::format(", {} skipped", skipped);
         if (left > 0) {
             throw std::runtime_error(fmt::format("{}, {} failed", summary, count(End::kFailed)));
+        }
+        if (const size_t losses = countLosses(); losses > 0) {
+            throw DoneWithLosses(isSingle() ? "done, with losses"
+                                            : fmt::format("{}, {} with losses", summary, losses));
         }
         if (!isSingle() && !options_.each.quiet) fmt::print(stderr, "{}\n", summary);
     }

@@ -153,4 +153,40 @@ for flag in "" --overwrite; do
     done
 done
 ls | grep part && fail "left behind"
+
+# Input that ends early: what is there is written, and the exit code and the JSON say so.
+ffmpeg -v error -i rec/walk.mp4 -f lavfi -i sine=duration=0.5 -c:v copy -c:a aac -shortest sound.mp4
+for container in mp4 mkv avi flv y4m; do
+    ffmpeg -v error -y -i sound.mp4 -c:v copy $([ $container != y4m ] || echo -an -c:v wrapped_avframe) \
+        -movflags +faststart whole.$container
+    expect 0 "15 frames in, 15 out" stabilize whole.$container -m rec/imu.gcsv --overwrite -o cut-out.mp4
+    head -c $(($(stat -c %s whole.$container) * 7 / 10)) whole.$container >cut.$container
+    expect 3 "the input ends early" stabilize cut.$container -m rec/imu.gcsv --overwrite -o cut-out.mp4
+    stabilize cut.$container -m rec/imu.gcsv --overwrite -o cut-out.mp4 --json 2>/dev/null >summary.json
+    written=$(frames cut-out.mp4)
+    [ "$written" -gt 2 ] && [ "$written" -lt 15 ] && grep -q "\"frames\": $written," summary.json &&
+        grep -q '"status": "done with losses"' summary.json && grep -q '"with_losses": 1' summary.json ||
+        fail "cut $container: $written frames, $(cat summary.json)"
+done
+cp rec/imu.gcsv whole.gcsv && cp rec/imu.gcsv cut.gcsv
+expect 3 "2 of 2 clips stabilized, 1 with losses" stabilize whole.mp4 cut.mp4 --focal 60 -o 'losses/{name}.mp4'
+stabilize - -m rec/imu.gcsv --overwrite -o cut-out.mp4 <cut.y4m 2>said
+[ $? -eq 3 ] && grep -q "the input ends early" said || fail "cut pipe: $(cat said)"
+
+# What cannot be written to standard output is an error of every command.
+while read -r command; do
+    for end in ">/dev/full" ">&-" "| true"; do
+        said=$(eval "{ { sleep 0.1; $command; } 2>&3; echo \$? >code; } $end" 3>&1)
+            [ "$(cat code)" = 1 ] && [[ $said == *"cannot be written"* ]] || fail "$command $end: $(cat code) $said"
+    done
+done <<'END'
+"$framehold" --help
+"$framehold" stabilize --help-all
+"$framehold" --version
+"$framehold" completion bash
+"$framehold" inspect rec/imu.gcsv
+"$framehold" measure rec/walk.mp4 --json -q
+"$framehold" stabilize rec/walk.mp4 -o - -q
+stabilize rec/walk.mp4 -o cut-out.mp4 --overwrite -q --json
+END
 [ $failures -eq 0 ]

@@ -44,6 +44,10 @@ std::string lowerCase(std::string_view text) {
     return lower;
 }
 
+std::string counted(size_t number, std::string_view noun) {
+    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
 std::string printable(std::string_view text) {
     std::string result(text);
     for (char& c : result) {

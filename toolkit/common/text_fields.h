@@ -24,6 +24,9 @@ std::vector<std::string_view> splitFields(std::string_view line, char separator 
 /// Text with the letters A to Z in lower case; other bytes stay.
 std::string lowerCase(std::string_view text);
 
+/// Number and noun, "1 frame" or "2 frames". noun: takes an s for several.
+std::string counted(size_t number, std::string_view noun);
+
 /// Text with question marks for all but printable ASCII.
 std::string printable(std::string_view text);
 

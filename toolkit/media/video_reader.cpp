@@ -62,7 +62,13 @@ AVRational VideoReader::frameRate() const {
 }
 
 int64_t VideoReader::expectedFrames() const {
-    if (stream_->nb_frames > 0) return stream_->nb_frames;
+    // AVI counts in units of its time base, which may be half a frame.
+    const bool countsTicks = std::strcmp(format_->iformat->name, "avi") == 0;
+    if (stream_->nb_frames > 0 && !countsTicks) return stream_->nb_frames;
+    if (stream_->nb_frames > 0) {
+        return std::llround(static_cast<double>(stream_->nb_frames) * av_q2d(timeBase()) *
+                            framesPerSecond());
+    }
     if (format_->duration == AV_NOPTS_VALUE) return 0;
     const double seconds = static_cast<double>(format_->duration) / AV_TIME_BASE;
     return std::llround(std::max(0.0, seconds * framesPerSecond()));
@@ -91,16 +97,42 @@ void VideoReader::sendPacket() {
     }
 }
 
+/// Keeps how far the file was read, of pictures and sound.
+void VideoReader::notePacket() {
+    const AVStream& stream = *format_->streams[packet_->stream_index];
+    ++packets_;
+    readBytes_ = avio_tell(format_->pb);
+    isLastCorrupt_ = (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0;
+    if (packet_->pts == AV_NOPTS_VALUE) return;
+    reachedTime_ = std::max(reachedTime_, av_rescale_q(packet_->pts + packet_->duration,
+                                                       stream.time_base, {1, AV_TIME_BASE}));
+}
+
+/// code: of the read that gave no packet.
+bool VideoReader::endsEarly(int code) const {
+    if (code != AVERROR_EOF || isLastCorrupt_) return true;
+    const bool isRaw = std::strcmp(format_->iformat->name, "yuv4mpegpipe") == 0;
+    if (isRaw) return avio_tell(format_->pb) > readBytes_;
+    if (format_->duration_estimation_method != AVFMT_DURATION_FROM_STREAM) return false;
+    const int64_t start = std::max<int64_t>(0, format_->start_time);
+    constexpr double kSlack = 0.1;  // seconds that containers are off, beside two frames
+    const double slack = kSlack + 2.0 / framesPerSecond();
+    return format_->duration > 0 &&
+           static_cast<double>(start + format_->duration - reachedTime_) > slack * AV_TIME_BASE;
+}
+
 /// Passes the next packet to the decoder, or signals that there are no more.
 void VideoReader::feedDecoder() {
     for (;;) {
         const int code = av_read_frame(format_.get(), packet_.get());
         throwIfInterrupted();
-        if (code == AVERROR_EOF) {
+        if (code == AVERROR_EOF || (code < 0 && acceptsCut_ && packets_ > 0)) {
+            endedEarly_ = endsEarly(code);
             avcodec_send_packet(codec_.get(), nullptr);
             return;
         }
         if (code < 0) throw MediaError(name_, "cannot be read on", code);
+        notePacket();
         if (packet_->stream_index == stream_->index) return sendPacket();
         if (sink_) sink_(*packet_);
         av_packet_unref(packet_.get());

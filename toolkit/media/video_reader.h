@@ -64,6 +64,13 @@ public:
     /// Number of frames without a timestamp of their own, which got one by the frame rate.
     int untimedFrames() const { return untimedFrames_; }
 
+    /// Takes what cannot be read for the end, once there was a packet, where else `next` throws.
+    void acceptCutInput() { acceptsCut_ = true; }
+
+    /// True if the end was reached too early: within a packet, at what could not be read, or long
+    /// before the end that the container states.
+    bool endedEarly() const { return endedEarly_; }
+
     /// True once a frame was interlaced; its two fields are not separated.
     bool isInterlaced() const { return isInterlaced_; }
 
@@ -79,6 +86,8 @@ private:
     bool decode();
     void feedDecoder();
     void sendPacket();
+    void notePacket();
+    bool endsEarly(int code) const;
     void convert();
     int64_t takeTimestamp();
 
@@ -95,7 +104,13 @@ private:
     int damagedPackets_ = 0;
     int untimedFrames_ = 0;
     bool isInterlaced_ = false;
-    int64_t nextPts_ = 0;  // for a frame without a timestamp
+    bool acceptsCut_ = false;
+    bool endedEarly_ = false;
+    int64_t packets_ = 0;
+    int64_t readBytes_ = 0;       // up to the end of the last packet
+    int64_t reachedTime_ = 0;     // end of the last packet in time, in units of AV_TIME_BASE
+    bool isLastCorrupt_ = false;  // the last packet
+    int64_t nextPts_ = 0;         // for a frame without a timestamp
 };
 
 /// Reads a video by the time since its first frame.

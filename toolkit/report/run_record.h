@@ -4,6 +4,7 @@
 #include "math/quaternion.h"
 #include "zpr_framehold.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,8 @@ struct RunRecord {
     std::string axes;  // letters, as AxisMapping::fromLetters takes them
     double framesPerSecond = 0.0;
     double secondsTaken = 0.0;
+    int64_t framesExpected = 0;  // of the input, 0 if not known
+    bool hasLosses = false;      // one of the warnings is of something that the result lacks
     std::vector<std::string> notes;
     std::vector<std::string> warnings;
     std::vector<FrameRecord> frames;
