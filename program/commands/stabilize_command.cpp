@@ -116,8 +116,8 @@ void addStabilizeCommand(Command& program) {
         {"framehold stabilize walk.mp4 --motion walk.gcsv --focal 1150 -o steady.mp4",
          "framehold stabilize recordings -j 2 -o 'steady/{folder}-{name}.mp4'"});
     command
-        .addPath("VIDEO", options->inputs,
-                 "Clips, folders of clips, or - for y4m on standard input", "PATH")
+        .addPath("VIDEO", options->inputs, "Clips, folders of clips, or - for standard input",
+                 "PATH")
         ->required()
         ->check(isInput());
     command.addOutputFile("-o,--output", o.output,

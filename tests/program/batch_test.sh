@@ -51,7 +51,7 @@ expect 1 "is the input itself" stabilize clip1/clip.mp4 -o clip1/../clip1/clip.m
 cp -r sim here && mv here/clip.mp4 here/walk.mp4 && sed -i '/"video"/d' here/clip.json
 (cd here && expect 0 "focal length 300.0 pixels (clip.json)" stabilize walk.mp4; exit $failures) ||
     fail "a clip.json in the current folder"
-expect 1 "standard input: is not YUV4MPEG2" stabilize - --clip $metadata -o pipe.mp4
+expect 1 "standard input: is no video that can be read from a pipe" stabilize - --clip $metadata -o pipe.mp4
 
 # A pipe gives the frames that a file gives.
 ffmpeg -v error -i sim/clip.mp4 -f yuv4mpegpipe - | "$framehold" stabilize - --clip $metadata -o - -q >pipe.y4m ||
@@ -59,6 +59,12 @@ ffmpeg -v error -i sim/clip.mp4 -f yuv4mpegpipe - | "$framehold" stabilize - --c
 "$framehold" stabilize sim/clip.mp4 -o lossless.mkv --encoder ffv1 --export-path path.csv -q ||
     fail "lossless"
 [ "$(frames pipe.y4m)" = "$(frames lossless.mkv)" ] || fail "the pipe's frames differ"
+for container in matroska mpegts; do
+    ffmpeg -v error -i sim/clip.mp4 -c copy -f $container - | stabilize - --clip $metadata -o piped.mkv \
+        --overwrite -q && [ "$(frames piped.mkv | wc -l)" = 30 ] || fail "$container from a pipe"
+done
+# A log that can be read only once.
+"$framehold" stabilize sim/clip.mp4 -m <(cat sim/imu.gcsv) --focal 300 -o piped.mkv --overwrite -q || fail "log from a pipe"
 [ "$(wc -l <path.csv)" = 31 ] && ! grep -q ,, path.csv || fail "path.csv: $(head -3 path.csv)"
 
 # Whatever else is in the file comes out as it went in; frames keep their times.

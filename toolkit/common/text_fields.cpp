@@ -107,42 +107,44 @@ std::string escapedStart(std::string_view text, size_t most) {
 /// Open file for reading, closed at the end.
 class InputFile {
 public:
-    /// Deliberate: without blocking. The other end of a pipe may never come.
-    explicit InputFile(const std::string& path)
-        : descriptor_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
-        if (descriptor_ < 0) fail(path);
-        struct stat about {};
-        if (fstat(descriptor_, &about) == 0 && !S_ISREG(about.st_mode)) {
-            close(descriptor_);
-            throw FileError(path, 0, "is not a regular file");
+    InputFile(const std::string& path, int flags) : path_(path) {
+        while ((descriptor_ = open(path.c_str(), O_RDONLY | O_CLOEXEC | flags)) < 0) {
+            if (errno != EINTR) fail();
+            throwIfInterrupted();
         }
-        size_ = static_cast<size_t>(std::max<off_t>(about.st_size, 0));
     }
     ~InputFile() { close(descriptor_); }
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
-    std::string content(const std::string& path, size_t most) const {
-        std::string text(std::min(most, size_), '\0');
+    /// Throws FileError unless it is a regular file.
+    size_t regularSize() const {
+        struct stat about {};
+        if (fstat(descriptor_, &about) != 0) fail();
+        if (!S_ISREG(about.st_mode)) throw FileError(path_, 0, "is not a regular file");
+        return static_cast<size_t>(std::max<off_t>(about.st_size, 0));
+    }
+
+    /// Reads to the end of `text` or of the file, whichever comes first, and makes it that long.
+    void fill(std::string& text) const {
         size_t got = 0;
         while (got < text.size()) {
             const ssize_t more = read(descriptor_, text.data() + got, text.size() - got);
             if (more < 0 && errno == EINTR) throwIfInterrupted();
-            if (more < 0 && errno != EINTR) fail(path);
+            if (more < 0 && errno != EINTR) fail();
             if (more == 0) break;
             got += static_cast<size_t>(std::max<ssize_t>(more, 0));
         }
         text.resize(got);
-        return text;
     }
 
 private:
-    [[noreturn]] static void fail(const std::string& path) {
-        throw FileError(path, 0, "cannot be read: " + std::generic_category().message(errno));
+    [[noreturn]] void fail() const {
+        throw FileError(path_, 0, "cannot be read: " + std::generic_category().message(errno));
     }
 
-    int descriptor_;
-    size_t size_ = 0;
+    std::string path_;
+    int descriptor_ = -1;
 };
 
 }  // namespace
@@ -160,7 +162,24 @@ std::string_view firstLine(std::string_view text) {
 }
 
 std::string readFile(const std::string& path, size_t most) {
-    std::string text = InputFile(path).content(path, most);
+    // Deliberate: without blocking. The other end of a pipe may never come.
+    const InputFile file(path, O_NONBLOCK);
+    std::string text(std::min(most, file.regularSize()), '\0');
+    file.fill(text);
+    if (text.empty()) throw FileError(path, 0, "is empty");
+    return text;
+}
+
+std::string readPipe(const std::string& path) {
+    const InputFile pipe(path, 0);
+    constexpr size_t kChunk = size_t{1} << 20;
+    std::string text;
+    for (std::string chunk(kChunk, '\0'); chunk.size() == kChunk; text += chunk) {
+        if (text.size() >= kLongestPipe) {
+            throw FileError(path, 0, fmt::format("holds more than {} MiB", kLongestPipe >> 20));
+        }
+        pipe.fill(chunk);
+    }
     if (text.empty()) throw FileError(path, 0, "is empty");
     return text;
 }

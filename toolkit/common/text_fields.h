@@ -48,6 +48,11 @@ std::string_view firstLine(std::string_view text);
 /// refused without waiting for them. Throws FileError, also for files that are empty.
 std::string readFile(const std::string& path, size_t most = SIZE_MAX);
 
+/// Everything that comes from a pipe until its other end is closed, at most `kLongestPipe` bytes.
+/// Waiting ends when the program is interrupted. Throws FileError, also if nothing comes.
+std::string readPipe(const std::string& path);
+constexpr size_t kLongestPipe = size_t{1} << 30;
+
 /// Reads a text line by line, trimmed, and counts the lines. A byte order mark is left out. Lines of
 /// more than `kLongestLine` bytes are refused.
 class LineReader {

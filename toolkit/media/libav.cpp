@@ -85,11 +85,10 @@ AvInput openContainer(const std::string& path) {
     AVFormatContext* format = avformat_alloc_context();
     if (format == nullptr) throw std::bad_alloc();
     format->interrupt_callback = {stopsWaiting, nullptr};
-    const AVInputFormat* y4m = isPipe ? av_find_input_format("yuv4mpegpipe") : nullptr;
     forgetLibavMessage();
     AVDictionary* limits = inputLimits(isPipe);
     int code =
-        avformat_open_input(&format, isPipe ? "pipe:0" : fileUrl(path).c_str(), y4m, &limits);
+        avformat_open_input(&format, isPipe ? "pipe:0" : fileUrl(path).c_str(), nullptr, &limits);
     av_dict_free(&limits);
     throwIfInterrupted();
     if (code < 0 && lastMessage.find("not on whitelist") != std::string::npos) {
@@ -98,7 +97,10 @@ AvInput openContainer(const std::string& path) {
                          "opened");
     }
     if (code < 0 && isPipe) {
-        throw MediaError("standard input", "is not YUV4MPEG2 (ffmpeg -f yuv4mpegpipe makes it)");
+        throw MediaError("standard input",
+                         "is no video that can be read from a pipe (YUV4MPEG2 can, Matroska, "
+                         "transport streams and MP4 made for streaming)" +
+                             libavMessage());
     }
     if (code < 0) throw MediaError(path, "cannot be opened" + libavMessage(), code);
     return AvInput(format);

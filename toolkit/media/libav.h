@@ -41,9 +41,9 @@ using AvInput = std::unique_ptr<AVFormatContext, CloseInput>;
 std::string fileUrl(const std::string& path);
 
 /// Opens a file and looks for its streams. path: a file of a container that holds its streams
-/// itself, as opposed to lists of other files; or "-", a YUV4MPEG2 stream on standard input. Nothing
-/// but this file is read. Waiting for data ends when the program is interrupted. Throws
-/// MediaError and Interrupted.
+/// itself, as opposed to lists of other files; or "-", standard input, if its container can be read
+/// from a pipe. Nothing but this file is read. Waiting for data ends when the program is interrupted.
+/// Throws MediaError and Interrupted.
 AvInput openInput(const std::string& path);
 
 // The two steps of openInput, for what needs only the first one.

@@ -25,7 +25,7 @@ public:
     /// Takes every packet of the other streams, in file order.
     using PacketSink = std::function<void(const AVPacket&)>;
 
-    /// path: any file that FFmpeg reads; or "-", a YUV4MPEG2 stream on standard input.
+    /// path: any file that FFmpeg reads; or "-", standard input.
     /// Throws MediaError if it cannot be opened or holds no video that can be decoded.
     explicit VideoReader(const std::string& path);
 

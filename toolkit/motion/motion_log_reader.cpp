@@ -1,6 +1,7 @@
 #include "motion/motion_log_reader.h"
 
 #include "common/interruption.h"
+#include "common/output_file.h"
 #include "common/text_fields.h"
 #include "media/telemetry_track.h"
 #include "motion/formats/telemetry_formats.h"
@@ -203,6 +204,8 @@ std::optional<MotionLog> readVideoTelemetry(const std::string& path) {
 }
 
 bool isVideoFile(const std::string& path) {
+    // What comes from a pipe can be read only once.
+    if (isSpecialFile(path)) return false;
     // Text has no zero bytes, and the boxes at the start of a video do.
     constexpr size_t kHead = 64;
     return readFile(path, kHead).find('\0') != std::string::npos;
@@ -213,9 +216,10 @@ MotionLog readMotionLog(const std::string& path) {
         if (auto log = readVideoTelemetry(path)) return *std::move(log);
         throw FileError(path, 0, "holds no motion telemetry (no GPMF or CAMM track)");
     }
-    MotionLog log = parseTextLog(path, readFile(path));
+    const bool isPipe = isSpecialFile(path);
+    MotionLog log = parseTextLog(path, isPipe ? readPipe(path) : readFile(path));
     log.files = {path};
-    addSibling(path, log);
+    if (!isPipe) addSibling(path, log);
     if (log.rates.empty() && log.orientations.empty()) {
         throw FileError(path, 0,
                         "holds an accelerometer only, and no file beside it holds the gyroscope: "

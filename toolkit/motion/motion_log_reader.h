@@ -17,7 +17,7 @@ namespace framehold {
 /// orientations; MediaError for a video that cannot be read.
 MotionLog readMotionLog(const std::string& path);
 
-/// True for files that are no text, as videos are.
+/// True for files that are no text, as videos are. A pipe is taken for text.
 bool isVideoFile(const std::string& path);
 
 /// Reads the telemetry in a video file; none if it has none. Throws FileError and MediaError.
