@@ -1,5 +1,7 @@
 #include "cli/options.h"
 
+#include "common/text_fields.h"
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
@@ -77,6 +79,18 @@ CLI::Validator Command::fileCheck() {
                 return fmt::format("'{}' is a folder, not a file", text);
             }
             return std::string();
+        },
+        "");
+}
+
+CLI::Validator Command::axesCheck() {
+    return CLI::Validator(
+        [](std::string& text) {
+            std::string letters = lowerCase(text);
+            std::sort(letters.begin(), letters.end());
+            return letters == "xyz"
+                       ? std::string()
+                       : "'" + text + "' is not one each of X, Y and Z, in lower case if negated";
         },
         "");
 }

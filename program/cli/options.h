@@ -72,6 +72,13 @@ public:
     CLI::Option* addChoice(const std::string& names, std::string& value,
                            const std::string& description, const std::vector<std::string>& choices);
 
+    /// Adds an option that takes the letters of an axis mapping; `Text` is a string or an optional
+    /// one.
+    template <typename Text>
+    CLI::Option* addAxes(const std::string& names, Text& value, const std::string& description) {
+        return addValue(names, value, description, {"XYZ", {}, {}, false})->check(axesCheck());
+    }
+
     /// Adds an option that takes even sizes that the library can work with; `Size` is PictureSize
     /// or an optional one.
     template <typename Size>
@@ -132,6 +139,7 @@ private:
     static std::string rangeError(const std::string& text, const Range& range, bool isWhole);
     static CLI::Validator pictureSizeCheck();
     static CLI::Validator fileCheck();
+    static CLI::Validator axesCheck();
 
     std::string notes_;
     std::vector<std::string> examples_;
@@ -159,7 +167,7 @@ inline CLI::Option* addTimeOffsetOption(Command& command, std::optional<double>&
 
 template <typename Text>
 CLI::Option* addAxesOption(Command& command, Text& letters) {
-    return command.addText("--axes", letters, "Logged axes as device x, y, z; lower case: negated");
+    return command.addAxes("--axes", letters, "Logged axes as device x, y, z; lower case: negated");
 }
 
 /// Adds the frames that a stabilized clip is behind its original.

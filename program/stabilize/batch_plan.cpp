@@ -6,9 +6,11 @@
 #include "media/results.h"
 #include "motion/motion_log_reader.h"
 #include "report/report_page.h"
+#include "stabilize/clip_output.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -162,6 +164,26 @@ void checkReport(const StabilizeOptions& clip) {
     }
 }
 
+/// Options that the encoder does not take are wrong usage, whatever the clip.
+void checkCoding(const StabilizeOptions& clip) {
+    std::vector<const char*> given;
+    if (!clip.encoder.empty()) given.push_back("--encoder");
+    if (!clip.pixelFormat.empty()) given.push_back("--pixel-format");
+    if (clip.quality) given.push_back("--quality");
+    if (!clip.preset.empty()) given.push_back("--preset");
+    if (given.empty()) return;
+    try {
+        checkEncoding(clip);
+    } catch (const MediaError& error) {
+        std::string text = error.what();
+        if (const size_t option = text.find(": --"); option != std::string::npos) {
+            text.erase(0, option + 2);
+            throw CLI::ValidationError(text);
+        }
+        refuse(fmt::format("{}", fmt::join(given, ", ")), text);
+    }
+}
+
 }  // namespace
 
 std::string nameFor(const std::string& pattern, const std::string& video,
@@ -186,6 +208,10 @@ std::vector<StabilizeOptions> planBatch(const BatchOptions& batch) {
     for (const StabilizeOptions& clip : clips) checkReport(clip);
     if (batch.json && clips.front().output == "-") {
         refuse("--json", "the video takes up standard output");
+    }
+    std::set<std::string> containers;
+    for (const StabilizeOptions& clip : clips) {
+        if (containers.insert(fs::path(clip.output).extension()).second) checkCoding(clip);
     }
     if (batch.skipsExisting) {
         for (StabilizeOptions& clip : clips) clip.isSkipped = isDone(clip);

@@ -21,17 +21,22 @@ PictureSize sizeOfResult(const StabilizeOptions& options, const VideoReader& sou
     return {source.contentWidth(), source.contentHeight()};
 }
 
-VideoSettings settingsFor(const StabilizeOptions& options, const VideoReader& source) {
+VideoSettings codingOf(const StabilizeOptions& options) {
     VideoSettings settings;
+    settings.encoder = options.encoder;
+    settings.pixelFormat = options.pixelFormat;
+    settings.quality = options.quality;
+    settings.preset = options.preset;
+    return settings;
+}
+
+VideoSettings settingsFor(const StabilizeOptions& options, const VideoReader& source) {
+    VideoSettings settings = codingOf(options);
     const PictureSize size = sizeOfResult(options, source);
     settings.width = size.width;
     settings.height = size.height;
     settings.timeBase = source.timeBase();
     settings.frameRate = source.frameRate();
-    settings.encoder = options.encoder;
-    settings.pixelFormat = options.pixelFormat;
-    settings.quality = options.quality;
-    settings.preset = options.preset;
     return settings;
 }
 
@@ -45,6 +50,10 @@ bool holdsMore(AVPixelFormat format) {
 }
 
 }  // namespace
+
+void checkEncoding(const StabilizeOptions& options) {
+    tryEncoder(options.output, codingOf(options));
+}
 
 ClipOutput::ClipOutput(const StabilizeOptions& options, const VideoReader& source)
     : source_(source), isSideBySide_(options.sideBySide), settings_(settingsFor(options, source)),

@@ -7,6 +7,9 @@
 
 namespace framehold {
 
+/// Throws MediaError if the encoder that the options name does not exist or take them.
+void checkEncoding(const StabilizeOptions& options);
+
 /// The video that a clip is written to.
 class ClipOutput {
 public:

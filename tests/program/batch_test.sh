@@ -114,9 +114,11 @@ colour yuv420p tv 257x131 odd.mp4 257,131,yuv444p
 colour yuv420p tv 257x131 even.mp4 258,132,yuv420p --pixel-format yuv420p
 colour yuv422p10le tv 256x130 ten.mkv 256,130,yuv422p10le --pixel-format yuv422p10le
 colour gbrp pc 256x130 rgb.mp4 256,130,yuv420p
-expect 1 "--encoder: FFmpeg here has no video encoder 'nope'" stabilize clip1 --encoder nope
-expect 1 "libx264 does not take 'yuv411p' but yuv420p" stabilize clip1 --pixel-format yuv411p
-expect 1 "--preset: ffv1 has no such option" stabilize clip1 --encoder ffv1 -o x.mkv
+expect 2 "--encoder: FFmpeg here has no video encoder 'nope'" stabilize clip1 --encoder nope
+expect 2 "--pixel-format: libx264 does not take 'yuv411p' but yuv420p" stabilize clip1 --pixel-format yuv411p
+expect 2 "--preset: x.mp4: the encoder libx264 cannot be started" "$framehold" stabilize sim/clip.mp4 -o x.mp4 --preset nope
+expect 2 "--axes: 'XYQ' is not one each of X, Y and Z" stabilize clip1 --axes XYQ
+expect 2 "--preset: ffv1 has no such option" stabilize clip1 --encoder ffv1 -o x.mkv
 
 # A file that may not grow stands for a full disk; killed runs leave the temporary file at most.
 full=$(ulimit -f 8; trap '' XFSZ; stabilize sim/clip.mp4 -o full-disk.mp4 -q 2>&1)

@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <new>
 
 #include <fmt/format.h>
@@ -29,7 +30,11 @@ void keep(void*, int level, const char* format, va_list arguments) {
 
 }  // namespace
 
-void keepLibavMessages() { av_log_set_callback(keep); }
+void keepLibavMessages() {
+    av_log_set_callback(keep);
+    // SVT-AV1 prints messages of its own; 1 stands for errors only.
+    setenv("SVT_LOG", "1", 0);
+}
 
 void forgetLibavMessage() { lastMessage.clear(); }
 

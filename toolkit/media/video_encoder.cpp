@@ -91,6 +91,19 @@ bool hasOption(const AVCodec& encoder, const char* name) {
 
 }  // namespace
 
+const AVOutputFormat& findContainer(const std::string& file) {
+    const char* pipeFormat = file == "-" ? "yuv4mpegpipe" : nullptr;
+    const AVOutputFormat* container = av_guess_format(pipeFormat, file.c_str(), nullptr);
+    if (container != nullptr) return *container;
+    throw MediaError(file, "no container format is known for this name; try .mp4 or .mkv");
+}
+
+void tryEncoder(const std::string& file, const VideoSettings& settings) {
+    VideoSettings small = settings;
+    small.width = small.height = 256;
+    const VideoEncoder started(file, findContainer(file), small, nullptr);
+}
+
 VideoEncoder::VideoEncoder(const std::string& file, const AVOutputFormat& container,
                            const VideoSettings& settings, const VideoReader* source)
     : file_(file), encoder_(findEncoder(file, container, settings.encoder)),

@@ -23,6 +23,13 @@ struct VideoSettings {
     std::string preset;          // of the encoder, speed against size; empty: a moderate one
 };
 
+/// Starts the encoder of a file once, for what is wrong with its settings. file: its extension gives
+/// the container; "-" is YUV4MPEG2. Throws MediaError.
+void tryEncoder(const std::string& file, const VideoSettings& settings);
+
+/// Container that a file's extension stands for; "-" is YUV4MPEG2. Throws MediaError.
+const AVOutputFormat& findContainer(const std::string& file);
+
 /// Encodes 8-bit two-plane 4:2:0 frames. All functions throw MediaError.
 class VideoEncoder {
 public:

@@ -16,13 +16,6 @@ namespace framehold {
 
 namespace {
 
-const AVOutputFormat& findContainer(const std::string& path) {
-    const char* pipeFormat = path == "-" ? "yuv4mpegpipe" : nullptr;
-    const AVOutputFormat* container = av_guess_format(pipeFormat, path.c_str(), nullptr);
-    if (container != nullptr) return *container;
-    throw MediaError(path, "no container format is known for this name; try .mp4 or .mkv");
-}
-
 /// True for MP4 and its relatives, the only containers that hold a rotation.
 bool isMovie(const AVOutputFormat& container) {
     const char* const kNames[] = {"mp4", "mov", "ipod", "3gp", "3g2", "psp"};
