@@ -1,6 +1,7 @@
 #include "clip/camera_settings.h"
 
 #include "common/angles.h"
+#include "common/text_fields.h"
 #include "zpr_framehold.h"
 
 #include <algorithm>
@@ -115,9 +116,9 @@ std::vector<std::string> describe(const CameraSettings& camera) {
         notes.push_back(fmt::format("field of view {:.1f} degrees across the {} ({})",
                                     view.value.size, sideOf(view.value.mode), view.origin));
     }
-    notes.push_back(fmt::format("readout {:.1f} ms ({}), time offset {:.1f} ms ({})",
+    notes.push_back(fmt::format("readout {:.1f} ms ({}), time offset {} ({})",
                                 1000.0 * camera.readoutTime.value, camera.readoutTime.origin,
-                                1000.0 * camera.timeOffset.value, camera.timeOffset.origin));
+                                durationText(camera.timeOffset.value), camera.timeOffset.origin));
     if (camera.clockDrift.value != 0.0) {
         notes.push_back(fmt::format("clock drift {:.0f} millionths taken out of the log ({})",
                                     1e6 * camera.clockDrift.value, camera.clockDrift.origin));

@@ -133,9 +133,9 @@ void ClipRun::warnAboutCoverage(RunMessages& messages) const {
     const double last = lastTime_ + param.timeOffset + param.readoutTime;
     if (from <= first && to >= last) return;
     messages.warn(
-        fmt::format("the motion log covers {:.3f} s to {:.3f} s, the frames need {:.3f} s to "
-                    "{:.3f} s: frames outside are only cropped",
-                    from, to, first, last));
+        fmt::format("the motion log covers {} to {}, the frames need {} to {}: frames outside are "
+                    "only cropped",
+                    durationText(from), durationText(to), durationText(first), durationText(last)));
 }
 
 }  // namespace framehold

@@ -189,6 +189,14 @@ TEST(OpenInput, ReadsTheNamedFileOnly) {
     }
 }
 
+TEST(DurationText, IsInUnitsThatPeopleRead) {
+    const std::pair<double, const char*> kCases[] = {
+        {0.0, "0.0 ms"},      {-0.0032, "-3.2 ms"},    {1.5, "1.500 s"},
+        {125.0, "2 min 5 s"}, {-3599.6, "-1 h 0 min"}, {81234.5, "22 h 33 min"},
+    };
+    for (const auto& [seconds, text] : kCases) EXPECT_EQ(durationText(seconds), text);
+}
+
 /// A frame of one colour.
 AvPtr<AVFrame> plainFrame(uint8_t y, uint8_t cb, uint8_t cr) {
     AvPtr<AVFrame> frame = makeNv12Frame(16, 16);

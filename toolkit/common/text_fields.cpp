@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <system_error>
 
 #include <fcntl.h>
@@ -46,6 +47,16 @@ std::string lowerCase(std::string_view text) {
 
 std::string counted(size_t number, std::string_view noun) {
     return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
+std::string durationText(double seconds) {
+    const char* sign = seconds < 0.0 ? "-" : "";
+    const double length = std::abs(seconds);
+    if (length < 1.0) return fmt::format("{}{:.1f} ms", sign, 1000.0 * length);
+    if (length < 60.0) return fmt::format("{}{:.3f} s", sign, length);
+    const auto whole = static_cast<int64_t>(std::min(length, 1e15) + 0.5);
+    if (whole < 3600) return fmt::format("{}{} min {} s", sign, whole / 60, whole % 60);
+    return fmt::format("{}{} h {} min", sign, whole / 3600, whole / 60 % 60);
 }
 
 std::string printable(std::string_view text) {

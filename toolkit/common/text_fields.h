@@ -27,6 +27,9 @@ std::string lowerCase(std::string_view text);
 /// Number and noun, "1 frame" or "2 frames". noun: takes an s for several.
 std::string counted(size_t number, std::string_view noun);
 
+/// Time in units that people read: "-3.2 ms", "12.345 s", "2 min 5 s", "22 h 33 min".
+std::string durationText(double seconds);
+
 /// Text with question marks for all but printable ASCII.
 std::string printable(std::string_view text);
 
