@@ -187,6 +187,38 @@ const AVFrame* VideoReader::next() {
     return converted_.get();
 }
 
+double VideoReader::startTime() const {
+    if (stream_->start_time == AV_NOPTS_VALUE) return 0.0;
+    return static_cast<double>(stream_->start_time) * av_q2d(timeBase());
+}
+
+bool VideoReader::seek(double seconds) {
+    const int64_t timestamp = std::llround(seconds / av_q2d(timeBase()));
+    if (av_seek_frame(format_.get(), stream_->index, timestamp, AVSEEK_FLAG_BACKWARD) < 0) {
+        return false;
+    }
+    avcodec_flush_buffers(codec_.get());
+    return true;
+}
+
+std::vector<double> frameTimestamps(const std::string& video) {
+    const AvInput format = openInput(video);
+    const int index = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (index < 0) throw MediaError(video, "holds no video", index);
+    const double timeBase = av_q2d(format->streams[index]->time_base);
+    const AvPtr<AVPacket> packet = makePacket();
+    std::vector<double> times;
+    while (av_read_frame(format.get(), packet.get()) >= 0) {
+        throwIfInterrupted();
+        if (packet->stream_index == index && packet->pts != AV_NOPTS_VALUE) {
+            times.push_back(static_cast<double>(packet->pts) * timeBase);
+        }
+        av_packet_unref(packet.get());
+    }
+    std::sort(times.begin(), times.end());
+    return times;
+}
+
 const AVFrame* FrameSeeker::next() {
     const AVFrame* frame = reader_.next();
     if (frame == nullptr) return nullptr;

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace framehold {
 
@@ -44,6 +45,9 @@ public:
         return static_cast<double>(frame.pts) * av_q2d(timeBase());
     }
 
+    /// Timestamp of the first frame by the container, in seconds; 0 if it has none.
+    double startTime() const;
+
     /// Frames per second; 30 if neither container nor codec has a rate.
     AVRational frameRate() const;
     double framesPerSecond() const { return av_q2d(frameRate()); }
@@ -81,6 +85,10 @@ public:
     /// Throws MediaError; Interrupted where it waits for standard input.
     const AVFrame* next();
 
+    /// Goes to the last keyframe that is not after a timestamp in seconds, for `next` to go on
+    /// there. False, at an unknown place, if the file cannot do that.
+    bool seek(double seconds);
+
 private:
     void openDecoder();
     bool decode();
@@ -112,6 +120,10 @@ private:
     bool isLastCorrupt_ = false;  // the last packet
     int64_t nextPts_ = 0;         // for a frame without a timestamp
 };
+
+/// Timestamps of a video's frames in seconds, in order, by its packets alone: nothing is decoded.
+/// Throws MediaError.
+std::vector<double> frameTimestamps(const std::string& video);
 
 /// Reads a video by the time since its first frame.
 class FrameSeeker {
