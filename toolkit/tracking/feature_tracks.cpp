@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ctime>
+#include <optional>
+#include <utility>
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
@@ -13,19 +16,21 @@ namespace framehold {
 
 namespace {
 
-constexpr int kWindow = 21;  // pixels, side of the patch that is tracked
-constexpr int kLevels = 4;   // of the image pyramid above the first
+constexpr int kWindow = 21;             // pixels, side of the patch that is tracked
+constexpr int kLevels = 4;              // of the image pyramid above the first
+constexpr double kNotMuchLonger = 1.2;  // than its samples, for a video to be one sample
 
-/// A frame prepared for tracking.
-struct Prepared {
-    cv::Mat luma;
-    std::vector<cv::Mat> pyramid;
-};
-
-Prepared prepare(const AVFrame& frame) {
-    Prepared result;
-    lumaView(frame).copyTo(result.luma);
-    cv::buildOpticalFlowPyramid(result.luma, result.pyramid, {kWindow, kWindow}, kLevels);
+/// Luma of a frame, reduced by a whole factor.
+cv::Mat reducedLuma(const AVFrame& frame, int factor) {
+    const cv::Mat luma = lumaView(frame);
+    cv::Mat result;
+    if (factor == 1) {
+        luma.copyTo(result);
+        return result;
+    }
+    const cv::Size size(luma.cols / factor, luma.rows / factor);
+    cv::resize(luma({0, 0, size.width * factor, size.height * factor}), result, size, 0.0, 0.0,
+               cv::INTER_AREA);
     return result;
 }
 
@@ -50,9 +55,10 @@ std::vector<cv::Point2f> findCorners(const cv::Mat& luma, int count) {
     return corners;
 }
 
-std::vector<FeatureMotion> trackPair(const Prepared& from, const Prepared& to,
+std::vector<FeatureMotion> trackPair(const cv::Mat& luma, const std::vector<cv::Mat>& from,
+                                     const std::vector<cv::Mat>& to,
                                      const TrackSettings& settings) {
-    const std::vector<cv::Point2f> start = findCorners(from.luma, settings.maxFeatures);
+    const std::vector<cv::Point2f> start = findCorners(luma, settings.maxFeatures);
     std::vector<FeatureMotion> motions;
     if (start.empty()) return motions;
     const cv::Size window(kWindow, kWindow);
@@ -62,10 +68,9 @@ std::vector<FeatureMotion> trackPair(const Prepared& from, const Prepared& to,
     std::vector<uint8_t> found;
     std::vector<uint8_t> foundBack;
     std::vector<float> error;
-    cv::calcOpticalFlowPyrLK(from.pyramid, to.pyramid, start, end, found, error, window, kLevels,
-                             precision);
-    cv::calcOpticalFlowPyrLK(to.pyramid, from.pyramid, end, back, foundBack, error, window, kLevels,
-                             precision, cv::OPTFLOW_USE_INITIAL_FLOW);
+    cv::calcOpticalFlowPyrLK(from, to, start, end, found, error, window, kLevels, precision);
+    cv::calcOpticalFlowPyrLK(to, from, end, back, foundBack, error, window, kLevels, precision,
+                             cv::OPTFLOW_USE_INITIAL_FLOW);
     for (size_t i = 0; i < start.size(); ++i) {
         if (found[i] == 0 || foundBack[i] == 0) continue;
         if (cv::norm(back[i] - start[i]) > settings.maxRoundTripError) continue;
@@ -74,29 +79,114 @@ std::vector<FeatureMotion> trackPair(const Prepared& from, const Prepared& to,
     return motions;
 }
 
+/// Brings motions of a reduced picture to pixels of the whole one.
+void enlarge(std::vector<FeatureMotion>& motions, int factor) {
+    const auto scale = static_cast<float>(factor);
+    const auto full = [scale](float position) { return (position + 0.5F) * scale - 0.5F; };
+    for (FeatureMotion& m : motions) {
+        m = {full(m.fromX), full(m.fromY), full(m.toX), full(m.toY)};
+    }
+}
+
 }  // namespace
+
+/// A frame prepared for tracking.
+struct FeatureTracker::Prepared {
+    cv::Mat luma;
+    std::vector<cv::Mat> pyramid;
+};
+
+FeatureTracker::FeatureTracker(const TrackSettings& settings) : settings_(settings) {}
+
+FeatureTracker::~FeatureTracker() = default;
+
+void FeatureTracker::add(const AVFrame& frame, double time) {
+    const int factor =
+        settings_.maxWidth > 0 ? (frame.width + settings_.maxWidth - 1) / settings_.maxWidth : 1;
+    auto now = std::make_unique<Prepared>();
+    now->luma = reducedLuma(frame, factor);
+    cv::buildOpticalFlowPyramid(now->luma, now->pyramid, {kWindow, kWindow}, kLevels);
+    if (before_) {
+        tracks_.motions.push_back(
+            trackPair(before_->luma, before_->pyramid, now->pyramid, settings_));
+        if (factor > 1) enlarge(tracks_.motions.back(), factor);
+    }
+    tracks_.width = frame.width;
+    tracks_.height = frame.height;
+    tracks_.frameTimes.push_back(time);
+    before_ = std::move(now);
+}
+
+FeatureTracks FeatureTracker::take() {
+    before_.reset();
+    return std::exchange(tracks_, {});
+}
 
 FeatureTracks trackFeatures(const std::string& video, const TrackSettings& settings,
                             const std::function<void()>& onFrame) {
     VideoReader reader(video);
-    FeatureTracks tracks;
-    tracks.width = reader.width();
-    tracks.height = reader.height();
-    Prepared before;
-    while (const AVFrame* frame = reader.next()) {
-        if (settings.maxFrames > 0 &&
-            tracks.frameTimes.size() == static_cast<size_t>(settings.maxFrames)) {
-            break;
-        }
-        Prepared now = prepare(*frame);
-        if (!tracks.frameTimes.empty()) {
-            tracks.motions.push_back(trackPair(before, now, settings));
-        }
-        tracks.frameTimes.push_back(reader.seconds(*frame));
-        before = std::move(now);
+    FeatureTracker tracker(settings);
+    for (int frames = 0; settings.maxFrames == 0 || frames < settings.maxFrames; ++frames) {
+        const AVFrame* frame = reader.next();
+        if (frame == nullptr) break;
+        tracker.add(*frame, reader.seconds(*frame));
         if (onFrame) onFrame();
     }
+    FeatureTracks tracks = tracker.take();
+    tracks.width = reader.width();
+    tracks.height = reader.height();
     return tracks;
+}
+
+namespace {
+
+/// Processor time of this thread: how busy others are does not change a result.
+double threadSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+/// The video's timestamps at which its samples start.
+std::vector<double> sampleStarts(double first, double seconds, const SampleSettings& settings) {
+    if (!(seconds > kNotMuchLonger * settings.windows * settings.window)) return {first};
+    std::vector<double> starts;
+    for (int i = 0; i < settings.windows; ++i) {
+        starts.push_back(first + (seconds - settings.window) * i / (settings.windows - 1));
+    }
+    return starts;
+}
+
+}  // namespace
+
+std::vector<FeatureTracks> trackSamples(const std::string& video, const SampleSettings& settings,
+                                        const std::function<void()>& onFrame) {
+    const auto isLate = [end = threadSeconds() + settings.budget] { return threadSeconds() > end; };
+    VideoReader reader(video);
+    FeatureTracker tracker(settings.tracks);
+    const double seconds = static_cast<double>(reader.expectedFrames()) / reader.framesPerSecond();
+    const std::vector<double> starts = sampleStarts(reader.startTime(), seconds, settings);
+    const double length =
+        starts.size() > 1 ? settings.window : kNotMuchLonger * settings.windows * settings.window;
+    std::vector<FeatureTracks> samples;
+    double last = -INFINITY;
+    for (const double start : starts) {
+        if (!samples.empty() && (isLate() || !reader.seek(start))) break;
+        // A seek ends at the keyframe before: a part from there is as good if it is a new one.
+        std::optional<double> from;
+        while (const AVFrame* frame = reader.next()) {
+            if (onFrame) onFrame();
+            const double time = reader.seconds(*frame);
+            if (!from) from = samples.empty() || time > last ? time : start;
+            if (time >= *from + length || (!samples.empty() && time < *from && isLate())) break;
+            if (time >= *from) tracker.add(*frame, time);
+        }
+        FeatureTracks sample = tracker.take();
+        if (sample.frameTimes.empty()) break;
+        last = sample.frameTimes.back();
+        samples.push_back(std::move(sample));
+    }
+    return samples;
 }
 
 }  // namespace framehold

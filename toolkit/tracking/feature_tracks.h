@@ -2,8 +2,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
+
+struct AVFrame;
 
 namespace framehold {
 
@@ -28,6 +31,7 @@ struct FeatureTracks {
 struct TrackSettings {
     int maxFeatures = 500;  // for each pair of frames
     int maxFrames = 0;      // from the first one; 0: all
+    int maxWidth = 0;       // pixels; wider pictures are reduced by a whole factor; 0: none are
     /// Largest distance in pixels, of a feature tracked forward and back, from where it was.
     double maxRoundTripError = 0.3;
 };
@@ -36,5 +40,40 @@ struct TrackSettings {
 /// `onFrame` is called after each frame. Throws MediaError.
 FeatureTracks trackFeatures(const std::string& video, const TrackSettings& settings,
                             const std::function<void()>& onFrame = {});
+
+/// Tracks features through the pictures that it is given.
+class FeatureTracker {
+public:
+    explicit FeatureTracker(const TrackSettings& settings);
+    ~FeatureTracker();
+    FeatureTracker(const FeatureTracker&) = delete;
+    FeatureTracker& operator=(const FeatureTracker&) = delete;
+
+    /// Takes the next frame of one size, with its time in seconds.
+    void add(const AVFrame& frame, double time);
+
+    /// Tracks of all frames since the last call. The next frame has none before it.
+    FeatureTracks take();
+
+private:
+    struct Prepared;
+
+    TrackSettings settings_;
+    std::unique_ptr<Prepared> before_;
+    FeatureTracks tracks_;
+};
+
+/// Which parts of a video are looked at.
+struct SampleSettings {
+    int windows = 4;      // spread evenly over the video
+    double window = 1.5;  // seconds
+    double budget = 1.0;  // seconds of processor time after which no window is begun
+    TrackSettings tracks{60, 0, 320, 0.3};
+};
+
+/// Tracks features through a few short parts of a video, each with the frames' own times. A video
+/// that is not much longer than they are is one part. Throws MediaError.
+std::vector<FeatureTracks> trackSamples(const std::string& video, const SampleSettings& settings,
+                                        const std::function<void()>& onFrame = {});
 
 }  // namespace framehold
