@@ -21,8 +21,10 @@ void addInspectCommand(Command& program) {
     command.addInputFile("-m,--motion", o.files.motion, "The video's log");
     command.addInputFile("--clip", o.files.metadata, "clip.json with the video's metadata");
     addOutsidePathsFlag(command, o.files.allowsOutsidePaths);
+    addFocalOption(command, o.camera.focalLength);
     addTimeOffsetOption(command, o.camera.timeOffset);
     addReadoutOption(command, o.camera.readoutTime);
+    addAxesOption(command, o.camera.axes);
     addJsonFlag(command, o.json);
     addQuietFlag(command, o.quiet);
     command.callback([options] { inspectFile(*options); });

@@ -19,6 +19,12 @@ ClipInputs loadClip(const InspectOptions& o) {
     const CameraSettings camera = resolveCamera(o.camera, inputs);
     inputs.metadata.timeOffset = camera.timeOffset.value;
     inputs.metadata.readoutTime = camera.readoutTime.value;
+    inputs.metadata.clockDrift = camera.clockDrift.value;
+    inputs.metadata.axes = camera.axes.value;
+    inputs.metadata.focalLength.reset();
+    if (camera.fieldOfView.source != Source::kDefault) {
+        inputs.metadata.focalLength = focalLength(camera.fieldOfView.value, inputs.video);
+    }
     if (inputs.log) return inputs;
     throw std::runtime_error(o.files.video +
                              ": holds no motion telemetry (no GPMF or CAMM track); give its log "

@@ -41,8 +41,8 @@ size_t countUncovered(const std::vector<double>& frameTimes, const VideoInspecti
     return static_cast<size_t>(
         std::count_if(frameTimes.begin(), frameTimes.end(), [&](double time) {
             const double first = time + inspection.timeOffset;
-            return first < inspection.motion.from ||
-                   first + inspection.readoutTime > inspection.motion.to;
+            return first < inspection.log.from ||
+                   first + inspection.readoutTime > inspection.log.to;
         }));
 }
 
@@ -50,7 +50,7 @@ size_t countUncovered(const std::vector<double>& frameTimes, const VideoInspecti
 
 VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metadata,
                              const MotionLog& log, const std::function<void()>& onFrame) {
-    constexpr double kFirstRange = 1.0, kWidestRange = 10.0;  // seconds
+    constexpr double kRange = 0.1;  // seconds
     TrackSettings settings;
     settings.maxFeatures = 200;
     const FeatureTracks tracks = trackFeatures(video, settings, onFrame);
@@ -58,7 +58,7 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
 
     VideoInspection result;
     result.video = video;
-    result.motion = log.rates.empty() ? statistics.orientations : statistics.rates.stamps;
+    result.log = log.rates.empty() ? statistics.orientations : statistics.rates.stamps;
     result.timeOffset = metadata.timeOffset.value_or(0.0);
     ZPR_Param defaults{};
     ZPR_GetDefaultParam(&defaults);
@@ -77,16 +77,17 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
     result.frames = stampStatistics(times, 0);
     result.uncovered = countUncovered(times, result);
 
-    // Where the clocks have nothing to do with each other, both are taken to have been started
-    // together, more or less.
-    result.searchRange = result.isApart() ? kWidestRange : kFirstRange;
-    const double around =
-        result.isApart() ? result.offsetOfStarts() : result.timeOffset + result.readoutTime / 2.0;
-    const std::vector<MotionSample> derived =
-        log.rates.empty() ? log.angularRates() : std::vector<MotionSample>();
-    result.clock =
-        synchronizeClocks(times, pictureMotions(tracks), log.rates.empty() ? derived : log.rates,
-                          around, result.searchRange);
+    FeatureTracks onTable = tracks;
+    onTable.frameTimes = times;
+    const CheckedCamera camera{metadata.focalLength, result.readoutTime, result.timeOffset,
+                               metadata.clockDrift.value_or(0.0),
+                               metadata.axes.value_or(log.orientation)};
+    const std::vector<MotionSample> rates = log.angularRates();
+    if (times.size() > 1) result.motion = checkMotion({onTable}, rates, camera);
+    // Only near an offset that fits is the regression, which is free to choose anything, certain.
+    if (const auto around = result.motion.fittingOffset) {
+        result.clock = synchronizeClocks(times, pictureMotions(tracks), rates, *around, kRange);
+    }
     return result;
 }
 
@@ -95,17 +96,14 @@ std::vector<LogFinding> findingsOf(const VideoInspection& v) {
     const auto add = [&](Severity severity, const std::string& text) {
         findings.push_back({severity, text});
     };
-    if (v.isApart()) {
-        const std::string advice =
-            v.clock ? fmt::format("--time-offset {:.4f} fits the pictures", v.fittedTimeOffset())
-                    : fmt::format("--time-offset {:.3f} lets both start together, to go on from",
-                                  v.offsetOfStarts());
+    if (v.isApart() && v.motion.findings.empty()) {
         add(Severity::kFatal,
             fmt::format("no frame has motion: the log runs from {:.3f} s to {:.3f} s, the frames "
-                        "on the same clock from {:.3f} s to {:.3f} s; {}",
-                        v.motion.from, v.motion.to, v.frames.from + v.timeOffset,
-                        v.frames.to + v.timeOffset, advice));
-    } else if (v.uncovered > 0) {
+                        "on the same clock from {:.3f} s to {:.3f} s; --time-offset {:.3f} lets "
+                        "both start together, to go on from",
+                        v.log.from, v.log.to, v.frames.from + v.timeOffset,
+                        v.frames.to + v.timeOffset, v.offsetOfStarts()));
+    } else if (v.uncovered > 0 && !v.isApart()) {
         add(Severity::kWarning,
             fmt::format("{} of {} frames are outside of the log and will only be cropped: start "
                         "the log before the video and stop it after",
@@ -115,16 +113,18 @@ std::vector<LogFinding> findingsOf(const VideoInspection& v) {
     if (v.frames.jitter > kUsualFrameJitter * v.frames.step) {
         add(Severity::kNote, "the frame rate varies: frames keep their times");
     }
+    findings.insert(findings.end(), v.motion.findings.begin(), v.motion.findings.end());
     if (!v.clock) {
-        add(Severity::kWarning,
-            fmt::format("the pictures do not follow the log within {:.0f} s of its clock: it is "
-                        "another clip's, or further off, or the camera hardly turns",
-                        v.searchRange));
+        if (v.motion.findings.empty()) {
+            add(Severity::kNote,
+                "the camera hardly turns: the log cannot be compared with the "
+                "pictures");
+        }
         return findings;
     }
     constexpr double kNoticeable = 0.004;  // seconds; a quarter of a usual readout
     const double wrong = v.fittedTimeOffset() - v.timeOffset;
-    if (!v.isApart() && std::abs(wrong) > kNoticeable + 3.0 * v.clock->offsetError) {
+    if (v.motion.findings.empty() && std::abs(wrong) > kNoticeable + 3.0 * v.clock->offsetError) {
         add(Severity::kWarning,
             fmt::format("the time offset is wrong by {:.1f} ms: --time-offset {:.4f} fits the "
                         "pictures; framehold calibrate finds it more exactly",

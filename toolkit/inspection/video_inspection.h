@@ -1,7 +1,7 @@
 #pragma once
 
 #include "calibration/clock_synchronization.h"
-#include "inspection/log_findings.h"
+#include "inspection/motion_check.h"
 #include "motion/clip_metadata.h"
 #include "motion/motion_log.h"
 
@@ -16,7 +16,7 @@ namespace framehold {
 struct VideoInspection {
     std::string video;
     StampStatistics frames;    // without the time offset
-    StampStatistics motion;    // of the rates, or orientations where there are none
+    StampStatistics log;       // of the rates, or orientations where there are none
     double timeOffset = 0.0;   // seconds, as given
     double readoutTime = 0.0;  // seconds, as given, else the library's default
     size_t uncovered = 0;      // frames outside of the log
@@ -27,7 +27,7 @@ struct VideoInspection {
     };
     std::optional<TableClock> table;            // none without such times
     std::optional<ClockSynchronization> clock;  // none: the pictures do not follow the log
-    double searchRange = 0.0;                   // of offsets, seconds to both sides
+    MotionCheck motion;                         // of the whole video
 
     /// Time offset by `clock`, which must be there, for the first row, in seconds.
     double fittedTimeOffset() const { return clock->offset - readoutTime / 2.0; }
@@ -36,12 +36,13 @@ struct VideoInspection {
     bool isApart() const { return frames.samples > 0 && uncovered == frames.samples; }
 
     /// Time offset at which the log and the video start together, in seconds.
-    double offsetOfStarts() const { return motion.from - frames.from; }
+    double offsetOfStarts() const { return log.from - frames.from; }
 };
 
-/// Tracks the video's features to find the offset and drift of its clock. metadata: frame times,
-/// time offset and readout where they are known. `onFrame` is called after each frame. Throws
-/// MediaError; std::runtime_error if there are fewer frame times than frames.
+/// Tracks the video's features to compare them with the log and to find the offset and drift of its
+/// clock. metadata: of the camera and the frame times, as far as they are known. `onFrame` is called
+/// after each frame. Throws MediaError; std::runtime_error if there are fewer frame times than
+/// frames.
 VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metadata,
                              const MotionLog& log, const std::function<void()>& onFrame);
 

@@ -1,0 +1,355 @@
+#include "inspection/motion_check.h"
+
+#include "calibration/turn_comparison.h"
+#include "common/angles.h"
+#include "common/median.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+constexpr double kFits = 0.5;       // of the shake, explained: no chance does that
+constexpr double kFitsWell = 0.7;   // likewise: nothing is far wrong
+constexpr double kNearby = 0.1;     // seconds; offsets are that far off by habit
+constexpr double kPiece = 1.5;      // seconds
+constexpr double kJumpRange = 2.0;  // seconds
+constexpr double kSharp = 0.05;     // that explained variance falls by 0.7 frames aside
+/// Share of the picture's width; less from one frame to the next is nobody's shake.
+constexpr double kStill = 4e-4;
+constexpr double kFocalRange[] = {0.28, 10.0};  // of the width: 120 degrees to 6
+constexpr double kWholeStep = 0.008;            // seconds between offsets that are tried
+constexpr double kFineStep = 0.001;
+
+/// A way to use the log, and how well that fits.
+struct Use {
+    LoggedCamera camera;
+    double offset = 0.0;  // seconds, of the middle row
+    double explained = -INFINITY;
+};
+
+class Checker {
+public:
+    Checker(const std::vector<FeatureTracks>& samples, const std::vector<MotionSample>& rates,
+            const CheckedCamera& camera, const std::function<void()>& onStep)
+        : samples_(samples), camera_(camera), onStep_(onStep), gyro_(rates),
+          comparison_(samples, gyro_), width_(samples.front().width) {
+        given_.camera = {camera.axes, camera.focal.value_or(0.0), 1.0};
+        given_.offset = camera.timeOffset + camera.readoutTime / 2.0;
+    }
+
+    MotionCheck run() {
+        if (comparison_.turns() == 0) return check_;
+        coversNothing_ = given_.offset + camera_.readoutTime / 2.0 < comparison_.smallestOffset() ||
+                         given_.offset - camera_.readoutTime / 2.0 > comparison_.largestOffset();
+        if (const auto here = comparison_.at(given_.offset)) {
+            if (!camera_.focal) given_.camera.focal = plausibleFocal(*here, given_.camera);
+            given_.explained = here->explained(given_.camera);
+            check_.shake = std::sqrt(here->variance());
+            const double predicted = std::sqrt(here->predicted(given_.camera));
+            if (std::max(check_.shake, predicted) < kStill * width_) return check_;
+            check_.explained = given_.explained;
+            const double left = check_.shake * std::sqrt(1.0 - std::min(1.0, given_.explained));
+            explainsLess_ = given_.explained < 0.0 && predicted > kStill * width_;
+            check_.isHarmful = explainsLess_ && left > check_.shake + kStill / 2.0 * width_;
+        }
+        diagnose();
+        sortFindings(check_.findings);
+        return check_;
+    }
+
+private:
+    void add(Severity severity, const std::string& text) {
+        check_.findings.push_back({severity, text});
+    }
+    Severity severity() const {
+        return check_.isHarmful || coversNothing_ ? Severity::kFatal : Severity::kWarning;
+    }
+
+    /// The best focal length in a usual range, or the middle of the range if none is.
+    double plausibleFocal(const TurnProducts& products, const LoggedCamera& camera) const {
+        const double best = products.bestFocal(camera.axes, camera.unit);
+        if (!(best > 0.0)) return width_;
+        return std::clamp(best, kFocalRange[0] * width_, kFocalRange[1] * width_);
+    }
+
+    /// Takes `use` for `best` if it fits better.
+    static void keepBetter(Use& best, const Use& use) {
+        if (use.explained > best.explained) best = use;
+    }
+
+    enum class Range { kNone, kNear, kWhole };
+
+    /// What is free in a search.
+    struct Freedom {
+        Range offset = Range::kNone;
+        bool axes = false;
+        bool focal = false;
+        bool unit = false;
+    };
+
+    Use bestAt(double offset, const Freedom& free) const {
+        Use best = given_;
+        best.explained = -INFINITY;
+        const auto products = comparison_.at(offset);
+        if (!products) return best;
+        static const std::vector<double> kUnits = {1.0, toRadians(1.0), toDegrees(1.0)};
+        for (size_t i = 0; i < (free.axes ? allAxes().size() : 1); ++i) {
+            for (size_t u = 0; u < (free.unit ? kUnits.size() : 1); ++u) {
+                Use use = given_;
+                use.offset = offset;
+                if (free.axes) use.camera.axes = allAxes()[i];
+                use.camera.unit = kUnits[u];
+                if (free.focal) use.camera.focal = plausibleFocal(*products, use.camera);
+                use.explained = products->explained(use.camera);
+                keepBetter(best, use);
+            }
+        }
+        return best;
+    }
+
+    Use search(const Freedom& free) const {
+        Use best = bestAt(given_.offset, free);
+        if (free.offset == Range::kNone) return best;
+        const bool isWhole = free.offset == Range::kWhole;
+        const double from = isWhole ? comparison_.smallestOffset() : given_.offset - kNearby;
+        const double to = isWhole ? comparison_.largestOffset() : given_.offset + kNearby;
+        int steps = 0;
+        for (double offset = from; offset < to; offset += kWholeStep) {
+            if (onStep_ && ++steps % 256 == 0) onStep_();
+            keepBetter(best, bestAt(offset, free));
+        }
+        return refined(best, free);
+    }
+
+    Use refined(Use best, const Freedom& free) const {
+        const double around = best.offset;
+        for (double d = -2.0 * kWholeStep; d <= 2.0 * kWholeStep; d += kFineStep) {
+            keepBetter(best, bestAt(around + d, free));
+        }
+        return best;
+    }
+
+    void diagnose() {
+        const bool focalIsFree = !camera_.focal;
+        if (given_.explained > kFitsWell) {
+            const Use nearby = search({Range::kNear, false, true, false});
+            report(nearby);
+            if (!lookForJumps(nearby)) check_.fittingOffset = nearby.offset;
+            return;
+        }
+        if (lookForJumps(given_)) return;
+        const Use all = search({Range::kWhole, true, true, true});
+        if (all.explained < kFits) return reportNoFit(all);
+        check_.isHarmful = explainsLess_;
+        // The simplest change that does nearly as well as the best one.
+        const Freedom kSimple[] = {
+            {Range::kNone, false, focalIsFree, true},   {Range::kNone, false, true, false},
+            {Range::kWhole, false, focalIsFree, false}, {Range::kNone, true, focalIsFree, false},
+            {Range::kWhole, false, true, false},        {Range::kWhole, true, focalIsFree, false}};
+        Use use = all;
+        for (const Freedom& free : kSimple) {
+            const Use simple = search(free);
+            if (1.0 - simple.explained > 1.5 * (1.0 - all.explained) + 0.02) continue;
+            use = simple;
+            break;
+        }
+        report(use);
+        if (!lookForJumps(use)) check_.fittingOffset = use.offset;
+    }
+
+    /// How the log fits as it is.
+    std::string asItIs() const {
+        if (coversNothing_) {
+            const double given = camera_.timeOffset;
+            return fmt::format(
+                "no frame has motion: the log runs from {:.3f} s to {:.3f} s, the "
+                "frames on the same clock from {:.3f} s to {:.3f} s",
+                gyro_.firstTime(), gyro_.lastTime(), samples_.front().frameTimes.front() + given,
+                samples_.back().frameTimes.back() + given);
+        }
+        if (!check_.explained) return "the log covers less than half of the clip";
+        if (*check_.explained < 0.0) {
+            return "the log explains less than nothing of the shake: following it, the picture "
+                   "would shake more";
+        }
+        return fmt::format("the log explains {:.0f} % of the shake", 100.0 * *check_.explained);
+    }
+
+    void reportNoFit(const Use& best) {
+        std::string text = asItIs();
+        text += best.explained > 0.0
+                    ? fmt::format("; no time offset and no axes explain more than {:.0f} %",
+                                  100.0 * best.explained)
+                    : std::string("; no time offset and no axes mend that");
+        add(severity(), text +
+                            ": it is another clip's log, or the picture moves by itself; give the "
+                            "log that was recorded with the clip");
+    }
+
+    void report(const Use& use) {
+        const double before = given_.explained;
+        std::vector<std::string> what, how;
+        const double offset = use.offset - camera_.readoutTime / 2.0;
+        const double wrong = use.offset - given_.offset;
+        const bool focalIsWrong =
+            camera_.focal && std::fabs(std::log(use.camera.focal / *camera_.focal)) > 0.2;
+        if (use.camera.unit != 1.0) {
+            what.push_back(use.camera.unit < 1.0
+                               ? "its values are degrees per second, taken for rad/s"
+                               : "its values are rad/s, taken for degrees per second");
+            how.push_back(use.camera.unit < 1.0 ? "gscale,0.0174533 in the log's header"
+                                                : "gscale,1 in the log's header");
+        }
+        if (use.camera.axes.letters() != camera_.axes.letters()) {
+            what.push_back(fmt::format("its axes are {}, not {}", use.camera.axes.letters(),
+                                       camera_.axes.letters()));
+            how.push_back("--axes " + use.camera.axes.letters());
+        }
+        if (focalIsWrong) {
+            what.push_back(fmt::format("the focal length is about {:.0f} pixels, not {:.0f}",
+                                       use.camera.focal, *camera_.focal));
+            how.push_back(fmt::format("--focal {:.0f}", use.camera.focal));
+        }
+        if (std::fabs(wrong) > kNoticeable) {
+            what.push_back(fmt::format("the time offset is wrong by {}", durationOf(wrong)));
+            how.push_back(fmt::format("--time-offset {:.4f}", offset));
+        }
+        if (what.empty()) return;
+        // Small errors are worth a word only where they cost something.
+        if (1.0 - use.explained > 0.7 * (1.0 - before)) return;
+        add(severity(),
+            fmt::format("{}; {} fits the pictures and explains {:.0f} %: {}", asItIs(),
+                        fmt::join(how, " "), 100.0 * use.explained, fmt::join(what, ", and ")));
+    }
+
+    /// Offset of a piece of the clip, with the time of its middle.
+    struct PieceOffset {
+        double time;
+        double offset;
+    };
+
+    /// Pieces of the samples, of about a second and a half each.
+    std::vector<FeatureTracks> pieces() const {
+        std::vector<FeatureTracks> result;
+        for (const FeatureTracks& sample : samples_) {
+            const double seconds = sample.frameTimes.back() - sample.frameTimes.front();
+            const auto parts = static_cast<size_t>(std::max(1.0, std::round(seconds / kPiece)));
+            const size_t pairs = sample.motions.size();
+            for (size_t i = 0; i < parts; ++i) {
+                const auto first = static_cast<ptrdiff_t>(pairs * i / parts);
+                const auto end = static_cast<ptrdiff_t>(pairs * (i + 1) / parts);
+                result.push_back(
+                    {sample.width,
+                     sample.height,
+                     {sample.frameTimes.begin() + first, sample.frameTimes.begin() + end + 1},
+                     {sample.motions.begin() + first, sample.motions.begin() + end}});
+            }
+        }
+        return result;
+    }
+
+    /// The offset of one piece near that of the whole, if it is certain.
+    std::optional<PieceOffset> offsetOf(const FeatureTracks& piece, const Use& use) const {
+        const TurnComparison comparison({piece}, gyro_);
+        Use best = use;
+        best.explained = -INFINITY;
+        const auto tryOffsets = [&](double around, double range, double step) {
+            for (double d = -range; d <= range; d += step) {
+                const auto products = comparison.at(around + d);
+                if (products) {
+                    keepBetter(best, {use.camera, around + d, products->explained(use.camera)});
+                }
+            }
+        };
+        tryOffsets(use.offset, kJumpRange, kWholeStep);
+        tryOffsets(best.offset, kWholeStep, kFineStep);
+        if (best.explained < kFitsWell) return std::nullopt;
+        // A slow pan fits at any offset.
+        const double period = framePeriod();
+        for (const double aside : {-0.7 * period, 0.7 * period}) {
+            const auto products = comparison.at(best.offset + aside);
+            if (!products || std::sqrt(products->variance()) < kStill * width_ ||
+                products->explained(use.camera) > best.explained - kSharp) {
+                return std::nullopt;
+            }
+        }
+        return PieceOffset{(piece.frameTimes.front() + piece.frameTimes.back()) / 2.0,
+                           best.offset - camera_.readoutTime / 2.0};
+    }
+
+    /// Frames that are missing without a gap in the times show as time offsets that differ.
+    bool lookForJumps(const Use& use) {
+        std::vector<PieceOffset> offsets;
+        for (const FeatureTracks& piece : pieces()) {
+            if (const auto found = offsetOf(piece, use)) offsets.push_back(*found);
+        }
+        if (offsets.size() < 2) return false;
+        const auto [least, most] =
+            std::minmax_element(offsets.begin(), offsets.end(),
+                                [](const auto& a, const auto& b) { return a.offset < b.offset; });
+        const double period = framePeriod();
+        const double apart = most->offset - least->offset;
+        if (apart < 0.7 * period) return false;
+        const auto& first = least->time < most->time ? *least : *most;
+        const auto& last = least->time < most->time ? *most : *least;
+        const double frames = (last.offset - first.offset) / period;
+        add(severity(),
+            fmt::format(
+                "the time offset is {:.3f} s at {:.1f} s of the clip and {:.3f} s at {:.1f} s: "
+                "{}; give the frames' own times in a frames.csv",
+                first.offset, first.time, last.offset, last.time,
+                frames > 0.0 ? fmt::format("about {:.0f} frames are missing in between, without a "
+                                           "gap in the frames' times",
+                                           frames)
+                             : std::string("the frames' times run ahead of the log's clock")));
+        return true;
+    }
+
+    double framePeriod() const {
+        std::vector<double> periods;
+        for (const FeatureTracks& sample : samples_) {
+            for (size_t i = 1; i < sample.frameTimes.size(); ++i) {
+                periods.push_back(sample.frameTimes[i] - sample.frameTimes[i - 1]);
+            }
+        }
+        return median(std::move(periods));
+    }
+
+    static std::string durationOf(double seconds) {
+        return std::fabs(seconds) < 1.0 ? fmt::format("{:.1f} ms", 1e3 * seconds)
+                                        : fmt::format("{:.2f} s", seconds);
+    }
+
+    static constexpr double kNoticeable = 0.006;  // seconds
+
+    const std::vector<FeatureTracks>& samples_;
+    const CheckedCamera& camera_;
+    const std::function<void()>& onStep_;
+    GyroPath gyro_;
+    TurnComparison comparison_;
+    double width_;
+    Use given_;
+    MotionCheck check_;
+    bool coversNothing_ = false;
+    bool explainsLess_ = false;  // than nothing
+};
+
+}  // namespace
+
+MotionCheck checkMotion(const std::vector<FeatureTracks>& samples,
+                        const std::vector<MotionSample>& rates, const CheckedCamera& camera,
+                        const std::function<void()>& onStep) {
+    if (samples.empty() || rates.size() < 2) return {};
+    std::vector<FeatureTracks> onLogsClock = samples;
+    for (FeatureTracks& sample : onLogsClock) {
+        for (double& time : sample.frameTimes) time *= 1.0 + camera.clockDrift;
+    }
+    return Checker(onLogsClock, rates, camera, onStep).run();
+}
+
+}  // namespace framehold

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "inspection/log_findings.h"
+#include "motion/axis_mapping.h"
+#include "motion/motion_log.h"
+#include "tracking/feature_tracks.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace framehold {
+
+/// Camera and clock that a log is to be used with.
+struct CheckedCamera {
+    std::optional<double> focal;  // pixels; none: not known
+    double readoutTime = 0.0;     // seconds
+    double timeOffset = 0.0;      // seconds, from a timestamp to the first row
+    double clockDrift = 0.0;      // seconds that the log's clock gains per second
+    AxisMapping axes;             // from logged to device axes
+};
+
+/// How well a log fits the pictures of its clip.
+struct MotionCheck {
+    double shake = 0.0;  // pixels from a frame to the next, RMS over the picture
+    /// Share of the shake's variance that the log explains: 1 all, 0 nothing, below 0 less than
+    /// nothing. None if the picture cannot be compared with the log.
+    std::optional<double> explained;
+    bool isHarmful = false;  // true if the result would be shakier than the source
+    /// Offset from a timestamp to its middle row at which the log fits, seconds; none if it fits
+    /// nowhere, or differently in parts of the clip.
+    std::optional<double> fittingOffset;
+    std::vector<LogFinding> findings;  // the worst first
+};
+
+/// Compares the motion in samples of a clip with what the log predicts. Where that differs, looks
+/// for axes, focal length, unit and time offset, anywhere in the log, that fit, and for frames that are
+/// missing between the samples; each finding names the option that mends it.
+/// samples: with the frames' own times. rates: in logged axes. onStep is called now and then.
+MotionCheck checkMotion(const std::vector<FeatureTracks>& samples,
+                        const std::vector<MotionSample>& rates, const CheckedCamera& camera,
+                        const std::function<void()>& onStep = {});
+
+}  // namespace framehold
