@@ -39,7 +39,8 @@ void printTable(const std::vector<ClipMeasures>& clips) {
     for (const MeasureRow& row : measureRows()) {
         printRow(row.label, [&row, &clips](const ClipMeasures& clip) {
             const auto value = row.value(clip);
-            std::string text = value ? fmt::format("{:.{}f}", *value, row.digits) : "-";
+            const char* none = clip.isPathKnown() ? "-" : "unknown";
+            std::string text = value ? fmt::format("{:.{}f}", *value, row.digits) : none;
             const auto ratio = &clip == &clips[0] ? std::nullopt : remaining(row, clips[0], clip);
             return ratio ? text + fmt::format(" ({:.0f} %)", 100.0 * *ratio) : text;
         });

@@ -2,12 +2,14 @@
 #include "common/angles.h"
 #include "measures/clip_measures.h"
 #include "measures/cropping_ratio.h"
+#include "measures/measure_rows.h"
 #include "measures/path_filters.h"
 #include "media/video_writer.h"
 #include "simulation/camera.h"
 #include "simulation/camera_motion.h"
 #include "support/temporary_folder.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -194,6 +196,21 @@ TEST_F(MadeUpClip, RestAndSlowPansAreNoShake) {
     EXPECT_GT(std::fabs(panned.path.x.back()), 100.0);
     EXPECT_LT(panned.translation, 0.2);
     EXPECT_LT(panned.rotation, 1e-3);
+}
+
+TEST_F(MadeUpClip, PathOfAPictureWithoutTextureIsUnknown) {
+    const ClipMeasures grey = measure(write("grey.mp4", kFrames, [&](int) {
+        Picture picture(camera_.width, camera_.height);
+        std::fill(picture.luma.begin(), picture.luma.end(), uint8_t{120});
+        return picture;
+    }));
+    EXPECT_FALSE(grey.isPathKnown());
+    for (const MeasureRow& row : measureRows()) {
+        const std::string key = row.key;
+        const bool isOfPixels = key == "fidelity_db" || key.find("border") != std::string::npos;
+        EXPECT_EQ(row.value(grey).has_value(), isOfPixels) << key;
+        EXPECT_FALSE(remaining(row, grey, grey)) << key;
+    }
 }
 
 TEST_F(MadeUpClip, WobbleIsWhatRowsDoBeyondThePicture) {

@@ -12,8 +12,9 @@ namespace framehold {
 
 namespace {
 
+constexpr size_t kFewestFrames = 10;
+
 void checkTimes(const std::string& video, const std::vector<double>& times) {
-    constexpr size_t kFewestFrames = 10;
     if (times.size() < kFewestFrames) {
         throw MediaError(video, fmt::format("holds {} frames, {} are needed to measure its shake",
                                             times.size(), kFewestFrames));
@@ -51,17 +52,14 @@ double meanDisplacement(double translation, double rotation, double scale, int w
     return std::hypot(translation, radius * rotation, radius * scale);
 }
 
-ClipMeasures measureClip(const std::string& video, double cutoff,
-                         const std::function<void()>& onFrame) {
-    const FeatureTracks tracks = trackFeatures(video, TrackSettings{}, onFrame);
-    checkTimes(video, tracks.frameTimes);
-    ClipMeasures result;
-    result.video = video;
+namespace {
+
+/// Fills in the path of a clip and the figures that follow from it alone.
+void measurePath(const FeatureTracks& tracks, const std::vector<GlobalMotion>& motions,
+                 double cutoff, ClipMeasures& result) {
     result.width = tracks.width;
     result.height = tracks.height;
     result.times = tracks.frameTimes;
-    const std::vector<GlobalMotion> motions = globalMotions(tracks, result.lostFrames);
-
     using Part = std::pair<double GlobalMotion::*, std::vector<double> PicturePath::*>;
     for (const auto& [motion, path] :
          {Part{&GlobalMotion::dx, &PicturePath::x}, Part{&GlobalMotion::dy, &PicturePath::y},
@@ -75,6 +73,26 @@ ClipMeasures measureClip(const std::string& video, double cutoff,
     result.scale = rootMeanSquare(result.shake.logScale);
     result.displacement = meanDisplacement(result.translation, result.rotation, result.scale,
                                            result.width, result.height);
+}
+
+}  // namespace
+
+std::optional<double> displacementOf(const FeatureTracks& tracks, double cutoff) {
+    if (tracks.frameTimes.size() < kFewestFrames) return std::nullopt;
+    ClipMeasures measures;
+    const std::vector<GlobalMotion> motions = globalMotions(tracks, measures.lostFrames);
+    measurePath(tracks, motions, cutoff, measures);
+    return measures.isPathKnown() ? std::optional(measures.displacement) : std::nullopt;
+}
+
+ClipMeasures measureClip(const std::string& video, double cutoff,
+                         const std::function<void()>& onFrame) {
+    const FeatureTracks tracks = trackFeatures(video, TrackSettings{}, onFrame);
+    checkTimes(video, tracks.frameTimes);
+    ClipMeasures result;
+    result.video = video;
+    const std::vector<GlobalMotion> motions = globalMotions(tracks, result.lostFrames);
+    measurePath(tracks, motions, cutoff, result);
     result.wobble = rowWobble(tracks, motions, result.times, cutoff);
     result.translationStability = stabilityScore({result.path.x, result.path.y});
     result.rotationStability = stabilityScore({result.path.rotation});

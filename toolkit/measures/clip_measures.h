@@ -42,6 +42,10 @@ struct ClipMeasures {
     /// See the function of this name; none for an original, and where frames do not match.
     std::optional<double> croppingRatio;
 
+    /// False if most of the picture's motion was not found, as where there is no texture: figures of
+    /// the path say nothing then.
+    bool isPathKnown() const { return 2 * lostFrames < times.size(); }
+
     // In shares of the picture's width, to compare clips of different size.
     double relativeDisplacement() const { return displacement / width; }
     double relativeTranslation() const { return translation / width; }
@@ -50,6 +54,10 @@ struct ClipMeasures {
 
 /// ClipMeasures::displacement of a picture of width x height pixels.
 double meanDisplacement(double translation, double rotation, double scale, int width, int height);
+
+/// Displacement of the fast part of a path that was tracked, see ClipMeasures::displacement, in
+/// pixels; none if the motion is lost between most frames, or there are fewer than ten. cutoff: Hz.
+std::optional<double> displacementOf(const FeatureTracks& tracks, double cutoff);
 
 /// Measures one clip. cutoff: Hz. `onFrame` is called for each frame, twice. Throws MediaError, also
 /// for clips of fewer than ten frames or whose timestamps do not increase.
