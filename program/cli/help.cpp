@@ -126,7 +126,7 @@ std::string exitCodeList() {
     } kCodes[] = {{0, "done"},
                   {kExitFailed, "failed"},
                   {kExitWrongUsage, "wrong usage"},
-                  {kExitWithLosses, "done, with losses: the input ended early or is damaged"},
+                  {kExitWithLosses, "done, with losses: warnings say which"},
                   {kExitInterrupted, "interrupted"}};
     Rows rows(3);
     rows.title("Exit status");

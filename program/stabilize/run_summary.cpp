@@ -81,10 +81,12 @@ ordered_json jsonOf(const RunSummary& summary) {
     ordered_json json;
     json["input"] = run.input;
     json["output"] = run.output;
-    json["status"] = run.hasLosses && summary.end == RunSummary::End::kDone ? "done with losses"
-                                                                            : nameOf(summary.end);
+    json["status"] = !run.losses.empty() && summary.end == RunSummary::End::kDone
+                         ? "done with losses"
+                         : nameOf(summary.end);
     if (!summary.error.empty()) json["error"] = summary.error;
     if (summary.end == RunSummary::End::kDone) addOutcome(run, json);
+    if (!run.losses.empty()) json["losses"] = run.losses;
     json["notes"] = run.notes;
     json["warnings"] = run.warnings;
     return json;
@@ -101,7 +103,7 @@ void RunMessages::warn(const std::string& text) {
 }
 
 void RunMessages::lose(const std::string& text) {
-    record_.hasLosses = true;
+    record_.losses.push_back(text);
     warn(text);
 }
 

@@ -38,7 +38,7 @@ public:
     /// Something that makes the result worse than it could be.
     void warn(const std::string& text);
 
-    /// Something that the result lacks, which the exit code tells, too.
+    /// Something that makes the result less than what was wanted: exit code 3.
     void lose(const std::string& text);
 
     /// Something that only matters while the program runs.

@@ -92,7 +92,7 @@ private:
     size_t countLosses() const {
         return static_cast<size_t>(
             std::count_if(summaries_.begin(), summaries_.end(), [](const RunSummary& summary) {
-                return summary.end == End::kDone && summary.record.hasLosses;
+                return summary.end == End::kDone && !summary.record.losses.empty();
             }));
     }
 

@@ -33,9 +33,9 @@ struct RunRecord {
     double framesPerSecond = 0.0;
     double secondsTaken = 0.0;
     int64_t framesExpected = 0;  // of the input, 0 if not known
-    bool hasLosses = false;      // one of the warnings is of something that the result lacks
     std::vector<std::string> notes;
     std::vector<std::string> warnings;
+    std::vector<std::string> losses;  // those warnings that make the exit code 3
     std::vector<FrameRecord> frames;
 };
 
