@@ -34,6 +34,10 @@ void addCameraOptions(Command& command, StabilizeOptions& options) {
 
     command.add_flag("--auto", options.findsUnknown, "Find in the clip itself what is not known")
         ->group(camera);
+    command
+        .add_flag("--force", options.force,
+                  "Go on with a motion log that does not fit the pictures")
+        ->group(camera);
 
     const std::string more = "More camera options";
     command

@@ -16,7 +16,7 @@ ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
                  bool observesPath, RunRecord& record)
     : options_(options), clip_(clip), settings_(settings), motion_(std::move(motion)),
       video_(video), record_(record), output_(options, video),
-      engine_(settings, motion_.samples, options.sideBySide, engineEvents()) {
+      engine_(settings, motion_.samples, options.sideBySide, engineEvents()), shake_(clip.video) {
     if (observesPath) observer_.emplace(paramOf(settings));
     video_.setPacketSink([this](const AVPacket& packet) { output_.copyPacket(packet); });
     video_.acceptCutInput();
@@ -59,6 +59,7 @@ void ClipRun::run(bool showsProgress, RunMessages& messages) {
     progress_->clear();
     warnAboutCoverage(messages);
     warnAboutVideo(messages);
+    shake_.report(messages);
     record_.param = paramOf(settings_);
     record_.secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
     messages.say(fmt::format("{} in, {} out, {:.1f} frames per second", counted(taken_, "frame"),
@@ -70,6 +71,7 @@ void ClipRun::readFrames() {
         throwIfInterrupted();
         lastTime_ = timeOf(*frame);
         if (taken_++ == 0) firstTime_ = lastTime_;
+        shake_.addSource(*frame, lastTime_);
         engine_.push(*frame, lastTime_);
     }
     engine_.finish(1.0 / clip_.video.framesPerSecond);
@@ -97,6 +99,7 @@ void ClipRun::write(const StabilizedFrame& frame) {
     throwIfInterrupted();
     record_.frames.push_back(
         {frame.time, path_.measured, path_.corrected, path_.marginUsed, frame.milliseconds});
+    shake_.addResult(*frame.picture, frame.time);
     output_.write(*frame.picture, *frame.original);
     progress_->advance();
 }
@@ -132,10 +135,10 @@ void ClipRun::warnAboutCoverage(RunMessages& messages) const {
     const double first = firstTime_ + param.timeOffset;
     const double last = lastTime_ + param.timeOffset + param.readoutTime;
     if (from <= first && to >= last) return;
-    messages.warn(
-        fmt::format("the motion log covers {} to {}, the frames need {} to {}: frames outside are "
-                    "only cropped",
-                    durationText(from), durationText(to), durationText(first), durationText(last)));
+    messages.warn(fmt::format(
+        "the motion log covers {} to {}, the frames need {} to {}: frames outside are only "
+        "cropped; start the log before the video and stop it after",
+        durationText(from), durationText(to), durationText(first), durationText(last)));
 }
 
 }  // namespace framehold

@@ -7,6 +7,7 @@
 #include "stabilize/engine.h"
 #include "stabilize/motion_samples.h"
 #include "stabilize/path_observer.h"
+#include "stabilize/run_checks.h"
 #include "stabilize/run_summary.h"
 #include "stabilize/stabilize_options.h"
 
@@ -47,6 +48,7 @@ private:
     std::optional<PathObserver> observer_;  // none if nobody asks for the path
     std::optional<SessionWriter> session_;  // likewise
     Engine engine_;
+    ShakeComparison shake_;
     std::optional<Progress> progress_;
     ObservedPath path_;  // of the frame that the engine gives out next
     size_t taken_ = 0;

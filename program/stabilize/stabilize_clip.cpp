@@ -5,6 +5,7 @@
 #include "media/results.h"
 #include "report/run_record.h"
 #include "stabilize/clip_run.h"
+#include "stabilize/run_checks.h"
 
 #include <utility>
 
@@ -44,6 +45,7 @@ void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, R
     }
     const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
     const ClipSettings settings = settingsFor(options, clip, display.showProgress);
+    checkBeforeRun(options, clip, settings, messages);
     ClipRun run(options, clip, settings, prepareMotion(clip, settings), video, display.observePath,
                 record);
     run.announce(messages);

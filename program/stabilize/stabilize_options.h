@@ -13,6 +13,7 @@ struct StabilizeOptions {
     ClipFiles files;
     std::string output;         // empty: beside the video
     bool findsUnknown = false;  // calibrates with the clip itself first
+    bool force = false;         // goes on where the motion log would make the clip shakier
     ClipOptions clip;
 
     // Of the result's coding, see VideoSettings.

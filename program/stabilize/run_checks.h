@@ -1,0 +1,50 @@
+#pragma once
+
+#include "clip/clip_settings.h"
+#include "stabilize/run_summary.h"
+#include "stabilize/stabilize_options.h"
+#include "tracking/feature_tracks.h"
+
+#include <optional>
+#include <vector>
+
+namespace framehold {
+
+/// Compares samples of a clip with what its log predicts, and warns of what does not fit. Does
+/// nothing for standard input, which can be read only once. Throws std::runtime_error, with the
+/// remedy, for a log that covers no frame or would make the clip shakier, unless options.force.
+void checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
+                    const ClipSettings& settings, RunMessages& messages);
+
+/// Measures how a run changes the shake, on the same short parts of source and result.
+class ShakeComparison {
+public:
+    explicit ShakeComparison(const VideoProperties& video);
+
+    // Take every frame of the clip and every one of the result, in order; the first frame of the
+    // result is that of the clip. time: of the frame, in seconds.
+    void addSource(const AVFrame& frame, double time) { source_.add(*this, frame, time); }
+    void addResult(const AVFrame& frame, double time) { result_.add(*this, frame, time); }
+
+    /// Says so if the result is shakier.
+    void report(RunMessages& messages);
+
+private:
+    /// One of the two clips.
+    struct Side {
+        FeatureTracker tracker{SampleSettings().tracks};
+        int64_t frames = 0;
+        std::vector<FeatureTracks> parts;
+
+        void add(const ShakeComparison& comparison, const AVFrame& frame, double time);
+    };
+
+    bool isInPart(int64_t frame) const;
+
+    int64_t partLength_;  // frames
+    int64_t partPeriod_;  // frames from the start of a part to the next one's
+    Side source_;
+    Side result_;
+};
+
+}  // namespace framehold
