@@ -8,8 +8,10 @@
 
 namespace framehold {
 
-/// Rotation of a logged gyroscope over time. A rate holds since the one before it, as the library
-/// takes it, so that a time found with this class is right for the library.
+/// Rotation of a logged gyroscope over time. A rate is the mean since the one before it, as the
+/// library takes it, so that a time found with this class is right for the library. Between rates
+/// the rotation is a cubic: a straight line loses some of a fast shake's amplitude where the log is
+/// slow, and a focal length is found too long.
 class GyroPath {
 public:
     /// rates: in rad/s, at least two, in order of time.
@@ -30,18 +32,23 @@ private:
     struct Pose {
         Eigen::Quaterniond orientation;
         Eigen::Vector3d turned;
+        Eigen::Vector3d turn;  // since the pose before
+        Eigen::Vector3d rate;  // at this time, rad/s
         double time;
     };
 
     struct Interval {
-        const Pose& from;
-        const Pose& to;
-        double share;  // from `from` (0) to `to` (1)
+        size_t end;    // index of the pose at its end
+        double share;  // of the way from the pose before
     };
 
     Interval find(double time) const;
 
-    std::vector<Pose> poses_;  // at times that grow
+    /// Rotation vector from the start of an interval to a share of it.
+    Eigen::Vector3d turnIn(const Interval& in) const;
+
+    std::vector<Pose> poses_;  // two or more, at times that grow
+    double posesPerSecond_;
 };
 
 }  // namespace framehold
