@@ -85,9 +85,26 @@ ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs&
         throw std::runtime_error("--auto: needs a file, standard input can be read only once");
     }
     const CalibrationSettings known = givenOf(camera, clip.video);
-    const Calibration calibration =
-        calibrate({trackClip(clip, kSecondsForRun, showProgress)}, known, throwIfInterrupted);
+    Calibration calibration;
+    try {
+        calibration =
+            calibrate({trackClip(clip, kSecondsForRun, showProgress)}, known, throwIfInterrupted);
+    } catch (const HardlyTurns& still) {
+        ClipMetadata nothing;
+        nothing.warnings.emplace_back(still.what());
+        return nothing;
+    }
     ClipMetadata found = metadataOf(calibration, 0);
+    if (!found.axes) {
+        throw std::runtime_error(
+            fmt::format("{}: --auto: the axes {} and {} fit about as well; give --axes",
+                        clip.files.video, calibration.axes.letters(), calibration.runnerUp));
+    }
+    if (const auto& rival = calibration.clocks[0].rivalOffset) {
+        found.warnings.push_back(fmt::format(
+            "{}: the time offsets {:.4f} s and {:.4f} s fit about as well; taking the first",
+            clip.files.video, calibration.clocks[0].offset.value, *rival));
+    }
     std::string missing;
     const auto name = [&missing](bool isKnown, const char* what) {
         if (!isKnown) missing += (missing.empty() ? "" : ", ") + std::string(what);
@@ -95,7 +112,6 @@ ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs&
     name(found.focalLength.has_value(), "focal length");
     name(found.readoutTime.has_value(), "readout");
     name(found.timeOffset.has_value(), "time offset");
-    name(found.axes.has_value(), "axes");
     if (!missing.empty()) {
         found.warnings.push_back(
             fmt::format("{}: shakes too little to determine: {}", clip.files.video, missing));

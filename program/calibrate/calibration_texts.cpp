@@ -74,7 +74,12 @@ std::string tableOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
     text += rowOf("readout", c.readout, kMillis, "ms");
     for (size_t i = 0; i < c.clocks.size(); ++i) {
         const std::string clip = c.clocks.size() > 1 ? clips[i].video : "";
-        text += rowOf("time offset", c.clocks[i].offset, kMillis, "ms", clip);
+        std::string remark = clip;
+        if (const auto& rival = c.clocks[i].rivalOffset) {
+            if (!remark.empty()) remark += ", ";
+            remark += fmt::format("{:.1f} ms fits about as well", kMillis * *rival);
+        }
+        text += rowOf("time offset", c.clocks[i].offset, kMillis, "ms", remark);
         text += rowOf("clock drift", c.clocks[i].drift, kMillionths, "ppm", clip);
     }
     text +=

@@ -29,9 +29,9 @@ void addCalibrateCommand(Command& program) {
     command.addNumber("--seconds", o.seconds, "Seconds of each clip to use", {1.0, 3600.0})
         ->capture_default_str();
     command
-        .addNumber("--range", o.range, "Seconds the clocks may differ to either side",
-                   {0.01, 3600.0})
-        ->capture_default_str();
+        .addNumber("--range", o.range, "Seconds the clocks may differ (default: as the log allows)",
+                   {0.01, 1e9})
+        ->default_str("");
     addOutsidePathsFlag(command, o.allowsOutsidePaths);
     addQuietFlag(command, o.quiet);
 

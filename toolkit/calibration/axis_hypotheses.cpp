@@ -1,6 +1,7 @@
 #include "calibration/axis_hypotheses.h"
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <stdexcept>
 
@@ -10,7 +11,9 @@ namespace framehold {
 
 namespace {
 
-constexpr double kLeastExplained = 0.3;  // of the shake, for the log to be the clip's
+constexpr double kLeastExplained = 0.5;  // of the shake, for the log to be the clip's
+/// Share of the picture's width that it moves from one frame to the next; less is no shake.
+constexpr double kStill = 4e-4;
 
 /// Where to search for the time offset of a clip.
 SearchWindow whereToSearch(const CalibrationClip& clip, const GyroPath& gyro,
@@ -35,12 +38,23 @@ void requireFit(const std::vector<AxisHypothesis>& all, const CalibrationClip& c
     }
     if (explainedVariance >= kLeastExplained) return;
     const auto& times = clip.tracks.frameTimes;
-    throw std::runtime_error(
-        fmt::format("{}: its motion log explains {:.0f} % of how the picture shakes; either it is "
-                    "not the clip's, or their clocks differ by more than {:g} s (the log: {:.3f} s "
-                    "to {:.3f} s, the clip: {:.3f} s to {:.3f} s), or the clip hardly turns",
-                    clip.name, 100.0 * explainedVariance, range, gyro.firstTime(), gyro.lastTime(),
-                    times.empty() ? 0.0 : times.front(), times.empty() ? 0.0 : times.back()));
+    throw std::runtime_error(fmt::format(
+        "{}: its motion log explains {:.0f} % of how the picture shakes, at the best time offset "
+        "{} (the log: {:.3f} s to {:.3f} s, the clip: {:.3f} s to {:.3f} s): it is another clip's, "
+        "or the picture moves by itself",
+        clip.name, 100.0 * explainedVariance,
+        std::isfinite(range) ? fmt::format("within {:g} s", range) : std::string("anywhere in it"),
+        gyro.firstTime(), gyro.lastTime(), times.empty() ? 0.0 : times.front(),
+        times.empty() ? 0.0 : times.back()));
+}
+
+/// Throws HardlyTurns for a clip that is as good as motionless.
+void requireShake(const CalibrationClip& clip) {
+    const double shake = shakeOf(clip.tracks);
+    if (shake >= kStill * clip.tracks.width) return;
+    throw HardlyTurns(fmt::format(
+        "{}: hardly moves, {:.2f} pixels from one frame to the next: nothing can be found with it",
+        clip.name, shake));
 }
 
 }  // namespace
@@ -53,11 +67,13 @@ double AxisHypothesis::explainedVariance() const {
 
 std::vector<AxisHypothesis> findAxes(const std::vector<CalibrationClip>& clips,
                                      const std::vector<GyroPath>& gyros,
-                                     const CalibrationSettings& settings) {
+                                     const CalibrationSettings& settings,
+                                     const std::function<void()>& onStep) {
     std::vector<AxisHypothesis> all;
     for (size_t i = 0; i < clips.size(); ++i) {
-        const auto guesses =
-            searchAxes(clips[i].tracks, gyros[i], whereToSearch(clips[i], gyros[i], settings));
+        requireShake(clips[i]);
+        const auto guesses = searchAxes(clips[i].tracks, gyros[i],
+                                        whereToSearch(clips[i], gyros[i], settings), onStep);
         if (i == 0) {
             for (const AxisGuess& g : guesses) all.push_back({g.axes, {}, 0.0});
         }

@@ -18,9 +18,10 @@ struct AxisHypothesis {
 };
 
 /// All axes that are possible for all clips, most likely first. gyros: of the clips, in logged axes.
-/// Throws std::runtime_error if a log does not fit its clip, see `calibrate`.
+/// onStep is called now and then. Throws std::runtime_error if a log does not fit its clip, see `calibrate`.
 std::vector<AxisHypothesis> findAxes(const std::vector<CalibrationClip>& clips,
                                      const std::vector<GyroPath>& gyros,
-                                     const CalibrationSettings& settings);
+                                     const CalibrationSettings& settings,
+                                     const std::function<void()>& onStep);
 
 }  // namespace framehold

@@ -90,6 +90,7 @@ public:
         }
         Calibration result = resultOf(found);
         result.axes = chosen.axes();
+        sayRivals(chosen.hypothesis, result);
         result.explainedVariance = chosen.hypothesis.explainedVariance();
         judgeAxes(candidates, best, result);
         if (!result.focal.isUsable() || result.axesConfidence == Confidence::kUnobservable)
@@ -122,7 +123,7 @@ private:
         std::vector<Candidate> chosen;
         size_t proper = 0;
         size_t mirrored = 0;
-        for (AxisHypothesis& h : findAxes(clips_, gyros_, settings_)) {
+        for (AxisHypothesis& h : findAxes(clips_, gyros_, settings_, onRound_)) {
             size_t& count = h.axes.isProper() ? proper : mirrored;
             if (count++ < (h.axes.isProper() ? kProper : kMirrored)) {
                 chosen.push_back({std::move(h), {}});
@@ -183,6 +184,17 @@ private:
             if (cost(i) * kTie < cost(best)) best = i;
         }
         return best;
+    }
+
+    void sayRivals(const AxisHypothesis& chosen, Calibration& result) const {
+        if (settings_.timeOffset) return;
+        for (size_t i = 0; i < result.clocks.size(); ++i) {
+            const auto& rival = chosen.guesses[i].rivalOffset;
+            if (!rival) continue;
+            ClockCalibration& clock = result.clocks[i];
+            clock.rivalOffset = *rival - result.readout.value / 2.0;
+            clock.offset.confidence = std::max(clock.offset.confidence, Confidence::kWeak);
+        }
     }
 
     void judgeAxes(const std::vector<Candidate>& candidates, size_t best,

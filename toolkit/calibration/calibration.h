@@ -3,11 +3,19 @@
 #include "calibration/camera_fit.h"
 
 #include <functional>
+#include <limits>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace framehold {
+
+/// Thrown for a clip that is as good as motionless.
+class HardlyTurns : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 /// Clip to calibrate with.
 struct CalibrationClip {
@@ -22,7 +30,8 @@ struct CalibrationSettings {
     std::optional<double> readout;     // seconds
     std::optional<double> timeOffset;  // seconds
     std::optional<AxisMapping> axes;
-    double range = 5.0;  // seconds to either side, in which the time offset is searched
+    /// Seconds to either side in which the time offset is searched; infinite: in the whole log.
+    double range = std::numeric_limits<double>::infinity();
 };
 
 /// Confidence in a value, best first.
@@ -48,8 +57,9 @@ struct CalibratedValue {
 /// Clock of one clip: a frame's first row is read at timestamp * (1 + drift) + offset on the log's
 /// clock.
 struct ClockCalibration {
-    CalibratedValue offset;  // seconds
-    CalibratedValue drift;   // seconds per second; 0 where none shows
+    CalibratedValue offset;               // seconds
+    CalibratedValue drift;                // seconds per second; 0 where none shows
+    std::optional<double> rivalOffset{};  // seconds; one far off that fits about as well
 };
 
 /// Camera and clocks of a number of clips.
@@ -71,11 +81,12 @@ struct Calibration {
 
 /// Finds focal length, readout, axes and each clip's time offset and clock drift. The axes and a
 /// first offset come from `searchAxes`, everything else from `fitCamera`. Axes that mirror are taken
-/// only where they fit far better. onRound is called before each round of a fit.
+/// only where they fit far better. onRound is called before each round of a fit,
+/// and now and then in the search.
 ///
 /// Throws std::runtime_error if the clips have pictures of different sizes, or are not enough: fewer
-/// than 20 pairs of frames with features, or a log that covers less than half of its clip or does
-/// not fit it.
+/// than 20 pairs of frames with features, or a log that covers less than half of its clip or explains
+/// less than half of its shake at every offset. Throws HardlyTurns for a clip without shake.
 Calibration calibrate(const std::vector<CalibrationClip>& clips,
                       const CalibrationSettings& settings,
                       const std::function<void()>& onRound = {});

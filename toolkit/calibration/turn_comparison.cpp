@@ -131,6 +131,18 @@ void TurnComparison::add(std::vector<PictureTurn> turns) {
     stretches_.push_back(std::move(stretch));
 }
 
+double TurnComparison::variance() const {
+    Eigen::Vector3d energy = Eigen::Vector3d::Zero();
+    for (const Stretch& stretch : stretches_) energy += stretch.energy;
+    if (turns_ == 0) return 0.0;
+    return (energy[0] + energy[1] + lever_ * energy[2]) / static_cast<double>(turns_);
+}
+
+double shakeOf(const FeatureTracks& tracks) {
+    const GyroPath still({{0.0, {}}, {1.0, {}}});
+    return std::sqrt(TurnComparison({tracks}, still).variance());
+}
+
 std::optional<TurnProducts> TurnComparison::at(double offset) const {
     TurnProducts sums;
     sums.cross.setZero();

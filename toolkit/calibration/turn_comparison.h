@@ -68,6 +68,9 @@ public:
     /// less than half of the turns there, or less than 20.
     std::optional<TurnProducts> at(double offset) const;
 
+    /// Variance of the picture's motion in all turns, in pixels^2.
+    double variance() const;
+
     /// Number of turns, and smallest and largest offset at which the log covers any.
     size_t turns() const { return turns_; }
     double smallestOffset() const { return gyro_.firstTime() - lastTime_; }
@@ -90,6 +93,10 @@ private:
     double firstTime_ = 0.0;
     double lastTime_ = 0.0;
 };
+
+/// Motion of the picture from one frame to the next without slow motion, RMS over picture and frames,
+/// in pixels; 0 where nothing is known.
+double shakeOf(const FeatureTracks& tracks);
 
 /// All 48 signed permutations of the axes.
 const std::vector<AxisMapping>& allAxes();
