@@ -299,6 +299,7 @@ TEST(MotionCheck, NamesWhatDoesNotFitAndNothingElse) {
          {300.0, 0.0, 100.0, 0.0, {}},
          "",
          false},
+        {"short", tracksOf(0.5, 1.0, 0.2), longShake(), {300.0, 0.0, 100.0, 0.0, {}}, "", false},
         {"flipped", good, longShake(), {300.0, 0.0, 100.0, 0.0, axes("xyZ")}, "--axes XYZ", true},
         {"mirrored", good, longShake(), {300.0, 0.0, 100.0, 0.0, axes("Xyz")}, "--axes XYZ", true},
         {"swapped", good, longShake(), {300.0, 0.0, 100.0, 0.0, axes("YxZ")}, "--axes XYZ", true},

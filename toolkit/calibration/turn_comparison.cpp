@@ -131,6 +131,8 @@ void TurnComparison::add(std::vector<PictureTurn> turns) {
     stretches_.push_back(std::move(stretch));
 }
 
+bool TurnComparison::isEnough() const { return turns_ >= kFewestTurns; }
+
 double TurnComparison::variance() const {
     Eigen::Vector3d energy = Eigen::Vector3d::Zero();
     for (const Stretch& stretch : stretches_) energy += stretch.energy;

@@ -71,8 +71,10 @@ public:
     /// Variance of the picture's motion in all turns, in pixels^2.
     double variance() const;
 
-    /// Number of turns, and smallest and largest offset at which the log covers any.
-    size_t turns() const { return turns_; }
+    /// False if there are too few turns to compare, whatever the offset.
+    bool isEnough() const;
+
+    /// Smallest and largest offset at which the log covers any turn.
     double smallestOffset() const { return gyro_.firstTime() - lastTime_; }
     double largestOffset() const { return gyro_.lastTime() - firstTime_; }
 

@@ -43,7 +43,7 @@ public:
     }
 
     MotionCheck run() {
-        if (comparison_.turns() == 0) return check_;
+        if (!comparison_.isEnough()) return check_;
         coversNothing_ = given_.offset + camera_.readoutTime / 2.0 < comparison_.smallestOffset() ||
                          given_.offset - camera_.readoutTime / 2.0 > comparison_.largestOffset();
         if (const auto here = comparison_.at(given_.offset)) {
@@ -182,6 +182,9 @@ private:
 
     void reportNoFit(const Use& best) {
         std::string text = asItIs();
+        if (!check_.explained && !coversNothing_) {
+            return add(severity(), text + ": start the log before the video and stop it after");
+        }
         text += best.explained > 0.0
                     ? fmt::format("; no time offset and no axes explain more than {:.0f} %",
                                   100.0 * best.explained)
