@@ -18,6 +18,7 @@ namespace {
 void useTable(const std::string& video, const std::vector<double>& table,
               std::vector<FeatureTracks>& samples) {
     const std::vector<double> timestamps = frameTimestamps(video);
+    if (timestamps.empty()) return;
     for (FeatureTracks& sample : samples) {
         for (double& time : sample.frameTimes) {
             // Halfway between two frames, so that rounding does not matter.
