@@ -27,6 +27,9 @@ std::string losable(const std::string& path, const char* inPlaceOfDash) {
     return isSpecialFile(real) ? "" : real;
 }
 
+/// Some inputs are only looked for.
+bool isThere(const std::string& path) { return identityOf(path).path.empty(); }
+
 std::string nameOf(const std::string& path) { return path == "-" ? "standard output" : path; }
 
 }  // namespace
@@ -56,7 +59,8 @@ void RunFiles::checkAgainstInputs() const {
     std::map<Key, std::string> inputs;
     for (const std::string& input : inputs_) {
         const std::string path = losable(input, "/dev/stdin");
-        if (!path.empty()) inputs.emplace(keyOf(path), input);
+        if (path.empty() || !isThere(path)) continue;
+        inputs.emplace(keyOf(path), input);
     }
     for (const Output& output : outputs_) {
         const std::string path = losable(output.path, "/dev/stdout");

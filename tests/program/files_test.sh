@@ -49,7 +49,7 @@ done <<'END'
 1|--save-run: up/frames.csv is the input itself|stabilize rec/walk.mp4 -o x.mp4 --save-run up/frames.csv
 1|rec/imu.gcsv is the input itself|stabilize rec second -o '{folder}.mp4' --export-path '{folder}/imu.gcsv'
 1|second/walk.mp4 is the input itself|stabilize rec/walk.mp4 second/walk.mp4 -o 'second/{name}.mp4'
-1|standard output is the input itself|stabilize pipe.y4m --clip rec/clip.json -o - >>pipe.y4m
+1|standard output is the input itself|"$framehold" stabilize pipe.y4m --clip rec/clip.json -o - >>pipe.y4m
 2|--export-path: ./x.mp4 is what --output writes, too|stabilize rec/walk.mp4 -o x.mp4 --export-path ./x.mp4
 2|--save-run: up/../x.mp4 is what --output writes, too|stabilize rec/walk.mp4 -o x.mp4 --save-run up/../x.mp4
 2|would be written for|stabilize rec second -o '{name}.mp4'
@@ -70,6 +70,10 @@ expect 1 "halves/a_accel.csv is the input itself" stabilize halves/a.mp4 -m halv
     -o x.mp4 --export-path halves/a_accel.csv --overwrite
 rm said
 diff "$before" <(hashes) || fail "files have changed"
+
+# What was only looked for is free.
+expect 0 "" stabilize rec/walk.mp4 -o x.mp4 --save-run rec/walk.json
+rm x.mp4 rec/walk.json
 
 # Results that are there stay, unless they may be replaced; those that are may be written to stay so.
 while read -r files; do

@@ -105,7 +105,7 @@ protected:
         settings.frameRate = {kRate, 1};
         settings.quality = 0;  // lossless
         settings.preset = "ultrafast";
-        VideoWriter writer({folder_.path(name)}, settings);
+        VideoWriter writer({folder_.path(name), true}, settings);
         for (int i = 0; i < frames; ++i) {
             const Picture picture = make(i);
             AvPtr<AVFrame> frame = makeNv12Frame(picture.width, picture.height);
