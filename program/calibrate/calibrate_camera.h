@@ -16,7 +16,7 @@ struct CalibrateOptions {
     std::string snippet;               // file for C code; empty: none
     CameraOptions known;               // what needs not be found
     double range = CalibrationSettings().range;
-    double seconds = 60.0;            // of each clip that are looked at
+    double seconds = 60.0;  // of each clip that are looked at
     bool overwrites = false;
     bool allowsOutsidePaths = false;  // a clip.json may name files outside of its folder
     bool json = false;
