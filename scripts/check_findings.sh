@@ -49,11 +49,13 @@ planted() {
     line "  inspect" "$code" "$text" $? "$(grep -E "^(warning|unusable): .*($text)" <<<"$printed")"
 }
 
+# good VIDEO [EXIT TEXT]: a clip whose log fits; by itself, nothing is said of it
 good() {
     local printed code
     printed=$("$framehold" stabilize "$1" -q -o "$work/x.mp4" 2>&1 </dev/null)
     code=$?
-    line "good: ${1#"$work/"}" 0 '^$' $code "$(grep -v -e gravity -e "of the frames" <<<"$printed")"
+    printed=$(grep -v -e gravity -e "^framehold: done" <<<"$printed")
+    line "good: ${1#"$work/"}" "${2:-0}" "${3:-^\$}" $code "$printed"
 }
 
 clip=$work/a/clip.mp4
@@ -95,7 +97,9 @@ if [ -z "$short" ]; then
     simulate pan --focal 300 --duration 8 --shake 0 --pan 10 --seed 6
     simulate slow --focal 300 --duration 8 --pan 0 --fps 24 --imu-rate 50 --seed 9 --time-offset 0.05
     simulate tele --duration 8 --pan 0 --focal 900 --shake 0.4 --seed 11 --clock-drift 300
-    for name in calm moving pan slow tele; do good "$work/$name/clip.mp4"; done
+    for name in calm moving slow tele; do good "$work/$name/clip.mp4"; done
+    # Nothing to take out, and following a pan late is shake in part: the log is not to blame.
+    good "$work/pan/clip.mp4" 3 '^warning: the result is shakier'
     if [ -n "$log" ]; then
         simulate walk --focal 300 --duration 8 --motion "$log" --from 2 --axes YxZ --noise-density 0.0002 --moving 0.2 \
             --rate-bias 0.008,-0.009,0.005
