@@ -99,9 +99,20 @@ const AVOutputFormat& findContainer(const std::string& file) {
 }
 
 void tryEncoder(const std::string& file, const VideoSettings& settings) {
+    constexpr int kSide = 256;
     VideoSettings small = settings;
-    small.width = small.height = 256;
-    const VideoEncoder started(file, findContainer(file), small, nullptr);
+    small.width = small.height = kSide;
+    VideoEncoder encoder(file, findContainer(file), small, nullptr);
+    // Deliberate: SVT-AV1 never comes to an end without a frame.
+    const AvPtr<AVFrame> frame = makeNv12Frame(kSide, kSide);
+    for (int plane = 0; plane < 2; ++plane) {
+        std::fill_n(frame->data[plane], (kSide >> plane) * frame->linesize[plane],
+                    Levels::kNoChroma);
+    }
+    frame->pts = 0;
+    const auto ignore = [](AVPacket& packet) { av_packet_unref(&packet); };
+    encoder.encode(frame.get(), ignore);
+    encoder.encode(nullptr, ignore);
 }
 
 VideoEncoder::VideoEncoder(const std::string& file, const AVOutputFormat& container,

@@ -23,7 +23,7 @@ struct VideoSettings {
     std::string preset;          // of the encoder, speed against size; empty: a moderate one
 };
 
-/// Starts the encoder of a file once, for what is wrong with its settings. file: its extension gives
+/// Has the encoder of a file encode one frame, for what is wrong with its settings. file: its extension gives
 /// the container; "-" is YUV4MPEG2. Throws MediaError.
 void tryEncoder(const std::string& file, const VideoSettings& settings);
 
