@@ -12,35 +12,21 @@ Eigen::Quaterniond rotation(const Eigen::Vector3d& turn) {
 
 }  // namespace
 
-GyroPath::GyroPath(const std::vector<MotionSample>& rates) {
-    const Eigen::Vector3d zero = Eigen::Vector3d::Zero();
-    Pose pose{Eigen::Quaterniond::Identity(), zero, zero, zero, rates.front().time};
+GyroPath::GyroPath(const std::vector<MotionSample>& rates)
+    : posesPerSecond_(samplesPerSecond(rates)) {
+    Pose pose{Eigen::Quaterniond::Identity(), Eigen::Vector3d::Zero(), rates.front().time};
     poses_.reserve(rates.size());
     for (const MotionSample& sample : rates) {
-        pose.turn =
-            Eigen::Map<const Eigen::Vector3d>(sample.value.data()) * (sample.time - pose.time);
-        pose.orientation = (pose.orientation * rotation(pose.turn)).normalized();
-        pose.turned += pose.turn;
         // No time, no turn: the pose before stays.
         if (!poses_.empty() && sample.time == pose.time) continue;
+        const Eigen::Vector3d turn =
+            Eigen::Map<const Eigen::Vector3d>(sample.value.data()) * (sample.time - pose.time);
+        pose.orientation = (pose.orientation * rotation(turn)).normalized();
+        pose.turned += turn;
         pose.time = sample.time;
         poses_.push_back(pose);
     }
-    pose.turn = zero;
     if (poses_.size() == 1) poses_.push_back(pose);  // an interval, if of no length
-    posesPerSecond_ = samplesPerSecond(rates);
-    // The rate at a pose: that of the parabola through it and its neighbours.
-    for (size_t i = 1; i < poses_.size(); ++i) {
-        Pose& at = poses_[i];
-        const double before = at.time - poses_[i - 1].time;
-        if (!(before > 0.0)) continue;
-        at.rate = at.turn / before;
-        const double after = i + 1 < poses_.size() ? poses_[i + 1].time - at.time : 0.0;
-        if (!(after > 0.0)) continue;
-        const Eigen::Vector3d next = poses_[i + 1].turn / after;
-        at.rate = (after * at.rate + before * next) / (before + after);
-    }
-    poses_[0].rate = poses_[1].rate;
 }
 
 GyroPath::Interval GyroPath::find(double time) const {
@@ -52,15 +38,26 @@ GyroPath::Interval GyroPath::find(double time) const {
     return {static_cast<size_t>(end - poses_.begin()), (time - from) / (end->time - from)};
 }
 
+Eigen::Vector3d GyroPath::turnTo(size_t i) const { return poses_[i].turned - poses_[i - 1].turned; }
+
+Eigen::Vector3d GyroPath::rateAt(size_t i) const {
+    const size_t at = std::max<size_t>(i, 1);
+    const double before = poses_[at].time - poses_[at - 1].time;
+    if (!(before > 0.0)) return Eigen::Vector3d::Zero();
+    const Eigen::Vector3d last = turnTo(at) / before;
+    if (i == 0 || i + 1 == poses_.size()) return last;
+    const double after = poses_[i + 1].time - poses_[i].time;
+    return (after * last + before / after * turnTo(i + 1)) / (before + after);
+}
+
 Eigen::Vector3d GyroPath::turnIn(const Interval& in) const {
     constexpr double kGapSteps = 3.0;  // in a gap nothing is known of the motion
-    const Pose& from = poses_[in.end - 1];
-    const Pose& to = poses_[in.end];
+    const Eigen::Vector3d turn = turnTo(in.end);
     const double u = in.share;
-    const double seconds = to.time - from.time;
-    if (seconds * posesPerSecond_ > kGapSteps) return u * to.turn;
-    return u * u * (3.0 - 2.0 * u) * to.turn +
-           u * (u - 1.0) * seconds * ((u - 1.0) * from.rate + u * to.rate);
+    const double seconds = poses_[in.end].time - poses_[in.end - 1].time;
+    if (seconds * posesPerSecond_ > kGapSteps) return u * turn;
+    return u * u * (3.0 - 2.0 * u) * turn +
+           u * (u - 1.0) * seconds * ((u - 1.0) * rateAt(in.end - 1) + u * rateAt(in.end));
 }
 
 Eigen::Quaterniond GyroPath::at(double time) const {

@@ -32,8 +32,6 @@ private:
     struct Pose {
         Eigen::Quaterniond orientation;
         Eigen::Vector3d turned;
-        Eigen::Vector3d turn;  // since the pose before
-        Eigen::Vector3d rate;  // at this time, rad/s
         double time;
     };
 
@@ -43,6 +41,12 @@ private:
     };
 
     Interval find(double time) const;
+
+    /// Rotation vector from the pose before to pose i > 0.
+    Eigen::Vector3d turnTo(size_t i) const;
+
+    /// Rate at a pose, rad/s: that of the parabola through it and its neighbours.
+    Eigen::Vector3d rateAt(size_t i) const;
 
     /// Rotation vector from the start of an interval to a share of it.
     Eigen::Vector3d turnIn(const Interval& in) const;
