@@ -24,6 +24,8 @@ constexpr double kStill = 4e-4;
 constexpr double kFocalRange[] = {0.28, 10.0};  // of the width: 120 degrees to 6
 constexpr double kWholeStep = 0.008;            // seconds between offsets that are tried
 constexpr double kFineStep = 0.001;
+constexpr double kFarthest =
+    150.0;  // seconds from the given offset that are searched, for time's sake
 
 /// A way to use the log, and how well that fits.
 struct Use {
@@ -115,12 +117,18 @@ private:
     Use search(const Freedom& free) const {
         Use best = bestAt(given_.offset, free);
         if (free.offset == Range::kNone) return best;
-        const bool isWhole = free.offset == Range::kWhole;
-        const double from = isWhole ? comparison_.smallestOffset() : given_.offset - kNearby;
-        const double to = isWhole ? comparison_.largestOffset() : given_.offset + kNearby;
+        double from = given_.offset - kNearby, to = given_.offset + kNearby;
+        if (free.offset == Range::kWhole) {
+            // Where the clocks have nothing in common, log and clip may have been started together.
+            const double around = coversNothing_
+                                      ? gyro_.firstTime() - samples_.front().frameTimes.front()
+                                      : given_.offset;
+            from = std::max(comparison_.smallestOffset(), around - kFarthest);
+            to = std::min(comparison_.largestOffset(), around + kFarthest);
+        }
         int steps = 0;
         for (double offset = from; offset < to; offset += kWholeStep) {
-            if (onStep_ && ++steps % 256 == 0) onStep_();
+            if (onStep_ && ++steps % 64 == 0) onStep_();
             keepBetter(best, bestAt(offset, free));
         }
         return refined(best, free);
@@ -186,9 +194,12 @@ private:
             return add(severity(), text + ": start the log before the video and stop it after");
         }
         text += best.explained > 0.0
-                    ? fmt::format("; no time offset and no axes explain more than {:.0f} %",
-                                  100.0 * best.explained)
-                    : std::string("; no time offset and no axes mend that");
+                    ? fmt::format(
+                          "; no time offset up to {:.0f} s away and no axes explain more "
+                          "than {:.0f} %",
+                          kFarthest, 100.0 * best.explained)
+                    : fmt::format("; no time offset up to {:.0f} s away and no axes mend that",
+                                  kFarthest);
         add(severity(), text +
                             ": it is another clip's log, or the picture moves by itself; give the "
                             "log that was recorded with the clip");

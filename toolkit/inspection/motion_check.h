@@ -35,7 +35,7 @@ struct MotionCheck {
 };
 
 /// Compares the motion in samples of a clip with what the log predicts. Where that differs, looks
-/// for axes, focal length, unit and time offset, anywhere in the log, that fit, and for frames that are
+/// for axes, focal length, unit and time offset, within minutes, that fit, and for frames that are
 /// missing between the samples; each finding names the option that mends it.
 /// samples: with the frames' own times. rates: in logged axes. onStep is called now and then.
 MotionCheck checkMotion(const std::vector<FeatureTracks>& samples,

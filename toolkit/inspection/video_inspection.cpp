@@ -1,5 +1,6 @@
 #include "inspection/video_inspection.h"
 
+#include "common/interruption.h"
 #include "tracking/feature_tracks.h"
 #include "tracking/global_motion.h"
 #include "zpr_framehold.h"
@@ -82,8 +83,10 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
     const CheckedCamera camera{metadata.focalLength, result.readoutTime, result.timeOffset,
                                metadata.clockDrift.value_or(0.0),
                                metadata.axes.value_or(log.orientation)};
-    const std::vector<MotionSample> rates = log.angularRates();
-    if (times.size() > 1) result.motion = checkMotion({onTable}, rates, camera);
+    const std::vector<MotionSample> derived =
+        log.rates.empty() ? log.angularRates() : std::vector<MotionSample>();
+    const std::vector<MotionSample>& rates = log.rates.empty() ? derived : log.rates;
+    if (times.size() > 1) result.motion = checkMotion({onTable}, rates, camera, throwIfInterrupted);
     // Only near an offset that fits is the regression, which is free to choose anything, certain.
     if (const auto around = result.motion.fittingOffset) {
         result.clock = synchronizeClocks(times, pictureMotions(tracks), rates, *around, kRange);
