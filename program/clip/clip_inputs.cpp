@@ -1,5 +1,6 @@
 #include "clip/clip_inputs.h"
 
+#include "common/output_file.h"
 #include "common/text_fields.h"
 #include "media/results.h"
 #include "motion/motion_log_reader.h"
@@ -104,6 +105,16 @@ std::vector<std::string> findClips(const std::vector<std::string>& inputs) {
     return clips;
 }
 
+namespace {
+
+/// Throws FileError for a log that was found and is no regular file: the other end of a pipe may
+/// never come. Logs that the user names may come from one.
+void requireRegular(const std::string& log) {
+    if (isSpecialFile(log)) throw FileError(log, 0, "is not a regular file");
+}
+
+}  // namespace
+
 FoundClip findClipFiles(const ClipFiles& named) {
     FoundClip clip{named, {}};
     const bool looksBeside = named.metadata.empty() && named.video != "-";
@@ -116,6 +127,7 @@ FoundClip findClipFiles(const ClipFiles& named) {
         const fs::path log = fs::path(named.video).replace_extension(extension);
         if (fs::exists(log)) motion = log.string();
     }
+    if (named.motion.empty()) requireRegular(motion);
     return clip;
 }
 
