@@ -86,6 +86,9 @@ void ShakeComparison::report(RunMessages& messages) {
     }
     double before = 0.0, after = 0.0, frames = 0.0;
     for (size_t i = 0; i < std::min(source_.parts.size(), result_.parts.size()); ++i) {
+        // In less than a period of the cutoff, shake cannot be told from slower motion.
+        const std::vector<double>& times = source_.parts[i].frameTimes;
+        if (times.empty() || times.back() - times.front() < 1.0 / kCutoff) continue;
         const auto source = displacementOf(source_.parts[i], kCutoff);
         const auto result = displacementOf(result_.parts[i], kCutoff);
         if (!source || !result) continue;

@@ -118,7 +118,7 @@ compare shelf/walk.mp4 shelf/one.mp4 --video shelf/both.mp4
 stabilize shelf -o 'again/{name}.{ext}' --json >again.json 2>/dev/null || fail "folder with results"
 [ "$(ls again)" = walk.mp4 ] || fail "a folder run took results: $(ls again)"
 expect 1 "shelf/one.mov: is a result itself" stabilize shelf/one.mov -m rec/imu.gcsv -o twice.mp4
-expect 0 "" stabilize shelf/one.mov -m rec/imu.gcsv -o twice.mp4 --again
+expect 0 "" stabilize shelf/one.mov -m rec/imu.gcsv --focal 60 -o twice.mp4 --again
 
 # A batch that goes on after a break: whole results stay as they are, others are in the way.
 mkdir batch && for i in 1 2 3; do cp -r rec batch/$i && rm batch/$i/soft.mp4; done
@@ -163,10 +163,10 @@ ffmpeg -v error -i rec/walk.mp4 -f lavfi -i sine=duration=0.5 -c:v copy -c:a aac
 for container in mp4 mkv avi flv y4m; do
     ffmpeg -v error -y -i sound.mp4 -c:v copy $([ $container != y4m ] || echo -an -c:v wrapped_avframe) \
         -movflags +faststart whole.$container
-    expect 0 "15 frames in, 15 out" stabilize whole.$container -m rec/imu.gcsv --overwrite -o cut-out.mp4
+    expect 0 "15 frames in, 15 out" stabilize whole.$container -m rec/imu.gcsv --focal 60 --overwrite -o cut-out.mp4
     head -c $(($(stat -c %s whole.$container) * 7 / 10)) whole.$container >cut.$container
-    expect 3 "the input ends early" stabilize cut.$container -m rec/imu.gcsv --overwrite -o cut-out.mp4
-    stabilize cut.$container -m rec/imu.gcsv --overwrite -o cut-out.mp4 --json 2>/dev/null >summary.json
+    expect 3 "the input ends early" stabilize cut.$container -m rec/imu.gcsv --focal 60 --overwrite -o cut-out.mp4
+    stabilize cut.$container -m rec/imu.gcsv --focal 60 --overwrite -o cut-out.mp4 --json 2>/dev/null >summary.json
     written=$(frames cut-out.mp4)
     [ "$written" -gt 2 ] && [ "$written" -lt 15 ] && grep -q "\"frames\": $written," summary.json &&
         grep -q '"status": "done with losses"' summary.json && grep -q '"with_losses": 1' summary.json ||
