@@ -38,7 +38,7 @@ for ((i = 0; i < count; ++i)); do
     offset=$(awk -v i=$i 'BEGIN { srand(i + 1); printf "%.4f", rand() - 0.5 }')
     moving=$(awk -v i=$i 'BEGIN { print i % 3 == 2 ? 0.2 : 0 }')
     work=$(mktemp -d)
-    "$framehold" simulate "$work/clip" -q --motion "$log" --from "${starts[i % 5]}" --duration 9 \
+    "$framehold" simulate "$work/clip" -q --overwrite --motion "$log" --from "${starts[i % 5]}" --duration 9 \
         --size "$size" --focal "$focal" --readout "$readout" --time-offset "$offset" --seed "$i" \
         --axes "${axes[i % 6]}" --imu-rate "$rate" --noise-density 0.0002 --moving "$moving" \
         --rate-bias 0.008,-0.009,0.005 --metadata "$work/truth" || exit 1

@@ -19,7 +19,7 @@ status=0
 simulate() {
     local name=$1
     shift
-    "$framehold" simulate "$work/$name" -q --size "${size:-320x240}" "$@" || exit 1
+    "$framehold" simulate "$work/$name" -q --overwrite --size "${size:-320x240}" "$@" || exit 1
 }
 
 # shifted SECONDS, scaled FACTOR: the log of the faulty clip, changed.
@@ -43,7 +43,7 @@ planted() {
     shift 5
     local printed
     printed=$("$framehold" stabilize "$video" -m "$imu" --focal $focal --readout 0.0299 "$@" -q \
-        -o "$work/x.mp4" 2>&1 </dev/null)
+        --overwrite -o "$work/x.mp4" 2>&1 </dev/null)
     line "$name" "$code" "$text" $? "$printed"
     printed=$("$framehold" inspect "$video" -m "$imu" --focal $focal --readout 0.0299 "$@" -q 2>&1 </dev/null)
     line "  inspect" "$code" "$text" $? "$(grep -E "^(warning|unusable): .*($text)" <<<"$printed")"
@@ -52,7 +52,7 @@ planted() {
 # good VIDEO [EXIT TEXT]: a clip whose log fits; by itself, nothing is said of it
 good() {
     local printed code
-    printed=$("$framehold" stabilize "$1" -q -o "$work/x.mp4" 2>&1 </dev/null)
+    printed=$("$framehold" stabilize "$1" -q --overwrite -o "$work/x.mp4" 2>&1 </dev/null)
     code=$?
     printed=$(grep -v -e gravity -e "^framehold: done" <<<"$printed")
     line "good: ${1#"$work/"}" "${2:-0}" "${3:-^\$}" $code "$printed"

@@ -30,12 +30,12 @@ said=$("$framehold" stabilize "$clip" -m "$work/clip/imu.gcsv" --auto -o "$work/
 
 # A log whose clock is 20 s off is searched to its end; a clip that stands still passes, with a remark.
 awk -F, -v OFS=, -v CONVFMT=%.3f 'table { $1 += 20000000 } /^t,/ { table = 1 } 1' "$work/clip/imu.gcsv" >"$work/late.gcsv"
-"$framehold" calibrate "$clip" -m "$work/late.gcsv" -q -o "$work/found.json" >/dev/null || fail "a late log"
+"$framehold" calibrate "$clip" -m "$work/late.gcsv" -q --overwrite -o "$work/found.json" >/dev/null || fail "a late log"
 near time_offset_s 20.037 0.001
-"$framehold" simulate "$work/still" -q --size 160x120 --focal 150 --duration 1.5 --pan 0 --shake 0 \
+"$framehold" simulate "$work/still" -q --overwrite --size 160x120 --focal 150 --duration 1.5 --pan 0 --shake 0 \
     --metadata "$work/truth"
 expect 0 "hardly moves" "$framehold" stabilize "$work/still/clip.mp4" -m "$work/still/imu.gcsv" --auto \
-    -o "$work/steady.mp4"
+    --overwrite -o "$work/steady.mp4"
 
 # Another clip's log, and a result that is there already.
 "$framehold" simulate "$work/other" -q --size 64x48 --duration 4 --seed 9

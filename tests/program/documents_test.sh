@@ -14,7 +14,7 @@ export PATH=$work/bin:$PATH
 
 # simulated NAME: NAME.mp4 with NAME.gcsv, and NAME.json unless commands make it.
 simulated() {
-    framehold simulate -q "$work/simulated" --size 256x144 --focal 200 --duration 3 || exit 1
+    framehold simulate -q --overwrite "$work/simulated" --size 256x144 --focal 1150 --shake 0.3 --pan 0 --duration 3 || exit 1
     mv "$work/simulated/clip.mp4" "$1.mp4"
     mv "$work/simulated/imu.gcsv" "$1.gcsv"
     case $1 in walk | a | b) return ;; esac
@@ -49,6 +49,12 @@ for document in README.md CONTRIBUTING.md docs/*.md; do
                     cp original.mp4 steady.mp4
                     ffmpeg -v error -i walk.mp4 -c copy walk.mkv </dev/null
                 fi
+                # What a command writes is not there yet.
+                before=""
+                for word in $line; do
+                    [ "$before" = -o ] && rm -f -- "$word"
+                    before=$word
+                done
                 printed=$(bash -o pipefail -c "${line//build\/release\//}" 2>&1 </dev/null) ||
                     fail "$document: $line: $printed"
                 count=$((count + 1))
