@@ -21,7 +21,7 @@ expect 0 "gyroscope" inspect set/clip.mp4 --allow-outside-paths
 mkfifo set/pipe.gcsv
 metadata pipe.gcsv
 expect 1 "set/pipe.gcsv: is not a regular file" stabilize
-expect 124 "interrupted" inspect pipe
+expect 124 "interrupted" timeout 1 "$framehold" inspect -q pipe
 expect 1 "pipe: is not a regular file" inspect sim/clip.mp4 --clip pipe
 printf '{"width": "\x1b[2Jwide", "\x1b]0;x\x07": 1' >set/clip.json
 expect 1 "set/clip.json: not JSON: a mistake in line 1, or before it" stabilize
