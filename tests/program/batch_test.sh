@@ -131,13 +131,17 @@ expect 2 "--preset: ffv1 has no such option" stabilize clip1 --encoder ffv1 -o x
 # A file that may not grow stands for a full disk; killed runs leave the temporary file at most.
 full=$(ulimit -f 8; trap '' XFSZ; stabilize sim/clip.mp4 -o full-disk.mp4 -q 2>&1)
 [ $? -eq 1 ] && [[ $full == *"full-disk.mp4: cannot be"*": File too large"* ]] || fail "full disk: $full"
+# The input never ends, so that the signal comes in time.
 for signal in TERM KILL; do
-    "$framehold" stabilize sim/clip.mp4 --preset veryslow -q -o killed.mp4 2>said &
+    rm -f endless && mkfifo endless && exec 9<>endless
+    ffmpeg -v quiet -y -i sim/clip.mp4 -f yuv4mpegpipe endless 9>&- &
+    "$framehold" stabilize - -m sim/imu.gcsv --focal 300 -q -o killed.mp4 <endless 2>said 9>&- &
     pid=$!
     while [ -z "$(ls | grep killed)" ] && kill -0 $pid 2>/dev/null; do sleep 0.01; done
     kill -$signal $pid
     wait $pid 2>/dev/null
     code=$?
+    exec 9>&-
     [ $signal = KILL ] || { [ $code -eq 130 ] && grep -q interrupted said; } || fail "$signal: $code, $(cat said)"
     [ ! -e killed.mp4 ] || fail "$signal left killed.mp4"
 done
