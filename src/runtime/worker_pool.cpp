@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <limits>
@@ -58,8 +57,7 @@ int startWithSmallStack(pthread_t& thread, void* (*main)(void*), void* argument)
     pthread_attr_t attributes;
     int code = pthread_attr_init(&attributes);
     if (code != 0) return code;
-    const auto least = static_cast<size_t>(PTHREAD_STACK_MIN);
-    pthread_attr_setstacksize(&attributes, std::max(WorkerPool::kStackSize, least));
+    pthread_attr_setstacksize(&attributes, WorkerPool::kStackSize);  // or leaves the platform's
     code = pthread_create(&thread, &attributes, main, argument);
     pthread_attr_destroy(&attributes);
     return code == EINVAL ? pthread_create(&thread, nullptr, main, argument) : code;

@@ -4,7 +4,8 @@
 # Usage: check_c_names.sh NM ARCHIVE
 set -eu
 allowed="acos cos hypot round sin sincos sqrt tan calloc free malloc realloc memcpy memmove memset \
-puts sysconf pthread_create pthread_join pthread_sigmask \
+puts sigdelset sigfillset sysconf pthread_create pthread_join pthread_sigmask __stack_chk_fail \
+__stack_chk_guard \
 pthread_attr_destroy pthread_attr_init pthread_attr_setdetachstate pthread_attr_setstacksize \
 pthread_cond_broadcast pthread_cond_destroy pthread_cond_init pthread_cond_signal \
 pthread_cond_wait pthread_mutex_destroy pthread_mutex_init pthread_mutex_lock pthread_mutex_unlock"
