@@ -51,13 +51,16 @@ private:
     sigset_t before_;
 };
 
-/// Starts a thread with a stack of kStackSize; with one of the platform's size where the thread's
-/// own data, which lie in the stack too, leave no room in that.
+/// Starts a thread with a stack of kStackSize, or a few times that if the platform's smallest is
+/// larger; with one of the platform's usual size where the thread's own data, which lie in the stack
+/// too, leave no room in that.
 int startWithSmallStack(pthread_t& thread, void* (*main)(void*), void* argument) {
     pthread_attr_t attributes;
     int code = pthread_attr_init(&attributes);
     if (code != 0) return code;
-    pthread_attr_setstacksize(&attributes, WorkerPool::kStackSize);  // or leaves the platform's
+    // Platforms have a smallest stack: at most 128 KB where it is known.
+    size_t size = WorkerPool::kStackSize;
+    for (int i = 0; i < 4 && pthread_attr_setstacksize(&attributes, size) != 0; ++i) size *= 2;
     code = pthread_create(&thread, &attributes, main, argument);
     pthread_attr_destroy(&attributes);
     return code == EINVAL ? pthread_create(&thread, nullptr, main, argument) : code;
