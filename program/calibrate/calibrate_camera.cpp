@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -18,16 +19,21 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Files of a clip; of a clip.json beside it only the log that it names counts.
-ClipFiles filesOf(const std::string& video, std::string motion, bool allowsOutsidePaths) {
+/// Files of a clip; of a clip.json beside it only the log that it names counts. Adds all that were
+/// opened to find them.
+ClipFiles filesOf(const std::string& video, std::string motion, bool allowsOutsidePaths,
+                  RunFiles& opened) {
     if (motion.empty()) {
-        motion = findClipFiles({video, "", "", "", allowsOutsidePaths}).files.motion;
+        const ClipFiles named = {video, "", "", "", allowsOutsidePaths};
+        const FoundClip found = findClipFiles(named);
+        for (const std::string& file : filesRead(named, found)) opened.addInput(file);
+        motion = found.files.motion;
     }
     const fs::path frames = fs::path(video).parent_path() / "frames.csv";
     return {video, "", motion.empty() ? video : motion, fs::exists(frames) ? frames.string() : ""};
 }
 
-std::vector<ClipFiles> filesOf(const CalibrateOptions& options) {
+std::vector<ClipFiles> filesOf(const CalibrateOptions& options, RunFiles& opened) {
     if (!options.motions.empty() && options.motions.size() != options.videos.size()) {
         throw std::runtime_error(fmt::format("--motion: {} logs for {} videos; give one for each",
                                              options.motions.size(), options.videos.size()));
@@ -36,7 +42,7 @@ std::vector<ClipFiles> filesOf(const CalibrateOptions& options) {
     for (size_t i = 0; i < options.videos.size(); ++i) {
         files.push_back(filesOf(options.videos[i],
                                 options.motions.empty() ? "" : options.motions[i],
-                                options.allowsOutsidePaths));
+                                options.allowsOutsidePaths, opened));
     }
     return files;
 }
@@ -53,18 +59,13 @@ std::string outputOf(const CalibrateOptions& options) {
     return output;
 }
 
+/// files: with all that was opened to find the clips.
 void checkFiles(const CalibrateOptions& options, const std::vector<ClipInputs>& clips,
-                const std::string& output) {
-    RunFiles files;
-    for (size_t i = 0; i < clips.size(); ++i) {
-        files.addInput(options.videos[i]);
-        files.addInput(clips[i].files.frames);
-        if (options.motions.empty()) {
-            for (const std::string& file : filesRead({options.videos[i], "", "", ""})) {
-                files.addInput(file);
-            }
-        }
-        for (const std::string& file : clips[i].log->files) files.addInput(file);
+                const std::string& output, RunFiles files) {
+    for (const ClipInputs& clip : clips) {
+        files.addInput(clip.files.video);
+        files.addInput(clip.files.frames);
+        for (const std::string& file : clip.log->files) files.addInput(file);
     }
     files.addOutput("--output", output);
     files.addOutput("--snippet", options.snippet);
@@ -77,12 +78,13 @@ void calibrateCamera(const CalibrateOptions& options) {
     CalibrationSettings known = givenOf(resolveCamera(options.known, ClipInputs()), {});
     known.range = options.range;
     const std::string output = outputOf(options);
-    const std::vector<ClipFiles> files = filesOf(options);
+    RunFiles opened;
+    const std::vector<ClipFiles> files = filesOf(options, opened);
     std::vector<ClipInputs> inputs;
     for (const ClipFiles& clip : files) {
         inputs.push_back(loadClipInputs({clip, {}}, propertiesOf(VideoReader(clip.video))));
     }
-    checkFiles(options, inputs, output);
+    checkFiles(options, inputs, output, std::move(opened));
     std::vector<CalibrationClip> clips;
     for (const ClipInputs& clip : inputs) {
         clips.push_back(trackClip(clip, options.seconds, !options.quiet));

@@ -131,18 +131,12 @@ FoundClip findClipFiles(const ClipFiles& named) {
     return clip;
 }
 
-std::vector<std::string> filesRead(const ClipFiles& named) {
-    std::vector<std::string> files = {named.video, named.metadata, named.motion, named.frames};
+std::vector<std::string> filesRead(const ClipFiles& named, const FoundClip& found) {
+    std::vector<std::string> files = {named.video, named.metadata, named.frames, found.files.motion,
+                                      found.metadata.framesFile};
     if (named.metadata.empty() && named.video != "-") {
         files.push_back(ownMetadata(named.video).string());
         files.push_back(sharedMetadata(named.video).string());
-    }
-    try {
-        const FoundClip found = findClipFiles(named);
-        files.push_back(found.files.motion);
-        files.push_back(found.metadata.framesFile);
-    } catch (const std::exception&) {
-        // Deliberate: the clip's own run says what is wrong with its metadata.
     }
     return files;
 }

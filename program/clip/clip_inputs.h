@@ -38,9 +38,9 @@ struct FoundClip {
 /// log, for one of the video's name. Throws FileError for metadata that cannot be read.
 FoundClip findClipFiles(const ClipFiles& named);
 
-/// Paths of all files that are opened to find and load a clip's inputs, as far as they can be found
-/// without reading a log. Some need not be there.
-std::vector<std::string> filesRead(const ClipFiles& named);
+/// Paths of all files that are opened to find a clip's files and to load its inputs, as far as they
+/// are known without reading a log. Some need not be there.
+std::vector<std::string> filesRead(const ClipFiles& named, const FoundClip& found);
 
 /// Properties of a video that settings depend on.
 struct VideoProperties {

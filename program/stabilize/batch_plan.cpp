@@ -108,11 +108,11 @@ std::vector<std::pair<const char*, std::string>> filesWritten(const StabilizeOpt
 }
 
 /// All files that a clip's run reads. Only files that may be replaced can be a log's other half.
-std::vector<std::string> filesReadBy(const StabilizeOptions& clip) {
-    std::vector<std::string> files = filesRead(clip.files);
-    if (!clip.overwrites) return files;
+std::vector<std::string> filesReadBy(const PlannedClip& clip) {
+    std::vector<std::string> files = filesRead(clip.options.files, clip.found);
+    if (!clip.options.overwrites) return files;
+    const std::string& motion = clip.found.files.motion;
     try {
-        const std::string motion = findClipFiles(clip.files).files.motion;
         if (motion.empty() || isSpecialFile(motion) || isVideoFile(motion)) return files;
         const std::vector<std::string> logs = readMotionLog(motion).files;
         files.insert(files.end(), logs.begin(), logs.end());
@@ -141,14 +141,24 @@ bool isDone(const StabilizeOptions& clip) {
         ": is there, but is no complete video; remove it, or let --overwrite replace it");
 }
 
+/// Reads the clip's metadata, which name other files.
+void findFiles(PlannedClip& clip) {
+    try {
+        clip.found = findClipFiles(clip.options.files);
+    } catch (const std::exception&) {
+        clip.found = {clip.options.files, {}};
+        clip.error = std::current_exception();
+    }
+}
+
 /// No file is written twice, and none that is read.
-void checkFiles(const std::vector<StabilizeOptions>& clips, const StabilizeOptions& each) {
+void checkFiles(const std::vector<PlannedClip>& clips, const StabilizeOptions& each) {
     RunFiles files;
-    for (const StabilizeOptions& clip : clips) {
+    for (const PlannedClip& clip : clips) {
         for (const std::string& file : filesReadBy(clip)) files.addInput(file);
         if (clip.isSkipped) continue;
-        for (const auto& [option, path] : filesWritten(clip)) {
-            files.addOutput(option, path, clip.files.video);
+        for (const auto& [option, path] : filesWritten(clip.options)) {
+            files.addOutput(option, path, clip.options.files.video);
         }
     }
     files.check(each.overwrites, each.quiet);
@@ -199,33 +209,35 @@ std::string nameFor(const std::string& pattern, const std::string& video,
     return pattern;
 }
 
-std::vector<StabilizeOptions> planBatch(const BatchOptions& batch) {
-    std::vector<StabilizeOptions> clips;
+std::vector<PlannedClip> planBatch(const BatchOptions& batch) {
+    std::vector<PlannedClip> clips;
     for (const std::string& video : findClips(batch.inputs)) {
-        clips.push_back(optionsFor(video, batch.each));
+        clips.push_back({optionsFor(video, batch.each), {}, {}, false});
     }
     if (clips.size() > 1) checkForSeveral(batch.each);
-    for (const StabilizeOptions& clip : clips) checkReport(clip);
-    if (batch.json && clips.front().output == "-") {
+    for (const PlannedClip& clip : clips) checkReport(clip.options);
+    if (batch.json && clips.front().options.output == "-") {
         refuse("--json", "the video takes up standard output");
     }
     std::set<std::string> containers;
-    for (const StabilizeOptions& clip : clips) {
-        if (containers.insert(fs::path(clip.output).extension()).second) checkCoding(clip);
+    for (const PlannedClip& clip : clips) {
+        const fs::path extension = fs::path(clip.options.output).extension();
+        if (containers.insert(extension).second) checkCoding(clip.options);
     }
-    if (batch.skipsExisting) {
-        for (StabilizeOptions& clip : clips) clip.isSkipped = isDone(clip);
+    for (PlannedClip& clip : clips) {
+        clip.isSkipped = batch.skipsExisting && isDone(clip.options);
+        findFiles(clip);
     }
     checkFiles(clips, batch.each);
     return clips;
 }
 
-void makeFolders(const BatchOptions& batch, const std::vector<StabilizeOptions>& clips) {
+void makeFolders(const BatchOptions& batch, const std::vector<PlannedClip>& clips) {
     for (const OutputOption& output : kOutputs) {
         const std::string& pattern = batch.each.*output.value;
         if (pattern.empty() || !namesEach(pattern)) continue;
-        for (const StabilizeOptions& clip : clips) {
-            const fs::path folder = fs::path(clip.*output.value).parent_path();
+        for (const PlannedClip& clip : clips) {
+            const fs::path folder = fs::path(clip.options.*output.value).parent_path();
             if (!folder.empty()) fs::create_directories(folder);
         }
     }

@@ -2,6 +2,7 @@
 
 #include "stabilize/stabilize_options.h"
 
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -27,12 +28,20 @@ constexpr const char* kStablePattern = "{name}-stable.{same}";
 std::string nameFor(const std::string& pattern, const std::string& video,
                     const std::string& standard);
 
-/// The options of every clip, files named. What would spoil the run is found here, before the
+/// Clip of a batch.
+struct PlannedClip {
+    StabilizeOptions options;  // files to write are named
+    FoundClip found;           // only the named files where `error` is set
+    std::exception_ptr error;  // why its files could not be found, for its own run to throw
+    bool isSkipped = false;    // its results are there, and stay
+};
+
+/// Every clip, with its files. What would spoil the run is found here, before the
 /// first clip is touched. Throws CLI::ValidationError where options do not go together, and
 /// std::runtime_error for folders without clips and where a file would be lost.
-std::vector<StabilizeOptions> planBatch(const BatchOptions& batch);
+std::vector<PlannedClip> planBatch(const BatchOptions& batch);
 
 /// Makes the folders that patterns ask for. Throws std::filesystem::filesystem_error.
-void makeFolders(const BatchOptions& batch, const std::vector<StabilizeOptions>& clips);
+void makeFolders(const BatchOptions& batch, const std::vector<PlannedClip>& clips);
 
 }  // namespace framehold

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <future>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -24,8 +25,8 @@ public:
     explicit Batch(const BatchOptions& options)
         : options_(options), clips_(planBatch(options)), summaries_(clips_.size()) {
         for (size_t i = 0; i < clips_.size(); ++i) {
-            summaries_[i].record.input = clips_[i].files.video;
-            summaries_[i].record.output = clips_[i].output;
+            summaries_[i].record.input = clips_[i].options.files.video;
+            summaries_[i].record.output = clips_[i].options.output;
         }
     }
 
@@ -55,11 +56,12 @@ private:
         }
     }
 
-    void stabilize(const StabilizeOptions& clip, RunSummary& summary) const {
-        if (clip.isSkipped) {
+    void stabilize(PlannedClip& planned, RunSummary& summary) const {
+        if (planned.isSkipped) {
             summary.end = End::kSkipped;
             return;
         }
+        const StabilizeOptions& clip = planned.options;
         RunDisplay display;
         display.label = isSingle() ? "" : clip.files.video;
         display.showNotes = isSingle() && !clip.quiet;
@@ -67,7 +69,8 @@ private:
         display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
                               !clip.report.empty();
         try {
-            stabilizeClip(clip, display, summary.record);
+            if (planned.error) std::rethrow_exception(planned.error);
+            stabilizeClip(clip, std::move(planned.found), display, summary.record);
             summary.end = End::kDone;
         } catch (const Interrupted& error) {
             summary.error = error.what();
@@ -123,8 +126,9 @@ private:
                 throw Interrupted(
                     fmt::format("interrupted; {} of {} clips were written", done, clips_.size()));
             }
-            throw clips_[0].output == "-" ? Interrupted("interrupted; the result ends early")
-                                          : Interrupted();
+            throw clips_[0].options.output == "-"
+                ? Interrupted("interrupted; the result ends early")
+                : Interrupted();
         }
         if (isSingle() && left > 0) throw std::runtime_error(summaries_[0].error);
         std::string summary = fmt::format("{} of {} clips stabilized", done, clips_.size());
@@ -140,7 +144,7 @@ private:
     }
 
     const BatchOptions& options_;
-    std::vector<StabilizeOptions> clips_;
+    std::vector<PlannedClip> clips_;
     std::vector<RunSummary> summaries_;  // of the same index
     std::atomic<size_t> next_{0};
 };

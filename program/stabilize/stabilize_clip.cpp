@@ -34,9 +34,9 @@ void report(const StabilizeOptions& options, bool showsProgress, const RunRecord
 
 }  // namespace
 
-void stabilizeClip(const StabilizeOptions& options, const RunDisplay& display, RunRecord& record) {
+void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDisplay& display,
+                   RunRecord& record) {
     RunMessages messages(record, display.label, display.showNotes);
-    FoundClip found = findClipFiles(options.files);
     VideoReader video(options.files.video);
     if (!options.takesResults && isMarkedAsResult(video.container())) {
         throw MediaError(options.files.video,

@@ -28,7 +28,6 @@ struct StabilizeOptions {
     std::string report;         // file for the page that shows the run; empty: none
     bool overwrites = false;    // results that are there
     bool takesResults = false;  // stabilizes what is a result already
-    bool isSkipped = false;     // its results are there, and stay
     bool quiet = false;
 };
 
