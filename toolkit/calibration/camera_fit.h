@@ -1,6 +1,6 @@
 #pragma once
 
-#include "calibration/gyro_path.h"
+#include "path/gyro_path.h"
 #include "tracking/feature_tracks.h"
 
 #include <functional>

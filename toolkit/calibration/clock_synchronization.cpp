@@ -1,7 +1,7 @@
 #include "calibration/clock_synchronization.h"
 
-#include "calibration/gyro_path.h"
 #include "common/interruption.h"
+#include "path/gyro_path.h"
 
 #include <algorithm>
 #include <cmath>

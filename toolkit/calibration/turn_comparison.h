@@ -1,7 +1,7 @@
 #pragma once
 
-#include "calibration/gyro_path.h"
 #include "motion/axis_mapping.h"
+#include "path/gyro_path.h"
 #include "tracking/feature_tracks.h"
 
 #include <optional>

@@ -1,4 +1,4 @@
-#include "calibration/gyro_path.h"
+#include "path/gyro_path.h"
 
 #include <algorithm>
 
