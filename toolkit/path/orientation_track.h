@@ -1,0 +1,45 @@
+#pragma once
+
+#include "path/gyro_path.h"
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <Eigen/Geometry>
+
+namespace framehold {
+
+/// Rotation that is added to a track at a time.
+struct TrackCorrection {
+    double time;           // seconds
+    Eigen::Vector3d turn;  // rotation vector in device axes, radians
+};
+
+/// Orientation of a camera over a clip, from device axes to a world whose axes are those of the
+/// device at the track's start. It comes from a log, from pictures, or from a log that pictures
+/// refine. Times are on the log's clock, where there is one.
+class OrientationTrack {
+public:
+    /// A camera that does not turn.
+    OrientationTrack() = default;
+
+    explicit OrientationTrack(GyroPath gyro) : gyro_(std::move(gyro)) {}
+
+    /// Adds rotations, each after the orientation so far; between their times along a cubic, outside
+    /// as at the nearest one. In order of time, which differs. Replaces those of an earlier call.
+    void correct(std::vector<TrackCorrection> corrections) {
+        corrections_ = std::move(corrections);
+    }
+
+    /// Rotation from device axes to the world at a time in seconds.
+    Eigen::Quaterniond at(double time) const;
+
+private:
+    Eigen::Vector3d correctionAt(double time) const;
+
+    std::optional<GyroPath> gyro_;
+    std::vector<TrackCorrection> corrections_;
+};
+
+}  // namespace framehold
