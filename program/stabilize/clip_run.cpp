@@ -12,12 +12,12 @@
 namespace framehold {
 
 ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
-                 const ClipSettings& settings, MotionSamples motion, VideoReader& video,
-                 bool observesPath, RunRecord& record)
-    : options_(options), clip_(clip), settings_(settings), motion_(std::move(motion)),
-      video_(video), record_(record), output_(options, video),
-      engine_(settings, motion_.samples, options.sideBySide, engineEvents()), shake_(clip.video) {
-    if (observesPath) observer_.emplace(paramOf(settings));
+                 const ClipSettings& settings, VideoReader& video, const EngineMaker& makeEngine,
+                 RunRecord& record)
+    : options_(options), clip_(clip), settings_(settings), video_(video), record_(record),
+      output_(options, video),
+      engine_(makeEngine([this](const StabilizedFrame& frame) { write(frame); })),
+      shake_(clip.video) {
     video_.setPacketSink([this](const AVPacket& packet) { output_.copyPacket(packet); });
     video_.acceptCutInput();
     record_.framesExpected = clip.video.expectedFrames;
@@ -26,23 +26,9 @@ ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
     record_.framesPerSecond = clip.video.framesPerSecond;
 }
 
-Engine::Events ClipRun::engineEvents() {
-    Engine::Events events;
-    events.onStabilized = [this](const StabilizedFrame& frame) { write(frame); };
-    events.onSample = [this](const ZPR_SensorData& sample) {
-        if (session_) session_->sample(sample);
-        if (observer_) observer_->addSample(sample);
-    };
-    events.onFrame = [this](double timestamp, const ZPR_Image& image) {
-        if (session_) session_->frame(timestamp, image);
-        if (observer_) path_ = observer_->takeFrame(timestamp).value_or(ObservedPath());
-    };
-    return events;
-}
-
-void ClipRun::announce(RunMessages& messages) const {
+void ClipRun::announce(const std::vector<std::string>& notes, RunMessages& messages) const {
     for (const std::string& note : describe(settings_.camera)) messages.note(note);
-    for (const std::string& note : motion_.notes) messages.note(note);
+    for (const std::string& note : notes) messages.note(note);
     for (const std::string& warning : settings_.warnings) messages.warn(warning);
     output_.announce(messages);
 }
@@ -51,11 +37,8 @@ void ClipRun::run(bool showsProgress, RunMessages& messages) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     progress_.emplace("stabilizing", clip_.video.expectedFrames, showsProgress);
-    if (!options_.session.empty())
-        session_.emplace(OutputName{options_.session, options_.overwrites}, paramOf(settings_));
     readFrames();
     output_.finish();
-    if (session_) session_->finish();
     progress_->clear();
     warnAboutCoverage(messages);
     warnAboutVideo(messages);
@@ -72,9 +55,9 @@ void ClipRun::readFrames() {
         lastTime_ = timeOf(*frame);
         if (taken_++ == 0) firstTime_ = lastTime_;
         shake_.addSource(*frame, lastTime_);
-        engine_.push(*frame, lastTime_);
+        engine_->push(*frame, lastTime_);
     }
-    engine_.finish(1.0 / clip_.video.framesPerSecond);
+    engine_->finish(1.0 / clip_.video.framesPerSecond);
     if (taken_ > 0) return;
     std::string what = "holds no frames";
     if (const int damaged = video_.damagedPackets(); damaged > 0) {
@@ -97,8 +80,8 @@ double ClipRun::timeOf(const AVFrame& frame) const {
 
 void ClipRun::write(const StabilizedFrame& frame) {
     throwIfInterrupted();
-    record_.frames.push_back(
-        {frame.time, path_.measured, path_.corrected, path_.marginUsed, frame.milliseconds});
+    record_.frames.push_back({frame.time, frame.path.measured, frame.path.corrected,
+                              frame.path.marginUsed, frame.milliseconds});
     shake_.addResult(*frame.picture, frame.time);
     output_.write(*frame.picture, *frame.original);
     progress_->advance();
@@ -130,8 +113,12 @@ void ClipRun::warnAboutVideo(RunMessages& messages) const {
 
 void ClipRun::warnAboutCoverage(RunMessages& messages) const {
     const ZPR_Param param = paramOf(settings_);
-    const double from = motion_.samples.front().timestamp;
-    const double to = motion_.samples.back().timestamp;
+    const MotionLog& log = *clip_.log;
+    const bool isFed = settings_.feedsOrientations();
+    const double from =
+        settings_.clockFactor() * (isFed ? log.orientations.front().time : log.rates.front().time);
+    const double to =
+        settings_.clockFactor() * (isFed ? log.orientations.back().time : log.rates.back().time);
     const double first = firstTime_ + param.timeOffset;
     const double last = lastTime_ + param.timeOffset + param.readoutTime;
     if (from <= first && to >= last) return;

@@ -4,9 +4,14 @@
 #include "compare/clip_report.h"
 #include "media/results.h"
 #include "report/run_record.h"
+#include "session/session_file.h"
 #include "stabilize/clip_run.h"
+#include "stabilize/live_engine.h"
+#include "stabilize/motion_samples.h"
 #include "stabilize/run_checks.h"
 
+#include <memory>
+#include <optional>
 #include <utility>
 
 namespace framehold {
@@ -20,6 +25,25 @@ ClipSettings settingsFor(const StabilizeOptions& options, const ClipInputs& clip
     if (!options.findsUnknown) return settings;
     return resolveSettings(options.clip, clip,
                            findUnknownMetadata(settings.camera, clip, showsProgress));
+}
+
+void runLive(const StabilizeOptions& options, const ClipInputs& clip, const ClipSettings& settings,
+             const RunDisplay& display, VideoReader& video, RunMessages& messages,
+             RunRecord& record) {
+    const MotionSamples motion = prepareMotion(clip, settings);
+    std::optional<SessionWriter> session;
+    LiveEngine::Extras extras{options.sideBySide, display.observePath, nullptr};
+    if (!options.session.empty()) {
+        session.emplace(OutputName{options.session, options.overwrites}, paramOf(settings));
+        extras.session = &*session;
+    }
+    const auto makeEngine = [&](ClipEngine::Sink sink) {
+        return std::make_unique<LiveEngine>(settings, motion.samples, extras, std::move(sink));
+    };
+    ClipRun run(options, clip, settings, video, makeEngine, record);
+    run.announce(motion.notes, messages);
+    run.run(display.showProgress, messages);
+    if (session) session->finish();
 }
 
 void report(const StabilizeOptions& options, bool showsProgress, const RunRecord& record) {
@@ -46,10 +70,7 @@ void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDi
     const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
     const ClipSettings settings = settingsFor(options, clip, display.showProgress);
     checkBeforeRun(options, clip, settings, messages);
-    ClipRun run(options, clip, settings, prepareMotion(clip, settings), video, display.observePath,
-                record);
-    run.announce(messages);
-    run.run(display.showProgress, messages);
+    runLive(options, clip, settings, display, video, messages, record);
     if (!options.exportPath.empty())
         writePathTable({options.exportPath, options.overwrites}, record);
     if (!options.saveRun.empty()) saveRunRecord({options.saveRun, options.overwrites}, record);

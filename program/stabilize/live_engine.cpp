@@ -1,4 +1,4 @@
-#include "stabilize/engine.h"
+#include "stabilize/live_engine.h"
 
 #include <algorithm>
 #include <chrono>
@@ -47,12 +47,13 @@ AvPtr<AVFrame> makeOutput(const ZPR_Image& image, const AVFrame& original) {
 
 }  // namespace
 
-Engine::Engine(const ClipSettings& settings, const std::vector<ZPR_SensorData>& samples,
-               bool keepsOriginals, Events events)
-    : param_(paramOf(settings)), samples_(samples), keepsOriginals_(keepsOriginals),
-      events_(std::move(events)) {}
+LiveEngine::LiveEngine(const ClipSettings& settings, const std::vector<ZPR_SensorData>& samples,
+                       const Extras& extras, Sink sink)
+    : param_(paramOf(settings)), samples_(samples), extras_(extras), sink_(std::move(sink)) {
+    if (extras_.observesPath) observer_.emplace(param_);
+}
 
-void Engine::push(const AVFrame& frame, double time) {
+void LiveEngine::push(const AVFrame& frame, double time) {
     if (!padded_) padded_.emplace(frame.width, param_.inputImage.width);
     const AVFrame& input = *padded_->pad(frame);
     if (handle_ == nullptr) start(input, time);
@@ -64,31 +65,32 @@ void Engine::push(const AVFrame& frame, double time) {
 
 /// The last frame is repeated. The library's own way to drain looks ahead from where draining
 /// began, not from the frame it renders, and the picture jumps.
-void Engine::finish(double framePeriod) {
+void LiveEngine::finish(double framePeriod) {
     for (int i = 1; !waiting_.empty(); ++i) render(*last_, lastTime_ + i * framePeriod);
 }
 
 /// The first frame shows how rows lie and when time starts.
-void Engine::start(const AVFrame& frame, double time) {
+void LiveEngine::start(const AVFrame& frame, double time) {
     param_.inputImage.pitch[0] = param_.inputImage.pitch[1] = frame.linesize[0];
     require(ZPR_Init(nullptr, &param_, &handle_), "ZPR_Init");
     shift_ = 1.0 - std::min(time + param_.timeOffset, samples_.front().timestamp);
 }
 
 /// Feeds all samples up to the first one not before `time`, on the samples' clock.
-void Engine::feedUpTo(double time) {
+void LiveEngine::feedUpTo(double time) {
     while (nextSample_ < samples_.size() &&
            (nextSample_ == 0 || samples_[nextSample_ - 1].timestamp < time)) {
         ZPR_SensorData sample = samples_[nextSample_++];
         sample.timestamp += shift_;
-        if (events_.onSample) events_.onSample(sample);
+        if (extras_.session != nullptr) extras_.session->sample(sample);
+        if (observer_) observer_->addSample(sample);
         require(ZPR_SetSensorData(handle_, &sample), "ZPR_SetSensorData");
     }
 }
 
 /// Keeps what is needed of a frame until it is given out: times, and pixels only if they are shown.
-AvPtr<AVFrame> Engine::keep(const AVFrame& frame) const {
-    AvPtr<AVFrame> kept(keepsOriginals_ ? av_frame_clone(&frame) : av_frame_alloc());
+AvPtr<AVFrame> LiveEngine::keep(const AVFrame& frame) const {
+    AvPtr<AVFrame> kept(extras_.keepsOriginals ? av_frame_clone(&frame) : av_frame_alloc());
     if (!kept) throw std::bad_alloc();
     kept->color_range = frame.color_range;
     kept->colorspace = frame.colorspace;
@@ -97,14 +99,17 @@ AvPtr<AVFrame> Engine::keep(const AVFrame& frame) const {
     return kept;
 }
 
-void Engine::render(const AVFrame& frame, double time) {
+void LiveEngine::render(const AVFrame& frame, double time) {
     using Clock = std::chrono::steady_clock;
     feedUpTo(time + param_.timeOffset + param_.readoutTime);
     WaitingFrame& first = waiting_.front();
-    StabilizedFrame result{makeOutput(param_.outputImage, *first.original), {}, first.time, 0.0};
+    StabilizedFrame result;
+    result.picture = makeOutput(param_.outputImage, *first.original);
+    result.time = first.time;
     const ZPR_Image input = imageOf(frame);
     ZPR_Image output = imageOf(*result.picture);
-    if (events_.onFrame) events_.onFrame(time + shift_, input);
+    if (extras_.session != nullptr) extras_.session->frame(time + shift_, input);
+    if (observer_) result.path = observer_->takeFrame(time + shift_).value_or(ObservedPath());
     const Clock::time_point start = Clock::now();
     const int code = ZPR_Stabilize(handle_, time + shift_, &input, &output, nullptr);
     result.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
@@ -113,7 +118,7 @@ void Engine::render(const AVFrame& frame, double time) {
     padded_->cut(*result.picture);
     result.original = std::move(first.original);
     waiting_.pop_front();
-    events_.onStabilized(result);
+    sink_(result);
 }
 
 }  // namespace framehold
