@@ -15,6 +15,26 @@ namespace {
 /// distributions.
 double uniform(std::mt19937& random) { return static_cast<double>(random()) / 4294967296.0; }
 
+/// Angle of pans at a time, in radians to the right: a sine pressed flat at its ends, so that the
+/// camera rests between them. degrees: to either side; period: seconds.
+double panAt(double degrees, double period, double t) {
+    const double swing = std::sin(2.0 * kPi * t / period);
+    const double eased = std::sin(kPi / 2.0 * std::sin(kPi / 2.0 * swing));
+    return toRadians(degrees) * eased;
+}
+
+Eigen::AngleAxisd panned(double degrees, double period, double t) {
+    return {-panAt(degrees, period, t), Eigen::Vector3d::UnitZ()};
+}
+
+/// angles: about yaw, pitch and roll.
+Eigen::Quaterniond turned(const double (&angles)[3]) {
+    using Eigen::AngleAxisd;
+    using Eigen::Vector3d;
+    return AngleAxisd(angles[0], Vector3d::UnitZ()) * AngleAxisd(angles[1], Vector3d::UnitX()) *
+           AngleAxisd(angles[2], Vector3d::UnitY()) * levelOrientation();
+}
+
 }  // namespace
 
 CameraPath::CameraPath(const PathSettings& settings) : settings_(settings) {
@@ -39,19 +59,18 @@ Eigen::Quaterniond CameraPath::at(double t) const {
             angle[axis] += w.amplitude * std::sin(w.frequency * t + w.phase);
         }
     }
-    // Pans are a sine pressed flat at its ends, so that the camera rests between them.
-    const double swing = std::sin(2.0 * kPi * t / settings_.panPeriod);
-    const double eased = std::sin(kPi / 2.0 * std::sin(kPi / 2.0 * swing));
-    angle[0] -= toRadians(settings_.pan) * eased;
+    angle[0] -= panAt(settings_.pan, settings_.panPeriod, t);
     angle[2] += toRadians(settings_.roll) * t;
-
-    using Eigen::AngleAxisd;
-    using Eigen::Vector3d;
-    return AngleAxisd(angle[0], Vector3d::UnitZ()) * AngleAxisd(angle[1], Vector3d::UnitX()) *
-           AngleAxisd(angle[2], Vector3d::UnitY()) * levelOrientation();
+    return turned(angle);
 }
 
-RecordedMotion::RecordedMotion(const std::vector<TimedRate>& rates) {
+Eigen::Quaterniond CameraPath::steadyAt(double t) const {
+    return turned(
+        {-panAt(settings_.pan, settings_.panPeriod, t), 0.0, toRadians(settings_.roll) * t});
+}
+
+RecordedMotion::RecordedMotion(const std::vector<TimedRate>& rates, double pan, double panPeriod)
+    : pan_(pan), panPeriod_(panPeriod) {
     Eigen::Quaterniond orientation = levelOrientation();
     double before = rates.front().time;
     for (const auto& [time, rate] : rates) {
@@ -62,13 +81,70 @@ RecordedMotion::RecordedMotion(const std::vector<TimedRate>& rates) {
     }
 }
 
-Eigen::Quaterniond RecordedMotion::at(double t) const {
+Eigen::Quaterniond RecordedMotion::recordedAt(double t) const {
     const auto after = std::upper_bound(poses_.begin(), poses_.end(), t,
                                         [](double time, const Pose& p) { return time < p.time; });
     if (after == poses_.begin()) return poses_.front().orientation;
     if (after == poses_.end()) return poses_.back().orientation;
     const Pose& from = *(after - 1);
     return from.orientation.slerp((t - from.time) / (after->time - from.time), after->orientation);
+}
+
+Eigen::Quaterniond RecordedMotion::at(double t) const {
+    return panned(pan_, panPeriod_, t) * recordedAt(t);
+}
+
+Eigen::Quaterniond RecordedMotion::steadyAt(double t) const {
+    constexpr double kStep = 0.01;  // seconds
+    const int reach = static_cast<int>(3.0 * kSteadySpan / kStep);
+    const Eigen::Quaterniond middle = recordedAt(t);
+    Eigen::Vector4d sum = Eigen::Vector4d::Zero();
+    for (int i = -reach; i <= reach; ++i) {
+        const Eigen::Vector4d q = recordedAt(t + i * kStep).coeffs();
+        const double weight = std::exp(-0.5 * std::pow(i * kStep / kSteadySpan, 2));
+        sum += (q.dot(middle.coeffs()) < 0.0 ? -weight : weight) * q;
+    }
+    return panned(pan_, panPeriod_, t) * Eigen::Quaterniond(sum.normalized());
+}
+
+namespace {
+
+/// Vertical and sideways motion of steps, and how they turn the camera, each about 1 at most.
+struct StepPhase {
+    double bounce;
+    double sway;
+    double jolt;
+};
+
+StepPhase stepsAt(double pace, double t) {
+    // The pace changes by a few per cent over some seconds; so does the strength of the steps.
+    const double steps = pace * t + 0.12 * std::sin(0.9 * t) + 0.07 * std::sin(2.3 * t + 1.0);
+    const double strength = 1.0 + 0.12 * std::sin(1.3 * t + 2.0) + 0.08 * std::sin(3.1 * t);
+    const double phase = 2.0 * kPi * steps;
+    // The foot's landing is sharper than the rise: a harmonic in the vertical motion.
+    return {strength * (0.85 * std::sin(phase) + 0.2 * std::sin(2.0 * phase + 0.6)),
+            strength * std::sin(phase / 2.0 + 0.4),
+            strength * (0.6 * std::sin(phase + 1.2) + 0.4 * std::sin(2.0 * phase + 2.0))};
+}
+
+}  // namespace
+
+Eigen::Vector3d WalkingMotion::positionAt(double t) const {
+    const StepPhase step = stepsAt(settings_.pace, t);
+    return steadyPositionAt(t) +
+           0.01 * Eigen::Vector3d(settings_.sway * step.sway, 0.0, settings_.bounce * step.bounce);
+}
+
+Eigen::Quaterniond WalkingMotion::at(double t) const {
+    // Degrees for each centimetre: the arm gives way to part of a step.
+    constexpr double kPitch = 0.12;
+    constexpr double kRoll = 0.15;
+    const StepPhase step = stepsAt(settings_.pace, t);
+    using Eigen::AngleAxisd;
+    using Eigen::Vector3d;
+    return carried_->at(t) *
+           AngleAxisd(toRadians(kPitch * settings_.bounce) * step.jolt, -Vector3d::UnitY()) *
+           AngleAxisd(toRadians(kRoll * settings_.sway) * step.sway, Vector3d::UnitZ());
 }
 
 namespace {
@@ -99,6 +175,7 @@ private:
 
 std::vector<SensorReading> readSensors(const CameraMotion& motion, const SensorSettings& settings,
                                        double from, double to) {
+    constexpr double kMoment = 0.002;  // seconds
     Noise noise(settings.seed);
     std::vector<SensorReading> readings;
     Eigen::Quaterniond before = motion.at(from - 1.0 / settings.rate);
@@ -107,7 +184,13 @@ std::vector<SensorReading> readSensors(const CameraMotion& motion, const SensorS
         if (time > to) return readings;
         const Eigen::Quaterniond now = motion.at(time);
         const Eigen::AngleAxisd turn(before.conjugate() * now);
-        const Eigen::Vector3d up = now.conjugate() * Eigen::Vector3d(0.0, 0.0, kStandardGravity);
+        // What an accelerometer feels: gravity and how the camera is accelerated.
+        const Eigen::Vector3d acceleration =
+            (motion.positionAt(time + kMoment) - 2.0 * motion.positionAt(time) +
+             motion.positionAt(time - kMoment)) /
+            (kMoment * kMoment);
+        const Eigen::Vector3d up =
+            now.conjugate() * (Eigen::Vector3d(0.0, 0.0, kStandardGravity) + acceleration);
         readings.push_back({time, turn.axis() * turn.angle() * settings.rate, up});
         readings.back().rate += settings.rateBias + noise.vector(settings.rateNoise);
         readings.back().gravity += noise.vector(settings.gravityNoise);

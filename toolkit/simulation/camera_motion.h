@@ -1,19 +1,28 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include <Eigen/Geometry>
 
 namespace framehold::simulation {
 
-/// Orientation of a simulated camera over time.
+/// Orientation and position of a simulated camera over time.
 class CameraMotion {
 public:
     virtual ~CameraMotion() = default;
 
     /// Rotation from device to world at a time in seconds; the world's z axis points up.
     virtual Eigen::Quaterniond at(double t) const = 0;
+
+    /// Place in the world in metres.
+    virtual Eigen::Vector3d positionAt(double /*t*/) const { return Eigen::Vector3d::Zero(); }
+
+    /// Orientation and position that the person wanted: without the shake and the steps.
+    virtual Eigen::Quaterniond steadyAt(double t) const = 0;
+    virtual Eigen::Vector3d steadyPositionAt(double t) const { return positionAt(t); }
 };
 
 /// Orientation of a camera that looks along world y, with the picture's right along world x and its
@@ -42,6 +51,7 @@ public:
     explicit CameraPath(const PathSettings& settings);
 
     Eigen::Quaterniond at(double t) const override;
+    Eigen::Quaterniond steadyAt(double t) const override;
 
 private:
     struct Wave {
@@ -61,13 +71,18 @@ struct TimedRate {
 };
 
 /// Motion of a camera by recorded angular rates, level at the first rate; before the first rate and
-/// after the last one it rests.
+/// after the last one it rests. The whole is turned by pans. What was wanted is taken to be the
+/// recorded path averaged with Gaussian weights of deviation `kSteadySpan`, and the pans.
 class RecordedMotion final : public CameraMotion {
 public:
-    /// At least one rate, in order of time.
-    explicit RecordedMotion(const std::vector<TimedRate>& rates);
+    static constexpr double kSteadySpan = 0.5;  // seconds
+
+    /// At least one rate, in order of time. pan and panPeriod: see PathSettings.
+    explicit RecordedMotion(const std::vector<TimedRate>& rates, double pan = 0.0,
+                            double panPeriod = 12.0);
 
     Eigen::Quaterniond at(double t) const override;
+    Eigen::Quaterniond steadyAt(double t) const override;
 
 private:
     struct Pose {
@@ -75,7 +90,41 @@ private:
         Eigen::Quaterniond orientation;
     };
 
+    Eigen::Quaterniond recordedAt(double t) const;
+
     std::vector<Pose> poses_;
+    double pan_;
+    double panPeriod_;
+};
+
+/// How somebody walks along world y.
+struct WalkSettings {
+    double speed = 1.4;   // metres per second
+    double pace = 1.9;    // steps per second
+    double bounce = 2.5;  // centimetres up and down from the mean height, at each step
+    double sway = 2.0;    // centimetres to either side, once in two steps
+};
+
+/// Somebody who runs.
+constexpr WalkSettings kRun{3.0, 2.7, 4.0, 2.5};
+
+/// A camera carried by somebody who walks: steps are added to where it is, and a little of them to
+/// how it is turned. Each step is like the others but for a slow change of pace and strength.
+class WalkingMotion final : public CameraMotion {
+public:
+    WalkingMotion(std::unique_ptr<CameraMotion> carried, const WalkSettings& settings)
+        : carried_(std::move(carried)), settings_(settings) {}
+
+    Eigen::Quaterniond at(double t) const override;
+    Eigen::Vector3d positionAt(double t) const override;
+    Eigen::Quaterniond steadyAt(double t) const override { return carried_->steadyAt(t); }
+    Eigen::Vector3d steadyPositionAt(double t) const override {
+        return {0.0, settings_.speed * t, 0.0};
+    }
+
+private:
+    std::unique_ptr<CameraMotion> carried_;
+    WalkSettings settings_;
 };
 
 /// Errors and rate of simulated sensors.
@@ -91,7 +140,7 @@ struct SensorSettings {
 struct SensorReading {
     double time;              // seconds
     Eigen::Vector3d rate;     // rad/s: the mean over the time since the reading before
-    Eigen::Vector3d gravity;  // m/s^2, pointing up
+    Eigen::Vector3d gravity;  // m/s^2, pointing up; with the acceleration of the camera
 };
 
 /// Readings of a phone's sensors in a motion, from `from` to `to` in seconds. Without noise and bias

@@ -49,4 +49,14 @@ inline double inCell(double x, double margin, double footprint) {
     return coverage(t - margin, footprint) * coverage(1.0 - margin - t, footprint);
 }
 
+/// Square tiles of 1 m, each of a shade of its own, with grouted edges. blur: metres.
+inline Colour paving(double x, double y, double blur) {
+    const auto cx = static_cast<int64_t>(std::floor(x));
+    const auto cy = static_cast<int64_t>(std::floor(y));
+    const double shade = mix(0.3, 0.5, hash(cx, cy)) + (((cx + cy) & 1) != 0 ? 0.15 : 0.0);
+    const double tile = inCell(x, 0.04, blur) * inCell(y, 0.04, blur);
+    const Colour near = mix(Colour{0.2, 0.0, 0.0}, Colour{shade, -0.03, 0.03}, tile);
+    return mix(near, Colour{0.42, -0.02, 0.02}, std::clamp(blur * 1.5, 0.0, 1.0));
+}
+
 }  // namespace framehold::simulation

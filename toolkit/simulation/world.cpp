@@ -20,18 +20,12 @@ Colour sky(double azimuth, double rise) {
     return mix(blue, Colour{0.95, 0.0, 0.0}, std::clamp((cloud - 0.5) * 4.0, 0.0, 1.0));
 }
 
-/// Square tiles, each of a shade of its own, with grouted edges.
+/// The plain under a camera at the height of the eyes, in a direction of horizontal length 1.
 Colour ground(const Eigen::Vector3d& d, double footprint) {
-    const double distance = 1.5 / -d.z();
+    const double distance = kEyeHeight / -d.z();
     const double x = d.x() * distance;
     const double y = d.y() * distance;
-    const double blur = footprint * std::hypot(x, y) * distance;
-    const auto cx = static_cast<int64_t>(std::floor(x));
-    const auto cy = static_cast<int64_t>(std::floor(y));
-    const double shade = mix(0.3, 0.5, hash(cx, cy)) + (((cx + cy) & 1) != 0 ? 0.15 : 0.0);
-    const double tile = inCell(x, 0.04, blur) * inCell(y, 0.04, blur);
-    const Colour near = mix(Colour{0.2, 0.0, 0.0}, Colour{shade, -0.03, 0.03}, tile);
-    return mix(near, Colour{0.42, -0.02, 0.02}, std::clamp(blur * 1.5, 0.0, 1.0));
+    return paving(x, y, footprint * std::hypot(x, y) * distance);
 }
 
 /// The building that stands at an azimuth.
@@ -66,7 +60,8 @@ Colour facade(const Building& b, double azimuth, double rise, double footprint) 
 
 }  // namespace
 
-Colour Town::look(const Eigen::Vector3d& direction, double footprint, double /*time*/) const {
+Colour Town::look(const Eigen::Vector3d& /*from*/, const Eigen::Vector3d& direction,
+                  double footprint, double /*time*/) const {
     const Eigen::Vector3d d = direction / std::hypot(direction.x(), direction.y());
     const double azimuth = std::atan2(d.x(), d.y());
     const double rise = d.z();
@@ -99,8 +94,9 @@ Colour paint(double u, double v, int64_t lane, int64_t number) {
 
 }  // namespace
 
-Colour Traffic::look(const Eigen::Vector3d& direction, double footprint, double time) const {
-    const Colour behind = behind_.look(direction, footprint, time);
+Colour Traffic::look(const Eigen::Vector3d& from, const Eigen::Vector3d& direction,
+                     double footprint, double time) const {
+    const Colour behind = behind_.look(from, direction, footprint, time);
     const double rise = direction.z() / std::hypot(direction.x(), direction.y());
     const double azimuth = std::atan2(direction.x(), direction.y());
     const double laneNumber = std::floor(rise / kLaneHeight);
