@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <memory>
+#include <optional>
 
 #include <fmt/format.h>
 
@@ -11,7 +12,7 @@ namespace framehold {
 
 namespace {
 
-void addPathOptions(Command& command, SimulateOptions& o) {
+void addPathOptions(Command& command, SimulateOptions& o, std::optional<double>& pan) {
     const std::string group = "Camera path";
     CLI::Option* motion =
         command.addInputFile("--motion", o.motion, "Follow the angular rates of this motion log")
@@ -29,9 +30,54 @@ void addPathOptions(Command& command, SimulateOptions& o) {
             ->group(group);
     };
     madeUp("--shake", o.path.shake, "Hand shake in degrees", 0.0, 20.0);
-    madeUp("--pan", o.path.pan, "Pans in degrees to either side", -90.0, 90.0);
-    madeUp("--pan-period", o.path.panPeriod, "Seconds until a pan comes again", 0.1, 3600.0);
+    command
+        .addNumber("--pan", pan, "Pans in degrees to either side; 20, or 0 with --motion",
+                   {-90.0, 90.0})
+        ->group(group);
+    command
+        .addNumber("--pan-period", o.path.panPeriod, "Seconds until a pan comes again",
+                   {0.1, 3600.0})
+        ->capture_default_str()
+        ->group(group);
     madeUp("--roll", o.path.roll, "Steady roll in degrees per second", -90.0, 90.0);
+}
+
+/// What is said of somebody's steps.
+struct WalkOptions {
+    bool walks = false;
+    bool runs = false;
+    std::optional<double> speed, pace, bounce, sway;
+
+    std::optional<simulation::WalkSettings> settings() const {
+        if (!walks && !runs) {
+            if (speed || pace || bounce || sway) {
+                throw CLI::RequiresError("--speed, --pace, --bounce or --sway", "--walk or --run");
+            }
+            return std::nullopt;
+        }
+        simulation::WalkSettings walk = runs ? simulation::kRun : simulation::WalkSettings{};
+        walk.speed = speed.value_or(walk.speed);
+        walk.pace = pace.value_or(walk.pace);
+        walk.bounce = bounce.value_or(walk.bounce);
+        walk.sway = sway.value_or(walk.sway);
+        return walk;
+    }
+};
+
+void addWalkOptions(Command& command, WalkOptions& o) {
+    const std::string group = "Walking";
+    CLI::Option* walk =
+        command.add_flag("--walk", o.walks, "Walk through a street with things near and far")
+            ->group(group);
+    command.add_flag("--run", o.runs, "Run through it")->excludes(walk)->group(group);
+    const auto step = [&](const char* name, std::optional<double>& value, const char* help,
+                          double high) {
+        command.addNumber(name, value, help, {0.0, high})->group(group);
+    };
+    step("--speed", o.speed, "Metres per second; walking 1.4, running 3", 10.0);
+    step("--pace", o.pace, "Steps per second; walking 1.9, running 2.7", 5.0);
+    step("--bounce", o.bounce, "Centimetres up and down; walking 2.5, running 4", 30.0);
+    step("--sway", o.sway, "Centimetres to either side; walking 2, running 2.5", 30.0);
 }
 
 void addSensorOptions(Command& command, SimulateOptions& o) {
@@ -65,13 +111,17 @@ void fillSensors(SimulateOptions& o) {
 
 void addSimulateCommand(Command& program) {
     auto options = std::make_shared<SimulateOptions>();
+    auto pan = std::make_shared<std::optional<double>>();
+    auto walk = std::make_shared<WalkOptions>();
     SimulateOptions& o = *options;
     Command& command = program.addCommand("simulate", "Render a shaky clip with its motion log");
     command.setNotes(
-        "Writes clip.mp4, imu.gcsv, frames.csv, clip.json and truth.csv (the true orientation "
-        "of each frame) to FOLDER. The same options give the same clip.");
+        "Writes clip.mp4, imu.gcsv, frames.csv, clip.json, truth.csv (how the camera is turned and "
+        "where it is at each frame) and steady.csv (the same without shake and steps) to FOLDER. "
+        "The same options give the same clip.");
     command.setExamples({"framehold simulate out --duration 4 --shake 1.5",
                          "framehold stabilize out/clip.mp4 --clip out/clip.json -o steady.mp4",
+                         "framehold simulate out --walk --size 640x360 --focal 500",
                          "framehold simulate out --motion walk.gcsv --from 3 --metadata truth"});
     command.addPath("FOLDER", o.folder, "Where the files go", "DIR")->capture_default_str();
     command.addPictureSize("--size", o.size, "Size of the picture")->capture_default_str();
@@ -98,14 +148,17 @@ void addSimulateCommand(Command& program) {
                    "Random seed of the shake, the noise and the moving things", {0, 4294967295.0})
         ->capture_default_str();
     command.addPath("--metadata", o.metadataFolder,
-                    "Folder for clip.json, frames.csv and truth.csv (default: FOLDER); the log "
+                    "Folder for clip.json and the .csv tables (default: FOLDER); the log "
                     "then has neither axes nor readout",
                     "DIR");
     addOverwriteFlag(command, o.overwrites);
     addQuietFlag(command, o.quiet);
-    addPathOptions(command, o);
+    addPathOptions(command, o, *pan);
+    addWalkOptions(command, *walk);
     addSensorOptions(command, o);
-    command.callback([options] {
+    command.callback([options, pan, walk] {
+        options->walk = walk->settings();
+        options->path.pan = pan->value_or(options->motion.empty() ? options->path.pan : 0.0);
         options->camera.width = options->size.width;
         options->camera.height = options->size.height;
         fillSensors(*options);

@@ -10,6 +10,7 @@
 #include "motion/motion_log_reader.h"
 #include "simulation/camera.h"
 #include "simulation/camera_motion.h"
+#include "simulation/street.h"
 #include "simulation/world.h"
 
 #include <algorithm>
@@ -50,7 +51,7 @@ std::unique_ptr<CameraMotion> recordedMotion(const SimulateOptions& o, MotionLog
     for (const MotionSample& s : log.rates) {
         rates.push_back({s.time - start + kFirstFrame, {s.value[0], s.value[1], s.value[2]}});
     }
-    return std::make_unique<RecordedMotion>(rates);
+    return std::make_unique<RecordedMotion>(rates, o.path.pan, o.path.panPeriod);
 }
 
 AvPtr<AVFrame> frameOf(const Picture& picture) {
@@ -80,6 +81,7 @@ public:
             for (const std::string& file : log.files) files.addInput(file);
             motion_ = recordedMotion(o_, std::move(log));
         }
+        if (o_.walk) motion_ = std::make_unique<WalkingMotion>(std::move(motion_), *o_.walk);
         addOutputs(files);
         files.check(o_.overwrites, o_.quiet);
         std::filesystem::create_directories(o_.folder);
@@ -90,7 +92,12 @@ public:
         writeVideo();
         writeMotion();
         writeFrameTimes();
-        writeTruth();
+        writePath("truth.csv", [this](double t) {
+            return Pose{motion_->at(t), motion_->positionAt(t)};
+        });
+        writePath("steady.csv", [this](double t) {
+            return Pose{motion_->steadyAt(t), motion_->steadyPositionAt(t)};
+        });
         writeMetadata();
     }
 
@@ -120,7 +127,7 @@ private:
 
     void addOutputs(RunFiles& files) const {
         for (const char* name : {"clip.mp4", "imu.gcsv"}) files.addOutput("FOLDER", clipFile(name));
-        for (const char* name : {"frames.csv", "truth.csv", "clip.json"}) {
+        for (const char* name : {"frames.csv", "truth.csv", "steady.csv", "clip.json"}) {
             files.addOutput(hidesMetadata() ? "--metadata" : "FOLDER", metadataFile(name));
         }
     }
@@ -144,8 +151,10 @@ private:
         VideoWriter writer({clipFile("clip.mp4"), o_.overwrites}, settings);
         Progress progress("simulating", frames_, !o_.quiet);
         const Town town;
-        const Traffic traffic(town, o_.moving, o_.path.seed);
-        const World& world = o_.moving > 0.0 ? static_cast<const World&>(traffic) : town;
+        const Street street;
+        const World& scene = o_.walk ? static_cast<const World&>(street) : town;
+        const Traffic traffic(scene, o_.moving, o_.path.seed);
+        const World& world = o_.moving > 0.0 ? traffic : scene;
         for (int i = 0; i < frames_; ++i) {
             throwIfInterrupted();
             AvPtr<AVFrame> frame = frameOf(renderFrame(world, o_.camera, *motion_, exposure(i)));
@@ -186,14 +195,20 @@ private:
         });
     }
 
-    /// The camera's true orientation when the first row of each frame is read.
-    void writeTruth() const {
-        writeText(metadataFile("truth.csv"), [this](std::ostream& out) {
-            fmt::print(out, "frame,timestamp_s,x,y,z,w\n");
+    struct Pose {
+        Eigen::Quaterniond orientation;
+        Eigen::Vector3d position;
+    };
+
+    /// A path of the camera, as it is when the first row of each frame is read.
+    template <class PoseAt>
+    void writePath(const char* name, PoseAt poseAt) const {
+        writeText(metadataFile(name), [&](std::ostream& out) {
+            fmt::print(out, "frame,timestamp_s,x,y,z,w,right_m,forward_m,up_m\n");
             for (int i = 0; i < frames_; ++i) {
-                const Eigen::Quaterniond q = motion_->at(exposure(i));
-                fmt::print(out, "{},{:.9f},{:.12f},{:.12f},{:.12f},{:.12f}\n", i, timestamp(i),
-                           q.x(), q.y(), q.z(), q.w());
+                const auto [q, p] = poseAt(exposure(i));
+                fmt::print(out, "{},{:.9f},{:.12f},{:.12f},{:.12f},{:.12f},{:.6f},{:.6f},{:.6f}\n",
+                           i, timestamp(i), q.x(), q.y(), q.z(), q.w(), p.x(), p.y(), p.z());
             }
         });
     }
