@@ -1,0 +1,160 @@
+#include "rendering/frame_renderer.h"
+
+#include "media/planar_frame.h"
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <thread>
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+namespace framehold {
+
+namespace {
+
+/// Calls `work` for each number below `count`, in no order, on some threads. It must not throw.
+void onThreads(int threads, int count, const std::function<void(int)>& work) {
+    std::atomic<int> next{0};
+    const auto run = [&] {
+        for (int i = next++; i < count; i = next++) work(i);
+    };
+    std::vector<std::thread> others;
+    for (int i = 1; i < std::min(threads, count); ++i) others.emplace_back(run);
+    run();
+    for (std::thread& other : others) other.join();
+}
+
+/// Grid of a plane's samples in pixels of a camera. Chroma that says nothing else sits on the left
+/// column of its pair and between the two rows.
+SampleGrid gridOf(const AVFrame& frame, int plane, const PinholeCamera& camera,
+                  AVChromaLocation location) {
+    const AVPixFmtDescriptor& d = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const int log2Width = plane > 0 ? d.log2_chroma_w : 0;
+    const int log2Height = plane > 0 ? d.log2_chroma_h : 0;
+    const bool isCentred = location == AVCHROMA_LOC_CENTER || location == AVCHROMA_LOC_TOP ||
+                           location == AVCHROMA_LOC_BOTTOM;
+    const bool isTop = location == AVCHROMA_LOC_TOPLEFT || location == AVCHROMA_LOC_TOP;
+    const bool isBottom = location == AVCHROMA_LOC_BOTTOMLEFT || location == AVCHROMA_LOC_BOTTOM;
+    const Eigen::Array2d step(1 << log2Width, 1 << log2Height);
+    const Eigen::Array2d offset(isCentred ? step.x() / 2 : 0.5, isTop      ? 0.5
+                                                                : isBottom ? step.y() - 0.5
+                                                                           : step.y() / 2);
+    const Eigen::Array2d scale =
+        Eigen::Array2d(camera.width, camera.height) / Eigen::Array2d(frame.width, frame.height);
+    return {AV_CEIL_RSHIFT(frame.width, log2Width), AV_CEIL_RSHIFT(frame.height, log2Height),
+            step * scale, offset * scale};
+}
+
+PlaneView planeOf(const AVFrame& frame, int plane, const SampleGrid& grid) {
+    const AVPixFmtDescriptor& d = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    return {frame.data[plane], frame.linesize[plane], grid.width, grid.height, d.comp[0].depth};
+}
+
+/// Value of a plane's samples where the picture is black.
+int blackOf(const AVFrame& frame, int plane, int depth) {
+    if (plane > 0) return 1 << (depth - 1);
+    return isFullRange(frame) ? 0 : 16 << (depth - 8);
+}
+
+}  // namespace
+
+struct FrameRenderer::Plane {
+    SampleGrid from;
+    SampleGrid to;
+    size_t mesh;  // index in meshes_
+    PlaneResampler resampler;
+};
+
+FrameRenderer::FrameRenderer(const PinholeCamera& source, const PinholeCamera& output,
+                             RenderSettings settings)
+    : source_(source), output_(output), threads_(settings.threads) {
+    if (threads_ <= 0)
+        threads_ = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+}
+
+FrameRenderer::~FrameRenderer() = default;
+
+void FrameRenderer::prepare(const AVFrame& frame) {
+    if (frame.format == format_ && frame.width == width_ && frame.height == height_ &&
+        frame.chroma_location == chromaLocation_) {
+        return;
+    }
+    format_ = frame.format;
+    width_ = frame.width;
+    height_ = frame.height;
+    chromaLocation_ = frame.chroma_location;
+    meshes_.clear();
+    planes_.clear();
+    AVFrame result{};
+    result.format = format_;
+    result.width = output_.width;
+    result.height = output_.height;
+    // Pixels of the source camera are samples of its luma times this.
+    const double scale = width_ / double(source_.width);
+    const double shrinking = source_.focal * scale / output_.focal;
+    const int count = av_pix_fmt_count_planes(static_cast<AVPixelFormat>(format_));
+    for (int i = 0; i < count; ++i) {
+        const SampleGrid from = gridOf(frame, i, source_, chromaLocation_);
+        const SampleGrid to = gridOf(result, i, output_, chromaLocation_);
+        // Planes of chroma have the same grids.
+        if (i < 2 || !(planes_.back()->from == from)) meshes_.emplace_back(to, from);
+        planes_.push_back(std::make_unique<Plane>(Plane{
+            from, to, meshes_.size() - 1, PlaneResampler(shrinking, from.width, from.height)}));
+    }
+}
+
+AvPtr<AVFrame> FrameRenderer::render(const AVFrame& frame, double firstRowTime,
+                                     const OrientationTrack& track,
+                                     const Eigen::Quaterniond& view) {
+    const AvPtr<AVFrame> planar = toPlanar(frame, converter_);
+    prepare(*planar);
+    AvPtr<AVFrame> result =
+        makeFrame(static_cast<AVPixelFormat>(planar->format), output_.width, output_.height);
+    if (av_frame_copy_props(result.get(), planar.get()) < 0) throw std::bad_alloc();
+    // What the source's encoder chose is nothing for the next one.
+    result->pict_type = AV_PICTURE_TYPE_NONE;
+    result->key_frame = 0;
+    result->crop_left = result->crop_right = result->crop_top = result->crop_bottom = 0;
+
+    const RowRotations rotations(source_, firstRowTime, track, view);
+    // One item of work for a row of nodes, a band of source rows, or a row of cells of any plane.
+    constexpr int kBand = 64;
+    std::vector<std::function<void()>> sources;
+    std::vector<std::function<void()>> results;
+    for (SourceMesh& mesh : meshes_) {
+        for (int row = 0; row < mesh.nodeRows(); ++row) {
+            sources.push_back([&, row] { mesh.setRow(row, rotations, output_); });
+        }
+    }
+    for (size_t i = 0; i < planes_.size(); ++i) {
+        Plane& plane = *planes_[i];
+        const int index = static_cast<int>(i);
+        const PlaneView from = planeOf(*planar, index, plane.from);
+        const PlaneView to = planeOf(*result, index, plane.to);
+        const int outside = blackOf(*planar, index, to.depth);
+        for (int y = 0; y < from.height; y += kBand) {
+            sources.push_back([&plane, from, y] {
+                plane.resampler.load(from, y, std::min(y + kBand, from.height));
+            });
+        }
+        const SourceMesh& mesh = meshes_[plane.mesh];
+        for (int row = 0; row < mesh.cellRows(); ++row) {
+            results.push_back([&plane, &mesh, row, to, outside] {
+                plane.resampler.fill(mesh, row, to, outside);
+            });
+        }
+    }
+    const auto run = [&](const std::vector<std::function<void()>>& work) {
+        onThreads(threads_, static_cast<int>(work.size()),
+                  [&](int i) { work[static_cast<size_t>(i)](); });
+    };
+    run(sources);
+    for (const auto& plane : planes_) plane->resampler.finishLoading();
+    run(results);
+    return result;
+}
+
+}  // namespace framehold

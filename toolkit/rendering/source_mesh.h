@@ -1,0 +1,76 @@
+#pragma once
+
+#include "path/orientation_track.h"
+#include "path/pinhole_camera.h"
+
+#include <vector>
+
+#include <Eigen/Geometry>
+
+namespace framehold {
+
+/// Rotations from a virtual camera to the device at the times at which a frame's rows were read.
+class RowRotations {
+public:
+    /// source: camera of the frame. view: orientation of the virtual camera, device -> world.
+    RowRotations(const PinholeCamera& source, double firstRowTime, const OrientationTrack& track,
+                 const Eigen::Quaterniond& view);
+
+    /// Pixel of the source that sees a direction of the virtual camera while its row is read.
+    /// guess: of the row. A direction behind the camera gets a pixel far outside.
+    Eigen::Vector2d sourcePixel(const Eigen::Vector3d& direction, double guess) const;
+
+private:
+    /// Rotation at a row; beyond the picture that of its first or last row.
+    Eigen::Matrix3d at(double row) const;
+
+    PinholeCamera source_;
+    std::vector<Eigen::Matrix3d> rotations_;  // every kRowSpacing rows
+};
+
+/// Samples of a plane: sample i has its centre at pixel i * step + offset, where pixel 0 begins at
+/// 0 and ends at 1.
+struct SampleGrid {
+    int width = 0;  // samples
+    int height = 0;
+    Eigen::Array2d step{1.0, 1.0};
+    Eigen::Array2d offset{0.5, 0.5};
+
+    bool operator==(const SampleGrid& other) const;
+};
+
+/// Positions in a plane of the source that the samples of the same plane of the output read: exact
+/// at the nodes, every kSpacing samples, and linear between them.
+class SourceMesh {
+public:
+    // Samples of luma between nodes. On strong shake no pixel is off by more than 0.05.
+    static constexpr int kSpacing = 16;
+
+    /// output, source: the plane's samples in the two frames.
+    SourceMesh(const SampleGrid& output, const SampleGrid& source);
+
+    /// Number of rows of cells.
+    int cellRows() const { return rows_ - 1; }
+    int cellColumns() const { return columns_ - 1; }
+
+    /// Sets the nodes of one row.
+    void setRow(int row, const RowRotations& rotations, const PinholeCamera& output);
+
+    /// Number of rows of nodes.
+    int nodeRows() const { return rows_; }
+
+    /// Position in samples, that of the first sample being 0, of a node.
+    const Eigen::Vector2d& node(int column, int row) const {
+        return nodes_[static_cast<size_t>(row) * static_cast<size_t>(columns_) +
+                      static_cast<size_t>(column)];
+    }
+
+private:
+    SampleGrid output_;
+    SampleGrid source_;
+    int columns_;
+    int rows_;
+    std::vector<Eigen::Vector2d> nodes_;
+};
+
+}  // namespace framehold
