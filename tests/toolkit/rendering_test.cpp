@@ -1,0 +1,236 @@
+// Frames as a virtual camera without a rolling shutter sees them.
+#include "media/planar_frame.h"
+#include "rendering/frame_renderer.h"
+#include "support/random.h"
+
+#include <cmath>
+
+#include <gtest/gtest.h>
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+using namespace framehold;
+
+namespace {
+
+/// Track of a second, each axis of which swings about `radians` at 9 Hz, and a little at 31 Hz.
+OrientationTrack shake(double radians) {
+    std::vector<MotionSample> rates;
+    for (int i = 0; i <= 400; ++i) {
+        const double t = -0.5 + i / 400.0;
+        MotionSample sample{};
+        sample.time = t;
+        for (int axis = 0; axis < 3; ++axis) {
+            const auto rate = [&](double hertz, double amplitude) {
+                const double w = 2.0 * M_PI * hertz;
+                return amplitude * w * std::cos(w * t + 2.0 * axis);
+            };
+            sample.value[static_cast<size_t>(axis)] =
+                rate(9.0, radians) + rate(31.0, radians / 20.0);
+        }
+        rates.push_back(sample);
+    }
+    return OrientationTrack(GyroPath(rates));
+}
+
+/// Camera of the same field of view at another size, if crop is 1.
+PinholeCamera outputOf(const PinholeCamera& source, int width, int height, double crop) {
+    const double scale = std::min(source.width * crop / width, source.height * crop / height);
+    return {width, height, source.focal / scale, 0.0};
+}
+
+/// Source pixel by the definition, each step with the track's own orientation.
+Eigen::Vector2d exactPixel(const PinholeCamera& source, const OrientationTrack& track,
+                           const Eigen::Vector3d& world) {
+    Eigen::Vector2d pixel(0.0, source.height / 2.0);
+    for (int i = 0; i < 60; ++i) {
+        const double row = pixel.y();
+        pixel = source.project(track.at(source.rowTime(0.0, row)).conjugate() * world);
+        if (std::fabs(pixel.y() - row) < 1e-6) return pixel;
+    }
+    ADD_FAILURE() << "no row sees it";
+    return pixel;
+}
+
+TEST(SourceMesh, IsWithinATwentiethOfAPixelOfTheExactMapping) {
+    const PinholeCamera source{1920, 1080, 1500.0, 0.033};
+    const struct {
+        const char* name;
+        PinholeCamera output;
+        double step;  // luma pixels between samples
+    } kCases[] = {{"luma", outputOf(source, 1920, 1080, 0.8), 1.0},
+                  {"chroma", outputOf(source, 1920, 1080, 0.8), 2.0},
+                  {"half size", outputOf(source, 960, 540, 0.8), 1.0},
+                  {"portrait", outputOf(source, 608, 1080, 0.8), 1.0}};
+    const OrientationTrack track = shake(0.02);
+    const Eigen::Quaterniond view = track.at(0.0165);
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        const auto samples = [&](int size) { return static_cast<int>(size / c.step); };
+        const Eigen::Array2d step(c.step, c.step);
+        const SampleGrid to{samples(c.output.width), samples(c.output.height), step, step / 2};
+        const SampleGrid from{samples(source.width), samples(source.height), step, step / 2};
+        const RowRotations rotations(source, 0.0, track, view);
+        SourceMesh mesh(to, from);
+        for (int row = 0; row < mesh.nodeRows(); ++row) mesh.setRow(row, rotations, c.output);
+        double largest = 0.0;
+        double largestShift = 0.0;
+        for (int y = 0; y < to.height; y += 7) {
+            for (int x = 0; x < to.width; x += 7) {
+                const Eigen::Vector2d pixel = Eigen::Array2d(x, y) * to.step + to.offset;
+                const Eigen::Vector2d exact = exactPixel(source, track, view * c.output.ray(pixel));
+                const int s = SourceMesh::kSpacing;
+                const double u = x % s / double(s);
+                const double v = y % s / double(s);
+                const auto edge = [&](int row) -> Eigen::Vector2d {
+                    return (1.0 - u) * mesh.node(x / s, row) + u * mesh.node(x / s + 1, row);
+                };
+                const Eigen::Vector2d sample = (1.0 - v) * edge(y / s) + v * edge(y / s + 1);
+                const Eigen::Vector2d meshed = sample.array() * from.step + from.offset;
+                largest = std::max(largest, (meshed - exact).norm());
+                const Eigen::Vector2d unturned = source.project(c.output.ray(pixel));
+                largestShift = std::max(largestShift, (unturned - exact).norm());
+            }
+        }
+        EXPECT_LT(largest, 0.05);
+        EXPECT_GT(largestShift, 30.0);
+    }
+}
+
+/// Value of a sample in a frame of planar format.
+int sampleAt(const AVFrame& frame, int plane, int x, int y) {
+    const uint8_t* row = frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane];
+    const bool isWide = depthOf(static_cast<AVPixelFormat>(frame.format)) > 8;
+    return isWide ? reinterpret_cast<const uint16_t*>(row)[x] : row[x];
+}
+
+/// Calls `visit` with the value of each sample in a frame of planar format.
+template <class Visit>
+void forSamples(AVFrame& frame, Visit visit) {
+    const auto format = static_cast<AVPixelFormat>(frame.format);
+    const AVPixFmtDescriptor& d = *av_pix_fmt_desc_get(format);
+    for (int plane = 0; plane < d.nb_components; ++plane) {
+        const int width = AV_CEIL_RSHIFT(frame.width, plane > 0 ? d.log2_chroma_w : 0);
+        const int height = AV_CEIL_RSHIFT(frame.height, plane > 0 ? d.log2_chroma_h : 0);
+        for (int y = 0; y < height; ++y) {
+            uint8_t* row = frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane];
+            for (int x = 0; x < width; ++x) {
+                int value = sampleAt(frame, plane, x, y);
+                visit(plane, x, y, value);
+                if (d.comp[0].depth > 8) {
+                    reinterpret_cast<uint16_t*>(row)[x] = static_cast<uint16_t>(value);
+                } else {
+                    row[x] = static_cast<uint8_t>(value);
+                }
+            }
+        }
+    }
+}
+
+TEST(FrameRenderer, GivesTheSourcesSamplesWhereNothingMoves) {
+    const struct {
+        AVPixelFormat source;
+        AVPixelFormat result;
+        int width;
+        int height;
+    } kCases[] = {{AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV420P, 64, 48},
+                  {AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_YUV420P, 67, 33},
+                  {AV_PIX_FMT_NV12, AV_PIX_FMT_YUV420P, 64, 48},
+                  {AV_PIX_FMT_P010, AV_PIX_FMT_YUV420P10, 65, 49},
+                  {AV_PIX_FMT_YUV420P10BE, AV_PIX_FMT_YUV420P10, 64, 48},
+                  {AV_PIX_FMT_UYVY422, AV_PIX_FMT_YUV422P, 64, 48},
+                  {AV_PIX_FMT_YUV422P12, AV_PIX_FMT_YUV422P12, 64, 48},
+                  {AV_PIX_FMT_YUVA444P16, AV_PIX_FMT_YUV444P16, 64, 48},
+                  {AV_PIX_FMT_GRAY8, AV_PIX_FMT_GRAY8, 64, 48}};
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(av_get_pix_fmt_name(c.source));
+        // Made as the result's format, and brought into the source's with FFmpeg's own accessors.
+        const AvPtr<AVFrame> expected = makeFrame(c.result, c.width, c.height);
+        const AvPtr<AVFrame> frame = makeFrame(c.source, c.width, c.height);
+        // They set bits, but clear none.
+        for (int i = 0; i < 4 && frame->buf[i] != nullptr; ++i) {
+            std::fill_n(frame->buf[i]->data, frame->buf[i]->size, uint8_t{0});
+        }
+        const AVPixFmtDescriptor* source = av_pix_fmt_desc_get(c.source);
+        zpr_test::Random random(7);
+        const int mask = (1 << depthOf(c.result)) - 1;
+        forSamples(*expected, [&](int plane, int x, int y, int& value) {
+            value = (random.byte() << 8 | random.byte()) & mask;
+            const auto word = static_cast<uint16_t>(value);
+            av_write_image_line(&word, frame->data, frame->linesize, source, x, y, plane, 1);
+        });
+        const PinholeCamera camera{c.width, c.height, 60.0, 0.01};
+        FrameRenderer renderer(camera, outputOf(camera, c.width, c.height, 1.0));
+        frame->pts = 17;
+        frame->color_trc = AVCOL_TRC_ARIB_STD_B67;
+        frame->pict_type = AV_PICTURE_TYPE_I;
+        const AvPtr<AVFrame> result =
+            renderer.render(*frame, 0.0, OrientationTrack(), Eigen::Quaterniond::Identity());
+        ASSERT_EQ(result->format, c.result);
+        EXPECT_EQ(result->pts, 17);
+        EXPECT_EQ(result->color_trc, AVCOL_TRC_ARIB_STD_B67);
+        EXPECT_EQ(result->pict_type, AV_PICTURE_TYPE_NONE);
+        EXPECT_EQ(isFullRange(*result), c.source == AV_PIX_FMT_YUVJ420P);
+        int wrong = 0;
+        forSamples(*expected, [&](int plane, int x, int y, int& value) {
+            wrong += value != sampleAt(*result, plane, x, y) ? 1 : 0;
+        });
+        EXPECT_EQ(wrong, 0);
+    }
+}
+
+/// Picture of waves, from -1 to 1 on each plane, at a luma pixel.
+double waves(int plane, const Eigen::Array2d& pixel) {
+    const double phase = plane * 1.3;
+    return 0.5 * std::sin(pixel.x() * 0.26 + phase) + 0.5 * std::cos(pixel.y() * 0.24 + phase);
+}
+
+TEST(FrameRenderer, TakesEachSampleFromWhereItIsSeen) {
+    const struct {
+        AVPixelFormat format;
+        AVChromaLocation location;
+        Eigen::Array2d chroma;  // place of the first chroma sample, in luma pixels
+        double crop;
+    } kCases[] = {{AV_PIX_FMT_YUV420P, AVCHROMA_LOC_UNSPECIFIED, {0.5, 1.0}, 0.5},
+                  {AV_PIX_FMT_YUV420P, AVCHROMA_LOC_LEFT, {0.5, 1.0}, 0.8},
+                  {AV_PIX_FMT_YUV420P10, AVCHROMA_LOC_CENTER, {1.0, 1.0}, 0.5},
+                  {AV_PIX_FMT_YUV420P10, AVCHROMA_LOC_TOPLEFT, {0.5, 0.5}, 0.5},
+                  {AV_PIX_FMT_YUV422P10, AVCHROMA_LOC_UNSPECIFIED, {0.5, 0.5}, 0.5},
+                  {AV_PIX_FMT_YUV444P, AVCHROMA_LOC_UNSPECIFIED, {0.5, 0.5}, 0.5}};
+    const PinholeCamera source{320, 240, 300.0, 0.03};
+    const OrientationTrack track = shake(0.01);
+    const Eigen::Quaterniond view = track.at(0.015);
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(std::string(av_get_pix_fmt_name(c.format)) + ", " +
+                     av_chroma_location_name(c.location));
+        const AVPixFmtDescriptor& d = *av_pix_fmt_desc_get(c.format);
+        const int bits = d.comp[0].depth;
+        const auto pixelOf = [&](int plane, int x, int y) -> Eigen::Array2d {
+            if (plane == 0) return {x + 0.5, y + 0.5};
+            return Eigen::Array2d(x << d.log2_chroma_w, y << d.log2_chroma_h) + c.chroma;
+        };
+        const double middle = 1 << (bits - 1);
+        const double amplitude = 0.4 * (1 << bits);
+        const AvPtr<AVFrame> frame = makeFrame(c.format, source.width, source.height);
+        frame->chroma_location = c.location;
+        forSamples(*frame, [&](int plane, int x, int y, int& value) {
+            value = static_cast<int>(
+                std::lround(middle + amplitude * waves(plane, pixelOf(plane, x, y))));
+        });
+        const PinholeCamera output = outputOf(source, 200, 240, c.crop);
+        FrameRenderer renderer(source, output);
+        const AvPtr<AVFrame> result = renderer.render(*frame, 0.0, track, view);
+        double largest = 0.0;
+        forSamples(*result, [&](int plane, int x, int y, int& value) {
+            const Eigen::Vector2d pixel = pixelOf(plane, x, y);
+            const Eigen::Vector2d seen = exactPixel(source, track, view * output.ray(pixel));
+            const double expected = middle + amplitude * waves(plane, seen);
+            largest = std::max(largest, std::fabs(value - expected) / amplitude);
+        });
+        EXPECT_LT(largest, 0.02);  // a quarter of a pixel is 0.03
+    }
+}
+
+}  // namespace
