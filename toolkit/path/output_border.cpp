@@ -1,0 +1,127 @@
+#include "path/output_border.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace framehold {
+
+namespace {
+
+using Eigen::Quaterniond;
+using Eigen::Vector2d;
+using Eigen::Vector3d;
+
+/// Pixels of the source around one that a renderer reads: from 1 before to 2 after, if it is
+/// bicubic.
+constexpr double kMargin = 2.0;
+
+/// Between orientations that lie close together.
+Quaterniond between(const Quaterniond& from, const Quaterniond& to, double share) {
+    const double sign = from.dot(to) < 0.0 ? -1.0 : 1.0;
+    return Quaterniond((1.0 - share) * from.coeffs() + share * sign * to.coeffs()).normalized();
+}
+
+/// Derivatives of PinholeCamera::project.
+Eigen::Matrix<double, 2, 3> projectSlopes(const PinholeCamera& camera, const Vector3d& d) {
+    const double scale = camera.focal / -d.z();
+    Eigen::Matrix<double, 2, 3> result;
+    result << 0.0, -scale, -scale * d.y() / -d.z(),  //
+        -scale, 0.0, -scale * d.x() / -d.z();
+    return result;
+}
+
+Eigen::Matrix3d crossMatrix(const Vector3d& v) {
+    Eigen::Matrix3d result;
+    result << 0.0, -v.z(), v.y(), v.z(), 0.0, -v.x(), -v.y(), v.x(), 0.0;
+    return result;
+}
+
+}  // namespace
+
+RowOrientations::RowOrientations(const OrientationTrack& track, const PinholeCamera& source,
+                                 double firstRowTime)
+    : stepsPerRow_(static_cast<double>(kSteps) / source.height) {
+    if (source.readout == 0.0) {
+        rows_.fill(track.at(firstRowTime));
+        return;
+    }
+    for (int i = 0; i <= kSteps; ++i) {
+        rows_[static_cast<size_t>(i)] = track.at(source.rowTime(firstRowTime, i / stepsPerRow_));
+    }
+}
+
+Quaterniond RowOrientations::at(double y) const {
+    const double step = std::clamp(y * stepsPerRow_, 0.0, static_cast<double>(kSteps));
+    const auto before = static_cast<size_t>(std::min(static_cast<int>(step), kSteps - 1));
+    return between(rows_[before], rows_[before + 1], step - static_cast<double>(before));
+}
+
+OutputBorder::OutputBorder(const PinholeCamera& source, const PinholeCamera& output)
+    : source_(source) {
+    auto point = points_.begin();
+    for (int axis = 0; axis < 2; ++axis) {
+        for (const double sign : {-1.0, 1.0}) {
+            for (int i = 0; i < kPerSide; ++i) {
+                const double along = static_cast<double>(i) / (kPerSide - 1);
+                const double across = sign < 0.0 ? 0.0 : 1.0;
+                const Vector2d place =
+                    axis == 0 ? Vector2d(across, along) : Vector2d(along, across);
+                const Vector2d size(output.width, output.height);
+                *point++ = {output.ray(place.cwiseProduct(size)), axis, sign};
+            }
+        }
+    }
+    PinholeCamera still = source;
+    still.readout = 0.0;
+    plain_ = distances(RowOrientations({}, still, 0.0), Quaterniond::Identity());
+}
+
+OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows,
+                                                const Quaterniond& view, Slopes* slopes) const {
+    constexpr int kRounds = 4;        // each leaves a tenth of the error, or less
+    constexpr double kRowStep = 1.0;  // rows, for the derivative
+    Distances result;
+    for (int i = 0; i < kCount; ++i) {
+        const Point& point = points_[static_cast<size_t>(i)];
+        const Vector3d direction = view * point.ray;
+        const auto seen = [&](double y) -> Vector3d {
+            Vector3d d = rows.at(y).conjugate() * direction;
+            // A view so far from the camera is no candidate; keeps numbers finite.
+            d.z() = std::min(d.z(), -0.05 * point.ray.norm());
+            return d;
+        };
+        double y = source_.height / 2.0;
+        Vector2d pixel;
+        for (int round = 0; round < kRounds; ++round) {
+            pixel = source_.project(seen(y));
+            y = std::clamp(pixel.y(), 0.0, static_cast<double>(source_.height));
+        }
+        const double size = point.axis == 0 ? source_.width : source_.height;
+        // Valid for pixels at whole coordinates and for those at halves.
+        const double limit = point.sign < 0.0 ? kMargin : size - 1.0 - kMargin;
+        result[i] = point.sign * (pixel[point.axis] - limit);
+        if (!slopes) continue;
+        const Vector3d d = seen(y);
+        const Eigen::Matrix<double, 2, 3> still = projectSlopes(source_, d) *
+                                                  rows.at(y).conjugate().toRotationMatrix() *
+                                                  view.toRotationMatrix() * -crossMatrix(point.ray);
+        // A point that moves down is read later, when the camera has turned on.
+        const Vector2d perRow =
+            (source_.project(seen(y + kRowStep)) - source_.project(seen(y - kRowStep))) /
+            (2.0 * kRowStep);
+        const Eigen::RowVector3d down = still.row(1) / std::max(0.2, 1.0 - perRow.y());
+        slopes->row(i) = point.sign * (point.axis == 0 ? still.row(0) + perRow.x() * down : down);
+    }
+    return result;
+}
+
+double OutputBorder::shareUsed(const Distances& distances) const {
+    double result = 0.0;
+    for (int i = 0; i < kCount; ++i) {
+        const double room = -plain_[i];
+        result = std::max(result, room > 0.0 ? 1.0 + distances[i] / room : 1.0);
+    }
+    return result;
+}
+
+}  // namespace framehold
