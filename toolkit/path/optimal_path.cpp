@@ -1,0 +1,105 @@
+#include "path/optimal_path.h"
+
+#include "common/median.h"
+#include "path/path_segment.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace framehold {
+
+namespace {
+
+using Eigen::Quaterniond;
+
+/// Ends of the runs of frames without a long gap, as indices.
+std::vector<size_t> segmentEnds(const std::vector<double>& times) {
+    constexpr double kGap = 2.0;         // seconds
+    constexpr double kGapFrames = 10.0;  // frame intervals, for clips of few frames a second
+    std::vector<double> intervals{0.0};
+    for (size_t i = 1; i < times.size(); ++i) intervals.push_back(times[i] - times[i - 1]);
+    const double gap = std::max(kGap, kGapFrames * median(intervals));
+    std::vector<size_t> ends;
+    for (size_t i = 1; i < times.size(); ++i) {
+        if (intervals[i] > gap) ends.push_back(i);
+    }
+    ends.push_back(times.size());
+    return ends;
+}
+
+/// Solves a segment in windows that overlap: the part of each that the next one solves anew is long
+/// enough for the path before it not to depend on what follows.
+void solveInWindows(PathSegment& segment, double smoothing,
+                    const std::function<void(double)>& onProgress) {
+    constexpr double kKept = 20.0;           // seconds
+    constexpr double kAhead = 5.0;           // seconds, and in addition
+    constexpr double kAheadSmoothing = 6.0;  // times the smoothing
+    const auto nodes = [&](double seconds) {
+        return static_cast<size_t>(std::ceil(seconds / segment.step()));
+    };
+    const size_t kept = nodes(kKept);
+    const size_t ahead = nodes(kAhead + kAheadSmoothing * smoothing);
+    const size_t count = segment.nodeCount();
+    for (size_t begin = 0;;) {
+        const size_t next = begin + kept;
+        const size_t end = next + ahead < count ? next + ahead : count;
+        segment.solve(begin, end, [&](double share) {
+            const auto solved = static_cast<double>(std::min(next, count) - begin);
+            onProgress((static_cast<double>(begin) + share * solved) / static_cast<double>(count));
+        });
+        if (end == count) return;
+        begin = next;
+    }
+}
+
+/// Turns a view back towards the camera until its border is inside, or as far as the camera's own.
+Quaterniond insideView(const Quaterniond& view, const RowOrientations& rows,
+                       const OutputBorder& border) {
+    constexpr int kHalvings = 12;
+    const Quaterniond& own = rows.middle();
+    const OutputBorder::Distances limits = border.distances(rows, own).cwiseMax(0.0);
+    const auto isInside = [&](const Quaterniond& candidate) {
+        return ((limits - border.distances(rows, candidate)).array() >= 0.0).all();
+    };
+    if (isInside(view)) return view;
+    double good = 0.0;
+    double bad = 1.0;
+    for (int i = 0; i < kHalvings; ++i) {
+        const double share = (good + bad) / 2.0;
+        (isInside(own.slerp(share, view)) ? good : bad) = share;
+    }
+    return own.slerp(good, view);
+}
+
+}  // namespace
+
+double smoothingSeconds(int strength) { return std::pow(1.3, strength - 9); }
+
+OptimalPath findOptimalPath(const OrientationTrack& track, const std::vector<double>& firstRowTimes,
+                            const PinholeCamera& source, const PinholeCamera& output,
+                            double smoothing, const std::function<void(double)>& onProgress) {
+    OptimalPath result;
+    if (firstRowTimes.empty()) return result;
+    const OutputBorder border(source, output);
+    const auto total = static_cast<double>(firstRowTimes.size());
+    size_t begin = 0;
+    for (const size_t end : segmentEnds(firstRowTimes)) {
+        const std::vector<double> times(firstRowTimes.begin() + static_cast<std::ptrdiff_t>(begin),
+                                        firstRowTimes.begin() + static_cast<std::ptrdiff_t>(end));
+        PathSegment segment(track, source, border, smoothing, times);
+        solveInWindows(segment, smoothing, [&](double share) {
+            const auto solved = share * static_cast<double>(end - begin);
+            onProgress((static_cast<double>(begin) + solved) / total);
+        });
+        for (const double time : times) {
+            const RowOrientations rows(track, source, time);
+            result.views.push_back(insideView(segment.viewAt(time), rows, border));
+            result.shareUsed.push_back(
+                border.shareUsed(border.distances(rows, result.views.back())));
+        }
+        begin = end;
+    }
+    return result;
+}
+
+}  // namespace framehold

@@ -1,0 +1,313 @@
+#include "path/path_segment.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <ceres/cost_function.h>
+#include <ceres/problem.h>
+#include <ceres/solver.h>
+#include <glog/logging.h>
+
+namespace framehold {
+
+namespace {
+
+using Eigen::Matrix3d;
+using Eigen::Quaterniond;
+using Eigen::Vector3d;
+using Distances = OutputBorder::Distances;
+using Slopes = OutputBorder::Slopes;
+
+constexpr double kNodesPerSecond = 30.0;
+constexpr double kReserve = 0.25;  // pixels that the border stays inside, for what a solution errs
+
+/// Weights of the squares of the distance from the track, the speed, the acceleration and the jerk,
+/// in units of the smoothing: powers of a Gaussian's variance stand before the last three, so that
+/// high frequencies fade at least as they do behind a Gaussian. Deliberate: no weight on the speed.
+/// It is bounded by the distance from the track, and where a clip starts or ends in a pan a weight
+/// would slow the path down.
+/// Squares, since a path of least absolute acceleration or jerk bends at points.
+constexpr double kWeights[] = {1.0, 0.0, 0.5, 1.0};
+constexpr size_t kOrders = 3;  // differences over up to four nodes
+
+Quaterniond exponential(const Vector3d& turn) {
+    return Quaterniond(Eigen::AngleAxisd(turn.norm(), turn.stableNormalized()));
+}
+
+/// Turn from one orientation to another, in the axes of the first.
+Vector3d turnBetween(const Quaterniond& from, const Quaterniond& to) {
+    Quaterniond turn = from.conjugate() * to;
+    if (turn.w() < 0.0) turn.coeffs() = -turn.coeffs();
+    const Eigen::AngleAxisd result(turn);
+    return result.angle() * result.axis();
+}
+
+/// Seconds between nodes for frames that take `length` seconds in all.
+double nodeStep(const std::vector<double>& times) {
+    const double length = times.back() - times.front();
+    if (!(length > 0.0)) return 1.0 / kNodesPerSecond;
+    const double frameStep = length / static_cast<double>(times.size() - 1);
+    const double framesPerNode = std::max(1.0, std::round(1.0 / (kNodesPerSecond * frameStep)));
+    return length / std::max(1.0, std::round(length / (frameStep * framesPerNode)));
+}
+
+/// Residual that is linear in the turns of neighbouring nodes: constant + sum of factors * turns.
+class MotionCost final : public ceres::CostFunction {
+public:
+    MotionCost(double weight, const Vector3d& constant, std::vector<Matrix3d> factors)
+        : constant_(weight * constant), factors_(std::move(factors)) {
+        for (Matrix3d& factor : factors_) factor *= weight;
+        mutable_parameter_block_sizes()->assign(factors_.size(), 3);
+        set_num_residuals(3);
+    }
+
+    bool Evaluate(double const* const* turns, double* residuals,
+                  double** jacobians) const override {
+        Eigen::Map<Vector3d> residual(residuals);
+        residual = constant_;
+        for (size_t i = 0; i < factors_.size(); ++i) {
+            residual += factors_[i] * Eigen::Map<const Vector3d>(turns[i]);
+            if (!jacobians || !jacobians[i]) continue;
+            Eigen::Map<Eigen::Matrix<double, 3, 3, Eigen::RowMajor>> out(jacobians[i]);
+            out = factors_[i];
+        }
+        return true;
+    }
+
+private:
+    Vector3d constant_;
+    std::vector<Matrix3d> factors_;
+};
+
+/// Penalty for the part of a frame's border that is beyond its limits, linear in the turns of the
+/// nodes around the frame.
+class BorderCost final : public ceres::CostFunction {
+public:
+    /// shares: of the nodes' turns in the frame's.
+    BorderCost(double weight, const Distances& beyond, const Slopes& slopes,
+               const std::array<double, 4>& shares, size_t nodes)
+        : weight_(weight), beyond_(beyond), slopes_(slopes), shares_(shares) {
+        mutable_parameter_block_sizes()->assign(nodes, 3);
+        set_num_residuals(OutputBorder::kCount);
+    }
+
+    bool Evaluate(double const* const* turns, double* residuals,
+                  double** jacobians) const override {
+        const size_t nodes = parameter_block_sizes().size();
+        Vector3d turn = Vector3d::Zero();
+        for (size_t i = 0; i < nodes; ++i) {
+            turn += shares_[i] * Eigen::Map<const Vector3d>(turns[i]);
+        }
+        const Distances beyond = beyond_ + slopes_ * turn;
+        Eigen::Map<Distances> penalties(residuals);
+        penalties = weight_ * beyond.cwiseMax(0.0);
+        if (!jacobians) return true;
+        for (size_t i = 0; i < nodes; ++i) {
+            if (!jacobians[i]) continue;
+            Eigen::Map<Eigen::Matrix<double, OutputBorder::kCount, 3, Eigen::RowMajor>> out(
+                jacobians[i]);
+            for (int row = 0; row < OutputBorder::kCount; ++row) {
+                out.row(row) = (beyond[row] > 0.0 ? weight_ * shares_[i] : 0.0) * slopes_.row(row);
+            }
+        }
+        return true;
+    }
+
+private:
+    double weight_;
+    Distances beyond_;
+    Slopes slopes_;
+    std::array<double, 4> shares_;
+};
+
+}  // namespace
+
+PathSegment::PathSegment(const OrientationTrack& track, const PinholeCamera& source,
+                         const OutputBorder& border, double smoothing,
+                         const std::vector<double>& firstRowTimes)
+    : track_(track), source_(source), border_(border), smoothing_(smoothing),
+      frameTimes_(firstRowTimes), step_(nodeStep(firstRowTimes)) {
+    const double length = frameTimes_.back() - frameTimes_.front();
+    const auto intervals = static_cast<size_t>(std::max(0.0, std::round(length / step_)));
+    for (size_t i = 0; i <= intervals; ++i) {
+        const double time = frameTimes_.front() + step_ * static_cast<double>(i);
+        targets_.push_back(track.at(source.rowTime(time, source.height / 2.0)));
+    }
+    nodes_ = targets_;
+}
+
+PathSegment::Stencil PathSegment::stencilAt(double firstRowTime) const {
+    constexpr double kSame = 1e-3;  // of a step: the frame is at the node
+    const double last = static_cast<double>(nodes_.size() - 1);
+    const double place = std::clamp((firstRowTime - frameTimes_.front()) / step_, 0.0, last);
+    const double nearest = std::round(place);
+    if (std::abs(place - nearest) < kSame) return {static_cast<size_t>(nearest), 1, {1.0}};
+    const auto before = static_cast<size_t>(place);
+    const double u = place - static_cast<double>(before);
+    const double v = 1.0 - u;
+    if (before == 0 || before + 2 >= nodes_.size()) return {before, 2, {v, u}};
+    // Catmull-Rom
+    return {before - 1,
+            4,
+            {-0.5 * u * v * v, v * (1.0 + u - 1.5 * u * u), u * (1.0 + v - 1.5 * v * v),
+             -0.5 * v * u * u}};
+}
+
+Quaterniond PathSegment::viewAt(const Stencil& stencil) const {
+    const Quaterniond& base = nodes_[stencil.first];
+    Vector3d turn = Vector3d::Zero();
+    for (size_t i = 1; i < stencil.count; ++i) {
+        turn += stencil.shares[i] * turnBetween(base, nodes_[stencil.first + i]);
+    }
+    return (base * exponential(turn)).normalized();
+}
+
+Quaterniond PathSegment::viewAt(double firstRowTime) const {
+    return viewAt(stencilAt(firstRowTime));
+}
+
+/// Nodes that are optimised together. Each round linearises motion and border around the path so
+/// far, solves, and raises the multipliers of limits that are still crossed (augmented Lagrangian).
+class PathSegment::Window {
+public:
+    Window(PathSegment& segment, size_t begin, size_t end);
+
+    /// Solves once; returns the largest turn of a node in pixels, or the farthest that the border
+    /// was beyond its limits before, if that is more.
+    double improve(bool isFirst);
+
+private:
+    struct Frame {
+        Stencil stencil;
+        RowOrientations rows;
+        Distances limits;       // of the border: more than 0 where the camera's own view is outside
+        Distances multipliers;  // over the penalty's weight: pixels
+    };
+
+    double* turnOf(size_t node) { return turns_[node - first_].data(); }
+    void addMotion(ceres::Problem& problem);
+    double addBorder(ceres::Problem& problem, bool isFirst);
+
+    PathSegment& segment_;
+    size_t begin_;
+    size_t end_;
+    size_t first_;                 // of the nodes before `begin_` that motion looks back to
+    std::vector<Vector3d> turns_;  // from the path so far, of node `first_` on
+    std::vector<Frame> frames_;
+};
+
+PathSegment::Window::Window(PathSegment& segment, size_t begin, size_t end)
+    : segment_(segment), begin_(begin), end_(end), first_(begin - std::min(begin, kOrders)),
+      turns_(end - first_) {
+    for (const double time : segment.frameTimes_) {
+        const Stencil stencil = segment.stencilAt(time);
+        const size_t stencilEnd = stencil.first + stencil.count;
+        if (stencil.first < first_ || stencilEnd <= begin || stencilEnd > end) continue;
+        const RowOrientations rows(segment.track_, segment.source_, time);
+        const Distances own = segment.border_.distances(rows, rows.middle());
+        frames_.push_back({stencil, rows, own.cwiseMax(-kReserve), Distances::Zero()});
+    }
+}
+
+void PathSegment::Window::addMotion(ceres::Problem& problem) {
+    static constexpr double kDifferences[kOrders][kOrders] = {{1.0}, {-1.0, 1.0}, {1.0, -2.0, 1.0}};
+    const std::vector<Quaterniond>& nodes = segment_.nodes_;
+    const double variance = std::pow(segment_.smoothing_ / segment_.step_, 2.0) / 2.0;
+    std::array<double, kOrders + 1> weights;
+    for (size_t order = 0; order <= kOrders; ++order) {
+        weights[order] =
+            segment_.source_.focal *
+            std::sqrt(kWeights[order] * std::pow(variance, static_cast<double>(order)));
+    }
+    for (size_t k = begin_; k < end_; ++k) {
+        problem.AddResidualBlock(
+            new MotionCost(weights[0], turnBetween(segment_.targets_[k], nodes[k]),
+                           {Matrix3d::Identity()}),
+            nullptr, turnOf(k));
+    }
+    std::vector<Vector3d> speeds;
+    for (size_t k = first_; k + 1 < end_; ++k) {
+        speeds.push_back(turnBetween(nodes[k], nodes[k + 1]));
+    }
+    for (size_t order = 1; order <= kOrders; ++order) {
+        if (kWeights[order] == 0.0) continue;
+        for (size_t k = first_; k + order < end_; ++k) {
+            if (k + order < begin_) continue;
+            Vector3d constant = Vector3d::Zero();
+            std::vector<Matrix3d> factors(order + 1, Matrix3d::Zero());
+            std::vector<double*> blocks;
+            for (size_t i = 0; i < order; ++i) {
+                const double share = kDifferences[order - 1][i];
+                const Vector3d& speed = speeds[k + i - first_];
+                constant += share * speed;
+                factors[i] -= share * exponential(speed).conjugate().toRotationMatrix();
+                factors[i + 1] += share * Matrix3d::Identity();
+            }
+            for (size_t i = 0; i <= order; ++i) blocks.push_back(turnOf(k + i));
+            problem.AddResidualBlock(new MotionCost(weights[order], constant, std::move(factors)),
+                                     nullptr, blocks);
+        }
+    }
+}
+
+double PathSegment::Window::addBorder(ceres::Problem& problem, bool isFirst) {
+    constexpr double kPenalty = 30.0;  // against a pixel from the track
+    double worst = 0.0;
+    for (Frame& frame : frames_) {
+        const Stencil& stencil = frame.stencil;
+        Slopes slopes;
+        const Distances beyond =
+            segment_.border_.distances(frame.rows, segment_.viewAt(stencil), &slopes) -
+            frame.limits;
+        worst = std::max(worst, beyond.maxCoeff());
+        if (!isFirst) frame.multipliers = (frame.multipliers + beyond).cwiseMax(0.0);
+        std::vector<double*> blocks;
+        for (size_t i = 0; i < stencil.count; ++i) blocks.push_back(turnOf(stencil.first + i));
+        problem.AddResidualBlock(new BorderCost(kPenalty, beyond + frame.multipliers, slopes,
+                                                stencil.shares, stencil.count),
+                                 nullptr, blocks);
+    }
+    return worst;
+}
+
+double PathSegment::Window::improve(bool isFirst) {
+    std::fill(turns_.begin(), turns_.end(), Vector3d::Zero());
+    ceres::Problem problem;
+    addMotion(problem);
+    double worst = addBorder(problem, isFirst);
+    for (size_t k = first_; k < begin_; ++k) {
+        if (problem.HasParameterBlock(turnOf(k))) problem.SetParameterBlockConstant(turnOf(k));
+    }
+    ceres::Solver::Options options;
+    options.linear_solver_type = ceres::SPARSE_NORMAL_CHOLESKY;
+    // The problem is linear but for the border: steps need no bound.
+    options.initial_trust_region_radius = 1e16;
+    options.max_trust_region_radius = 1e20;
+    options.max_num_iterations = 20;
+    options.logging_type = ceres::SILENT;
+    ceres::Solver::Summary summary;
+    ceres::Solve(options, &problem, &summary);
+    if (!summary.IsSolutionUsable()) return 0.0;
+    double largest = 0.0;
+    for (size_t k = begin_; k < end_; ++k) {
+        const Vector3d& turn = turns_[k - first_];
+        largest = std::max(largest, segment_.source_.focal * turn.norm());
+        segment_.nodes_[k] = (segment_.nodes_[k] * exponential(turn)).normalized();
+    }
+    return std::max(largest, worst);
+}
+
+void PathSegment::solve(size_t begin, size_t end, const std::function<void(double)>& onProgress) {
+    constexpr int kRounds = 8;
+    constexpr double kEnough = 0.1;          // pixels
+    FLAGS_minloglevel = google::GLOG_FATAL;  // Ceres also tells of steps too small to count
+    Window window(*this, begin, end);
+    for (int round = 0; round < kRounds; ++round) {
+        const double change = window.improve(round == 0);
+        const bool isDone = (round > 0 && change < kEnough) || round + 1 == kRounds;
+        onProgress(isDone ? 1.0 : static_cast<double>(round + 1) / kRounds);
+        if (isDone) return;
+    }
+}
+
+}  // namespace framehold
