@@ -1,16 +1,10 @@
 #include "path/gyro_path.h"
 
+#include "path/rotation_vector.h"
+
 #include <algorithm>
 
 namespace framehold {
-
-namespace {
-
-Eigen::Quaterniond rotation(const Eigen::Vector3d& turn) {
-    return Eigen::Quaterniond(Eigen::AngleAxisd(turn.norm(), turn.stableNormalized()));
-}
-
-}  // namespace
 
 GyroPath::GyroPath(const std::vector<MotionSample>& rates)
     : posesPerSecond_(samplesPerSecond(rates)) {
@@ -21,7 +15,7 @@ GyroPath::GyroPath(const std::vector<MotionSample>& rates)
         if (!poses_.empty() && sample.time == pose.time) continue;
         const Eigen::Vector3d turn =
             Eigen::Map<const Eigen::Vector3d>(sample.value.data()) * (sample.time - pose.time);
-        pose.orientation = (pose.orientation * rotation(turn)).normalized();
+        pose.orientation = (pose.orientation * rotationBy(turn)).normalized();
         pose.turned += turn;
         pose.time = sample.time;
         poses_.push_back(pose);
@@ -62,7 +56,7 @@ Eigen::Vector3d GyroPath::turnIn(const Interval& in) const {
 
 Eigen::Quaterniond GyroPath::at(double time) const {
     const Interval in = find(time);
-    return poses_[in.end - 1].orientation * rotation(turnIn(in));
+    return poses_[in.end - 1].orientation * rotationBy(turnIn(in));
 }
 
 Eigen::Vector3d GyroPath::turned(double time) const {

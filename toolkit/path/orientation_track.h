@@ -10,10 +10,10 @@
 
 namespace framehold {
 
-/// Rotation that is added to a track at a time.
+/// Rotation that corrects a track at a time.
 struct TrackCorrection {
-    double time;           // seconds
-    Eigen::Vector3d turn;  // rotation vector in device axes, radians
+    double time;              // seconds
+    Eigen::Quaterniond turn;  // of the track's world, about its axes
 };
 
 /// Orientation of a camera over a clip, from device axes to a world whose axes are those of the
@@ -26,8 +26,8 @@ public:
 
     explicit OrientationTrack(GyroPath gyro) : gyro_(std::move(gyro)) {}
 
-    /// Adds rotations, each after the orientation so far; between their times along a cubic, outside
-    /// as at the nearest one. In order of time, which differs. Replaces those of an earlier call.
+    /// Applies rotations after the orientation so far; between their times along a cubic, outside as
+    /// at the nearest one. In order of time, which differs. Replaces those of an earlier call.
     void correct(std::vector<TrackCorrection> corrections) {
         corrections_ = std::move(corrections);
     }
@@ -36,7 +36,7 @@ public:
     Eigen::Quaterniond at(double time) const;
 
 private:
-    Eigen::Vector3d correctionAt(double time) const;
+    Eigen::Quaterniond correctionAt(double time) const;
 
     std::optional<GyroPath> gyro_;
     std::vector<TrackCorrection> corrections_;
