@@ -1,0 +1,152 @@
+// Tracks that pictures refine, from features that are made up: no video is decoded.
+
+#include "path/picture_refinement.h"
+
+#include "path/rotation_vector.h"
+#include "support/random.h"
+
+#include <cmath>
+#include <ostream>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace framehold {
+namespace {
+
+constexpr double kFramesPerSecond = 30.0;
+constexpr int kFrames = 120;
+constexpr double kLogRate = 400.0;  // Hz
+constexpr double kFocal = 500.0;    // pixels
+
+struct RefinementCase {
+    const char* name;
+    bool isLogged;
+    double missing;            // radians, amplitude of shake that the log does not hold
+    double bias;               // rad/s, of the log
+    double pan;                // rad/s
+    double readout;            // seconds
+    double noise;              // pixels, of a feature's position
+    double moving;             // share of the features
+    double zoom;               // growth of the picture per frame, as a share
+    double largestStepError;   // pixels, root mean square over pairs of frames
+    double largestTotalError;  // radians, of the rotation from the first to the last frame
+};
+
+std::ostream& operator<<(std::ostream& stream, const RefinementCase& c) { return stream << c.name; }
+
+/// A camera in a scene of features far away, and its log.
+class Scene {
+public:
+    explicit Scene(const RefinementCase& c)
+        : case_(c), camera_{640, 360, kFocal, c.readout}, hand_(ratesOf(c.pan, 0.0)) {}
+
+    const PinholeCamera& camera() const { return camera_; }
+
+    OrientationTrack logged() const {
+        if (!case_.isLogged) return {};
+        return OrientationTrack(GyroPath(ratesOf(case_.pan, case_.bias)));
+    }
+
+    /// Orientation of the camera.
+    Eigen::Quaterniond at(double time) const {
+        const Eigen::Vector3d step(std::sin(9.0 * time), std::cos(14.0 * time),
+                                   std::sin(11.0 * time));
+        return hand_.at(time) * rotationBy(case_.missing * step);
+    }
+
+    std::vector<FeatureMotion> motions(double from, double to, zpr_test::Random& random) const {
+        const Eigen::Vector2d centre(camera_.width / 2.0, camera_.height / 2.0);
+        const Eigen::Vector2d half(0.5, 0.5);  // the first pixel's centre is (0, 0) for features
+        const double noise = std::sqrt(3.0) * case_.noise;
+        std::vector<FeatureMotion> result;
+        for (int i = 0; i < 250; ++i) {
+            const bool moves = random.uniform(0.0, 1.0) < case_.moving;
+            // Moving features are in one half of the picture, as those of a car are.
+            const Eigen::Vector2d start(random.uniform(0.0, moves ? 0.5 : 1.0) * camera_.width,
+                                        random.uniform(0.0, 1.0) * camera_.height);
+            const Eigen::Vector3d direction =
+                at(camera_.rowTime(from, start.y())) * camera_.ray(start);
+            Eigen::Vector2d end = start;
+            for (int round = 0; round < 8; ++round) {
+                end = camera_.project(at(camera_.rowTime(to, end.y())).conjugate() * direction);
+            }
+            end = centre + (1.0 + case_.zoom) * (end - centre);
+            if (moves) end += Eigen::Vector2d(random.uniform(5.0, 7.0), -3.0);
+            end += Eigen::Vector2d(random.uniform(-noise, noise), random.uniform(-noise, noise));
+            const Eigen::Vector2f a = (start - half).cast<float>();
+            const Eigen::Vector2f b = (end - half).cast<float>();
+            result.push_back({a.x(), a.y(), b.x(), b.y()});
+        }
+        return result;
+    }
+
+private:
+    static std::vector<MotionSample> ratesOf(double pan, double bias) {
+        std::vector<MotionSample> rates;
+        for (int i = 0; i < kLogRate * (kFrames / kFramesPerSecond + 1.0); ++i) {
+            const double t = i / kLogRate;
+            rates.push_back({t,
+                             {pan + bias + 0.2 * std::sin(20.0 * t), 0.3 * std::cos(13.0 * t),
+                              bias + 0.1 * std::sin(17.0 * t)}});
+        }
+        return rates;
+    }
+
+    RefinementCase case_;
+    PinholeCamera camera_;
+    GyroPath hand_;
+};
+
+class PictureRefinementTest : public testing::TestWithParam<RefinementCase> {};
+
+TEST_P(PictureRefinementTest, FollowsTheCamera) {
+    const RefinementCase& c = GetParam();
+    const Scene scene(c);
+    zpr_test::Random random(7);
+    PictureRefinement refinement(scene.camera(), scene.logged());
+    const auto frameTime = [](int frame) { return 0.2 + frame / kFramesPerSecond; };
+    for (int i = 0; i + 1 < kFrames; ++i) {
+        refinement.add(frameTime(i), frameTime(i + 1),
+                       scene.motions(frameTime(i), frameTime(i + 1), random));
+    }
+    const OrientationTrack track = refinement.refined();
+    const auto turn = [&](const auto& path, int from, int to) {
+        const double middle = c.readout / 2.0;
+        return Eigen::Quaterniond(path.at(frameTime(from) + middle).conjugate() *
+                                  path.at(frameTime(to) + middle));
+    };
+    double sum = 0.0;
+    for (int i = 0; i + 1 < kFrames; ++i) {
+        sum += turn(scene, i, i + 1).angularDistance(turn(track, i, i + 1)) *
+               turn(scene, i, i + 1).angularDistance(turn(track, i, i + 1));
+    }
+    EXPECT_LT(kFocal * std::sqrt(sum / (kFrames - 1)), c.largestStepError);
+    EXPECT_LT(turn(scene, 0, kFrames - 1).angularDistance(turn(track, 0, kFrames - 1)),
+              c.largestTotalError);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Clips, PictureRefinementTest,
+    testing::Values(
+        // Name, log, missing, bias, pan, readout, noise, moving, zoom; step and total error.
+        RefinementCase{"perfect log", true, 0, 0, 0.5, 0.03, 0, 0, 0, 1e-4, 1e-5},
+        RefinementCase{"perfect log, noise", true, 0, 0, 0.5, 0.03, 0.2, 0, 0, 0.01, 2e-3},
+        RefinementCase{"missing shake", true, 0.01, 0, 0, 0.03, 0.1, 0, 0, 0.04, 3e-3},
+        RefinementCase{"bias", true, 0, 0.02, 0, 0.03, 0.2, 0, 0, 0.03, 3e-3},
+        RefinementCase{"moving things", true, 0.01, 0, 0, 0.03, 0.1, 0.3, 0, 0.04, 3e-3},
+        RefinementCase{"no log", false, 0.01, 0, 0, 0, 0.1, 0.3, 0, 0.05, 3e-3},
+        RefinementCase{"no log, rows", false, 0.01, 0, 0, 0.03, 0.1, 0.3, 0, 0.08, 3e-3},
+        RefinementCase{"no log, forward", false, 0.01, 0, 0, 0, 0.1, 0, 0.02, 0.05, 3e-3},
+        // 3.1 rad in 4 s.
+        RefinementCase{"no log, pan", false, 0, 0, 0.8, 0, 0.1, 0, 0, 0.05, 5e-3}),
+    [](const auto& tested) {
+        std::string name;
+        for (const char* c = tested.param.name; *c != '\0'; ++c) {
+            if (std::isalnum(static_cast<unsigned char>(*c)) != 0) name += *c;
+        }
+        return name;
+    });
+
+}  // namespace
+}  // namespace framehold
