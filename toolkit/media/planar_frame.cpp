@@ -44,12 +44,15 @@ bool isPlanar(const AVPixFmtDescriptor& d, int components) {
 }  // namespace
 
 AVPixelFormat planarFormat(AVPixelFormat format) {
+    return planarFormat(format, std::min(depthOf(format), 16));  // of floats, too
+}
+
+AVPixelFormat planarFormat(AVPixelFormat format, int depth) {
     const AVPixFmtDescriptor* from = av_pix_fmt_desc_get(format);
     if (from == nullptr || (from->flags & AV_PIX_FMT_FLAG_HWACCEL) != 0) return AV_PIX_FMT_NONE;
     const bool isColour = from->nb_components >= 3 || isWithoutLuma(*from);
     AVPixFmtDescriptor wanted = *from;
     if (!isColour || isWithoutLuma(*from)) wanted.log2_chroma_w = wanted.log2_chroma_h = 0;
-    const int depth = std::min(from->comp[0].depth, 16);  // of floats, too
     const AVPixFmtDescriptor* best = nullptr;
     for (auto d = av_pix_fmt_desc_next(nullptr); d != nullptr; d = av_pix_fmt_desc_next(d)) {
         if (!isPlanar(*d, isColour ? 3 : 1) || !isChromaOf(*d, wanted)) continue;

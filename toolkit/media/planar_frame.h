@@ -10,6 +10,9 @@ namespace framehold {
 /// becomes 4:4:4; alpha is left out. None if there is no such format.
 AVPixelFormat planarFormat(AVPixelFormat format);
 
+/// The same of another depth in bits.
+AVPixelFormat planarFormat(AVPixelFormat format, int depth);
+
 /// Depth of a format's samples in bits; 0 for AV_PIX_FMT_NONE.
 int depthOf(AVPixelFormat format);
 

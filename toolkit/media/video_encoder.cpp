@@ -1,6 +1,7 @@
 #include "media/video_encoder.h"
 
 #include "media/libav.h"
+#include "media/planar_frame.h"
 
 #include <algorithm>
 #include <cstring>
@@ -29,8 +30,15 @@ constexpr Defaults kDefaults[] = {
     {"libaom-av1", 25, ""},    {"libvpx-vp9", 24, ""},    {"mpeg4", 3, ""},
 };
 
+bool holds(const AVOutputFormat& container, AVCodecID codec) {
+    // Transport streams have no list of codecs to ask.
+    return avformat_query_codec(&container, codec, FF_COMPLIANCE_NORMAL) == 1 ||
+           std::strcmp(container.name, "mpegts") == 0;
+}
+
 const AVCodec* findEncoder(const std::string& file, const AVOutputFormat& container,
-                           const std::string& name) {
+                           const VideoSettings& settings) {
+    const std::string& name = settings.encoder;
     if (!name.empty()) {
         const AVCodec* encoder = avcodec_find_encoder_by_name(name.c_str());
         if (encoder != nullptr && encoder->type == AVMEDIA_TYPE_VIDEO) return encoder;
@@ -38,10 +46,11 @@ const AVCodec* findEncoder(const std::string& file, const AVOutputFormat& contai
                                            "`ffmpeg -encoders` lists those it has",
                                            name));
     }
-    // Transport streams have no list of codecs to ask.
-    const bool holdsH264 =
-        avformat_query_codec(&container, AV_CODEC_ID_H264, FF_COMPLIANCE_NORMAL) == 1 ||
-        std::strcmp(container.name, "mpegts") == 0;
+    if (depthOf(settings.frameFormat) > 8 && holds(container, AV_CODEC_ID_HEVC)) {
+        const AVCodec* encoder = avcodec_find_encoder_by_name("libx265");
+        if (encoder != nullptr) return encoder;
+    }
+    const bool holdsH264 = holds(container, AV_CODEC_ID_H264);
     const AVCodec* encoder = holdsH264 ? avcodec_find_encoder_by_name("libx264") : nullptr;
     if (encoder == nullptr) {
         encoder = avcodec_find_encoder(holdsH264 ? AV_CODEC_ID_H264 : container.video_codec);
@@ -117,7 +126,7 @@ void tryEncoder(const std::string& file, const VideoSettings& settings) {
 
 VideoEncoder::VideoEncoder(const std::string& file, const AVOutputFormat& container,
                            const VideoSettings& settings, const VideoReader* source)
-    : file_(file), encoder_(findEncoder(file, container, settings.encoder)),
+    : file_(file), encoder_(findEncoder(file, container, settings)),
       hasFrameTimes_(!countsFrames(container)), codec_(avcodec_alloc_context3(encoder_)),
       packet_(makePacket()) {
     if (!codec_) throw std::bad_alloc();
@@ -127,6 +136,7 @@ VideoEncoder::VideoEncoder(const std::string& file, const AVOutputFormat& contai
     codec_->framerate = settings.frameRate;
     codec_->thread_count = 0;
     if (source != nullptr) takeOver(*source);
+    requireDepth(settings);
     if ((container.flags & AVFMT_GLOBALHEADER) != 0) codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     open(settings);
 }
@@ -143,16 +153,34 @@ void VideoEncoder::choosePixelFormat(const VideoSettings& settings) {
         }
         return;
     }
+    AVPixelFormat wanted = planarFormat(settings.frameFormat);
+    const AVPixFmtDescriptor* frames = av_pix_fmt_desc_get(wanted);
+    // Few players take streams without chroma.
+    const bool isGray = frames == nullptr || frames->nb_components < 3;
+    if (isGray) wanted = planarFormat(AV_PIX_FMT_YUV420P, depthOf(wanted));
+    const AVPixelFormat whole = planarFormat(AV_PIX_FMT_YUV444P, depthOf(wanted));
     const bool isOdd = settings.width % 2 != 0 || settings.height % 2 != 0;
-    const bool keepsOdd = isOdd && needsEvenSize(encoder_->id, AV_PIX_FMT_YUV420P);
+    const bool keepsOdd = isOdd && needsEvenSize(encoder_->id, wanted);
     if (formats.empty()) {
-        codec_->pix_fmt = AV_PIX_FMT_YUV420P;
-    } else if (keepsOdd && contains(formats, AV_PIX_FMT_YUV444P)) {
-        codec_->pix_fmt = AV_PIX_FMT_YUV444P;
+        codec_->pix_fmt = wanted;
+    } else if (keepsOdd && contains(formats, whole)) {
+        codec_->pix_fmt = whole;
     } else {
-        codec_->pix_fmt =
-            avcodec_find_best_pix_fmt_of_list(encoder_->pix_fmts, AV_PIX_FMT_YUV420P, 0, nullptr);
+        codec_->pix_fmt = avcodec_find_best_pix_fmt_of_list(encoder_->pix_fmts, wanted, 0, nullptr);
     }
+}
+
+void VideoEncoder::requireDepth(const VideoSettings& settings) const {
+    const int depth = depthOf(settings.frameFormat);
+    if (!settings.pixelFormat.empty() || depth <= 8 || depthOf(codec_->pix_fmt) > 8 ||
+        !isHdr(codec_->color_trc)) {
+        return;
+    }
+    throw MediaError(
+        file_, fmt::format("{} keeps 8 of {} bits, in which HDR ({}) shows steps: choose another "
+                           "encoder, such as --encoder libx265, or --pixel-format {} to have it so",
+                           encoder_->name, depth, av_color_transfer_name(codec_->color_trc),
+                           av_get_pix_fmt_name(codec_->pix_fmt)));
 }
 
 void VideoEncoder::chooseSize(const VideoSettings& settings) {
@@ -188,9 +216,12 @@ void VideoEncoder::open(const VideoSettings& settings) {
         codec_->global_quality = *quality * FF_QP2LAMBDA;
     }
     if (!preset.empty()) av_dict_set(&options, "preset", preset.c_str(), 0);
-    // It prints messages of its own, whatever FFmpeg's level.
+    // libx265 prints messages of its own, whatever FFmpeg's level.
+    const std::string hdr = hdrParameters(settings.hdr, encoder_->name);
     if (hasOption(*encoder_, "x265-params")) {
-        av_dict_set(&options, "x265-params", "log-level=error", 0);
+        av_dict_set(&options, "x265-params", ("log-level=error" + hdr).c_str(), 0);
+    } else if (hasOption(*encoder_, "x264-params") && !hdr.empty()) {
+        av_dict_set(&options, "x264-params", hdr.c_str() + 1, 0);
     }
     forgetLibavMessage();
     const int code = avcodec_open2(codec_.get(), encoder_, &options);
@@ -211,11 +242,16 @@ void VideoEncoder::open(const VideoSettings& settings) {
 
 /// The frame as the encoder takes it, without what is there only to make the size even.
 AvPtr<AVFrame> VideoEncoder::convert(const AVFrame& frame) {
-    AvPtr<AVFrame> converted = makeFrame(codec_->pix_fmt, codec_->width, codec_->height);
+    const bool isThere = frame.format == codec_->pix_fmt && frame.width == codec_->width &&
+                         frame.height == codec_->height;
+    AvPtr<AVFrame> converted =
+        isThere ? makeFrame() : makeFrame(codec_->pix_fmt, codec_->width, codec_->height);
+    if (isThere && av_frame_ref(converted.get(), &frame) < 0) throw std::bad_alloc();
     converted->color_range = codec_->color_range;
     converted->colorspace = codec_->colorspace;
     converted->pts = hasFrameTimes_ ? frame.pts : frames_++;
     converted->pkt_duration = hasFrameTimes_ ? frame.pkt_duration : 1;
+    if (isThere) return converted;
     const FrameArea area{codec_->width, codec_->height};
     converter_.convert(frame, area, *converted, area);
     return converted;

@@ -14,12 +14,17 @@ namespace framehold {
 struct VideoSettings {
     int width = 0;  // pixels, of the result; frames have it rounded up to even
     int height = 0;
+    AVPixelFormat frameFormat = AV_PIX_FMT_NV12;  // of the frames to be written
     AVRational timeBase{1, 90000};
     AVRational frameRate{30, 1};
-    std::string encoder;         // FFmpeg's name; empty: by the container, H.264 if it can hold it
-    std::string pixelFormat;     // FFmpeg's name; empty: 8-bit 4:2:0, or the encoder's nearest
+    // FFmpeg's name. Empty: by the container, H.264 if it can hold it; for frames of more than 8
+    // bits HEVC, which keeps them in a form that more players take than H.264's.
+    std::string encoder;
+    // FFmpeg's name. Empty: depth and chroma of the frames, or the encoder's nearest; for gray 4:2:0.
+    std::string pixelFormat;
     std::optional<int> quality;  // in the encoder's units, 0 best; none: hardly visible losses
     bool isResult = true;        // is marked as made by this program, see markAsResult
+    HdrMetadata hdr;             // where the source has none
     std::string preset;          // of the encoder, speed against size; empty: a moderate one
 };
 
@@ -30,13 +35,14 @@ void tryEncoder(const std::string& file, const VideoSettings& settings);
 /// Container that a file's extension stands for; "-" is YUV4MPEG2. Throws MediaError.
 const AVOutputFormat& findContainer(const std::string& file);
 
-/// Encodes 8-bit two-plane 4:2:0 frames. All functions throw MediaError.
+/// Encodes frames of one pixel format. All functions throw MediaError.
 class VideoEncoder {
 public:
     using PacketSink = std::function<void(AVPacket&)>;
 
     /// file: name of the result, for messages. source: null, or the video whose colour tags and
-    /// sample aspect ratio are taken over.
+    /// sample aspect ratio are taken over. HDR frames of more than 8 bits are not encoded in 8 unless
+    /// the settings name that pixel format.
     VideoEncoder(const std::string& file, const AVOutputFormat& container,
                  const VideoSettings& settings, const VideoReader* source);
 
@@ -51,6 +57,7 @@ public:
 
 private:
     void choosePixelFormat(const VideoSettings& settings);
+    void requireDepth(const VideoSettings& settings) const;
     void chooseSize(const VideoSettings& settings);
     void takeOver(const VideoReader& source);
     void open(const VideoSettings& settings);

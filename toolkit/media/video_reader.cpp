@@ -1,6 +1,7 @@
 #include "media/video_reader.h"
 
 #include "common/interruption.h"
+#include "media/planar_frame.h"
 
 #include <algorithm>
 #include <cmath>
@@ -153,21 +154,43 @@ bool VideoReader::decode() {
     }
 }
 
-void VideoReader::convert() {
-    if (av_frame_make_writable(converted_.get()) < 0) throw std::bad_alloc();
-    // Frames without a range have that of the stream.
+/// Frames without a range have that of the stream.
+void VideoReader::completeProperties() {
     if (decoded_->color_range == AVCOL_RANGE_UNSPECIFIED) {
         decoded_->color_range = codec_->color_range;
     }
+    isInterlaced_ = isInterlaced_ || decoded_->interlaced_frame != 0;
+}
+
+void VideoReader::convert() {
+    if (av_frame_make_writable(converted_.get()) < 0) throw std::bad_alloc();
+    completeProperties();
     try {
         converter_.convert(*decoded_, {decoded_->width, decoded_->height}, *converted_, content_);
     } catch (const std::runtime_error& error) {
         throw MediaError(name_, error.what());
     }
     repeatOddEdges(*converted_, content_.width, content_.height);
-    isInterlaced_ = isInterlaced_ || decoded_->interlaced_frame != 0;
     converted_->pts = takeTimestamp();
     converted_->pkt_duration = decoded_->pkt_duration;
+}
+
+void VideoReader::convertToPlanar() {
+    completeProperties();
+    try {
+        planar_ = toPlanar(*decoded_, converter_);
+        const FrameArea area{planar_->width, planar_->height};
+        if (area.width != content_.width || area.height != content_.height ||
+            planar_->format != planarFormat()) {
+            AvPtr<AVFrame> scaled = makeFrame(planarFormat(), content_.width, content_.height);
+            if (av_frame_copy_props(scaled.get(), planar_.get()) < 0) throw std::bad_alloc();
+            converter_.convert(*planar_, area, *scaled, content_);
+            planar_ = std::move(scaled);
+        }
+    } catch (const std::runtime_error& error) {
+        throw MediaError(name_, error.what());
+    }
+    planar_->pts = takeTimestamp();
 }
 
 /// Timestamp of the decoded frame; where it has none the expected one, and the frame is counted.
@@ -186,6 +209,14 @@ const AVFrame* VideoReader::next() {
     convert();
     return converted_.get();
 }
+
+const AVFrame* VideoReader::nextPlanar() {
+    if (!decode()) return nullptr;
+    convertToPlanar();
+    return planar_.get();
+}
+
+AVPixelFormat VideoReader::planarFormat() const { return framehold::planarFormat(codec_->pix_fmt); }
 
 double VideoReader::startTime() const {
     if (stream_->start_time == AV_NOPTS_VALUE) return 0.0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "media/hdr_metadata.h"
 #include "media/libav.h"
 #include "media/pixel_converter.h"
 
@@ -19,8 +20,8 @@ struct ColourTags {
     AVChromaLocation chromaLocation = AVCHROMA_LOC_UNSPECIFIED;
 };
 
-/// Decodes the best video stream of a file to 8-bit two-plane 4:2:0 frames of even size; an odd
-/// last column or row is there twice.
+/// Decodes the best video stream of a file: to 8-bit two-plane 4:2:0 frames of even size, with an
+/// odd last column or row twice, or to frames of its own depth and chroma.
 class VideoReader {
 public:
     /// Takes every packet of the other streams, in file order.
@@ -85,6 +86,15 @@ public:
     /// Throws MediaError; Interrupted where it waits for standard input.
     const AVFrame* next();
 
+    /// The next frame like `next`, but of the video's own size, depth and chroma: in planarFormat().
+    const AVFrame* nextPlanar();
+
+    /// Pixel format of the frames that `nextPlanar` gives.
+    AVPixelFormat planarFormat() const;
+
+    /// Metadata of the stream; what the container does not have, of the last decoded frame.
+    HdrMetadata hdrMetadata() const { return hdrMetadataOf(*stream_, decoded_.get()); }
+
     /// Goes to the last keyframe that is not after a timestamp in seconds, for `next` to go on
     /// there. False, at an unknown place, if the file cannot do that.
     bool seek(double seconds);
@@ -96,7 +106,9 @@ private:
     void sendPacket();
     void notePacket();
     bool endsEarly(int code) const;
+    void completeProperties();
     void convert();
+    void convertToPlanar();
     int64_t takeTimestamp();
 
     std::string name_;  // of the source, for messages
@@ -106,6 +118,7 @@ private:
     FrameArea content_{};  // streams may change their size; ours stays
     AvPtr<AVFrame> decoded_;
     AvPtr<AVFrame> converted_;
+    AvPtr<AVFrame> planar_;
     AvPtr<AVPacket> packet_;
     PixelConverter converter_;
     PacketSink sink_;

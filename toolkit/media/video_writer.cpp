@@ -1,6 +1,7 @@
 #include "media/video_writer.h"
 
 #include "common/interruption.h"
+#include "media/planar_frame.h"
 #include "media/results.h"
 
 #include <algorithm>
@@ -57,8 +58,14 @@ void VideoWriter::close() {
 }
 
 void VideoWriter::start(const VideoSettings& settings, const VideoReader* source) {
-    encoder_.emplace(name_, *format_->oformat, settings, source);
+    VideoSettings complete = settings;
+    const bool isDeep = depthOf(settings.frameFormat) > 8;
+    if (source != nullptr && isDeep) complete.hdr.addMissing(source->hdrMetadata());
+    encoder_.emplace(name_, *format_->oformat, complete, source);
+    // YUV4MPEG2 of more than 8 bits is a common extension.
+    if (isDeep) format_->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
     addVideoStream(source);
+    addHdrMetadata(complete.hdr, *stream_);
     if (settings.isResult) markAsResult(*format_, *stream_, encoder_->codec().codec->name);
     if (source != nullptr) {
         copySideData(*source);
@@ -83,6 +90,11 @@ void VideoWriter::addVideoStream(const VideoReader* source) {
     if (stream_ == nullptr) throw std::bad_alloc();
     const AVCodecContext& codec = encoder_->codec();
     require(avcodec_parameters_from_context(stream_->codecpar, &codec), "out of memory");
+    // The other tag for HEVC, FFmpeg's default, is unknown to Apple's players.
+    const bool isHevc = codec.codec_id == AV_CODEC_ID_HEVC;
+    if (isHevc && isMovie(*format_->oformat)) {
+        stream_->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
+    }
     stream_->time_base = codec.time_base;
     stream_->avg_frame_rate = codec.framerate;
     stream_->sample_aspect_ratio = codec.sample_aspect_ratio;

@@ -12,14 +12,15 @@
 
 namespace framehold {
 
-/// Encodes 8-bit two-plane 4:2:0 frames into a file. The file appears under its name when `finish`
+/// Encodes frames of one pixel format into a file. The file appears under its name when `finish`
 /// returns; before that, and if it is never called, there is only a temporary file, which is
 /// removed. All functions throw MediaError.
 class VideoWriter {
 public:
     /// name: its extension gives the container; "-" is a YUV4MPEG2 stream on standard output. With a
     /// `source`, its colour tags, sample aspect ratio, rotation, metadata and chapters are taken
-    /// over, and its other streams can be copied.
+    /// over, and its other streams can be copied. HDR frames of more than 8 bits are not encoded in 8
+    /// unless the settings name that pixel format.
     VideoWriter(const OutputName& name, const VideoSettings& settings,
                 const VideoReader* source = nullptr);
     ~VideoWriter();
@@ -32,7 +33,7 @@ public:
     const AVCodecContext& codec() const { return encoder_->codec(); }
 
     /// Takes a frame whose pts is in the settings' time base, of the settings' size rounded up to
-    /// even.
+    /// even; or of the size in codec().
     void write(const AVFrame& frame) { encode(&frame); }
 
     /// Takes a packet of the source; those of streams that are not copied are left out.
