@@ -18,6 +18,7 @@ axes=(XYZ YxZ xzY zYX XYz yXZ)
 rates=(50 100 200 400 1000)
 codings=("-crf 14" "-crf 28" "-crf 34" "-b:v 500k" "-crf 23 -vf noise=alls=12:allf=t")
 starts=(2 9 16 23 28)
+distortions=(0 0 0.004 0 -0.006 0 0.01) # share at the corners
 
 value() { sed -n "s/^ *\"$2\": \([-0-9.e]*\),*$/\1/p" "$1"; }
 # found FILE KEY: value, deviation and confidence of a parameter in calibrate --json.
@@ -42,8 +43,14 @@ for ((i = 0; i < count; ++i)); do
         --size "$size" --focal "$focal" --readout "$readout" --time-offset "$offset" --seed "$i" \
         --axes "${axes[i % 6]}" --imu-rate "$rate" --noise-density 0.0002 --moving "$moving" \
         --rate-bias 0.008,-0.009,0.005 --metadata "$work/truth" || exit 1
+    lens=lenscorrection=k1=${distortions[i % 7]}:k2=0:i=bilinear
+    [ "${distortions[i % 7]}" = 0 ] && lens=null
+    case $coding in
+    *-vf*) filtered=${coding/-vf /-vf $lens,} ;;
+    *) filtered="$coding -vf $lens" ;;
+    esac
     # shellcheck disable=SC2086
-    ffmpeg -v error -i "$work/clip/clip.mp4" -c:v libx264 $coding "$work/coded.mp4" || exit 1
+    ffmpeg -v error -i "$work/clip/clip.mp4" -c:v libx264 $filtered "$work/coded.mp4" || exit 1
     "$framehold" calibrate "$work/coded.mp4" --motion "$work/clip/imu.gcsv" -q --json \
         -o "$work/found.json" >"$work/all.json" 2>"$work/said" || cat "$work/said" >&2
     {

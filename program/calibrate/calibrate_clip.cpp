@@ -1,5 +1,6 @@
 #include "calibrate/calibrate_clip.h"
 
+#include "calibrate/calibration_texts.h"
 #include "common/interruption.h"
 #include "common/progress.h"
 
@@ -104,6 +105,9 @@ ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs&
         found.warnings.push_back(fmt::format(
             "{}: the time offsets {:.4f} s and {:.4f} s fit about as well; taking the first",
             clip.files.video, calibration.clocks[0].offset.value, *rival));
+    }
+    if (isDistorted(calibration)) {
+        found.warnings.push_back(clip.files.video + ": " + distortionText(calibration));
     }
     std::string missing;
     const auto name = [&missing](bool isKnown, const char* what) {

@@ -82,6 +82,7 @@ std::string tableOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
         text += rowOf("time offset", c.clocks[i].offset, kMillis, "ms", remark);
         text += rowOf("clock drift", c.clocks[i].drift, kMillionths, "ppm", clip);
     }
+    if (c.distortion.isUsable()) text += rowOf("distortion", c.distortion, 100.0, "%");
     text +=
         fmt::format("{:<14}{:>10}{:16}{}", "axes", c.axes.letters(), "", nameOf(c.axesConfidence));
     if (!c.runnerUp.empty()) {
@@ -94,6 +95,7 @@ std::string tableOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
         "standard deviation.\n",
         100.0 * c.explainedVariance, c.reprojectionError, c.reprojectionErrorAtRest,
         100.0 * c.outliers);
+    if (isDistorted(c)) text += "Warning: " + distortionText(c) + ".\n";
     return text;
 }
 
@@ -104,6 +106,8 @@ ordered_json jsonOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
     root["focal_px"] = jsonOf(c.focal);
     root["readout_s"] = jsonOf(c.readout);
     root["axes"] = {{"letters", c.axes.letters()}, {"confidence", nameOf(c.axesConfidence)}};
+    root["distortion"] = jsonOf(c.distortion);
+    root["distorted"] = isDistorted(c);
     if (!c.runnerUp.empty()) {
         root["axes"]["next_best"] = {{"letters", c.runnerUp},
                                      {"reprojection_error_px", c.runnerUpReprojectionError}};
@@ -119,6 +123,14 @@ ordered_json jsonOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
     root["reprojection_error_without_log_px"] = c.reprojectionErrorAtRest;
     root["outliers"] = c.outliers;
     return root;
+}
+
+std::string distortionText(const Calibration& c) {
+    return fmt::format(
+        "the lens shows the corners {:.1f} % further {} than a pinhole, which is assumed: "
+        "up to {:.0f} % of the shake stays there",
+        std::fabs(100.0 * c.distortion.value), c.distortion.value > 0.0 ? "in" : "out",
+        std::fabs(300.0 * c.distortion.value));
 }
 
 ordered_json presetOf(const Calibration& c, const std::vector<ClipFiles>& clips,

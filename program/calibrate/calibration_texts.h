@@ -16,6 +16,9 @@ std::string tableOf(const Calibration& calibration, const std::vector<ClipFiles>
 /// The same with all numbers.
 nlohmann::ordered_json jsonOf(const Calibration& calibration, const std::vector<ClipFiles>& clips);
 
+/// Sentence about a lens for which `isDistorted` is true, without a full stop.
+std::string distortionText(const Calibration& calibration);
+
 /// A clip.json to be written to `path`, with what can be used. Of several clips it says what they
 /// share: the time offset only if it is the same for all.
 nlohmann::ordered_json presetOf(const Calibration& calibration, const std::vector<ClipFiles>& clips,

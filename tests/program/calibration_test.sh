@@ -17,8 +17,9 @@ clip=$work/clip/clip.mp4
 "$framehold" simulate "$work/clip" -q --size 320x240 --focal 300 --duration 4 --pan 0 --shake 1.5 \
     --axes YxZ --time-offset 0.037 --readout 0.024 --noise-density 0.0002 --moving 0.2 \
     --metadata "$work/truth" || fail "simulate"
-"$framehold" calibrate "$clip" -m "$work/clip/imu.gcsv" -q -o "$work/found.json" \
-    --snippet "$work/camera.c" || fail "calibrate"
+said=$("$framehold" calibrate "$clip" -m "$work/clip/imu.gcsv" -q -o "$work/found.json" \
+    --snippet "$work/camera.c") || fail "calibrate"
+[[ $said != *"than a pinhole"* ]] || fail "a pinhole: $said"
 near focal_px 300 3
 near readout_s 0.024 0.002
 near time_offset_s 0.037 0.001
@@ -27,6 +28,11 @@ axes=$(sed -n 's/^ *"device_[xyz]": "\(..\)",*$/\1/p' "$work/found.json" | tr -d
 "$compiler" -std=c99 -fsyntax-only -I"$include" "$work/camera.c" || fail "the snippet"
 said=$("$framehold" stabilize "$clip" -m "$work/clip/imu.gcsv" --auto -o "$work/steady.mp4" 2>&1)
 [[ $said == *"axes YxZ (found in the clip)"* ]] || fail "stabilize --auto: $said"
+
+# A lens that is no pinhole's is said.
+ffmpeg -v error -i "$clip" -vf lenscorrection=k1=-0.08:k2=0:i=bilinear -crf 12 "$work/lens.mp4" || fail "lenscorrection"
+expect 0 "further out than a pinhole" "$framehold" calibrate "$work/lens.mp4" -m "$work/clip/imu.gcsv" -q \
+    -o "$work/lens.json"
 
 # A log whose clock is 20 s off is searched to its end; a clip that stands still passes, with a remark.
 awk -F, -v OFS=, -v CONVFMT=%.3f 'table { $1 += 20000000 } /^t,/ { table = 1 } 1' "$work/clip/imu.gcsv" >"$work/late.gcsv"

@@ -17,6 +17,7 @@ constexpr double kFocalLimit = 0.01;     // share
 constexpr double kReadoutLimit = 0.002;  // seconds
 constexpr double kOffsetLimit = 0.001;   // seconds
 constexpr double kDriftLimit = 100e-6;
+constexpr double kDistortionLimit = 0.01;  // share
 
 // Errors of the values by tracking itself, found with simulated clips: longer clips do not make
 // them smaller.
@@ -24,10 +25,15 @@ constexpr double kFocalFloor = 0.002;   // share
 constexpr double kReadoutFloor = 1e-4;  // seconds
 constexpr double kOffsetFloor = 5e-5;   // seconds
 constexpr double kDriftFloor = 3e-6;
+constexpr double kDistortionFloor = 0.002;  // share
 
 // What is likely before anything is measured.
 constexpr Estimate kUsualReadout = {0.02, 0.02};
+constexpr double kUsualOffset = 0.05;  // seconds, from the comparison of axes
 constexpr double kUsualDrift = 5e-4;
+constexpr double kUsualDistortion = 0.1;
+
+constexpr double kDistorted = 0.015;  // share; less is not worth a word
 
 // The comparison of axes alone finds the offset about as well.
 constexpr double kDoubtfulOffset = 0.01;  // seconds
@@ -55,6 +61,11 @@ CalibratedValue judged(const Estimate& estimate, double floor, double limit, boo
         judgement.confidence = Confidence::kWeak;
     }
     return judgement;
+}
+
+/// True for a value that is more than so many deviations from 0.
+bool shows(const Estimate& estimate, double floor, double deviations) {
+    return std::fabs(estimate.value) > deviations * std::hypot(estimate.deviation, floor);
 }
 
 class Calibrator {
@@ -88,6 +99,7 @@ public:
                 found.camera.clocks[i].drift = {0.0, drifting.clocks[i].drift.deviation};
             }
         }
+        const CameraFit lens = fit(chosen.axes(), withDistortion(found.camera), {});
         Calibration result = resultOf(found);
         result.axes = chosen.axes();
         sayRivals(chosen.hypothesis, result);
@@ -95,6 +107,8 @@ public:
         judgeAxes(candidates, best, result);
         if (!result.focal.isUsable() || result.axesConfidence == Confidence::kUnobservable)
             lowerConfidence(result);
+        else
+            includeDistortion(found.camera, lens.camera, result);
         return result;
     }
 
@@ -141,9 +155,10 @@ private:
         start.readout = settings_.readout ? Estimate{*settings_.readout, 0.0} : kUsualReadout;
         for (const AxisGuess& guess : h.guesses) {
             ClockEstimate clock;
-            clock.offset = settings_.timeOffset
-                               ? Estimate{*settings_.timeOffset, 0.0}
-                               : Estimate{guess.timeOffset - start.readout.value / 2.0, 0.05};
+            clock.offset =
+                settings_.timeOffset
+                    ? Estimate{*settings_.timeOffset, 0.0}
+                    : Estimate{guess.timeOffset - start.readout.value / 2.0, kUsualOffset};
             clock.drift = {0.0, kUsualDrift};
             start.clocks.push_back(clock);
         }
@@ -162,12 +177,44 @@ private:
         return start;
     }
 
-    static bool drifts(const CameraFit& fit) {
-        const auto shows = [](const ClockEstimate& clock) {
-            return std::fabs(clock.drift.value) >
-                   4.0 * std::hypot(clock.drift.deviation, kDriftFloor);
+    /// The priors of a fit that ended, with a lens that is no pinhole's.
+    CameraEstimate withDistortion(const CameraEstimate& pinhole) const {
+        CameraEstimate start = pinhole;
+        start.logFocal.deviation = settings_.focal ? 0.0 : 1.0;
+        start.readout.deviation = settings_.readout ? 0.0 : kUsualReadout.deviation;
+        for (ClockEstimate& clock : start.clocks) {
+            clock.offset.deviation = settings_.timeOffset ? 0.0 : kUsualOffset;
+            clock.drift.deviation = 0.0;
+        }
+        start.distortion.deviation = kUsualDistortion;
+        return start;
+    }
+
+    /// Adds the distortion; where it shows, also what leaving it out changes to the deviations.
+    static void includeDistortion(const CameraEstimate& pinhole, const CameraEstimate& lens,
+                                  Calibration& result) {
+        result.distortion = judged(lens.distortion, kDistortionFloor, kDistortionLimit, false);
+        if (!shows(lens.distortion, kDistortionFloor, 3.0)) return;
+        const auto widen = [](CalibratedValue& value, double change, double limit) {
+            if (value.confidence == Confidence::kGiven) return;
+            value.deviation = std::hypot(value.deviation, change);
+            if (value.deviation > limit)
+                value.confidence = std::max(value.confidence, Confidence::kWeak);
         };
-        return std::any_of(fit.camera.clocks.begin(), fit.camera.clocks.end(), shows);
+        const double focal = result.focal.value;
+        widen(result.focal, focal * (lens.logFocal.value - pinhole.logFocal.value),
+              focal * kFocalLimit);
+        widen(result.readout, lens.readout.value - pinhole.readout.value, kReadoutLimit);
+        for (size_t i = 0; i < result.clocks.size(); ++i) {
+            widen(result.clocks[i].offset,
+                  lens.clocks[i].offset.value - pinhole.clocks[i].offset.value, kOffsetLimit);
+        }
+    }
+
+    static bool drifts(const CameraFit& fit) {
+        return std::any_of(
+            fit.camera.clocks.begin(), fit.camera.clocks.end(),
+            [](const ClockEstimate& clock) { return shows(clock.drift, kDriftFloor, 4.0); });
     }
 
     /// Index of the mapping with the smallest reprojection error; of a mirrored one only if it is far
@@ -274,6 +321,12 @@ const char* nameOf(Confidence confidence) {
             break;
     }
     return "unobservable";
+}
+
+bool isDistorted(const Calibration& calibration) {
+    const CalibratedValue& distortion = calibration.distortion;
+    return distortion.isUsable() && std::fabs(distortion.value) > kDistorted &&
+           std::fabs(distortion.value) > 3.0 * distortion.deviation;
 }
 
 Calibration calibrate(const std::vector<CalibrationClip>& clips,

@@ -69,6 +69,9 @@ struct Calibration {
     CalibratedValue focal;                 // pixels
     CalibratedValue readout;               // seconds
     std::vector<ClockCalibration> clocks;  // one for each clip
+    /// Share by which a pinhole would show the corners further out (below 0: further in); the other
+    /// values are those of a pinhole.
+    CalibratedValue distortion;
     AxisMapping axes;
     Confidence axesConfidence = Confidence::kUnobservable;
     std::string runnerUp;                    // letters of the next best axes; empty if given
@@ -78,6 +81,9 @@ struct Calibration {
     double reprojectionErrorAtRest = 0.0;  // pixels, the same without the log
     double outliers = 0.0;                 // share of features that move on their own
 };
+
+/// True for a lens so far from a pinhole that the corners are not held still.
+bool isDistorted(const Calibration& calibration);
 
 /// Finds focal length, readout, axes and each clip's time offset and clock drift. The axes and a
 /// first offset come from `searchAxes`, everything else from `fitCamera`. Axes that mirror are taken

@@ -20,8 +20,14 @@ constexpr double kBlock = 0.25;       // seconds whose errors may depend on each
 constexpr double kFinest = 0.02;      // pixels; no track is better
 constexpr double kFreeSlow = 30.0;    // pixels, what slow motion may be without any evidence
 constexpr double kFixed = 1e-12;      // deviation of a value that is kept
-constexpr Eigen::Index kShared = 2;   // logFocal, readout; then offset, drift of each clip
-constexpr int kSofteningRounds = 6;   // before outliers are left out altogether
+constexpr Eigen::Index kShared = 3;   // logFocal, readout, distortion; then each clip's clock
+
+// Share of the tracks' errors that goes with the motion, for each pixel of reprojection error, found
+// with simulated clips at many bit rates: no number of features averages it out.
+constexpr double kLag = 0.6;
+constexpr double kMostLag = 0.1;
+constexpr double kDistortionLag = 2.0;  // times as much: the outer parts are the coarsest
+constexpr int kSofteningRounds = 6;     // before outliers are left out altogether
 
 struct Feature {
     TimedMotion timed;
@@ -80,6 +86,7 @@ private:
         };
         set(0, start_.logFocal);
         set(1, start_.readout);
+        set(2, start_.distortion);
         for (size_t i = 0; i < start_.clocks.size(); ++i) {
             set(clockIndex(i), start_.clocks[i].offset);
             set(clockIndex(i) + 1, start_.clocks[i].drift);
@@ -93,7 +100,7 @@ private:
 
     RollingCamera::Values valuesOf(size_t clip) const {
         const Eigen::Index clock = clockIndex(clip);
-        return {values_[0], values_[1], values_[clock], values_[clock + 1]};
+        return {values_[0], values_[1], values_[2], values_[clock], values_[clock + 1]};
     }
 
     void addFeatures(const FitClip& clip, size_t index, int maxFeatures) {
@@ -195,14 +202,14 @@ private:
         right_ = Eigen::VectorXd::Zero(count);
         for (const Feature& f : features_) {
             if (f.weight <= 0.0) continue;
-            const Eigen::Matrix4d square = f.weight * f.derivatives.transpose() * f.derivatives;
-            const Eigen::Vector4d pull =
+            const SquareOfValues square = f.weight * f.derivatives.transpose() * f.derivatives;
+            const Eigen::Vector<double, RollingCamera::kValues> pull =
                 -f.weight * f.derivatives.transpose() * f.reprojectionError;
-            const auto indices = indicesOf(f.clip);
-            for (size_t i = 0; i < 4; ++i) {
+            const Indices indices = indicesOf(f.clip);
+            for (size_t i = 0; i < indices.size(); ++i) {
                 const auto row = static_cast<Eigen::Index>(i);
                 right_[indices[i]] += pull[row];
-                for (size_t j = 0; j < 4; ++j) {
+                for (size_t j = 0; j < indices.size(); ++j) {
                     normal_(indices[i], indices[j]) += square(row, static_cast<Eigen::Index>(j));
                 }
             }
@@ -220,11 +227,14 @@ private:
         }
     }
 
-    static std::array<Eigen::Index, 4> indicesOf(size_t clip) {
-        return {0, 1, clockIndex(clip), clockIndex(clip) + 1};
+    using Indices = std::array<Eigen::Index, RollingCamera::kValues>;
+    using SquareOfValues = Eigen::Matrix<double, RollingCamera::kValues, RollingCamera::kValues>;
+
+    static Indices indicesOf(size_t clip) {
+        return {0, 1, 2, clockIndex(clip), clockIndex(clip) + 1};
     }
 
-    void addToRegion(const Feature& f, const std::array<Eigen::Index, 4>& indices) {
+    void addToRegion(const Feature& f, const Indices& indices) {
         Region& region = regions_[f.region];
         const double shares[] = {1.0 - f.share, f.share};
         for (Eigen::Index a = 0; a < 2; ++a) {
@@ -234,7 +244,7 @@ private:
                 region.normal(f.knot + a, f.knot + b) += weight * shares[b];
             }
             for (Eigen::Index axis = 0; axis < 2; ++axis) {
-                for (size_t i = 0; i < 4; ++i) {
+                for (size_t i = 0; i < indices.size(); ++i) {
                     region.mixed[axis](f.knot + a, indices[i]) +=
                         weight * f.derivatives(axis, static_cast<Eigen::Index>(i));
                 }
@@ -254,6 +264,7 @@ private:
         };
         limit(0, 0.2);
         limit(1, 0.01);
+        limit(2, 0.1);
         for (Eigen::Index i = kShared; i < values_.size(); i += 2) {
             limit(i, 0.01);
             limit(i + 1, 1e-3);
@@ -264,7 +275,8 @@ private:
             for (Eigen::Index axis = 0; axis < 2; ++axis)
                 p.slow.col(axis) += p.solved[axis] * change;
         }
-        double largest = std::max(std::fabs(change[0]) / 1e-5, std::fabs(change[1]) / 1e-6);
+        double largest = std::max({std::fabs(change[0]) / 1e-5, std::fabs(change[1]) / 1e-6,
+                                   std::fabs(change[2]) / 1e-5});
         for (Eigen::Index i = kShared; i < values_.size(); i += 2) {
             largest =
                 std::max({largest, std::fabs(change[i]) / 1e-6, std::fabs(change[i + 1]) / 1e-7});
@@ -272,8 +284,9 @@ private:
         return largest < 1.0;
     }
 
-    /// The covariance of the values, from how much the blocks disagree about them.
-    Eigen::MatrixXd covariance() const {
+    /// The covariance of the values, from how much the blocks disagree about them. lag: share of
+    /// the errors that goes with the motion, as if there were few features.
+    Eigen::MatrixXd covariance(double lag) const {
         Eigen::MatrixXd blockPulls = Eigen::MatrixXd::Zero(values_.size(), blocks_);
         Eigen::MatrixXd regionPulls =
             Eigen::MatrixXd::Zero(values_.size(), static_cast<Eigen::Index>(regions_.size()));
@@ -284,7 +297,7 @@ private:
                 Eigen::VectorXd direction = -(1.0 - f.share) * region.solved[axis].row(f.knot) -
                                             f.share * region.solved[axis].row(f.knot + 1);
                 const auto indices = indicesOf(f.clip);
-                for (size_t i = 0; i < 4; ++i) {
+                for (size_t i = 0; i < indices.size(); ++i) {
                     direction[indices[i]] += f.derivatives(axis, static_cast<Eigen::Index>(i));
                 }
                 direction *= f.weight * f.left[axis];
@@ -300,6 +313,9 @@ private:
             return Eigen::MatrixXd(pulls * pulls.transpose() * (n / free));
         };
         Eigen::MatrixXd spread = spreadOf(blockPulls) + spreadOf(regionPulls);
+        const auto used = std::count_if(features_.begin(), features_.end(),
+                                        [](const Feature& f) { return f.weight > 0.0; });
+        spread += lag * lag * static_cast<double>(used) * normal_;
         spread.diagonal() += priors_;
         const Eigen::MatrixXd inverse =
             normal.ldlt().solve(Eigen::MatrixXd::Identity(values_.size(), values_.size()));
@@ -321,14 +337,18 @@ private:
         fit.reprojectionErrorAtRest = median(std::move(atRest));
         fit.outliers = static_cast<double>(outliers) /
                        static_cast<double>(std::max<size_t>(1, features_.size()));
-        const Eigen::MatrixXd spread = covariance();
-        const auto estimate = [&](Eigen::Index i) {
+        const auto estimate = [&](const Eigen::MatrixXd& spread, Eigen::Index i) {
             return Estimate{values_[i], std::sqrt(std::max(0.0, spread(i, i)))};
         };
-        fit.camera.logFocal = estimate(0);
-        fit.camera.readout = estimate(1);
+        const Eigen::MatrixXd all = covariance(std::min(kMostLag, kLag * fit.reprojectionError));
+        const Eigen::MatrixXd withoutLag = covariance(0.0);  // a lag does not change over time
+        fit.camera.logFocal = estimate(all, 0);
+        fit.camera.readout = estimate(all, 1);
+        fit.camera.distortion = estimate(all, 2);
+        fit.camera.distortion.deviation *= kDistortionLag;
         for (size_t i = 0; i < start_.clocks.size(); ++i) {
-            fit.camera.clocks.push_back({estimate(clockIndex(i)), estimate(clockIndex(i) + 1)});
+            fit.camera.clocks.push_back(
+                {estimate(all, clockIndex(i)), estimate(withoutLag, clockIndex(i) + 1)});
         }
         return fit;
     }

@@ -26,6 +26,7 @@ struct ClockEstimate {
 struct CameraEstimate {
     Estimate logFocal;                  // natural logarithm of the focal length in pixels
     Estimate readout;                   // seconds
+    Estimate distortion{};              // share by which a pinhole shows the corners further out
     std::vector<ClockEstimate> clocks;  // one for each clip
 };
 
@@ -53,7 +54,8 @@ struct FitSettings {
 /// count: that takes in a gyroscope's bias and motion of the camera through the scene. Features that
 /// move on their own are weighted down (Cauchy's, then Tukey's weights), and so are regions where
 /// many do. Deviations come from blocks of a quarter of a second, whose errors are taken for
-/// independent.
+/// independent, and from a part of the errors that is taken for the same everywhere: compressed
+/// pictures lag behind the motion, by more the coarser they are.
 ///
 /// All clips have one picture size and at least one feature. onRound is called before each round.
 CameraFit fitCamera(const std::vector<FitClip>& clips, const CameraEstimate& start,
