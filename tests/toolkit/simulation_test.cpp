@@ -75,6 +75,19 @@ TEST(Street, PointsLookTheSameFromEverywhere) {
     }
 }
 
+TEST(Worlds, HaveColoursStraightUpAndDown) {
+    const Town town;
+    const Street street;
+    const Traffic traffic(street, 0.3, 1);
+    for (const World* world : {static_cast<const World*>(&town), static_cast<const World*>(&street),
+                               static_cast<const World*>(&traffic)}) {
+        for (const double z : {-1.0, 1.0}) {
+            const double luma = world->look({0.0, 3.0, 0.1}, {0.0, 0.0, z}, 1e-3, 0.5).luma;
+            EXPECT_TRUE(luma >= 0.0 && luma <= 1.0) << luma << ' ' << z;
+        }
+    }
+}
+
 /// Pixel of a frame at which a point is, each row being read at its own time.
 Eigen::Vector2d pixelOf(const Vector3d& point, const CameraModel& camera,
                         const CameraMotion& motion, double frameTime) {

@@ -253,8 +253,8 @@ void Street::addHouses(const Ray& ray, double distance, Layers& layers) {
 
 Colour Street::look(const Eigen::Vector3d& from, const Eigen::Vector3d& direction, double footprint,
                     double time) const {
-    const Ray ray{from + Eigen::Vector3d(0.0, 0.0, kEyeHeight),
-                  direction / std::hypot(direction.x(), direction.y()), footprint};
+    const Ray ray{from + Eigen::Vector3d(0.0, 0.0, kEyeHeight), perHorizontal(direction),
+                  footprint};
     const Eigen::Vector3d& d = ray.direction;
     const double houses = d.x() > 0.0 ? kHalfWidth : -kHalfWidth;
     const double toHouses = d.x() != 0.0 ? (houses - ray.from.x()) / d.x() : kInfinity;

@@ -49,6 +49,14 @@ inline double inCell(double x, double margin, double footprint) {
     return coverage(t - margin, footprint) * coverage(1.0 - margin - t, footprint);
 }
 
+/// A direction scaled so that its horizontal part has length 1: z is the rise of a line of sight.
+/// Lines straight up or down rise steeply, not endlessly.
+inline Eigen::Vector3d perHorizontal(const Eigen::Vector3d& direction) {
+    constexpr double kSteepest = 1e9;
+    return direction /
+           std::max(std::hypot(direction.x(), direction.y()), std::fabs(direction.z()) / kSteepest);
+}
+
 /// Square tiles of 1 m, each of a shade of its own, with grouted edges. blur: metres.
 inline Colour paving(double x, double y, double blur) {
     const auto cx = static_cast<int64_t>(std::floor(x));

@@ -62,7 +62,7 @@ Colour facade(const Building& b, double azimuth, double rise, double footprint) 
 
 Colour Town::look(const Eigen::Vector3d& /*from*/, const Eigen::Vector3d& direction,
                   double footprint, double /*time*/) const {
-    const Eigen::Vector3d d = direction / std::hypot(direction.x(), direction.y());
+    const Eigen::Vector3d d = perHorizontal(direction);
     const double azimuth = std::atan2(d.x(), d.y());
     const double rise = d.z();
     // Kerb of the plain, below the horizon.
@@ -97,7 +97,7 @@ Colour paint(double u, double v, int64_t lane, int64_t number) {
 Colour Traffic::look(const Eigen::Vector3d& from, const Eigen::Vector3d& direction,
                      double footprint, double time) const {
     const Colour behind = behind_.look(from, direction, footprint, time);
-    const double rise = direction.z() / std::hypot(direction.x(), direction.y());
+    const double rise = perHorizontal(direction).z();
     const double azimuth = std::atan2(direction.x(), direction.y());
     const double laneNumber = std::floor(rise / kLaneHeight);
     const auto lane = static_cast<int64_t>(laneNumber);
