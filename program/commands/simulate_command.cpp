@@ -65,14 +65,14 @@ struct WalkOptions {
 };
 
 void addWalkOptions(Command& command, WalkOptions& o) {
-    const std::string group = "Walking";
+    const std::string path = "Camera path";
     CLI::Option* walk =
         command.add_flag("--walk", o.walks, "Walk through a street with things near and far")
-            ->group(group);
-    command.add_flag("--run", o.runs, "Run through it")->excludes(walk)->group(group);
+            ->group(path);
+    command.add_flag("--run", o.runs, "Run through it")->excludes(walk)->group(path);
     const auto step = [&](const char* name, std::optional<double>& value, const char* help,
                           double high) {
-        command.addNumber(name, value, help, {0.0, high})->group(group);
+        command.addNumber(name, value, help, {0.0, high})->group("More about walking");
     };
     step("--speed", o.speed, "Metres per second; walking 1.4, running 3", 10.0);
     step("--pace", o.pace, "Steps per second; walking 1.9, running 2.7", 5.0);

@@ -95,7 +95,7 @@ stabilize rec/walk.mp4 -o x.mp4 x.mp4
 "$framehold" compare rec/walk.mp4 steady.mp4 --picture x.png x.png
 "$framehold" measure rec/walk.mp4 --csv x.csv x.csv
 END
-expect 1 "rec/imu.gcsv and 3 more: are there already" simulate rec
+expect 1 "rec/imu.gcsv and 4 more: are there already" simulate rec
 
 # Special files are written to, and stay.
 mkfifo fifo
