@@ -132,6 +132,19 @@ TEST(OptimalPath, LeavesASteadyClipSteady) {
     }
 }
 
+TEST(OptimalPath, ComesOutTheSameFromOtherWindows) {
+    const OrientationTrack track = trackOf(
+        [](double t) -> Vector3d { return shake(t, 0.5 + 0.15 * std::sin(0.3 * t)); }, 70.0);
+    const std::vector<double> times = frameTimes(1900);
+    const OptimalPath path = find(track, times);
+    const OptimalPath later = find(track, {times.begin() + 317, times.end()});
+    const double used = *std::max_element(path.shareUsed.begin(), path.shareUsed.end());
+    EXPECT_GT(used, 0.95);  // or the case is too easy
+    for (size_t i = 550; i < times.size(); ++i) {
+        EXPECT_LT(distance(path.views[i], later.views[i - 317]), 1.0) << i;
+    }
+}
+
 TEST(OptimalPath, TakesAnyFrameTimes) {
     const OrientationTrack track = trackOf([](double t) { return shake(t, 0.5); }, 100.0);
     std::vector<double> variable;
