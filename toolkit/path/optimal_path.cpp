@@ -2,6 +2,7 @@
 
 #include "common/median.h"
 #include "path/path_segment.h"
+#include "path/rotation_vector.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,6 +12,7 @@ namespace framehold {
 namespace {
 
 using Eigen::Quaterniond;
+using Eigen::Vector3d;
 
 /// Ends of the runs of frames without a long gap, as indices.
 std::vector<size_t> segmentEnds(const std::vector<double>& times) {
@@ -52,6 +54,43 @@ void solveInWindows(PathSegment& segment, double smoothing,
     }
 }
 
+/// Mean of values around a time, weighted by a Gaussian.
+template <typename Value>
+Value localMean(const std::vector<double>& times, const std::vector<Value>& values, size_t centre,
+                double sigma, Value sum) {
+    constexpr double kReach = 3.0;
+    const auto begin = std::lower_bound(times.begin(), times.end(), times[centre] - kReach * sigma);
+    double weights = 0.0;
+    for (auto i = static_cast<size_t>(begin - times.begin());
+         i < times.size() && times[i] <= times[centre] + kReach * sigma; ++i) {
+        const double distance = (times[i] - times[centre]) / sigma;
+        const double weight = std::exp(-distance * distance / 2.0);
+        sum += weight * values[i];
+        weights += weight;
+    }
+    return sum / weights;
+}
+
+/// Takes from corrections (turns from the camera to the view) the share of their fast part that is
+/// the track's noise, as Wiener's filter does: the picture of a camera at rest stays at rest.
+void leaveNoiseOut(const std::vector<double>& times, double noise,
+                   std::vector<Vector3d>& corrections) {
+    constexpr double kFast = 0.3;  // seconds: faster than about half a hertz
+    constexpr double kLocal = 0.5;
+    std::vector<Vector3d> fast;
+    std::vector<double> power;
+    for (size_t i = 0; i < times.size(); ++i) {
+        fast.push_back(corrections[i] -
+                       localMean<Vector3d>(times, corrections, i, kFast, Vector3d::Zero()));
+        power.push_back(fast.back().squaredNorm());
+    }
+    for (size_t i = 0; i < times.size(); ++i) {
+        const double mean = localMean(times, power, i, kLocal, 0.0);
+        const double share = mean > noise * noise ? noise * noise / mean : 1.0;
+        corrections[i] -= share * fast[i];
+    }
+}
+
 /// Turns a view back towards the camera until its border is inside, or as far as the camera's own.
 Quaterniond insideView(const Quaterniond& view, const RowOrientations& rows,
                        const OutputBorder& border) {
@@ -77,7 +116,8 @@ double smoothingSeconds(int strength) { return std::pow(1.3, strength - 9); }
 
 OptimalPath findOptimalPath(const OrientationTrack& track, const std::vector<double>& firstRowTimes,
                             const PinholeCamera& source, const PinholeCamera& output,
-                            double smoothing, const std::function<void(double)>& onProgress) {
+                            double smoothing, const std::function<void(double)>& onProgress,
+                            double trackNoise) {
     OptimalPath result;
     if (firstRowTimes.empty()) return result;
     const OutputBorder border(source, output);
@@ -91,9 +131,16 @@ OptimalPath findOptimalPath(const OrientationTrack& track, const std::vector<dou
             const auto solved = share * static_cast<double>(end - begin);
             onProgress((static_cast<double>(begin) + solved) / total);
         });
+        std::vector<Vector3d> corrections;
         for (const double time : times) {
-            const RowOrientations rows(track, source, time);
-            result.views.push_back(insideView(segment.viewAt(time), rows, border));
+            const Quaterniond own = track.at(source.rowTime(time, source.height / 2.0));
+            corrections.push_back(rotationVector(own.conjugate() * segment.viewAt(time)));
+        }
+        leaveNoiseOut(times, trackNoise, corrections);
+        for (size_t i = 0; i < times.size(); ++i) {
+            const RowOrientations rows(track, source, times[i]);
+            const Quaterniond view = (rows.middle() * rotationBy(corrections[i])).normalized();
+            result.views.push_back(insideView(view, rows, border));
             result.shareUsed.push_back(
                 border.shareUsed(border.distances(rows, result.views.back())));
         }

@@ -19,6 +19,9 @@ struct OptimalPath {
     std::vector<double> shareUsed;
 };
 
+/// Error of the motion above 1 Hz from a phone's gyroscope at rest, in radians.
+constexpr double kGyroNoise = 1e-4;
+
 /// Seconds of smoothing for a strength from 1 to 10.
 double smoothingSeconds(int strength);
 
@@ -27,8 +30,11 @@ double smoothingSeconds(int strength);
 /// standard deviation `smoothing` seconds.
 /// firstRowTimes: of the frames, in order of time; may repeat. onProgress: share of the work that is
 /// done, from 0 to 1; may throw.
+/// trackNoise: root mean square error of the track's motion above 1 Hz, in radians. Motion that does
+/// not exceed it is left in the picture, where correcting it would add as much.
 OptimalPath findOptimalPath(const OrientationTrack& track, const std::vector<double>& firstRowTimes,
                             const PinholeCamera& source, const PinholeCamera& output,
-                            double smoothing, const std::function<void(double)>& onProgress);
+                            double smoothing, const std::function<void(double)>& onProgress,
+                            double trackNoise = kGyroNoise);
 
 }  // namespace framehold

@@ -1,5 +1,7 @@
 #include "path/path_segment.h"
 
+#include "path/rotation_vector.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -30,18 +32,6 @@ constexpr double kReserve = 0.25;  // pixels that the border stays inside, for w
 /// twice to four times as much shake above 1 Hz is left.
 constexpr double kWeights[] = {1.0, 0.0, 0.5, 1.0};
 constexpr size_t kOrders = 3;  // differences over up to four nodes
-
-Quaterniond exponential(const Vector3d& turn) {
-    return Quaterniond(Eigen::AngleAxisd(turn.norm(), turn.stableNormalized()));
-}
-
-/// Turn from one orientation to another, in the axes of the first.
-Vector3d turnBetween(const Quaterniond& from, const Quaterniond& to) {
-    Quaterniond turn = from.conjugate() * to;
-    if (turn.w() < 0.0) turn.coeffs() = -turn.coeffs();
-    const Eigen::AngleAxisd result(turn);
-    return result.angle() * result.axis();
-}
 
 /// Seconds between nodes for frames that take `length` seconds in all.
 double nodeStep(const std::vector<double>& times) {
@@ -158,9 +148,9 @@ Quaterniond PathSegment::viewAt(const Stencil& stencil) const {
     const Quaterniond& base = nodes_[stencil.first];
     Vector3d turn = Vector3d::Zero();
     for (size_t i = 1; i < stencil.count; ++i) {
-        turn += stencil.shares[i] * turnBetween(base, nodes_[stencil.first + i]);
+        turn += stencil.shares[i] * rotationVector(base.conjugate() * nodes_[stencil.first + i]);
     }
-    return (base * exponential(turn)).normalized();
+    return (base * rotationBy(turn)).normalized();
 }
 
 Quaterniond PathSegment::viewAt(double firstRowTime) const {
@@ -237,13 +227,13 @@ void PathSegment::Window::addMotion(ceres::Problem& problem) {
     }
     for (size_t k = begin_; k < end_; ++k) {
         problem.AddResidualBlock(
-            new MotionCost(weights[0], turnBetween(segment_.targets_[k], nodes[k]),
+            new MotionCost(weights[0], rotationVector(segment_.targets_[k].conjugate() * nodes[k]),
                            {Matrix3d::Identity()}),
             nullptr, turnOf(k));
     }
     std::vector<Vector3d> speeds;
     for (size_t k = first_; k + 1 < end_; ++k) {
-        speeds.push_back(turnBetween(nodes[k], nodes[k + 1]));
+        speeds.push_back(rotationVector(nodes[k].conjugate() * nodes[k + 1]));
     }
     for (size_t order = 1; order <= kOrders; ++order) {
         if (kWeights[order] == 0.0) continue;
@@ -256,7 +246,7 @@ void PathSegment::Window::addMotion(ceres::Problem& problem) {
                 const double share = kDifferences[order - 1][i];
                 const Vector3d& speed = speeds[k + i - first_];
                 constant += share * speed;
-                factors[i] -= share * exponential(speed).conjugate().toRotationMatrix();
+                factors[i] -= share * rotationBy(speed).conjugate().toRotationMatrix();
                 factors[i + 1] += share * Matrix3d::Identity();
             }
             for (size_t i = 0; i <= order; ++i) blocks.push_back(turnOf(k + i));
@@ -299,7 +289,7 @@ double PathSegment::Window::solve() {
     for (size_t k = begin_; k < end_; ++k) {
         const Vector3d& turn = turns_[k - first_];
         largest = std::max(largest, segment_.source_.focal * turn.norm());
-        segment_.nodes_[k] = (segment_.nodes_[k] * exponential(turn)).normalized();
+        segment_.nodes_[k] = (segment_.nodes_[k] * rotationBy(turn)).normalized();
     }
     return largest;
 }
