@@ -143,7 +143,7 @@ TEST(OptimalPath, LeavesASteadyClipSteady) {
 TEST(OptimalPath, ComesOutTheSameFromOtherWindows) {
     const OrientationTrack track = trackOf(
         [](double t) -> Vector3d { return shake(t, 0.5 + 0.15 * std::sin(0.3 * t)); }, 70.0);
-    const std::vector<double> times = frameTimes(1900);
+    const std::vector<double> times = frameTimes(1500);
     const OptimalPath path = find(track, times);
     const OptimalPath later = find(track, {times.begin() + 317, times.end()});
     const double used = *std::max_element(path.shareUsed.begin(), path.shareUsed.end());

@@ -192,17 +192,21 @@ private:
     size_t first_;                 // of the nodes before `begin_` that motion looks back to
     std::vector<Vector3d> turns_;  // from the path so far, of node `first_` on
     std::vector<Frame> frames_;
-    double penalty_ = 3.0;  // of a pixel, against a pixel from the track
+    double penalty_ = 10.0;  // of a pixel, against a pixel from the track
 };
 
 PathSegment::Window::Window(PathSegment& segment, size_t begin, size_t end)
     : segment_(segment), begin_(begin), end_(end), first_(begin - std::min(begin, kOrders)),
       turns_(end - first_) {
-    for (const double time : segment.frameTimes_) {
-        const Stencil stencil = segment.stencilAt(time);
+    const std::vector<double>& times = segment.frameTimes_;
+    const double from = times.front() + segment.step_ * static_cast<double>(first_);
+    for (auto time = std::lower_bound(times.begin(), times.end(), from); time != times.end();
+         ++time) {
+        const Stencil stencil = segment.stencilAt(*time);
         const size_t stencilEnd = stencil.first + stencil.count;
-        if (stencil.first < first_ || stencilEnd <= begin || stencilEnd > end) continue;
-        const RowOrientations rows(segment.track_, segment.source_, time);
+        if (stencilEnd > end) break;
+        if (stencil.first < first_ || stencilEnd <= begin) continue;
+        const RowOrientations rows(segment.track_, segment.source_, *time);
         const Distances own = segment.border_.distances(rows, rows.middle());
         frames_.push_back({stencil, rows, own.cwiseMax(-kReserve), Distances::Zero(),
                            Slopes::Zero(), Distances::Zero()});
@@ -280,7 +284,7 @@ double PathSegment::Window::solve() {
     // The problem is linear but for the border: a step needs no bound at first.
     options.initial_trust_region_radius = 1e12;
     options.max_num_iterations = 40;
-    options.function_tolerance = 1e-8;  // a long slow part of the path costs little
+    options.function_tolerance = 1e-8;  // slow parts of the path cost little
     options.logging_type = ceres::SILENT;
     ceres::Solver::Summary summary;
     ceres::Solve(options, &problem, &summary);
@@ -315,8 +319,9 @@ void PathSegment::solve(size_t begin, size_t end, const std::function<void(doubl
     FLAGS_minloglevel = google::GLOG_FATAL;  // Ceres also tells of steps too small to count
     Window window(*this, begin, end);
     for (int round = 1; round <= kRounds; ++round) {
-        const double change = std::max(window.solve(), window.enforceLimits());
-        const bool isDone = change < kEnough || round == kRounds;
+        const double change = window.solve();
+        const double crossed = window.enforceLimits();
+        const bool isDone = std::max(change, crossed) < kEnough || round == kRounds;
         onProgress(isDone ? 1.0 : static_cast<double>(round) / kRounds);
         if (isDone) return;
     }
