@@ -26,11 +26,12 @@ public:
 
     explicit OrientationTrack(GyroPath gyro) : gyro_(std::move(gyro)) {}
 
-    /// Applies rotations after the orientation so far; between their times along a cubic, outside as
-    /// at the nearest one. In order of time, which differs. Replaces those of an earlier call.
-    void correct(std::vector<TrackCorrection> corrections) {
-        corrections_ = std::move(corrections);
-    }
+    /// Applies rotations after the orientation so far; between their times along a cubic spline,
+    /// outside as at the nearest one. In order of time, which differs. Replaces those of an earlier
+    /// call.
+    void correct(std::vector<TrackCorrection> corrections);
+
+    bool isLogged() const { return gyro_.has_value(); }
 
     /// Rotation from device axes to the world at a time in seconds.
     Eigen::Quaterniond at(double time) const;
@@ -40,6 +41,7 @@ private:
 
     std::optional<GyroPath> gyro_;
     std::vector<TrackCorrection> corrections_;
+    std::vector<Eigen::Vector3d> rates_;  // at the corrections, about the axes they turn to, rad/s
 };
 
 }  // namespace framehold
