@@ -31,6 +31,7 @@ struct RefinementCase {
     double zoom;               // growth of the picture per frame, as a share
     double largestStepError;   // pixels, root mean square over pairs of frames
     double largestTotalError;  // radians, of the rotation from the first to the last frame
+    bool findsReadout = false;
 };
 
 std::ostream& operator<<(std::ostream& stream, const RefinementCase& c) { return stream << c.name; }
@@ -104,11 +105,16 @@ TEST_P(PictureRefinementTest, FollowsTheCamera) {
     const RefinementCase& c = GetParam();
     const Scene scene(c);
     zpr_test::Random random(7);
-    PictureRefinement refinement(scene.camera(), scene.logged());
+    PinholeCamera known = scene.camera();
+    if (c.findsReadout) known.readout = 0.0;
+    PictureRefinement refinement(known, scene.logged());
     const auto frameTime = [](int frame) { return 0.2 + frame / kFramesPerSecond; };
     for (int i = 0; i + 1 < kFrames; ++i) {
         refinement.add(frameTime(i), frameTime(i + 1),
                        scene.motions(frameTime(i), frameTime(i + 1), random));
+    }
+    if (c.findsReadout) {
+        EXPECT_NEAR(refinement.findReadout(), c.readout, 0.002);
     }
     const OrientationTrack track = refinement.refined();
     const auto turn = [&](const auto& path, int from, int to) {
@@ -137,6 +143,8 @@ INSTANTIATE_TEST_SUITE_P(
         RefinementCase{"moving things", true, 0.01, 0, 0, 0.03, 0.1, 0.3, 0, 0.04, 3e-3},
         RefinementCase{"no log", false, 0.01, 0, 0, 0, 0.1, 0.3, 0, 0.05, 3e-3},
         RefinementCase{"no log, rows", false, 0.01, 0, 0, 0.03, 0.1, 0.3, 0, 0.08, 3e-3},
+        RefinementCase{"readout", false, 0.01, 0, 0, 0.02, 0.1, 0.3, 0, 0.08, 3e-3, true},
+        RefinementCase{"no readout", false, 0.01, 0, 0, 0, 0.1, 0.3, 0, 0.05, 3e-3, true},
         RefinementCase{"no log, forward", false, 0.01, 0, 0, 0, 0.1, 0, 0.02, 0.05, 3e-3},
         // 3.1 rad in 4 s.
         RefinementCase{"no log, pan", false, 0, 0, 0.8, 0, 0.1, 0, 0, 0.05, 5e-3}),

@@ -1,27 +1,11 @@
 #pragma once
 
-#include "path/orientation_track.h"
-#include "path/pinhole_camera.h"
-#include "tracking/feature_tracks.h"
+#include "path/unexplained_turn.h"
 
 #include <utility>
 #include <vector>
 
-#include <Eigen/Geometry>
-
 namespace framehold {
-
-/// Rotation between two frames that a track does not explain, by the features of the steady rest of
-/// the picture.
-struct UnexplainedTurn {
-    double from;  // seconds, of the middle rows
-    double to;
-    Eigen::Vector3d turn;      // rotation vector in device axes at the later frame, radians
-    Eigen::Vector3d variance;  // of the turn's components; infinite where nothing was found
-    /// Turn that shows for a turn that grows by one radian from the first row to the last one and
-    /// is 0 in the middle.
-    Eigen::Matrix3d leak = Eigen::Matrix3d::Zero();
-};
 
 /// Corrects a track by the features of a clip. A log misses what its bias and noise add to the
 /// motion and how the camera moves from place to place; without a log all motion is in the pictures.
@@ -42,7 +26,10 @@ public:
     /// The track with these corrections.
     OrientationTrack refined() const;
 
-    const std::vector<UnexplainedTurn>& turns() const { return turns_; }
+    /// Finds the camera's readout from how the pictures bend where their motion changes, takes it for
+    /// the corrections in place of that of the camera, and returns it; 0 if the pictures do not tell.
+    /// For a track at rest.
+    double findReadout();
 
 private:
     PinholeCamera camera_;
