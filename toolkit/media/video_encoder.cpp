@@ -249,7 +249,7 @@ AvPtr<AVFrame> VideoEncoder::convert(const AVFrame& frame) {
     if (isThere && av_frame_ref(converted.get(), &frame) < 0) throw std::bad_alloc();
     converted->color_range = codec_->color_range;
     converted->colorspace = codec_->colorspace;
-    converted->pts = hasFrameTimes_ ? frame.pts : frames_++;
+    converted->pts = hasFrameTimes_ ? frame.pts : frames_;
     converted->pkt_duration = hasFrameTimes_ ? frame.pkt_duration : 1;
     if (isThere) return converted;
     const FrameArea area{codec_->width, codec_->height};
@@ -259,10 +259,13 @@ AvPtr<AVFrame> VideoEncoder::convert(const AVFrame& frame) {
 
 void VideoEncoder::encode(const AVFrame* frame, const PacketSink& sink) {
     const AvPtr<AVFrame> converted = frame != nullptr ? convert(*frame) : nullptr;
+    if (frame != nullptr) ++frames_;
     int code = avcodec_send_frame(codec_.get(), converted.get());
     while (code >= 0) {
         code = avcodec_receive_packet(codec_.get(), packet_.get());
         if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return;
+        // libx265 leaves the decoding time of a video of one frame unset.
+        if (frame == nullptr && frames_ == 1) packet_->dts = packet_->pts;
         if (code >= 0) sink(*packet_);
     }
     throw MediaError(file_, "cannot be encoded", code);

@@ -66,7 +66,7 @@ private:
     std::string file_;
     const AVCodec* encoder_;
     bool hasFrameTimes_;  // else the container counts frames
-    int64_t frames_ = 0;
+    int64_t frames_ = 0;  // so far
     AvPtr<AVCodecContext> codec_;
     AvPtr<AVPacket> packet_;
     PixelConverter converter_;
