@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
+#include <stdexcept>
 #include <thread>
 
 extern "C" {
@@ -81,6 +82,10 @@ void FrameRenderer::prepare(const AVFrame& frame) {
     if (frame.format == format_ && frame.width == width_ && frame.height == height_ &&
         frame.chroma_location == chromaLocation_) {
         return;
+    }
+    constexpr int kMaxSide = 30000;  // positions have 16 bits and a sign for whole samples
+    if (std::max(frame.width, frame.height) > kMaxSide) {
+        throw std::runtime_error("frames of more than 30000 pixels a side cannot be rendered");
     }
     format_ = frame.format;
     width_ = frame.width;

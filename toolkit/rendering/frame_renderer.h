@@ -27,7 +27,8 @@ public:
     /// The frame seen in the orientation `view` (device -> world), in the planar format of its own
     /// (see planarFormat) and with its properties: times, colours, side data. firstRowTime: on the
     /// track's clock. Pixels that the source did not see are black.
-    /// Throws std::runtime_error for a pixel format that cannot be read.
+    /// Throws std::runtime_error for a pixel format that cannot be read, and for frames of more
+    /// than 30000 pixels a side.
     AvPtr<AVFrame> render(const AVFrame& frame, double firstRowTime, const OrientationTrack& track,
                           const Eigen::Quaterniond& view);
 

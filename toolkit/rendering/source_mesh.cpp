@@ -57,6 +57,7 @@ SourceMesh::SourceMesh(const SampleGrid& output, const SampleGrid& source)
 void SourceMesh::setRow(int row, const RowRotations& rotations, const PinholeCamera& output) {
     // Far outside is outside: positions stay small enough for the resampler's integers.
     const Eigen::Array2d size(source_.width, source_.height);
+    constexpr double kMargin = 1024.0;  // more than a cell has
     double guess = 0.5 * source_.step.y() * source_.height;
     for (int column = 0; column < columns_; ++column) {
         const Eigen::Array2d sample = Eigen::Array2d(column, row) * kSpacing;
@@ -64,7 +65,7 @@ void SourceMesh::setRow(int row, const RowRotations& rotations, const PinholeCam
         const Eigen::Vector2d seen = rotations.sourcePixel(output.ray(pixel), guess);
         guess = seen.y();
         const Eigen::Array2d position = (seen.array() - source_.offset) / source_.step;
-        nodes_[static_cast<size_t>(row * columns_ + column)] = position.max(-size).min(2.0 * size);
+        nodes_[static_cast<size_t>(row * columns_ + column)] = position.max(-kMargin).min(size + kMargin);
     }
 }
 
