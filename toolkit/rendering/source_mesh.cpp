@@ -65,7 +65,8 @@ void SourceMesh::setRow(int row, const RowRotations& rotations, const PinholeCam
         const Eigen::Vector2d seen = rotations.sourcePixel(output.ray(pixel), guess);
         guess = seen.y();
         const Eigen::Array2d position = (seen.array() - source_.offset) / source_.step;
-        nodes_[static_cast<size_t>(row * columns_ + column)] = position.max(-kMargin).min(size + kMargin);
+        nodes_[static_cast<size_t>(row * columns_ + column)] =
+            position.max(-kMargin).min(size + kMargin);
     }
 }
 
