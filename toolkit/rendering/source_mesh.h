@@ -43,7 +43,8 @@ struct SampleGrid {
 /// at the nodes, every kSpacing samples, and linear between them.
 class SourceMesh {
 public:
-    // Samples of luma between nodes. On strong shake no pixel is off by more than 0.05.
+    // Samples between nodes, of luma and chroma alike: no pixel is off by more than 0.05 on strong
+    // shake (tests/toolkit/rendering_test.cpp).
     static constexpr int kSpacing = 16;
 
     /// output, source: the plane's samples in the two frames.
