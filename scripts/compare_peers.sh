@@ -116,8 +116,9 @@ framehold_engine() {
     else
         source=(--no-motion)
     fi
-    "$framehold" stabilize "$work/clip.mp4" -q --overwrite "${source[@]}" "$@" --crop 80 \
-        --encoder libx264 --quality 14 --preset medium --pixel-format yuv420p -o "$output"
+    "$framehold" stabilize "$work/clip.mp4" -q --overwrite --force "${source[@]}" "$@" --crop 80 \
+        --encoder libx264 --quality 14 --preset medium --pixel-format yuv420p -o "$output" ||
+        [ $? -eq 3 ] # done, but shakier than the source: that is a result
 }
 
 opencv_encoded() {
