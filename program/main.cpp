@@ -8,12 +8,15 @@
 #include "media/libav.h"
 #include "zpr_framehold.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <sstream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -47,6 +50,12 @@ int run(int argc, char** argv) {
     program.set_version_flag("--version", versionText(), "Print the version");
     framehold::keepLibavMessages();
     framehold::catchInterruptions();
+    const std::string wrong = framehold::findWrongWord(
+        program, std::vector<std::string>(argv + std::min(1, argc), argv + argc));
+    if (!wrong.empty()) {
+        std::fputs(wrong.c_str(), stderr);
+        return framehold::kExitWrongUsage;
+    }
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -46,6 +46,65 @@ std::string describeMismatch(const Command& command, const CLI::ParseError& erro
     return fmt::format("{}: takes {} value{}, not {}", name, taken, taken == 1 ? "" : "s", given);
 }
 
+const CLI::Option* optionOf(const Command& command, const std::string& word) {
+    if (word.size() < 2 || word[0] != '-') return nullptr;
+    return command.get_option_no_throw(word.substr(0, word.find('=')));
+}
+
+/// Looks at the words of a command's line; where an option takes its value from the next word, that
+/// one is left out.
+class WordCheck {
+public:
+    WordCheck(const Command& command, const std::vector<std::string>& words)
+        : command_(command), words_(words) {}
+
+    /// Text about the first wrong word; empty if there is none.
+    std::string error() {
+        for (at_ = 1; at_ < words_.size() && words_[at_] != "--"; ++at_) {
+            const std::string& word = words_[at_];
+            const bool isShort = word.size() > 1 && word[0] == '-' && word[1] != '-';
+            std::string error = isShort ? errorOfLetters(word) : errorOfName(word);
+            if (!error.empty()) return error;
+        }
+        return {};
+    }
+
+private:
+    std::string errorOfName(const std::string& word) {
+        const CLI::Option* option = optionOf(command_, word);
+        if (option == nullptr) return {};
+        const size_t end = word.find('=');
+        const std::string name = word.substr(0, end);
+        if (command_.valueOf(*option)) return end == std::string::npos ? errorOfValue(name) : "";
+        return end == std::string::npos ? "" : name + ": takes no value";
+    }
+
+    /// Flags in one word; the last letter may be that of an option whose value follows.
+    std::string errorOfLetters(const std::string& word) {
+        for (size_t i = 1; i < word.size(); ++i) {
+            const std::string name = {'-', word[i]};
+            const CLI::Option* option = optionOf(command_, name);
+            if (option == nullptr) return i > 1 ? describeUnknownOption(command_, word) : "";
+            if (command_.valueOf(*option)) return i + 1 == word.size() ? errorOfValue(name) : "";
+        }
+        return {};
+    }
+
+    std::string errorOfValue(const std::string& name) {
+        ++at_;
+        if (at_ >= words_.size() || optionOf(command_, words_[at_]) == nullptr) return {};
+        return fmt::format("{}: a value is missing before {}", name, words_[at_]);
+    }
+
+    const Command& command_;
+    const std::vector<std::string>& words_;
+    size_t at_ = 0;
+};
+
+std::string formatted(const std::string& name, const std::string& error) {
+    return fmt::format("{0}: {1}\nTry: {0} --help\n", name, error);
+}
+
 std::string describe(const Command& program, const Command& command, const CLI::ParseError& error) {
     const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
     const std::vector<std::string> extra = program.remaining(true);
@@ -74,7 +133,17 @@ std::string describeUsageError(const Command& program, const CLI::ParseError& er
     const Command& command = parsed == commands.end() ? program : **parsed;
     const std::string name =
         &command == &program ? program.get_name() : program.get_name() + " " + command.get_name();
-    return fmt::format("{0}: {1}\nTry: {0} --help\n", name, describe(program, command, error));
+    return formatted(name, describe(program, command, error));
+}
+
+std::string findWrongWord(const Command& program, const std::vector<std::string>& words) {
+    if (words.empty()) return {};
+    const auto& commands = program.commands();
+    const auto command = std::find_if(commands.begin(), commands.end(),
+                                      [&](const Command* c) { return c->get_name() == words[0]; });
+    if (command == commands.end()) return {};
+    const std::string error = WordCheck(**command, words).error();
+    return error.empty() ? "" : formatted(program.get_name() + " " + words[0], error);
 }
 
 }  // namespace framehold

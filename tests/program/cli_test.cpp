@@ -63,13 +63,13 @@ TEST(OptionText, TellsWhatAnOptionTakes) {
 
 /// What is printed for a command line; empty if it is accepted.
 std::string errorOf(Command& program, const std::string& line) {
+    std::string text = findWrongWord(program, CLI::detail::split(line, ' '));
     try {
-        program.parse(line);
-        return {};
+        if (text.empty()) program.parse(line);
     } catch (const CLI::ParseError& error) {
-        const std::string text = describeUsageError(program, error);
-        return text.substr(0, text.find('\n'));
+        text = describeUsageError(program, error);
     }
+    return text.substr(0, text.find('\n'));
 }
 
 TEST(UsageErrors, NameTheOptionAndWhatItTakes) {
@@ -93,6 +93,11 @@ TEST(UsageErrors, NameTheOptionAndWhatItTakes) {
         {"run . --count", "test run: --count: a value is missing"},
         {"run . --count 1 --count", "test run: --count: a value is missing"},
         {"run . --count 1 --count 2", "test run: --count: takes 1 value, not 2"},
+        {"run . --file --count 2", "test run: --file: a value is missing before --count"},
+        {"run . -qf -q", "test run: -f: a value is missing before -q"},
+        {"run . -qf/", "test run: --file: '/' is a folder, not a file"},
+        {"run . --quiet=5", "test run: --quiet: takes no value"},
+        {"run . -quiet", "test run: -quiet: there is no such option; did you mean --quiet?"},
         {"run . --side up", "test run: --side: 'up' is not left or right"},
         {"run . --axis 1,2", "test run: --axis: takes 3 values, not 2"},
         {"run . --axis 1,2,inf", "test run: --axis: 'inf' is not a number"},
@@ -112,7 +117,9 @@ TEST(UsageErrors, NameTheOptionAndWhatItTakes) {
         run.addNumber("--weight", weight, "Weight", {0.5, 1e6});
         run.addChoice("--side", side, "Side", {"left", "right"});
         run.addVector("--axis", axis, "Axis");
-        run.addInputFile("--file", file, "File");
+        run.addInputFile("-f,--file", file, "File");
+        bool quiet = false;
+        run.add_flag("-q,--quiet", quiet, "Quiet");
         EXPECT_EQ(errorOf(program, c.line), c.error) << c.line;
     }
 }
