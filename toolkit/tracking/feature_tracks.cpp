@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <optional>
 #include <utility>
 
@@ -140,13 +139,6 @@ FeatureTracks trackFeatures(const std::string& video, const TrackSettings& setti
 
 namespace {
 
-/// Processor time of this thread: how busy others are does not change a result.
-double threadSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
 /// The video's timestamps at which its samples start.
 std::vector<double> sampleStarts(double first, double seconds, const SampleSettings& settings) {
     if (!(seconds > kNotMuchLonger * settings.windows * settings.window)) return {first};
@@ -161,8 +153,11 @@ std::vector<double> sampleStarts(double first, double seconds, const SampleSetti
 
 std::vector<FeatureTracks> trackSamples(const std::string& video, const SampleSettings& settings,
                                         const std::function<void()>& onFrame) {
-    const auto isLate = [end = threadSeconds() + settings.budget] { return threadSeconds() > end; };
     VideoReader reader(video);
+    // Counted, not timed: how fast the machine is does not change a result.
+    const auto maxFrames =
+        static_cast<int64_t>(settings.maxPixels / reader.width() / reader.height());
+    int64_t frames = 0;
     FeatureTracker tracker(settings.tracks);
     const double seconds = static_cast<double>(reader.expectedFrames()) / reader.framesPerSecond();
     const std::vector<double> starts = sampleStarts(reader.startTime(), seconds, settings);
@@ -171,14 +166,16 @@ std::vector<FeatureTracks> trackSamples(const std::string& video, const SampleSe
     std::vector<FeatureTracks> samples;
     double last = -INFINITY;
     for (const double start : starts) {
-        if (!samples.empty() && (isLate() || !reader.seek(start))) break;
+        if (!samples.empty() && (frames > maxFrames || !reader.seek(start))) break;
         // A seek ends at the keyframe before: a part from there is as good if it is a new one.
         std::optional<double> from;
         while (const AVFrame* frame = reader.next()) {
             if (onFrame) onFrame();
+            ++frames;
             const double time = reader.seconds(*frame);
             if (!from) from = samples.empty() || time > last ? time : start;
-            if (time >= *from + length || (!samples.empty() && time < *from && isLate())) break;
+            if (time >= *from + length || (!samples.empty() && time < *from && frames > maxFrames))
+                break;
             if (time >= *from) tracker.add(*frame, time);
         }
         FeatureTracks sample = tracker.take();

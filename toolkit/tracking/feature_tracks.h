@@ -65,9 +65,9 @@ private:
 
 /// Which parts of a video are looked at.
 struct SampleSettings {
-    int windows = 4;      // spread evenly over the video
-    double window = 1.5;  // seconds
-    double budget = 1.0;  // seconds of processor time after which no window is begun
+    int windows = 4;         // spread evenly over the video
+    double window = 1.5;     // seconds
+    double maxPixels = 4e8;  // that are decoded before no window is begun
     TrackSettings tracks{60, 0, 320, 0.3};
 };
 
