@@ -264,8 +264,10 @@ void VideoEncoder::encode(const AVFrame* frame, const PacketSink& sink) {
     while (code >= 0) {
         code = avcodec_receive_packet(codec_.get(), packet_.get());
         if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return;
-        // libx265 leaves the decoding time of a video of one frame unset.
-        if (frame == nullptr && frames_ == 1) packet_->dts = packet_->pts;
+        // libx265 leaves the decoding times unset where it gets no more than two frames, which have
+        // one order only.
+        const bool isShort = frame == nullptr && frames_ <= 2;
+        if (isShort && std::strcmp(encoder_->name, "libx265") == 0) packet_->dts = packet_->pts;
         if (code >= 0) sink(*packet_);
     }
     throw MediaError(file_, "cannot be encoded", code);
