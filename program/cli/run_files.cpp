@@ -1,6 +1,8 @@
 #include "cli/run_files.h"
 
+#include "cli/exit_codes.h"
 #include "common/output_file.h"
+#include "common/text_fields.h"
 
 #include <map>
 #include <stdexcept>
@@ -102,6 +104,11 @@ void RunFiles::checkExisting() const {
         }
     }
     if (!existing.empty()) refuseExisting({existing.front()}, existing.size() - 1);
+}
+
+void reportLosses(const std::vector<std::string>& losses) {
+    for (const std::string& loss : losses) fmt::print(stderr, "warning: {}\n", escaped(loss));
+    if (!losses.empty()) throw DoneWithLosses("done, with losses");
 }
 
 }  // namespace framehold

@@ -37,4 +37,7 @@ private:
     std::vector<Output> outputs_;
 };
 
+/// Prints what could not be read of a run's inputs; throws DoneWithLosses if that is anything.
+void reportLosses(const std::vector<std::string>& losses);
+
 }  // namespace framehold

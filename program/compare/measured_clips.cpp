@@ -122,8 +122,13 @@ void printMeasures(const MeasureOptions& options) {
     for (const ClipMeasures& clip : clips) {
         if (clip.lostFrames == 0) continue;
         fmt::print(stderr, "warning: {}: the motion of {} of {} frames could not be found\n",
-                   clip.video, clip.lostFrames, clip.times.size());
+                   escaped(clip.video), clip.lostFrames, clip.times.size());
     }
+    std::vector<std::string> losses;
+    for (const ClipMeasures& clip : clips) {
+        losses.insert(losses.end(), clip.losses.begin(), clip.losses.end());
+    }
+    reportLosses(losses);
 }
 
 }  // namespace framehold

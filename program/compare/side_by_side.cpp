@@ -64,6 +64,8 @@ void compareClips(const CompareOptions& options) {
     files.check(options.overwrites, options.quiet);
     VideoReader before(options.before);
     VideoReader after(options.after);
+    before.acceptCutInput();
+    after.acceptCutInput();
     std::optional<VideoWriter> writer;
     if (!options.video.empty())
         writer.emplace(OutputName{options.video, options.overwrites}, settingsFor(before, after));
@@ -82,12 +84,19 @@ void compareClips(const CompareOptions& options) {
         progress.advance();
     }
     if (writer) writer->finish();
-    if (options.picture.empty()) return;
+    std::vector<std::string> losses;
+    const auto frames = static_cast<size_t>(progress.done());
+    for (const std::string& loss : before.losses(frames))
+        losses.push_back(options.before + ": " + loss);
+    for (const std::string& loss : after.losses(frames))
+        losses.push_back(options.after + ": " + loss);
+    if (options.picture.empty()) return reportLosses(losses);
     if (mean.isEmpty()) {
         throw std::runtime_error(fmt::format("--from {}: the clips have only {} frames in common",
                                              options.firstFrame, progress.done()));
     }
     writePng({options.picture, options.overwrites}, *mean.mean());
+    reportLosses(losses);
 }
 
 }  // namespace framehold

@@ -1,5 +1,6 @@
 #include "inspect/inspection.h"
 
+#include "cli/run_files.h"
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "media/video_reader.h"
@@ -61,6 +62,7 @@ void inspectFile(const InspectOptions& o) {
     }
     fmt::print("{}", o.json ? inspectionJson(result) + "\n" : inspectionText(result));
     if (!result.isUsable()) throw std::runtime_error(o.files.video + ": is not usable as it is");
+    if (result.video) reportLosses(result.video->losses);
 }
 
 }  // namespace framehold

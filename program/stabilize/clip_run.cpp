@@ -88,19 +88,7 @@ void ClipRun::write(const StabilizedFrame& frame) {
 }
 
 void ClipRun::warnAboutVideo(RunMessages& messages) const {
-    if (video_.endedEarly()) {
-        const int64_t expected = clip_.video.expectedFrames;
-        const bool isMore = expected > static_cast<int64_t>(taken_);
-        const char* about = video_.stream().nb_frames > 0 ? "" : "about ";
-        messages.lose("the input ends early: " +
-                      (isMore ? fmt::format("{} of {}{} frames are there", taken_, about, expected)
-                              : "it has " + counted(taken_, "frame")));
-    }
-    if (const int damaged = video_.damagedPackets(); damaged > 0) {
-        messages.lose(fmt::format("left out {} and what is in {}",
-                                  counted(static_cast<size_t>(damaged), "damaged packet"),
-                                  damaged == 1 ? "it" : "them"));
-    }
+    for (const std::string& loss : video_.losses(taken_)) messages.lose(loss);
     if (video_.untimedFrames() > 0) {
         messages.warn(fmt::format("{} without a timestamp: taking {:g} per second",
                                   counted(static_cast<size_t>(video_.untimedFrames()), "frame"),

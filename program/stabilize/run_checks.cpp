@@ -37,7 +37,12 @@ void useTable(const std::string& video, const std::vector<double>& table,
 void checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
                     const ClipSettings& settings, RunMessages& messages) {
     const std::string& video = clip.files.video;
-    if (video == "-") return;
+    if (video == "-") {
+        messages.note(
+            "standard input is not compared with the motion log before the run: it can be read "
+            "only once");
+        return;
+    }
     std::vector<FeatureTracks> samples = trackSamples(video, {}, throwIfInterrupted);
     if (samples.empty()) return;  // the run itself says what is wrong with the video
     const std::vector<double>& table = clip.metadata.frameTimes;

@@ -10,8 +10,8 @@
 
 namespace framehold {
 
-/// Compares samples of a clip with what its log predicts, and warns of what does not fit. Does
-/// nothing for standard input, which can be read only once. Throws std::runtime_error, with the
+/// Compares samples of a clip with what its log predicts, and warns of what does not fit. Only
+/// notes that standard input can be read only once. Throws std::runtime_error, with the
 /// remedy, for a log that covers no frame or would make the clip shakier, unless options.force.
 void checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
                     const ClipSettings& settings, RunMessages& messages);

@@ -172,10 +172,18 @@ for container in mp4 mkv avi flv y4m; do
         grep -q '"status": "done with losses"' summary.json && grep -q '"with_losses": 1' summary.json ||
         fail "cut $container: $written frames, $(cat summary.json)"
 done
+while read -r arguments; do
+    # shellcheck disable=SC2086
+    expect 3 "the input ends early" "$framehold" $arguments
+done <<END
+measure whole.y4m cut.y4m
+inspect cut.mkv -m rec/imu.gcsv --focal 60
+compare whole.y4m cut.y4m --video compared.mkv --from 0 --frames 5
+END
 cp rec/imu.gcsv whole.gcsv && cp rec/imu.gcsv cut.gcsv
 expect 3 "2 of 2 clips stabilized, 1 with losses" stabilize whole.mp4 cut.mp4 --focal 60 -o 'losses/{name}.mp4'
 stabilize - -m rec/imu.gcsv --overwrite -o cut-out.mp4 <cut.y4m 2>said
-[ $? -eq 3 ] && grep -q "the input ends early" said || fail "cut pipe: $(cat said)"
+[ $? -eq 3 ] && grep -q "the input ends early" said && grep -q "not compared with the motion log" said || fail "cut pipe: $(cat said)"
 
 # What cannot be written to standard output is an error of every command.
 while read -r command; do

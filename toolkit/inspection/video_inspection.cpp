@@ -59,6 +59,7 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
 
     VideoInspection result;
     result.video = video;
+    result.losses = tracks.losses;
     result.log = log.rates.empty() ? statistics.orientations : statistics.rates.stamps;
     result.timeOffset = metadata.timeOffset.value_or(0.0);
     ZPR_Param defaults{};

@@ -91,6 +91,7 @@ ClipMeasures measureClip(const std::string& video, double cutoff,
     checkTimes(video, tracks.frameTimes);
     ClipMeasures result;
     result.video = video;
+    result.losses = tracks.losses;
     const std::vector<GlobalMotion> motions = globalMotions(tracks, result.lostFrames);
     measurePath(tracks, motions, cutoff, result);
     result.wobble = rowWobble(tracks, motions, result.times, cutoff);

@@ -23,8 +23,9 @@ struct ClipMeasures {
     std::string video;
     int width = 0;  // pixels
     int height = 0;
-    std::vector<double> times;  // seconds, of each frame
-    size_t lostFrames = 0;      // whose motion was not found; that of the frame before is taken
+    std::vector<double> times;        // seconds, of each frame
+    std::vector<std::string> losses;  // what of the video could not be read, for the user
+    size_t lostFrames = 0;  // whose motion was not found; that of the frame before is taken
     PicturePath path;
     PicturePath shake;  // the path after `highPass`
 

@@ -49,6 +49,7 @@ double borderShare(const cv::Mat& luma) {
 PictureMeasures measurePictures(const std::string& video, const std::vector<GlobalMotion>& motions,
                                 const std::function<void()>& onFrame) {
     VideoReader reader(video);
+    reader.acceptCutInput();
     PictureMeasures result;
     cv::Mat before;
     size_t index = 0;

@@ -1,11 +1,14 @@
 #include "media/video_reader.h"
 
 #include "common/interruption.h"
+#include "common/text_fields.h"
 #include "media/planar_frame.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+
+#include <fmt/format.h>
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -202,6 +205,26 @@ int64_t VideoReader::takeTimestamp() {
     }
     nextPts_ = pts + av_rescale_q(1, av_inv_q(frameRate()), timeBase());
     return pts;
+}
+
+std::vector<std::string> VideoReader::losses(size_t frames) const {
+    std::vector<std::string> losses;
+    if (endedEarly_) {
+        const int64_t expected = expectedFrames();
+        const bool isMore = expected > static_cast<int64_t>(frames);
+        const char* about = stream_->nb_frames > 0 ? "" : "about ";
+        losses.push_back("the input ends early: " +
+                         (isMore
+                              ? fmt::format("{} of {}{} frames are there", frames, about, expected)
+                              : "it has " + counted(frames, "frame")));
+    }
+    if (damagedPackets_ > 0) {
+        losses.push_back(
+            fmt::format("left out {} and what is in {}",
+                        counted(static_cast<size_t>(damagedPackets_), "damaged packet"),
+                        damagedPackets_ == 1 ? "it" : "them"));
+    }
+    return losses;
 }
 
 const AVFrame* VideoReader::next() {

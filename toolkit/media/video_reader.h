@@ -76,6 +76,9 @@ public:
     /// before the end that the container states.
     bool endedEarly() const { return endedEarly_; }
 
+    /// What could not be read, for the user; frames: that `next` gave.
+    std::vector<std::string> losses(size_t frames) const;
+
     /// True once a frame was interlaced; its two fields are not separated.
     bool isInterlaced() const { return isInterlaced_; }
 

@@ -124,6 +124,7 @@ FeatureTracks FeatureTracker::take() {
 FeatureTracks trackFeatures(const std::string& video, const TrackSettings& settings,
                             const std::function<void()>& onFrame) {
     VideoReader reader(video);
+    reader.acceptCutInput();
     FeatureTracker tracker(settings);
     for (int frames = 0; settings.maxFrames == 0 || frames < settings.maxFrames; ++frames) {
         const AVFrame* frame = reader.next();
@@ -134,6 +135,9 @@ FeatureTracks trackFeatures(const std::string& video, const TrackSettings& setti
     FeatureTracks tracks = tracker.take();
     tracks.width = reader.width();
     tracks.height = reader.height();
+    for (const std::string& loss : reader.losses(tracks.frameTimes.size())) {
+        tracks.losses.push_back(video + ": " + loss);
+    }
     return tracks;
 }
 

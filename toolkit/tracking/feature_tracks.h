@@ -26,6 +26,7 @@ struct FeatureTracks {
     std::vector<double> frameTimes;  // seconds, the video's own timestamps
     /// motions[i]: from frame i to frame i + 1; empty where nothing could be tracked.
     std::vector<std::vector<FeatureMotion>> motions;
+    std::vector<std::string> losses{};  // what of the video could not be read, for the user
 };
 
 struct TrackSettings {
