@@ -2,6 +2,7 @@
 
 #include "calibrate/calibrate_clip.h"
 #include "calibrate/calibration_texts.h"
+#include "cli/options.h"
 #include "cli/run_files.h"
 #include "common/interruption.h"
 #include "common/output_file.h"
@@ -59,6 +60,14 @@ std::string outputOf(const CalibrateOptions& options) {
     return output;
 }
 
+/// True if a clip.json names a file that is not below its folder.
+bool namesOutside(const nlohmann::ordered_json& preset) {
+    const auto isOutside = [](const std::string& name) { return name.rfind("..", 0) == 0; };
+    const auto imu = preset.value("imu", nlohmann::ordered_json::object());
+    return isOutside(preset.value("video", "")) || isOutside(preset.value("frames_file", "")) ||
+           isOutside(imu.value("file", ""));
+}
+
 /// files: with all that was opened to find the clips.
 void checkFiles(const CalibrateOptions& options, const std::vector<ClipInputs>& clips,
                 const std::string& output, RunFiles files) {
@@ -91,10 +100,19 @@ void calibrateCamera(const CalibrateOptions& options) {
     }
     const Calibration found = calibrate(clips, known, throwIfInterrupted);
     fmt::print("{}", options.json ? textOf(jsonOf(found, files)) + "\n" : tableOf(found, files));
-    writeFile({output, options.overwrites}, textOf(presetOf(found, files, output)) + "\n");
+    const nlohmann::ordered_json preset = presetOf(found, files, output);
+    writeFile({output, options.overwrites}, textOf(preset) + "\n");
     if (!options.snippet.empty())
         writeFile({options.snippet, options.overwrites}, snippetOf(found));
-    if (!options.quiet) fmt::print(stderr, "written: {}\n", escaped(output));
+    if (!options.quiet) {
+        fmt::print(stderr, "written: {}\n", escaped(output));
+        if (namesOutside(preset)) fmt::print(stderr, "{}\n", outsidePathsNote(output));
+    }
+    std::vector<std::string> losses;
+    for (const CalibrationClip& clip : clips) {
+        losses.insert(losses.end(), clip.tracks.losses.begin(), clip.tracks.losses.end());
+    }
+    reportLosses(losses);
 }
 
 }  // namespace framehold

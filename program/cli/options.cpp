@@ -109,4 +109,9 @@ CLI::Validator Command::pictureSizeCheck() {
         "");
 }
 
+std::string outsidePathsNote(const std::string& path) {
+    return escaped(path) +
+           ": names files outside of its folder; it is read with --allow-outside-paths";
+}
+
 }  // namespace framehold

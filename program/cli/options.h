@@ -186,6 +186,9 @@ inline CLI::Option* addOutsidePathsFlag(Command& command, bool& allows) {
                             "Let a clip.json name files outside of its folder");
 }
 
+/// Remark about a clip.json that was written and names files outside of its folder.
+std::string outsidePathsNote(const std::string& path);
+
 inline CLI::Option* addQuietFlag(Command& command, bool& quiet,
                                  const std::string& description = "No progress bar") {
     return command.add_flag("-q,--quiet", quiet, description);

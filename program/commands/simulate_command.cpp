@@ -3,6 +3,7 @@
 #include "simulate/simulate_clip.h"
 
 #include <cmath>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -107,6 +108,11 @@ void fillSensors(SimulateOptions& o) {
     if (!o.rateBias.empty()) o.sensors.rateBias = Eigen::Map<Eigen::Vector3d>(o.rateBias.data());
 }
 
+/// True if a folder is not in or below that of the metadata.
+bool namesOutside(const std::filesystem::path& folder, const std::filesystem::path& metadata) {
+    return *std::filesystem::relative(folder, metadata).begin() == "..";
+}
+
 }  // namespace
 
 void addSimulateCommand(Command& program) {
@@ -163,7 +169,12 @@ void addSimulateCommand(Command& program) {
         options->camera.height = options->size.height;
         fillSensors(*options);
         simulateClip(*options);
-        if (!options->quiet) fmt::print(stderr, "written: {}\n", options->folder);
+        if (options->quiet) return;
+        fmt::print(stderr, "written: {}\n", options->folder);
+        const std::filesystem::path metadata = options->metadataFolder;
+        if (!metadata.empty() && namesOutside(options->folder, metadata)) {
+            fmt::print(stderr, "{}\n", outsidePathsNote((metadata / "clip.json").string()));
+        }
     });
 }
 

@@ -17,9 +17,12 @@ clip=$work/clip/clip.mp4
 "$framehold" simulate "$work/clip" -q --size 320x240 --focal 300 --duration 4 --pan 0 --shake 1.5 \
     --axes YxZ --time-offset 0.037 --readout 0.024 --noise-density 0.0002 --moving 0.2 \
     --metadata "$work/truth" || fail "simulate"
-said=$("$framehold" calibrate "$clip" -m "$work/clip/imu.gcsv" -q -o "$work/found.json" \
-    --snippet "$work/camera.c") || fail "calibrate"
+mkdir "$work/elsewhere"
+said=$("$framehold" calibrate "$clip" -m "$work/clip/imu.gcsv" -o "$work/elsewhere/found.json" \
+    --snippet "$work/camera.c" 2>&1) || fail "calibrate"
 [[ $said != *"than a pinhole"* ]] || fail "a pinhole: $said"
+[[ $said == *"allow-outside-paths"* ]] || fail "a clip.json that names files elsewhere: $said"
+mv "$work/elsewhere/found.json" "$work"
 near focal_px 300 3
 near readout_s 0.024 0.002
 near time_offset_s 0.037 0.001
