@@ -43,12 +43,12 @@ private:
     }
 
     void writeStamps(const StampStatistics& stamps) {
-        row("samples", "{} in {:.3f} s, from {:.3f} s to {:.3f} s", stamps.samples,
-            stamps.seconds(), stamps.from, stamps.to);
+        row("samples", "{} in {}, from {} to {}", stamps.samples, durationText(stamps.seconds()),
+            durationText(stamps.from), durationText(stamps.to));
         row("rate", "{:.1f} Hz: steps of {:.3f} ms, jitter {:.3f} ms", stamps.perSecond(),
             1e3 * stamps.step, 1e3 * stamps.jitter);
-        row("stamps", "{} gaps, {} duplicates, {} out of order", stamps.gaps, stamps.duplicates,
-            stamps.outOfOrder);
+        row("stamps", "{}, {}, {} out of order", counted(stamps.gaps, "gap"),
+            counted(stamps.duplicates, "duplicate"), stamps.outOfOrder);
     }
 
     void writeSensor(const char* name, const VectorStatistics& sensor, const char* unit) {

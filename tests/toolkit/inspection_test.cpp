@@ -58,7 +58,7 @@ const Fault kFaults[] = {
      Severity::kWarning, "the gyroscope turns by 0.050 rad/s at rest"},
     {"gap",
      [](MotionLog& log) { log.rates.erase(log.rates.begin() + 1000, log.rates.begin() + 1040); },
-     Severity::kWarning, "gyroscope: 1 gaps, 0.200 s in all, the longest of 205 ms at 104.995 s"},
+     Severity::kWarning, "gyroscope: 1 gap, 200.0 ms in all, the longest of 205.0 ms at 104.995 s"},
     {"coarse stamps",
      [](MotionLog& log) {
          forEachRate(log,

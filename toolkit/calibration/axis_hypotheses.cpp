@@ -1,5 +1,7 @@
 #include "calibration/axis_hypotheses.h"
 
+#include "common/text_fields.h"
+
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -40,12 +42,13 @@ void requireFit(const std::vector<AxisHypothesis>& all, const CalibrationClip& c
     const auto& times = clip.tracks.frameTimes;
     throw std::runtime_error(fmt::format(
         "{}: its motion log explains {:.0f} % of how the picture shakes, at the best time offset "
-        "{} (the log: {:.3f} s to {:.3f} s, the clip: {:.3f} s to {:.3f} s): it is another clip's, "
+        "{} (the log: {} to {}, the clip: {} to {}): it is another clip's, "
         "or the picture moves by itself",
         clip.name, 100.0 * explainedVariance,
         std::isfinite(range) ? fmt::format("within {:g} s", range) : std::string("anywhere in it"),
-        gyro.firstTime(), gyro.lastTime(), times.empty() ? 0.0 : times.front(),
-        times.empty() ? 0.0 : times.back()));
+        durationText(gyro.firstTime()), durationText(gyro.lastTime()),
+        durationText(times.empty() ? 0.0 : times.front()),
+        durationText(times.empty() ? 0.0 : times.back())));
 }
 
 /// Throws HardlyTurns for a clip that is as good as motionless.

@@ -1,6 +1,7 @@
 #include "inspection/log_findings.h"
 
 #include "common/library_constants.h"
+#include "common/text_fields.h"
 
 #include <algorithm>
 #include <cmath>
@@ -107,10 +108,11 @@ private:
     void lookAtGaps(const char* sensor, const StampStatistics& stamps) {
         if (stamps.gaps == 0) return;
         warn(
-            "{}: {} gaps, {:.3f} s in all, the longest of {:.0f} ms at {:.3f} s: the motion in "
-            "between is taken for even; write the log on a thread of its own",
-            sensor, stamps.gaps, stamps.missing, 1e3 * stamps.longest->seconds,
-            stamps.longest->from);
+            "{}: {}, {} in all, the longest of {} at {:.3f} s: the motion in between is taken for "
+            "even; "
+            "write the log on a thread of its own",
+            sensor, counted(stamps.gaps, "gap"), durationText(stamps.missing),
+            durationText(stamps.longest->seconds), stamps.longest->from);
     }
 
     void lookAtRates() {

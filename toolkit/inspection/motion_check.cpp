@@ -3,6 +3,7 @@
 #include "calibration/turn_comparison.h"
 #include "common/angles.h"
 #include "common/median.h"
+#include "common/text_fields.h"
 
 #include <algorithm>
 #include <cmath>
@@ -175,10 +176,11 @@ private:
         if (coversNothing_) {
             const double given = camera_.timeOffset;
             return fmt::format(
-                "no frame has motion: the log runs from {:.3f} s to {:.3f} s, the "
-                "frames on the same clock from {:.3f} s to {:.3f} s",
-                gyro_.firstTime(), gyro_.lastTime(), samples_.front().frameTimes.front() + given,
-                samples_.back().frameTimes.back() + given);
+                "no frame has motion: the log runs from {} to {}, the frames on the same clock "
+                "from {} to {}",
+                durationText(gyro_.firstTime()), durationText(gyro_.lastTime()),
+                durationText(samples_.front().frameTimes.front() + given),
+                durationText(samples_.back().frameTimes.back() + given));
         }
         if (!check_.explained) return "the log covers less than half of the clip";
         if (*check_.explained < 0.0) {

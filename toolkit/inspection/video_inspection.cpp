@@ -1,6 +1,7 @@
 #include "inspection/video_inspection.h"
 
 #include "common/interruption.h"
+#include "common/text_fields.h"
 #include "tracking/feature_tracks.h"
 #include "tracking/global_motion.h"
 #include "zpr_framehold.h"
@@ -102,11 +103,12 @@ std::vector<LogFinding> findingsOf(const VideoInspection& v) {
     };
     if (v.isApart() && v.motion.findings.empty()) {
         add(Severity::kFatal,
-            fmt::format("no frame has motion: the log runs from {:.3f} s to {:.3f} s, the frames "
-                        "on the same clock from {:.3f} s to {:.3f} s; --time-offset {:.3f} lets "
-                        "both start together, to go on from",
-                        v.log.from, v.log.to, v.frames.from + v.timeOffset,
-                        v.frames.to + v.timeOffset, v.offsetOfStarts()));
+            fmt::format("no frame has motion: the log runs from {} to {}, the frames on the same "
+                        "clock from {} to {}; --time-offset {:.3f} lets both start together, to "
+                        "go on from",
+                        durationText(v.log.from), durationText(v.log.to),
+                        durationText(v.frames.from + v.timeOffset),
+                        durationText(v.frames.to + v.timeOffset), v.offsetOfStarts()));
     } else if (v.uncovered > 0 && !v.isApart()) {
         add(Severity::kWarning,
             fmt::format("{} of {} frames are outside of the log and will only be cropped: start "
