@@ -99,21 +99,28 @@ FeatureTracker::FeatureTracker(const TrackSettings& settings) : settings_(settin
 
 FeatureTracker::~FeatureTracker() = default;
 
-void FeatureTracker::add(const AVFrame& frame, double time) {
+std::vector<FeatureMotion> FeatureTracker::track(const AVFrame& frame) {
     const int factor =
         settings_.maxWidth > 0 ? (frame.width + settings_.maxWidth - 1) / settings_.maxWidth : 1;
     auto now = std::make_unique<Prepared>();
     now->luma = reducedLuma(frame, factor);
     cv::buildOpticalFlowPyramid(now->luma, now->pyramid, {kWindow, kWindow}, kLevels);
+    std::vector<FeatureMotion> motions;
     if (before_) {
-        tracks_.motions.push_back(
-            trackPair(before_->luma, before_->pyramid, now->pyramid, settings_));
-        if (factor > 1) enlarge(tracks_.motions.back(), factor);
+        motions = trackPair(before_->luma, before_->pyramid, now->pyramid, settings_);
+        if (factor > 1) enlarge(motions, factor);
     }
+    before_ = std::move(now);
+    return motions;
+}
+
+void FeatureTracker::add(const AVFrame& frame, double time) {
+    const bool isFirst = before_ == nullptr;
+    std::vector<FeatureMotion> motions = track(frame);
+    if (!isFirst) tracks_.motions.push_back(std::move(motions));
     tracks_.width = frame.width;
     tracks_.height = frame.height;
     tracks_.frameTimes.push_back(time);
-    before_ = std::move(now);
 }
 
 FeatureTracks FeatureTracker::take() {

@@ -53,6 +53,10 @@ public:
     /// Takes the next frame of one size, with its time in seconds.
     void add(const AVFrame& frame, double time);
 
+    /// The same without keeping anything but the frame. Returns the motions from the frame before;
+    /// none if there is none.
+    std::vector<FeatureMotion> track(const AVFrame& frame);
+
     /// Tracks of all frames since the last call. The next frame has none before it.
     FeatureTracks take();
 
