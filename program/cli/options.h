@@ -170,9 +170,10 @@ CLI::Option* addAxesOption(Command& command, Text& letters) {
     return command.addAxes("--axes", letters, "Logged axes as device x, y, z; lower case: negated");
 }
 
-/// Adds the frames that a stabilized clip is behind its original.
-inline CLI::Option* addDelayOption(Command& command, int& frames, const std::string& description) {
-    return command.addNumber("--delay", frames, description, {0, 1000})->capture_default_str();
+/// Adds the frames that a stabilized clip is behind its original; `Number` is int or an optional one.
+template <typename Number>
+CLI::Option* addDelayOption(Command& command, Number& frames, const std::string& description) {
+    return command.addNumber("--delay", frames, description, {0, 1000});
 }
 
 /// Adds the frequency that measures take as the lowest of shake.

@@ -121,6 +121,7 @@ FoundClip findClipFiles(const ClipFiles& named) {
     if (!named.metadata.empty()) clip.metadata = readMetadata(named.metadata, named);
     if (looksBeside) findMetadata(clip);
     std::string& motion = clip.files.motion;
+    if (named.ignoresMotion) return clip;
     if (motion.empty()) motion = clip.metadata.motionLog.value_or("");
     for (const char* extension : {".gcsv", ".csv", ".txt", ".log"}) {
         if (!motion.empty() || !looksBeside) break;
@@ -145,10 +146,21 @@ VideoProperties propertiesOf(const VideoReader& video) {
     return {video.width(), video.height(), video.framesPerSecond(), video.expectedFrames()};
 }
 
+double timeOf(const AVFrame& frame, size_t number, const ClipInputs& clip,
+              const VideoReader& video) {
+    const std::vector<double>& times = clip.metadata.frameTimes;
+    if (times.empty()) return video.seconds(frame);
+    if (number < times.size()) return times[number];
+    throw std::runtime_error(fmt::format("frames.csv beside {} has {} frames, the video has more",
+                                         clip.files.metadata, times.size()));
+}
+
 ClipInputs loadClipInputs(FoundClip clip, const VideoProperties& video) {
     ClipInputs inputs{std::move(clip.files), video, std::move(clip.metadata), {}};
     ClipFiles& files = inputs.files;
-    if (!files.motion.empty()) {
+    if (files.ignoresMotion) {
+        // No log.
+    } else if (!files.motion.empty()) {
         inputs.log = readMotionLog(files.motion);
     } else if (files.video != "-") {
         inputs.log = readVideoTelemetry(files.video);

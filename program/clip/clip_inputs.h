@@ -25,6 +25,7 @@ struct ClipFiles {
     std::string motion;               // log
     std::string frames;               // frame times in place of those of the metadata
     bool allowsOutsidePaths = false;  // the metadata may name files outside of its folder
+    bool ignoresMotion = false;       // no log is looked for, and none that is named is read
 };
 
 /// A clip's files and what its clip.json says: that names other files, so it is read to find them.
@@ -59,6 +60,11 @@ struct ClipInputs {
     ClipMetadata metadata;
     std::optional<MotionLog> log;  // in `files.motion`, which is the video where it has telemetry
 };
+
+/// Seconds of a frame on the frames' clock: by the table of frame times if there is one, else by its own
+/// timestamp. number: of frames before it. Throws std::runtime_error if the table has fewer frames.
+double timeOf(const AVFrame& frame, size_t number, const ClipInputs& clip,
+              const VideoReader& video);
 
 /// Throws FileError for a log that cannot be read.
 ClipInputs loadClipInputs(FoundClip clip, const VideoProperties& video);

@@ -18,8 +18,18 @@ struct CameraOptions {
     std::optional<std::string> axes;    // letters
 };
 
+/// Ways to stabilize a clip.
+enum class Engine {
+    kLive,     // the library, frame by frame as on a phone
+    kOffline,  // with the whole clip known
+};
+
+/// Name for the user: "live", "offline".
+const char* nameOf(Engine engine);
+
 /// Options of stabilizing one clip.
 struct ClipOptions {
+    Engine engine = Engine::kLive;
     CameraOptions camera;
     std::optional<int> sensorMask;
     std::vector<double> gravity;  // three numbers, or empty
@@ -27,7 +37,7 @@ struct ClipOptions {
     std::optional<PictureSize> outputSize;
     int crop = 80;
     int smoothing = 9;
-    int delay = 30;
+    std::optional<int> delay;  // frames; none: 30
 };
 
 }  // namespace framehold

@@ -41,10 +41,6 @@ void warnAboutOutputSize(const PictureSize& video, ClipSettings& settings) {
 
 void chooseSizes(const std::optional<PictureSize>& output, const PictureSize& video,
                  ClipSettings& settings) {
-    if (settings.crop == 100) {
-        settings.warnings.push_back(
-            "--crop 100 leaves no margin: frames will hardly be stabilized");
-    }
     if (!output) {
         const int steps = (video.width + kMeshStep - 1) / kMeshStep;
         settings.input = settings.output = {steps * kMeshStep, video.height};
@@ -121,6 +117,7 @@ std::optional<Setting<Vec3>> madeUpGravity(const std::vector<double>& option,
 }
 
 void warnAboutInputs(const ClipInputs& clip, ClipSettings& settings) {
+    if (!clip.log) return;
     const auto& view = settings.camera.fieldOfView;
     if (view.source == Source::kDefault) {
         settings.warnings.push_back(fmt::format(
@@ -144,28 +141,55 @@ ZPR_Image imageOf(const PictureSize& size) {
     return image;
 }
 
-}  // namespace
-
-ClipSettings resolveSettings(const ClipOptions& options, const ClipInputs& clip,
-                             const ClipMetadata& found) {
+/// Decides on what only the library needs.
+void resolveLive(const ClipOptions& options, const ClipInputs& clip, ClipSettings& settings) {
+    constexpr int kDefaultDelay = 30;  // frames
     if (!clip.log) {
         throw std::runtime_error(
             "no motion log: give --motion, or --clip with one that names it; the video itself has "
-            "no telemetry");
+            "no telemetry. Only --engine offline does without");
     }
-    ClipSettings settings;
-    settings.warnings = clip.metadata.warnings;
-    settings.warnings.insert(settings.warnings.end(), found.warnings.begin(), found.warnings.end());
-    settings.crop = options.crop;
-    settings.smoothing = options.smoothing;
-    settings.delay = options.delay;
+    settings.delay = options.delay.value_or(kDefaultDelay);
     chooseSizes(options.outputSize, {clip.video.width, clip.video.height}, settings);
-    settings.camera = resolveCamera(options.camera, clip, found);
-    settings.largestSampleRate = largestSampleRate(options.delay, clip.video.framesPerSecond,
+    settings.largestSampleRate = largestSampleRate(settings.delay, clip.video.framesPerSecond,
                                                    settings.camera.readoutTime.value);
     chooseSensors(options.sensorMask, *clip.log, settings);
     settings.gravity = madeUpGravity(options.gravity, clip);
     settings.gravityRate = options.gravityRate;
+}
+
+/// Without a log nothing is known of when rows are read, unless the user knows.
+void resolveOffline(const ClipOptions& options, const ClipInputs& clip, ClipSettings& settings) {
+    settings.input = {clip.video.width, clip.video.height};
+    settings.output = options.outputSize.value_or(settings.input);
+    Setting<double>& readout = settings.camera.readoutTime;
+    if (!clip.log && readout.source == Source::kDefault)
+        readout = {0.0, Source::kDefault, "no log"};
+    if (clip.log && clip.log->rates.empty()) settings.motionType = ZPR_SENSOR_ROTATION_1;
+}
+
+}  // namespace
+
+const char* nameOf(Engine engine) { return engine == Engine::kLive ? "live" : "offline"; }
+
+ClipSettings resolveSettings(const ClipOptions& options, const ClipInputs& clip,
+                             const ClipMetadata& found) {
+    ClipSettings settings;
+    settings.engine = options.engine;
+    settings.warnings = clip.metadata.warnings;
+    settings.warnings.insert(settings.warnings.end(), found.warnings.begin(), found.warnings.end());
+    settings.crop = options.crop;
+    if (settings.crop == 100) {
+        settings.warnings.push_back(
+            "--crop 100 leaves no margin: frames will hardly be stabilized");
+    }
+    settings.smoothing = options.smoothing;
+    settings.camera = resolveCamera(options.camera, clip, found);
+    if (settings.engine == Engine::kLive) {
+        resolveLive(options, clip, settings);
+    } else {
+        resolveOffline(options, clip, settings);
+    }
     warnAboutInputs(clip, settings);
     return settings;
 }

@@ -11,21 +11,24 @@ namespace framehold {
 
 /// Everything that is decided about a clip before its frames are read.
 struct ClipSettings {
+    Engine engine = Engine::kLive;
     CameraSettings camera;
     int sensorMask = 0;
-    int motionType = 0;   // ZPR_SENSOR_...: of rates or orientations, whatever is fed
-    int gravityType = 0;  // likewise of gravity, which orientations do not need
+    int motionType = 0;  // ZPR_SENSOR_...: of rates or orientations, whatever is used
+    int gravityType =
+        0;  // likewise of gravity; neither orientations nor the offline engine need it
     std::optional<Setting<Vec3>> gravity;  // m/s^2 in device axes, one sample; none: as logged
     double gravityRate = 0.0;              // logged samples per second after the first one
     double largestSampleRate = 0.0;        // per second, that the library holds with this delay
-    PictureSize input;                     // of the frames that the library gets
+    PictureSize input;                     // of the frames that the engine gets
     PictureSize output;                    // of those that it gives back
     int crop = 0;                          // percent
     int smoothing = 0;
-    int delay = 0;  // frames
+    int delay = 0;  // frames; the offline engine has none
     std::vector<std::string> warnings;
 
-    bool feedsOrientations() const { return gravityType == 0; }
+    /// True for a log of orientations; false for one of rates, or none.
+    bool feedsOrientations() const { return motionType != 0 && gravityType == 0; }
     /// Seconds of the frames' clock in a second of the log's.
     double clockFactor() const { return 1.0 / (1.0 + camera.clockDrift.value); }
 };

@@ -20,7 +20,8 @@ void addMeasureCommand(Command& program) {
                          "framehold measure walk.mp4 steady.mp4 other-tool.mp4 --json"});
     command.addInputFile("CLIP", o.videos, "The original, then stabilized clips")->required();
     addCutoffOption(command, o.settings.cutoff);
-    addDelayOption(command, o.settings.delay, "Frames by which the stabilized clips are late");
+    addDelayOption(command, o.settings.delay, "Frames by which the stabilized clips are late")
+        ->capture_default_str();
     addJsonFlag(command, o.json);
     command.addOutputFile("--csv", o.csv, "Write the path of every clip's picture to this file");
     addOverwriteFlag(command, o.overwrites);

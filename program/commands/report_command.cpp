@@ -32,7 +32,8 @@ void addReportCommand(Command& program) {
     command.addOutputFile("-o,--output", r.page.path, "HTML page to write")->required();
     command.addInputFile("--run", options->run, "File that stabilize --save-run wrote");
     addCutoffOption(command, r.settings.cutoff);
-    addDelayOption(command, r.settings.delay, "Frames by which the stabilized clip is late");
+    addDelayOption(command, r.settings.delay, "Frames by which the stabilized clip is late")
+        ->capture_default_str();
     addOverwriteFlag(command, r.page.replaces);
     addQuietFlag(command, r.settings.quiet);
     command.callback([options] {

@@ -37,7 +37,7 @@ void addCameraOptions(Command& command, StabilizeOptions& options) {
     command
         .add_flag("--force", options.force,
                   "Go on with a motion log that does not fit the pictures")
-        ->group(camera);
+        ->group("More camera options");
 
     const std::string more = "More camera options";
     command
@@ -66,12 +66,12 @@ void addResultOptions(Command& command, BatchOptions& batch) {
     command.addNumber("--smoothing", o.clip.smoothing, "Strength of smoothing", {1, 10})
         ->capture_default_str()
         ->group(result);
-    addDelayOption(command, o.clip.delay, "Frames to look ahead")->group(result);
+    addDelayOption(command, o.clip.delay, "Frames to look ahead, if live")
+        ->default_str("30")
+        ->group(result);
     command
         .addPictureSize("--output-size", o.clip.outputSize,
                         "Size of the result (default: the input's size)")
-        ->group(result);
-    command.add_flag("--side-by-side", o.sideBySide, "Show the source on the left of the result")
         ->group(result);
     command.addOutputFile("--export-path", o.exportPath, "Write each frame's orientations as CSV")
         ->group(result);
@@ -80,6 +80,8 @@ void addResultOptions(Command& command, BatchOptions& batch) {
     addJsonFlag(command, batch.json, "Print a summary on standard output")->group(result);
 
     const std::string more = "More result options";
+    command.add_flag("--side-by-side", o.sideBySide, "Show the source on the left of the result")
+        ->group(more);
     command
         .add_flag("--again", o.takesResults, "Stabilize clips, too, that are results themselves")
         ->group(more);
@@ -127,8 +129,13 @@ void addStabilizeCommand(Command& program) {
     command.addOutputFile("-o,--output", o.output,
                           "File, folder, pattern with {name}, {folder} and {ext}, or - for y4m on "
                           "standard output (default: {name}-stable beside VIDEO)");
-    command.addInputFile("-m,--motion", o.files.motion,
-                         "Motion log (default: the telemetry in VIDEO)");
+    CLI::Option* motion = command.addInputFile("-m,--motion", o.files.motion,
+                                               "Motion log (default: the telemetry in VIDEO)");
+    command
+        .add_flag("--no-motion", o.files.ignoresMotion,
+                  "Stabilize by the pictures alone, as where there is no log")
+        ->excludes(motion)
+        ->group("More camera options");
     command.addInputFile("--clip", o.files.metadata, "clip.json with the recording's metadata");
     addOutsidePathsFlag(command, o.files.allowsOutsidePaths);
     command.addNumber("-j,--parallel", options->parallel, "Clips to stabilize at a time", {1, 64})
@@ -139,6 +146,10 @@ void addStabilizeCommand(Command& program) {
                   "Leave out clips whose results are there and whole")
         ->excludes(overwrite);
     addQuietFlag(command, o.quiet, "Only warnings and errors");
+    command
+        .addChoice("--engine", o.engine, "With the whole clip known, or as live on a phone",
+                   {"offline", "live"})
+        ->default_str("offline; live for pipes");
     addCameraOptions(command, o);
     addResultOptions(command, *options);
     command.callback([options] { stabilizeAll(*options); });

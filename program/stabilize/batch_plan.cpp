@@ -164,6 +164,31 @@ void checkFiles(const std::vector<PlannedClip>& clips, const StabilizeOptions& e
     files.check(each.overwrites, each.quiet);
 }
 
+/// Name of an option that was given and that only the live engine has; null if none was.
+const char* liveOptionOf(const StabilizeOptions& clip) {
+    if (!clip.session.empty()) return "--record-session";
+    if (clip.clip.delay) return "--delay";
+    if (clip.clip.sensorMask) return "--sensor-mask";
+    if (!clip.clip.gravity.empty()) return "--gravity";
+    if (clip.clip.gravityRate > 0.0) return "--gravity-rate";
+    return nullptr;
+}
+
+Engine engineFor(const StabilizeOptions& clip) {
+    const char* liveOption = liveOptionOf(clip);
+    const bool isPipe = clip.files.video == "-" || isSpecialFile(clip.files.video);
+    const bool isOffline = clip.engine == nameOf(Engine::kOffline) || clip.files.ignoresMotion;
+    if (isOffline && clip.engine == nameOf(Engine::kLive)) {
+        refuse("--no-motion", "goes with --engine offline only");
+    }
+    const std::string option = clip.files.ignoresMotion ? "--no-motion" : "--engine offline";
+    if (isOffline && liveOption != nullptr) refuse(liveOption, "does not go with " + option);
+    if (isOffline && isPipe) refuse(option, "needs a clip that can be read twice, not a pipe");
+    if (isOffline) return Engine::kOffline;
+    const bool isLive = clip.engine == nameOf(Engine::kLive) || liveOption != nullptr || isPipe;
+    return isLive ? Engine::kLive : Engine::kOffline;
+}
+
 /// A report reads both videos again.
 void checkReport(const StabilizeOptions& clip) {
     if (clip.report.empty()) return;
@@ -215,7 +240,10 @@ std::vector<PlannedClip> planBatch(const BatchOptions& batch) {
         clips.push_back({optionsFor(video, batch.each), {}, {}, false});
     }
     if (clips.size() > 1) checkForSeveral(batch.each);
-    for (const PlannedClip& clip : clips) checkReport(clip.options);
+    for (PlannedClip& clip : clips) {
+        clip.options.clip.engine = engineFor(clip.options);
+        checkReport(clip.options);
+    }
     if (batch.json && clips.front().options.output == "-") {
         refuse("--json", "the video takes up standard output");
     }

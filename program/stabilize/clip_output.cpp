@@ -2,6 +2,9 @@
 
 #include "compare/side_by_side.h"
 
+#include <memory>
+#include <new>
+
 #include <fmt/format.h>
 
 extern "C" {
@@ -30,11 +33,14 @@ VideoSettings codingOf(const StabilizeOptions& options) {
     return settings;
 }
 
-VideoSettings settingsFor(const StabilizeOptions& options, const VideoReader& source) {
+VideoSettings settingsFor(const StabilizeOptions& options, const VideoReader& source,
+                          const HdrMetadata& hdr) {
     VideoSettings settings = codingOf(options);
     const PictureSize size = sizeOfResult(options, source);
     settings.width = size.width;
     settings.height = size.height;
+    settings.hdr = hdr;
+    if (keepsPixels(options)) settings.frameFormat = source.planarFormat();
     settings.timeBase = source.timeBase();
     settings.frameRate = source.frameRate();
     return settings;
@@ -49,20 +55,30 @@ bool holdsMore(AVPixelFormat format) {
            (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
+constexpr size_t kWaiting = 4;  // frames and packets, before the run waits for the encoder
+
+std::shared_ptr<AVFrame> keep(const AVFrame& frame) {
+    std::shared_ptr<AVFrame> kept(av_frame_clone(&frame), AvDeleter());
+    if (!kept) throw std::bad_alloc();
+    return kept;
+}
+
 }  // namespace
 
 void checkEncoding(const StabilizeOptions& options) {
     tryEncoder(options.output, codingOf(options));
 }
 
-ClipOutput::ClipOutput(const StabilizeOptions& options, const VideoReader& source)
-    : source_(source), isSideBySide_(options.sideBySide), settings_(settingsFor(options, source)),
-      writer_({options.output, options.overwrites}, settings_, &source) {}
+ClipOutput::ClipOutput(const StabilizeOptions& options, const VideoReader& source,
+                       const HdrMetadata& hdr)
+    : source_(source), isSideBySide_(options.sideBySide),
+      settings_(settingsFor(options, source, hdr)),
+      writer_({options.output, options.overwrites}, settings_, &source), thread_(kWaiting) {}
 
 void ClipOutput::announce(RunMessages& messages) const {
     const AVCodecContext& codec = writer_.codec();
     const AVPixelFormat from = source_.codec().pix_fmt;
-    if (holdsMore(from)) {
+    if (settings_.frameFormat == AV_PIX_FMT_NV12 && holdsMore(from)) {
         messages.note(
             fmt::format("pixels come in as {}, are stabilized in 8 bits and 4:2:0, and "
                         "go out as {}",
@@ -79,7 +95,30 @@ void ClipOutput::announce(RunMessages& messages) const {
 }
 
 void ClipOutput::write(const AVFrame& stable, const AVFrame& original) {
-    writer_.write(isSideBySide_ ? *sideBySide(original, stable) : stable);
+    const std::shared_ptr<AVFrame> keptStable = keep(stable);
+    const std::shared_ptr<AVFrame> keptOriginal = isSideBySide_ ? keep(original) : nullptr;
+    thread_.add([this, keptStable, keptOriginal] { encode(*keptStable, *keptOriginal); });
+}
+
+void ClipOutput::copyPacket(const AVPacket& packet) {
+    const std::shared_ptr<AVPacket> kept(av_packet_clone(&packet), AvDeleter());
+    if (!kept) throw std::bad_alloc();
+    thread_.add([this, kept] { writer_.copyPacket(*kept); });
+}
+
+void ClipOutput::finish() {
+    thread_.finish();
+    writer_.finish();
+}
+
+void ClipOutput::encode(const AVFrame& stable, const AVFrame& original) {
+    if (!isSideBySide_) return writer_.write(stable);
+    if (stable.format == AV_PIX_FMT_NV12) return writer_.write(*sideBySide(original, stable));
+    const FrameArea area{stable.width, stable.height};
+    AvPtr<AVFrame> twoPlane = makeNv12Frame(area.width, area.height);
+    av_frame_copy_props(twoPlane.get(), &stable);
+    converter_.convert(stable, area, *twoPlane, area);
+    writer_.write(*sideBySide(original, *twoPlane));
 }
 
 }  // namespace framehold

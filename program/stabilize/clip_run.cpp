@@ -12,23 +12,24 @@
 namespace framehold {
 
 ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
-                 const ClipSettings& settings, VideoReader& video, const EngineMaker& makeEngine,
+                 const ClipSettings& settings, VideoReader& video, const EngineSetup& engine,
                  RunRecord& record)
-    : options_(options), clip_(clip), settings_(settings), video_(video), record_(record),
-      output_(options, video),
-      engine_(makeEngine([this](const StabilizedFrame& frame) { write(frame); })),
+    : options_(options), clip_(clip), settings_(settings), video_(video), notes_(engine.notes),
+      record_(record), output_(options, video, engine.hdr),
+      engine_(engine.make([this](const StabilizedFrame& frame) { write(frame); })),
       shake_(clip.video) {
     video_.setPacketSink([this](const AVPacket& packet) { output_.copyPacket(packet); });
     video_.acceptCutInput();
     record_.framesExpected = clip.video.expectedFrames;
     record_.motionLog = clip.files.motion;
+    record_.engine = nameOf(settings.engine);
     record_.axes = settings.camera.axes.value.letters();
     record_.framesPerSecond = clip.video.framesPerSecond;
 }
 
-void ClipRun::announce(const std::vector<std::string>& notes, RunMessages& messages) const {
+void ClipRun::announce(RunMessages& messages) const {
     for (const std::string& note : describe(settings_.camera)) messages.note(note);
-    for (const std::string& note : notes) messages.note(note);
+    for (const std::string& note : notes_) messages.note(note);
     for (const std::string& warning : settings_.warnings) messages.warn(warning);
     output_.announce(messages);
 }
@@ -50,9 +51,10 @@ void ClipRun::run(bool showsProgress, RunMessages& messages) {
 }
 
 void ClipRun::readFrames() {
-    while (const AVFrame* frame = video_.next()) {
+    const bool isPlanar = keepsPixels(options_);
+    while (const AVFrame* frame = isPlanar ? video_.nextPlanar() : video_.next()) {
         throwIfInterrupted();
-        lastTime_ = timeOf(*frame);
+        lastTime_ = timeOf(*frame, taken_, clip_, video_);
         if (taken_++ == 0) firstTime_ = lastTime_;
         shake_.addSource(*frame, lastTime_);
         engine_->push(*frame, lastTime_);
@@ -64,18 +66,6 @@ void ClipRun::readFrames() {
         what += fmt::format("; {} packets are damaged", damaged);
     }
     throw MediaError(clip_.files.video, what);
-}
-
-/// Seconds, on the motion log's clock but for the time offset.
-double ClipRun::timeOf(const AVFrame& frame) const {
-    const std::vector<double>& times = clip_.metadata.frameTimes;
-    if (times.empty()) return video_.seconds(frame);
-    if (taken_ >= times.size()) {
-        throw std::runtime_error(
-            fmt::format("frames.csv beside {} has {} frames, the video has more",
-                        clip_.files.metadata, times.size()));
-    }
-    return times[taken_];
 }
 
 void ClipRun::write(const StabilizedFrame& frame) {
@@ -100,6 +90,7 @@ void ClipRun::warnAboutVideo(RunMessages& messages) const {
 }
 
 void ClipRun::warnAboutCoverage(RunMessages& messages) const {
+    if (!clip_.log) return;
     const ZPR_Param param = paramOf(settings_);
     const MotionLog& log = *clip_.log;
     const bool isFed = settings_.feedsOrientations();
@@ -110,10 +101,12 @@ void ClipRun::warnAboutCoverage(RunMessages& messages) const {
     const double first = firstTime_ + param.timeOffset;
     const double last = lastTime_ + param.timeOffset + param.readoutTime;
     if (from <= first && to >= last) return;
-    messages.warn(fmt::format(
-        "the motion log covers {} to {}, the frames need {} to {}: frames outside are only "
-        "cropped; start the log before the video and stop it after",
-        durationText(from), durationText(to), durationText(first), durationText(last)));
+    const bool isLive = settings_.engine == Engine::kLive;
+    messages.warn(
+        fmt::format("the motion log covers {} to {}, the frames need {} to {}: frames "
+                    "outside {}; start the log before the video and stop it after",
+                    durationText(from), durationText(to), durationText(first), durationText(last),
+                    isLive ? "are only cropped" : "follow the pictures alone"));
 }
 
 }  // namespace framehold

@@ -20,22 +20,25 @@ namespace framehold {
 /// recorded.
 class ClipRun {
 public:
-    /// Makes the engine, which gives its results to the sink.
-    using EngineMaker = std::function<std::unique_ptr<ClipEngine>(ClipEngine::Sink sink)>;
+    /// An engine, and what is known from preparing it.
+    struct EngineSetup {
+        /// Makes the engine, which gives its results to the sink.
+        std::function<std::unique_ptr<ClipEngine>(ClipEngine::Sink sink)> make;
+        std::vector<std::string> notes;  // for the user
+        HdrMetadata hdr;                 // of the source's frames
+    };
 
     /// Opens the output; everything is borrowed. Throws MediaError.
     ClipRun(const StabilizeOptions& options, const ClipInputs& clip, const ClipSettings& settings,
-            VideoReader& video, const EngineMaker& makeEngine, RunRecord& record);
+            VideoReader& video, const EngineSetup& engine, RunRecord& record);
 
-    /// Prints what was decided, from where each value is, notes of the engine, and what the output
-    /// cannot keep.
-    void announce(const std::vector<std::string>& notes, RunMessages& messages) const;
+    /// Prints what was decided, from where each value is, and what the output cannot keep.
+    void announce(RunMessages& messages) const;
 
     /// Throws std::exception; nothing stands under the output's name then.
     void run(bool showsProgress, RunMessages& messages);
 
 private:
-    double timeOf(const AVFrame& frame) const;
     void readFrames();
     void write(const StabilizedFrame& frame);
     void warnAboutCoverage(RunMessages& messages) const;
@@ -45,6 +48,7 @@ private:
     const ClipInputs& clip_;
     const ClipSettings& settings_;
     VideoReader& video_;
+    const std::vector<std::string>& notes_;
     RunRecord& record_;
     ClipOutput output_;
     std::unique_ptr<ClipEngine> engine_;

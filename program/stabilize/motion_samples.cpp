@@ -4,10 +4,8 @@
 
 namespace framehold {
 
-namespace {
-
-std::vector<std::string> describe(const MotionLog& log, const ClipFiles& files,
-                                  const ClipSettings& settings) {
+std::vector<std::string> describeMotion(const ClipInputs& clip, const ClipSettings& settings) {
+    const MotionLog& log = *clip.log;
     const bool orientations = settings.feedsOrientations();
     const Setting<AxisMapping>& axes = settings.camera.axes;
     std::vector<std::string> notes = {
@@ -16,9 +14,11 @@ std::vector<std::string> describe(const MotionLog& log, const ClipFiles& files,
                     orientations ? "orientations" : "samples",
                     orientations ? samplesPerSecond(log.orientations) : samplesPerSecond(log.rates),
                     axes.value.letters(), axes.origin)};
-    for (const std::string& note : log.notes) notes.push_back(files.motion + ": " + note);
+    for (const std::string& note : log.notes) notes.push_back(clip.files.motion + ": " + note);
     return notes;
 }
+
+namespace {
 
 /// Averages or leaves out what the library cannot hold.
 template <class Sample>
@@ -95,7 +95,7 @@ std::vector<ZPR_SensorData> samplesOf(const std::vector<OrientationSample>& orie
 MotionSamples prepareMotion(const ClipInputs& clip, const ClipSettings& settings) {
     MotionLog log = *clip.log;
     log.stretch(settings.clockFactor());
-    MotionSamples motion{{}, describe(log, clip.files, settings)};
+    MotionSamples motion{{}, describeMotion(clip, settings)};
     log.toDeviceAxes(settings.camera.axes.value);
     if (settings.feedsOrientations()) {
         thin(log.orientations, "thinned", settings, motion.notes);

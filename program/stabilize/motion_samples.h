@@ -14,6 +14,9 @@ struct MotionSamples {
     std::vector<std::string> notes;       // what the log is and what was made of it, for the user
 };
 
+/// Sentences that say what a clip's log is and what its axes are.
+std::vector<std::string> describeMotion(const ClipInputs& clip, const ClipSettings& settings);
+
 /// Puts a clip's log on the frames' clock and in device axes, thins it and makes up gravity, as the
 /// settings say. Throws std::invalid_argument for orientations that the axes mirror.
 MotionSamples prepareMotion(const ClipInputs& clip, const ClipSettings& settings);

@@ -52,6 +52,7 @@ void addOutcome(const RunRecord& run, ordered_json& json) {
     double largest = 0.0;
     for (const FrameRecord& frame : run.frames) largest = std::max(largest, frame.marginUsed);
     json["motion_log"] = run.motionLog;
+    json["engine"] = run.engine;
     json["parameters"] = parametersOf(run);
     json["frames"] = run.frames.size();
     if (run.framesExpected > 0) json["frames_expected"] = run.framesExpected;

@@ -8,10 +8,13 @@
 #include "stabilize/clip_run.h"
 #include "stabilize/live_engine.h"
 #include "stabilize/motion_samples.h"
+#include "stabilize/offline_engine.h"
 #include "stabilize/run_checks.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 namespace framehold {
@@ -23,13 +26,15 @@ ClipSettings settingsFor(const StabilizeOptions& options, const ClipInputs& clip
                          bool showsProgress) {
     const ClipSettings settings = resolveSettings(options.clip, clip);
     if (!options.findsUnknown) return settings;
+    if (!clip.log) throw std::runtime_error("--auto needs a motion log: give --motion or --clip");
     return resolveSettings(options.clip, clip,
                            findUnknownMetadata(settings.camera, clip, showsProgress));
 }
 
+using Run = std::function<void(const ClipRun::EngineSetup& engine)>;
+
 void runLive(const StabilizeOptions& options, const ClipInputs& clip, const ClipSettings& settings,
-             const RunDisplay& display, VideoReader& video, RunMessages& messages,
-             RunRecord& record) {
+             const RunDisplay& display, const Run& run) {
     const MotionSamples motion = prepareMotion(clip, settings);
     std::optional<SessionWriter> session;
     LiveEngine::Extras extras{options.sideBySide, display.observePath, nullptr};
@@ -37,13 +42,20 @@ void runLive(const StabilizeOptions& options, const ClipInputs& clip, const Clip
         session.emplace(OutputName{options.session, options.overwrites}, paramOf(settings));
         extras.session = &*session;
     }
-    const auto makeEngine = [&](ClipEngine::Sink sink) {
+    const auto make = [&](ClipEngine::Sink sink) {
         return std::make_unique<LiveEngine>(settings, motion.samples, extras, std::move(sink));
     };
-    ClipRun run(options, clip, settings, video, makeEngine, record);
-    run.announce(motion.notes, messages);
-    run.run(display.showProgress, messages);
+    run({make, motion.notes, {}});
     if (session) session->finish();
+}
+
+void runOffline(const StabilizeOptions& options, const ClipInputs& clip,
+                const ClipSettings& settings, const RunDisplay& display, const Run& run) {
+    const OfflinePlan plan = planOffline(clip, settings, display.showProgress);
+    const auto make = [&](ClipEngine::Sink sink) {
+        return std::make_unique<OfflineEngine>(plan, options.sideBySide, std::move(sink));
+    };
+    run({make, plan.notes, plan.hdr});
 }
 
 void report(const StabilizeOptions& options, bool showsProgress, const RunRecord& record) {
@@ -69,8 +81,13 @@ void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDi
     }
     const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
     const ClipSettings settings = settingsFor(options, clip, display.showProgress);
-    checkBeforeRun(options, clip, settings, messages);
-    runLive(options, clip, settings, display, video, messages, record);
+    if (clip.log) checkBeforeRun(options, clip, settings, messages);
+    const auto runEngine = settings.engine == Engine::kLive ? runLive : runOffline;
+    runEngine(options, clip, settings, display, [&](const auto& engine) {
+        ClipRun run(options, clip, settings, video, engine, record);
+        run.announce(messages);
+        run.run(display.showProgress, messages);
+    });
     if (!options.exportPath.empty())
         writePathTable({options.exportPath, options.overwrites}, record);
     if (!options.saveRun.empty()) saveRunRecord({options.saveRun, options.overwrites}, record);

@@ -56,7 +56,7 @@ expect 1 "standard input: is no video that can be read from a pipe" stabilize - 
 # A pipe gives the frames that a file gives.
 ffmpeg -v error -i sim/clip.mp4 -f yuv4mpegpipe - | "$framehold" stabilize - --clip $metadata -o - -q >pipe.y4m ||
     fail "pipe"
-"$framehold" stabilize sim/clip.mp4 -o lossless.mkv --encoder ffv1 --export-path path.csv -q ||
+"$framehold" stabilize --engine live sim/clip.mp4 -o lossless.mkv --encoder ffv1 --export-path path.csv -q ||
     fail "lossless"
 [ "$(frames pipe.y4m)" = "$(frames lossless.mkv)" ] || fail "the pipe's frames differ"
 for container in matroska mpegts; do
@@ -75,7 +75,7 @@ ffmpeg -v error -i sim/clip.mp4 -f lavfi -i sine=duration=1 -i text.srt -i chapt
     -pix_fmt yuv422p10le -c:v libx264 -preset ultrafast -color_range tv -colorspace bt709 \
     -color_primaries bt709 -color_trc bt709 -c:a aac -c:s mov_text whole.mp4
 ffmpeg -v error -i whole.mp4 -map 0:v -map 0:a -map 0:s -c copy -metadata:s:v rotate=90 turned.mp4
-expect 0 "come in as yuv422p10le" stabilize turned.mp4 --clip $metadata -o kept.mp4
+expect 0 "come in as yuv422p10le" stabilize turned.mp4 --clip $metadata --engine live -o kept.mp4
 entries=stream=codec_name,width,height,sample_aspect_ratio,color_range,color_space,color_primaries,\
 color_transfer,nb_frames:stream_side_data=rotation:chapter=end_time:frame=pts_time
 [ "$(of turned.mp4 $entries)" = "$(of kept.mp4 $entries)" ] ||
@@ -97,7 +97,7 @@ colour() {
     shift 5
     ffmpeg -v error -y -f lavfi -i "color=c=0xC85028:s=$size:d=0.2,format=gbrp" -vf "scale=out_range=$range:\
 out_color_matrix=bt709,format=$format" -color_range $range -colorspace bt709 -c:v ffv1 colour.mkv
-    stabilize colour.mkv --clip $metadata --delay 0 -q -o "$name" "$@" || fail "$format to $name"
+    stabilize colour.mkv --clip $metadata -q -o "$name" "$@" || fail "$format to $name"
     local got
     got=$(of "$name" stream=width,height,pix_fmt)
     [ "$got" = "$expected" ] || fail "$format to $name $*: $got"
@@ -109,11 +109,13 @@ for i, level in enumerate((0xC8, 0x50, 0x28)):
     off = max(abs(v - level) for v in pixels[i::3])
     assert off <= 4, f'component {i} is off by {off}'" || fail "colour of $format to $name $*"
 }
-colour yuv444p pc 257x131 full.mp4 257,131,yuvj444p
+for engine in live offline; do
+    colour yuv444p pc 257x131 full.mp4 257,131,yuvj444p --engine $engine --overwrite
+done
 colour yuv420p tv 257x131 odd.mp4 257,131,yuv444p
 colour yuv420p tv 257x131 even.mp4 258,132,yuv420p --pixel-format yuv420p
-colour yuv422p10le tv 256x130 ten.mkv 256,130,yuv422p10le --pixel-format yuv422p10le
-colour gbrp pc 256x130 rgb.mp4 256,130,yuv420p
+colour yuv422p10le tv 256x130 ten.mkv 256,130,yuv422p10le
+colour gbrp pc 256x130 rgb.mp4 256,130,yuv444p
 # Encoders that print of themselves, or wait for frames. libx265 loses a little memory of its own.
 echo "leak:libx265" >leaks
 export LSAN_OPTIONS=suppressions=$PWD/leaks:print_suppressions=0

@@ -35,7 +35,7 @@ done
 expect 2 "--crop" "$framehold" stabilize "$sim/clip.mp4" --crop 0
 expect 2 "VIDEO is required" "$framehold" stabilize
 cp "$sim/clip.mp4" "$work/alone.mp4"
-expect 1 "no motion log" "$framehold" stabilize "$work/alone.mp4"
+expect 1 "no motion log" "$framehold" stabilize "$work/alone.mp4" --engine live
 expect 1 "imu.gcsv" "$framehold" stabilize "$sim/imu.gcsv" --clip "$sim/clip.json"
 expect 1 "no container format" "$framehold" stabilize "$sim/clip.mp4" --clip "$sim/clip.json" -o "$work/x.xyz"
 expect 1 "is the input itself" "$framehold" stabilize "$sim/clip.mp4" --clip "$sim/clip.json" -o "$sim/clip.mp4"

@@ -28,7 +28,7 @@ clip='odd/<img src=x onerror=alert(2)>.mp4'
 awk -F, '/^version/ { print; print "</script><script>alert(3)</script><!--,1"; next }
     !/^[0-9]/ || $1 < 2400000' sim/imu.gcsv >"$log"
 cp sim/clip.mp4 "$clip"
-"$framehold" stabilize "$clip" -m "$log" --focal 500 --readout 0.0299 -q --overwrite \
+"$framehold" stabilize "$clip" -m "$log" --engine live --focal 500 --readout 0.0299 -q --overwrite \
     -o 'odd/steady<svg onload=alert(4)>.mp4' --save-run run.json 2>/dev/null || [ $? -eq 3 ]
 sed 's,"notes":\[,"notes":["</script><b>odd</b>"\,"<!-- <script> ]]> \&amp; \xe2\x80\xa9"\,,' run.json >odd_run.json
 "$framehold" report "$clip" 'odd/steady<svg onload=alert(4)>.mp4' --run odd_run.json -q --overwrite -o report.html

@@ -30,6 +30,7 @@ void visitFields(Run& run, Visit visit) {
     visit("input", run.input);
     visit("output", run.output);
     visit("motion_log", run.motionLog);
+    visit("engine", run.engine);
     visit("axes", run.axes);
     visit("frames_per_second", run.framesPerSecond);
     visit("seconds_taken", run.secondsTaken);

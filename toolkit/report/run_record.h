@@ -28,6 +28,7 @@ struct RunRecord {
     std::string input;
     std::string output;
     std::string motionLog;
+    std::string engine;  // by name
     ZPR_Param param{};
     std::string axes;  // letters, as AxisMapping::fromLetters takes them
     double framesPerSecond = 0.0;

@@ -1,0 +1,93 @@
+#include "stabilize/offline_plan.h"
+
+#include "common/interruption.h"
+#include "common/progress.h"
+#include "media/video_reader.h"
+#include "path/optimal_path.h"
+#include "path/picture_refinement.h"
+#include "path/unexplained_turn.h"
+#include "stabilize/motion_samples.h"
+#include "tracking/feature_tracks.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace framehold {
+
+namespace {
+
+OrientationTrack trackOf(const ClipInputs& clip, const ClipSettings& settings) {
+    if (!clip.log) return {};
+    MotionLog log = *clip.log;
+    log.stretch(settings.clockFactor());
+    log.toDeviceAxes(settings.camera.axes.value);
+    return OrientationTrack(GyroPath(log.angularRates()));
+}
+
+PinholeCamera sourceOf(const ClipInputs& clip, const ClipSettings& settings,
+                       const VideoReader& video) {
+    const CameraSettings& camera = settings.camera;
+    return {video.contentWidth(), video.contentHeight(),
+            focalLength(camera.fieldOfView.value, clip.video), camera.readoutTime.value};
+}
+
+/// The largest picture of the output's shape in the middle of the part that the crop leaves.
+PinholeCamera outputOf(const PinholeCamera& source, const ClipSettings& settings) {
+    const double crop = settings.crop / 100.0;
+    const double scale = std::min(source.width * crop / settings.output.width,
+                                  source.height * crop / settings.output.height);
+    return {settings.output.width, settings.output.height, source.focal / scale, 0.0};
+}
+
+/// Reads the video: notes when its frames are read out, and corrects the track by their features.
+void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video, bool showsProgress,
+             OfflinePlan& plan) {
+    FeatureTracker tracker(kTurnTracking);
+    PictureRefinement refinement(plan.source, plan.track);
+    Progress progress("analysing", clip.video.expectedFrames, showsProgress);
+    while (const AVFrame* frame = video.next()) {
+        throwIfInterrupted();
+        const double time = timeOf(*frame, plan.rowTimes.size(), clip, video) + timeOffset;
+        const std::vector<FeatureMotion> motions = tracker.track(*frame);
+        if (!plan.rowTimes.empty()) refinement.add(plan.rowTimes.back(), time, motions);
+        plan.rowTimes.push_back(time);
+        progress.advance();
+    }
+    progress.clear();
+    const bool isReadoutKnown = clip.log || plan.source.readout > 0.0;
+    if (!isReadoutKnown) plan.source.readout = refinement.findReadout();
+    plan.track = refinement.refined();
+    if (clip.log) return;
+    plan.notes.push_back(fmt::format(
+        "no motion log: following the pictures alone, with a readout of {:.1f} ms ({}); "
+        "row timing is corrected well only with a log",
+        1000.0 * plan.source.readout, isReadoutKnown ? "given" : "from the pictures"));
+}
+
+}  // namespace
+
+OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bool showsProgress) {
+    VideoReader video(clip.files.video);
+    video.acceptCutInput();
+    OfflinePlan plan;
+    plan.source = sourceOf(clip, settings, video);
+    plan.output = outputOf(plan.source, settings);
+    plan.track = trackOf(clip, settings);
+    if (clip.log) plan.notes = describeMotion(clip, settings);
+    analyse(clip, settings.camera.timeOffset.value * settings.clockFactor(), video, showsProgress,
+            plan);
+    plan.hdr = video.hdrMetadata();
+    const double seconds = smoothingSeconds(settings.smoothing);
+    OptimalPath path = findOptimalPath(plan.track, plan.rowTimes, plan.source, plan.output, seconds,
+                                       [](double) { throwIfInterrupted(); });
+    plan.views = std::move(path.views);
+    plan.marginUsed = std::move(path.shareUsed);
+    plan.notes.push_back(fmt::format("smoothing {}: follows motion slower than about {:.1g} s",
+                                     settings.smoothing, seconds));
+    return plan;
+}
+
+}  // namespace framehold

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "clip/clip_settings.h"
+#include "media/hdr_metadata.h"
+#include "path/orientation_track.h"
+#include "path/pinhole_camera.h"
+
+#include <string>
+#include <vector>
+
+#include <Eigen/Geometry>
+
+namespace framehold {
+
+/// How each frame of a clip is to be rendered.
+struct OfflinePlan {
+    PinholeCamera source;
+    PinholeCamera output;
+    OrientationTrack track;                 // of the source, times as `rowTimes`
+    std::vector<double> rowTimes;           // of each frame's first row, in seconds
+    std::vector<Eigen::Quaterniond> views;  // of the virtual camera at each frame, device to world
+    std::vector<double> marginUsed;         // 0 to 1 at each frame, see FrameRecord
+    std::vector<std::string> notes;         // what the plan builds on, for the user
+    HdrMetadata hdr;                        // of the source's frames
+};
+
+/// Reads a clip once, finds its camera's orientation over time by log and pictures, and the path of the
+/// virtual camera. Throws std::exception.
+OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bool showsProgress);
+
+}  // namespace framehold
