@@ -54,8 +54,13 @@ void ClipRun::readFrames() {
     const bool isPlanar = keepsPixels(options_);
     while (const AVFrame* frame = isPlanar ? video_.nextPlanar() : video_.next()) {
         throwIfInterrupted();
-        lastTime_ = timeOf(*frame, taken_, clip_, video_);
-        if (taken_++ == 0) firstTime_ = lastTime_;
+        const double time = timeOf(*frame, taken_, clip_, video_);
+        if (taken_++ == 0) {
+            firstTime_ = time;
+        } else if (time < lastTime_) {
+            ++backwards_;
+        }
+        lastTime_ = time;
         shake_.addSource(*frame, lastTime_);
         engine_->push(*frame, lastTime_);
     }
@@ -83,6 +88,10 @@ void ClipRun::warnAboutVideo(RunMessages& messages) const {
         messages.warn(fmt::format("{} without a timestamp: taking {:g} per second",
                                   counted(static_cast<size_t>(video_.untimedFrames()), "frame"),
                                   video_.framesPerSecond()));
+    }
+    if (backwards_ > 0) {
+        messages.warn(counted(backwards_, "frame") +
+                      " with times before those of the frame before");
     }
     if (video_.isInterlaced()) {
         messages.warn("the video is interlaced: its fields were stabilized as one picture");

@@ -55,6 +55,7 @@ private:
     ShakeComparison shake_;
     std::optional<Progress> progress_;
     size_t taken_ = 0;
+    size_t backwards_ = 0;    // frames with earlier times than the one before
     double firstTime_ = 0.0;  // seconds on the frames' clock but for the time offset
     double lastTime_ = 0.0;
 };

@@ -51,9 +51,10 @@ void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video, bool
     while (const AVFrame* frame = video.next()) {
         throwIfInterrupted();
         const double time = timeOf(*frame, plan.rowTimes.size(), clip, video) + timeOffset;
+        const double last = plan.rowTimes.empty() ? -INFINITY : plan.rowTimes.back();
         const std::vector<FeatureMotion> motions = tracker.track(*frame);
-        if (!plan.rowTimes.empty()) refinement.add(plan.rowTimes.back(), time, motions);
-        plan.rowTimes.push_back(time);
+        if (std::isfinite(last) && time > last) refinement.add(last, time, motions);
+        plan.rowTimes.push_back(std::max(time, last));  // a path goes forward
         progress.advance();
     }
     progress.clear();
@@ -85,7 +86,7 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bo
                                        [](double) { throwIfInterrupted(); });
     plan.views = std::move(path.views);
     plan.marginUsed = std::move(path.shareUsed);
-    plan.notes.push_back(fmt::format("smoothing {}: follows motion slower than about {:.1g} s",
+    plan.notes.push_back(fmt::format("smoothing {}: follows motion slower than about {:.2g} s",
                                      settings.smoothing, seconds));
     return plan;
 }

@@ -18,6 +18,13 @@ metadata ../outside.gcsv
 expect 1 "set/clip.json: imu: ../outside.gcsv is not below the folder of this file; --allow-outside-paths" stabilize
 expect 1 "--allow-outside-paths allows it" "$framehold" calibrate set/clip.mp4 -q -o found.json
 expect 0 "gyroscope" inspect set/clip.mp4 --allow-outside-paths
+# Frame times that stand still and go back.
+awk -F, -v OFS=, 'NR == 10 { $2 = last } NR == 20 { $2 -= 0.5 } { last = $2; print }' sim/frames.csv >set/frames.csv
+metadata logs/imu.gcsv
+for engine in live offline; do
+    expect 0 "1 frame with times before" stabilize --engine $engine --overwrite --force
+done
+rm set/frames.csv none.mp4
 mkfifo set/pipe.gcsv
 metadata pipe.gcsv
 expect 1 "set/pipe.gcsv: is not a regular file" stabilize
