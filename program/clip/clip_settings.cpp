@@ -79,11 +79,12 @@ int firstEnabled(int mask, int a, int b, const char* need) {
         fmt::format("--sensor-mask: {} enables neither type {} nor type {}; {}", mask, a, b, need));
 }
 
+constexpr int kRates = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
+
 /// Orientations are fed where there are no rates, or where the mask asks for them.
 void chooseSensors(const std::optional<int>& mask, const MotionLog& log, ClipSettings& settings) {
     constexpr int kOrientations =
         ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_2);
-    constexpr int kRates = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
     const bool areAsked = (mask.value_or(0) & kOrientations) != 0;
     if (!log.orientations.empty() && (log.rates.empty() || areAsked)) {
         settings.sensorMask = mask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1));
@@ -158,14 +159,18 @@ void resolveLive(const ClipOptions& options, const ClipInputs& clip, ClipSetting
     settings.gravityRate = options.gravityRate;
 }
 
-/// Without a log nothing is known of when rows are read, unless the user knows.
+/// Without a log nothing is known of when rows are read, unless the user knows. The sensors are those
+/// that the library would be fed, for the parameters that a run records.
 void resolveOffline(const ClipOptions& options, const ClipInputs& clip, ClipSettings& settings) {
     settings.input = {clip.video.width, clip.video.height};
     settings.output = options.outputSize.value_or(settings.input);
     Setting<double>& readout = settings.camera.readoutTime;
     if (!clip.log && readout.source == Source::kDefault)
         readout = {0.0, Source::kDefault, "no log"};
-    if (clip.log && clip.log->rates.empty()) settings.motionType = ZPR_SENSOR_ROTATION_1;
+    settings.sensorMask = kRates;
+    if (!clip.log || !clip.log->rates.empty()) return;
+    settings.motionType = ZPR_SENSOR_ROTATION_1;
+    settings.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1);
 }
 
 }  // namespace

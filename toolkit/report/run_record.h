@@ -20,7 +20,7 @@ struct FrameRecord {
     /// Share of the margin between output window and input border that the correction takes up:
     /// 0 for the centred crop, 1 where a corner touches the border.
     double marginUsed = 0.0;
-    double milliseconds = 0.0;  // spent in ZPR_Stabilize
+    double milliseconds = 0.0;  // that stabilizing it took
 };
 
 /// Record of the stabilization of a clip.
