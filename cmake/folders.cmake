@@ -1,12 +1,16 @@
-# framehold_folder(NAME SOURCES FILES... [USES NAMES...] [PUBLIC LIBRARIES...] [PRIVATE LIBRARIES...]):
+# framehold_folder(NAME [TOGETHER] SOURCES FILES... [USES NAMES...] [PUBLIC LIBRARIES...]
+#   [PRIVATE LIBRARIES...]):
 # makes the current folder the static library framehold_NAME. Its headers are included as
 # "FOLDER/header.h", like those of its siblings.
+# TOGETHER: its sources are compiled as one, which is far quicker where all include CLI11 or the JSON
+# library: each would make its own of what these consist of.
 # USES: what its files may include beside its own folder and third parties, each a sibling's name,
 # a folder of src/ or zpr_framehold.h. The test `includes` holds every include against it.
 function(framehold_folder name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;USES;PUBLIC;PRIVATE" ${ARGN})
+  cmake_parse_arguments(ARG "TOGETHER" "" "SOURCES;USES;PUBLIC;PRIVATE" ${ARGN})
   set(target framehold_${name})
   add_library(${target} STATIC ${ARG_SOURCES})
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${ARG_TOGETHER})
   cmake_path(GET CMAKE_CURRENT_SOURCE_DIR PARENT_PATH root)
   target_include_directories(${target} PUBLIC ${root})
   target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE} framehold_flags)
