@@ -94,10 +94,10 @@ void ClipOutput::announce(RunMessages& messages) const {
     for (const std::string& loss : writer_.losses()) messages.warn(loss);
 }
 
-void ClipOutput::write(const AVFrame& stable, const AVFrame& original) {
+void ClipOutput::write(const AVFrame& stable, const AVFrame* original) {
     const std::shared_ptr<AVFrame> keptStable = keep(stable);
-    const std::shared_ptr<AVFrame> keptOriginal = isSideBySide_ ? keep(original) : nullptr;
-    thread_.add([this, keptStable, keptOriginal] { encode(*keptStable, *keptOriginal); });
+    const std::shared_ptr<AVFrame> keptOriginal = isSideBySide_ ? keep(*original) : nullptr;
+    thread_.add([this, keptStable, keptOriginal] { encode(*keptStable, keptOriginal.get()); });
 }
 
 void ClipOutput::copyPacket(const AVPacket& packet) {
@@ -111,14 +111,14 @@ void ClipOutput::finish() {
     writer_.finish();
 }
 
-void ClipOutput::encode(const AVFrame& stable, const AVFrame& original) {
+void ClipOutput::encode(const AVFrame& stable, const AVFrame* original) {
     if (!isSideBySide_) return writer_.write(stable);
-    if (stable.format == AV_PIX_FMT_NV12) return writer_.write(*sideBySide(original, stable));
+    if (stable.format == AV_PIX_FMT_NV12) return writer_.write(*sideBySide(*original, stable));
     const FrameArea area{stable.width, stable.height};
     AvPtr<AVFrame> twoPlane = makeNv12Frame(area.width, area.height);
     av_frame_copy_props(twoPlane.get(), &stable);
     converter_.convert(stable, area, *twoPlane, area);
-    writer_.write(*sideBySide(original, *twoPlane));
+    writer_.write(*sideBySide(*original, *twoPlane));
 }
 
 }  // namespace framehold

@@ -27,9 +27,9 @@ public:
     /// Prints what the result cannot keep of the source.
     void announce(RunMessages& messages) const;
 
-    /// Takes a stabilized frame, and the frame of the source that it was made of. Both are kept, and
-    /// must not be written to.
-    void write(const AVFrame& stable, const AVFrame& original);
+    /// Takes a stabilized frame, and for frames side by side the frame of the source that it was made of
+    /// (else it may be null). Both are kept, and must not be written to.
+    void write(const AVFrame& stable, const AVFrame* original);
 
     /// Takes a packet of the source's other streams.
     void copyPacket(const AVPacket& packet);
@@ -37,7 +37,7 @@ public:
     void finish();
 
 private:
-    void encode(const AVFrame& stable, const AVFrame& original);
+    void encode(const AVFrame& stable, const AVFrame* original);
 
     const VideoReader& source_;
     bool isSideBySide_;

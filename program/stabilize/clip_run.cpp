@@ -78,7 +78,7 @@ void ClipRun::write(const StabilizedFrame& frame) {
     record_.frames.push_back({frame.time, frame.path.measured, frame.path.corrected,
                               frame.path.marginUsed, frame.milliseconds});
     shake_.addResult(*frame.picture, frame.time);
-    output_.write(*frame.picture, *frame.original);
+    output_.write(*frame.picture, frame.original.get());
     progress_->advance();
 }
 
