@@ -177,16 +177,16 @@ const char* liveOptionOf(const StabilizeOptions& clip) {
 Engine engineFor(const StabilizeOptions& clip) {
     const char* liveOption = liveOptionOf(clip);
     const bool isPipe = clip.files.video == "-" || isSpecialFile(clip.files.video);
-    const bool isOffline = clip.engine == nameOf(Engine::kOffline) || clip.files.ignoresMotion;
-    if (isOffline && clip.engine == nameOf(Engine::kLive)) {
-        refuse("--no-motion", "goes with --engine offline only");
+    const bool wantsLive = clip.engine == nameOf(Engine::kLive);
+    const bool wantsOffline = clip.engine == nameOf(Engine::kOffline) || clip.files.ignoresMotion;
+    if (!wantsOffline) {
+        return wantsLive || liveOption != nullptr || isPipe ? Engine::kLive : Engine::kOffline;
     }
     const std::string option = clip.files.ignoresMotion ? "--no-motion" : "--engine offline";
-    if (isOffline && liveOption != nullptr) refuse(liveOption, "does not go with " + option);
-    if (isOffline && isPipe) refuse(option, "needs a clip that can be read twice, not a pipe");
-    if (isOffline) return Engine::kOffline;
-    const bool isLive = clip.engine == nameOf(Engine::kLive) || liveOption != nullptr || isPipe;
-    return isLive ? Engine::kLive : Engine::kOffline;
+    if (wantsLive) refuse(option, "goes with --engine offline only");
+    if (liveOption != nullptr) refuse(liveOption, "does not go with " + option);
+    if (isPipe) refuse(option, "needs a clip that can be read twice, not a pipe");
+    return Engine::kOffline;
 }
 
 /// A report reads both videos again.

@@ -36,10 +36,10 @@ struct PlannedClip {
     bool isSkipped = false;    // its results are there, and stay
 };
 
-/// Every clip, with its files and its engine: where none is asked for, the offline one unless the clip
-/// comes from a pipe or an option is given that only the live one has. What would spoil the run is found here, before the
-/// first clip is touched. Throws CLI::ValidationError where options do not go together, and
-/// std::runtime_error for folders without clips and where a file would be lost.
+/// Every clip, with its files and its engine: where none is asked for, the offline one, unless the
+/// clip comes from a pipe or an option is given that only the live one has. What would spoil the run
+/// is found here, before the first clip is touched. Throws CLI::ValidationError where options do not
+/// go together, and std::runtime_error for folders without clips and where a file would be lost.
 std::vector<PlannedClip> planBatch(const BatchOptions& batch);
 
 /// Makes the folders that patterns ask for. Throws std::filesystem::filesystem_error.

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <functional>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 
 extern "C" {
@@ -23,7 +24,11 @@ void onThreads(int threads, int count, const std::function<void(int)>& work) {
         for (int i = next++; i < count; i = next++) work(i);
     };
     std::vector<std::thread> others;
-    for (int i = 1; i < std::min(threads, count); ++i) others.emplace_back(run);
+    try {
+        for (int i = 1; i < std::min(threads, count); ++i) others.emplace_back(run);
+    } catch (const std::system_error&) {
+        // Deliberate: where no more threads are to be had, those that there are do the work.
+    }
     run();
     for (std::thread& other : others) other.join();
 }
