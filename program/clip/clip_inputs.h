@@ -61,8 +61,9 @@ struct ClipInputs {
     std::optional<MotionLog> log;  // in `files.motion`, which is the video where it has telemetry
 };
 
-/// Seconds of a frame on the frames' clock: by the table of frame times if there is one, else by its own
-/// timestamp. number: of frames before it. Throws std::runtime_error if the table has fewer frames.
+/// Seconds of a frame on the frames' clock: by the table of frame times if there is one, else by its
+/// own timestamp. number: of frames before it. Throws std::runtime_error if the table has fewer
+/// frames.
 double timeOf(const AVFrame& frame, size_t number, const ClipInputs& clip,
               const VideoReader& video);
 

@@ -12,8 +12,8 @@ namespace framehold {
 /// Throws MediaError if the encoder that the options name does not exist or take them.
 void checkEncoding(const StabilizeOptions& options);
 
-/// True for a run whose frames keep the source's depth and chroma: the library takes, and frames side
-/// by side are, 8-bit two-plane ones.
+/// True for a run whose frames keep the source's depth and chroma: the library takes, and frames
+/// side by side are, 8-bit two-plane ones.
 inline bool keepsPixels(const StabilizeOptions& options) {
     return options.clip.engine == Engine::kOffline && !options.sideBySide;
 }
@@ -27,8 +27,8 @@ public:
     /// Prints what the result cannot keep of the source.
     void announce(RunMessages& messages) const;
 
-    /// Takes a stabilized frame, and for frames side by side the frame of the source that it was made of
-    /// (else it may be null). Both are kept, and must not be written to.
+    /// Takes a stabilized frame, and for frames side by side the frame of the source that it was made
+    /// of (else it may be null). Both are kept, and must not be written to.
     void write(const AVFrame& stable, const AVFrame* original);
 
     /// Takes a packet of the source's other streams.

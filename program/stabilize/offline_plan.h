@@ -24,8 +24,8 @@ struct OfflinePlan {
     HdrMetadata hdr;                        // of the source's frames
 };
 
-/// Reads a clip once, finds its camera's orientation over time by log and pictures, and the path of the
-/// virtual camera. Throws std::exception.
+/// Reads a clip once, finds its camera's orientation over time by log and pictures, and the path of
+/// the virtual camera. Throws std::exception.
 OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bool showsProgress);
 
 }  // namespace framehold

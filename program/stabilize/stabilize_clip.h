@@ -15,9 +15,9 @@ struct RunDisplay {
     bool observePath = true;   // fills in orientations and margins of the record's frames
 };
 
-/// Stabilizes one recorded clip, whose files were found: loads what is known of it, decides on the settings, calibrates if
-/// that is asked for, and runs. The result has the source's timestamps and other streams. Prints
-/// messages to standard error and fills `record` as far as it gets.
+/// Stabilizes one recorded clip, whose files were found: loads what is known of it, decides on the
+/// settings, calibrates if that is asked for, and runs. The result has the source's timestamps and
+/// other streams. Prints messages to standard error and fills `record` as far as it gets.
 /// Throws std::exception; nothing stands under the output's name then.
 void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDisplay& display,
                    RunRecord& record);

@@ -168,7 +168,8 @@ private:
     }
 
     /// Sets the weights: Cauchy's at first, then Tukey's (biweight), which leave outliers out
-    /// altogether. Outliers are measured against the same region of the picture in the same block of time.
+    /// altogether. Outliers are measured against the same region of the picture in the same block of
+    /// time.
     void weigh(bool soft) {
         std::vector<std::vector<double>> lengths(regions_.size() * static_cast<size_t>(blocks_));
         for (const Feature& f : features_) lengths[cellOf(f)].push_back(f.left.norm());

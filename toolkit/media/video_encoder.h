@@ -28,8 +28,8 @@ struct VideoSettings {
     std::string preset;          // of the encoder, speed against size; empty: a moderate one
 };
 
-/// Has the encoder of a file encode one frame, for what is wrong with its settings. file: its extension gives
-/// the container; "-" is YUV4MPEG2. Throws MediaError.
+/// Has the encoder of a file encode one frame, for what is wrong with its settings. file: its
+/// extension gives the container; "-" is YUV4MPEG2. Throws MediaError.
 void tryEncoder(const std::string& file, const VideoSettings& settings);
 
 /// Container that a file's extension stands for; "-" is YUV4MPEG2. Throws MediaError.
