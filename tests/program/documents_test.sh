@@ -12,13 +12,16 @@ mkdir "$work/bin"
 ln -s "$framehold" "$work/bin/framehold"
 export PATH=$work/bin:$PATH
 
+simulated=$work/simulated
+framehold simulate -q "$simulated" --size 256x144 --focal 1150 --shake 0.3 --pan 0 --duration 3 ||
+    exit 1
+
 # simulated NAME: NAME.mp4 with NAME.gcsv, and NAME.json unless commands make it.
 simulated() {
-    framehold simulate -q --overwrite "$work/simulated" --size 256x144 --focal 1150 --shake 0.3 --pan 0 --duration 3 || exit 1
-    mv "$work/simulated/clip.mp4" "$1.mp4"
-    mv "$work/simulated/imu.gcsv" "$1.gcsv"
+    cp "$simulated/clip.mp4" "$1.mp4"
+    cp "$simulated/imu.gcsv" "$1.gcsv"
     case $1 in walk | a | b) return ;; esac
-    sed "s/clip\.mp4/${1##*/}.mp4/; s/imu\.gcsv/${1##*/}.gcsv/" "$work/simulated/clip.json" >"$1.json"
+    sed "s/clip\.mp4/${1##*/}.mp4/; s/imu\.gcsv/${1##*/}.gcsv/" "$simulated/clip.json" >"$1.json"
 }
 
 # commands DOCUMENT: its indented lines, those that go on joined, without comments.
