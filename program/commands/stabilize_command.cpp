@@ -147,7 +147,7 @@ void addStabilizeCommand(Command& program) {
         ->excludes(overwrite);
     addQuietFlag(command, o.quiet, "Only warnings and errors");
     command
-        .addChoice("--engine", o.engine, "With the whole clip known, or as live on a phone",
+        .addChoice("--engine", o.engineName, "With the whole clip known, or as live on a phone",
                    {"offline", "live"})
         ->default_str("offline; live for pipes");
     addCameraOptions(command, o);

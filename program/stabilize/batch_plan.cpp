@@ -177,8 +177,9 @@ const char* liveOptionOf(const StabilizeOptions& clip) {
 Engine engineFor(const StabilizeOptions& clip) {
     const char* liveOption = liveOptionOf(clip);
     const bool isPipe = clip.files.video == "-" || isSpecialFile(clip.files.video);
-    const bool wantsLive = clip.engine == nameOf(Engine::kLive);
-    const bool wantsOffline = clip.engine == nameOf(Engine::kOffline) || clip.files.ignoresMotion;
+    const bool wantsLive = clip.engineName == nameOf(Engine::kLive);
+    const bool wantsOffline =
+        clip.engineName == nameOf(Engine::kOffline) || clip.files.ignoresMotion;
     if (!wantsOffline) {
         return wantsLive || liveOption != nullptr || isPipe ? Engine::kLive : Engine::kOffline;
     }

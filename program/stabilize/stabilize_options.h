@@ -11,7 +11,7 @@ namespace framehold {
 /// Options of `framehold stabilize` for one clip.
 struct StabilizeOptions {
     ClipFiles files;
-    std::string engine;         // the user's choice by name; empty: see planBatch
+    std::string engineName;     // the user's choice by name; empty: see planBatch
     std::string output;         // empty: beside the video
     bool findsUnknown = false;  // calibrates with the clip itself first
     bool force = false;         // goes on where the motion log would make the clip shakier
