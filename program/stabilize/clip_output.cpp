@@ -1,5 +1,6 @@
 #include "stabilize/clip_output.h"
 
+#include "common/output_file.h"
 #include "compare/side_by_side.h"
 
 #include <memory>
@@ -67,6 +68,14 @@ std::shared_ptr<AVFrame> keep(const AVFrame& frame) {
 
 void checkEncoding(const StabilizeOptions& options) {
     tryEncoder(options.output, codingOf(options));
+}
+
+void checkOutput(const StabilizeOptions& options, const VideoReader& source) {
+    const std::string& file = options.output;
+    const VideoEncoder encoder(file, findContainer(file), settingsFor(options, source, {}),
+                               &source);
+    if (file == "-" || isSpecialFile(file)) return;  // a pipe's reader would see it end
+    const OutputFile made({file, options.overwrites});
 }
 
 ClipOutput::ClipOutput(const StabilizeOptions& options, const VideoReader& source,

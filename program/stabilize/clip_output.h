@@ -12,6 +12,10 @@ namespace framehold {
 /// Throws MediaError if the encoder that the options name does not exist or take them.
 void checkEncoding(const StabilizeOptions& options);
 
+/// Throws std::runtime_error if the clip's result cannot be encoded or its file not be made, before
+/// the work on its frames begins.
+void checkOutput(const StabilizeOptions& options, const VideoReader& source);
+
 /// True for a run whose frames keep the source's depth and chroma: the library takes, and frames
 /// side by side are, 8-bit two-plane ones.
 inline bool keepsPixels(const StabilizeOptions& options) {

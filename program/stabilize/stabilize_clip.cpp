@@ -79,6 +79,7 @@ void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDi
                          "is a result itself, which its motion log no longer fits; --again "
                          "stabilizes it all the same");
     }
+    checkOutput(options, video);
     const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
     const ClipSettings settings = settingsFor(options, clip, display.showProgress);
     if (clip.log) checkBeforeRun(options, clip, settings, messages);

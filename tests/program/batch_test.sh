@@ -130,6 +130,13 @@ expect 2 "--preset: x.mp4: the encoder libx264 cannot be started" "$framehold" s
 expect 2 "--axes: 'XYQ' is not one each of X, Y and Z" stabilize clip1 --axes XYQ
 expect 2 "--preset: ffv1 has no such option" stabilize clip1 --encoder ffv1 -o x.mkv
 
+# A result that cannot be is found before the frames, and even the log, are looked at.
+ffmpeg -v error -i sim/clip.mp4 -pix_fmt yuv420p10le -c:v ffv1 -color_trc smpte2084 pq.mkv
+for output in "pq.mp4 --encoder mpeg4:keeps 8 of 10 bits" "none/there.mp4:none/there.mp4: cannot be"; do
+    # shellcheck disable=SC2086
+    expect 1 "${output#*:}" "$framehold" stabilize pq.mkv --clip $metadata --time-offset 100 -o ${output%%:*}
+done
+
 # A file that may not grow stands for a full disk; killed runs leave the temporary file at most.
 full=$(ulimit -f 8; trap '' XFSZ; stabilize sim/clip.mp4 -o full-disk.mp4 -q 2>&1)
 [ $? -eq 1 ] && [[ $full == *"full-disk.mp4: cannot be"*": File too large"* ]] || fail "full disk: $full"

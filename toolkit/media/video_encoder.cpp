@@ -111,6 +111,7 @@ void tryEncoder(const std::string& file, const VideoSettings& settings) {
     constexpr int kSide = 256;
     VideoSettings small = settings;
     small.width = small.height = kSide;
+    small.timeBase = {1, 30};  // the default is finer than MPEG-4 takes
     VideoEncoder encoder(file, findContainer(file), small, nullptr);
     // Deliberate: SVT-AV1 never comes to an end without a frame.
     const AvPtr<AVFrame> frame = makeNv12Frame(kSide, kSide);
