@@ -82,8 +82,15 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bo
             plan);
     plan.hdr = video.hdrMetadata();
     const double seconds = smoothingSeconds(settings.smoothing);
-    OptimalPath path = findOptimalPath(plan.track, plan.rowTimes, plan.source, plan.output, seconds,
-                                       [](double) { throwIfInterrupted(); });
+    const auto frames = static_cast<double>(plan.rowTimes.size());
+    Progress progress("finding the path", std::llround(frames), showsProgress);
+    const auto onProgress = [&](double share) {
+        throwIfInterrupted();
+        progress.reach(static_cast<int64_t>(share * frames));
+    };
+    OptimalPath path =
+        findOptimalPath(plan.track, plan.rowTimes, plan.source, plan.output, seconds, onProgress);
+    progress.clear();
     plan.views = std::move(path.views);
     plan.marginUsed = std::move(path.shareUsed);
     plan.notes.push_back(fmt::format("smoothing {}: follows motion slower than about {:.2g} s",

@@ -28,8 +28,8 @@ double Progress::perSecond() const {
     return elapsed > 0.0 ? static_cast<double>(done_) / elapsed : 0.0;
 }
 
-void Progress::advance() {
-    ++done_;
+void Progress::reach(int64_t done) {
+    done_ = done;
     if (!visible_) return;
     const auto now = Clock::now();
     if (seconds(now - lastDrawn_) < 0.1 && done_ != total_) return;

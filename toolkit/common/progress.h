@@ -16,7 +16,10 @@ public:
     Progress& operator=(const Progress&) = delete;
 
     /// Counts one frame.
-    void advance();
+    void advance() { reach(done_ + 1); }
+
+    /// Notes that this many frames are done.
+    void reach(int64_t done);
 
     /// Removes the bar from the terminal.
     void clear();
