@@ -20,6 +20,7 @@ ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
       shake_(clip.video) {
     video_.setPacketSink([this](const AVPacket& packet) { output_.copyPacket(packet); });
     video_.acceptCutInput();
+    record_.stageTimes = engine.stageTimes;
     record_.framesExpected = clip.video.expectedFrames;
     record_.motionLog = clip.files.motion;
     record_.engine = nameOf(settings.engine);
@@ -37,10 +38,12 @@ void ClipRun::announce(RunMessages& messages) const {
 void ClipRun::run(bool showsProgress, RunMessages& messages) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
+    StageClock clock;
     progress_.emplace("stabilizing", clip_.video.expectedFrames, showsProgress);
     readFrames();
     output_.finish();
     progress_->clear();
+    clock.end("frames", record_.stageTimes);
     warnAboutCoverage(messages);
     warnAboutVideo(messages);
     shake_.report(messages);

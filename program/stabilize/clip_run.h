@@ -26,6 +26,7 @@ public:
         std::function<std::unique_ptr<ClipEngine>(ClipEngine::Sink sink)> make;
         std::vector<std::string> notes;  // for the user
         HdrMetadata hdr;                 // of the source's frames
+        StageTimes stageTimes;           // so far
     };
 
     /// Opens the output; everything is borrowed. Throws MediaError.

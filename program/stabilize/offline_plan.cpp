@@ -78,9 +78,11 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bo
     plan.output = outputOf(plan.source, settings);
     plan.track = trackOf(clip, settings);
     if (clip.log) plan.notes = describeMotion(clip, settings);
+    StageClock clock;
     analyse(clip, settings.camera.timeOffset.value * settings.clockFactor(), video, showsProgress,
             plan);
     plan.hdr = video.hdrMetadata();
+    clock.end("analysis", plan.stageTimes);
     const double seconds = smoothingSeconds(settings.smoothing);
     const auto frames = static_cast<double>(plan.rowTimes.size());
     Progress progress("finding the path", std::llround(frames), showsProgress);
@@ -91,6 +93,7 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bo
     OptimalPath path =
         findOptimalPath(plan.track, plan.rowTimes, plan.source, plan.output, seconds, onProgress);
     progress.clear();
+    clock.end("path", plan.stageTimes);
     plan.views = std::move(path.views);
     plan.marginUsed = std::move(path.shareUsed);
     plan.notes.push_back(fmt::format("smoothing {}: follows motion slower than about {:.2g} s",

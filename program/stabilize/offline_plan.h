@@ -4,6 +4,7 @@
 #include "media/hdr_metadata.h"
 #include "path/orientation_track.h"
 #include "path/pinhole_camera.h"
+#include "report/run_record.h"
 
 #include <string>
 #include <vector>
@@ -22,6 +23,7 @@ struct OfflinePlan {
     std::vector<double> marginUsed;         // 0 to 1 at each frame, see FrameRecord
     std::vector<std::string> notes;         // what the plan builds on, for the user
     HdrMetadata hdr;                        // of the source's frames
+    StageTimes stageTimes;                  // of analysing and finding the path
 };
 
 /// Reads a clip once, finds its camera's orientation over time by log and pictures, and the path of

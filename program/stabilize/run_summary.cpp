@@ -61,6 +61,7 @@ void addOutcome(const RunRecord& run, ordered_json& json) {
     json["largest_margin_used"] = largest;
     json["frames_per_second"] = run.framesPerSecond;
     json["seconds_taken"] = run.secondsTaken;
+    for (const auto& [stage, seconds] : run.stageTimes) json["processor_seconds"][stage] = seconds;
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ void runLive(const StabilizeOptions& options, const ClipInputs& clip, const Clip
     const auto make = [&](ClipEngine::Sink sink) {
         return std::make_unique<LiveEngine>(settings, motion.samples, extras, std::move(sink));
     };
-    run({make, motion.notes, {}});
+    run({make, motion.notes, {}, {}});
     if (session) session->finish();
 }
 
@@ -55,7 +55,7 @@ void runOffline(const StabilizeOptions& options, const ClipInputs& clip,
     const auto make = [&](ClipEngine::Sink sink) {
         return std::make_unique<OfflineEngine>(plan, options.sideBySide, std::move(sink));
     };
-    run({make, plan.notes, plan.hdr});
+    run({make, plan.notes, plan.hdr, plan.stageTimes});
 }
 
 void report(const StabilizeOptions& options, bool showsProgress, const RunRecord& record) {

@@ -38,6 +38,8 @@ assert (run["done"], run["failed"], run["interrupted"]) == (4, 2, 0)
 assert [c["status"] for c in run["clips"]] == ["done", "failed", "done", "failed", "done", "done"]
 assert run["clips"][0]["parameters"]["focal_px"] == 300 and run["clips"][5]["warnings"]
 assert run["clips"][0]["frames_without_orientation"] == 0
+times = run["clips"][0]["processor_seconds"]
+assert list(times) == ["analysis", "path", "frames"] and all(0 < t < 60 for t in times.values())
 END
 
 # What does not go together is refused before anything is done.

@@ -62,6 +62,12 @@ FrameRecord frameFrom(const ordered_json& json) {
 
 }  // namespace
 
+void StageClock::end(const char* stage, StageTimes& times) {
+    const std::clock_t now = std::clock();
+    times.emplace_back(stage, static_cast<double>(now - start_) / CLOCKS_PER_SEC);
+    start_ = now;
+}
+
 void saveRunRecord(const OutputName& file, const RunRecord& run) {
     ordered_json json;
     json["kind"] = kKind;

@@ -5,8 +5,10 @@
 #include "zpr_framehold.h"
 
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace framehold {
@@ -23,6 +25,20 @@ struct FrameRecord {
     double milliseconds = 0.0;  // that stabilizing it took
 };
 
+/// Processor time of the stages of a run, each with its name, in seconds. It is that of the whole
+/// program: of clips that are stabilized at the same time, that of all.
+using StageTimes = std::vector<std::pair<std::string, double>>;
+
+/// Measures the processor time of a stage.
+class StageClock {
+public:
+    /// Adds the stage that ends now, and began when the one before ended, or the clock was made.
+    void end(const char* stage, StageTimes& times);
+
+private:
+    std::clock_t start_ = std::clock();
+};
+
 /// Record of the stabilization of a clip.
 struct RunRecord {
     std::string input;
@@ -33,6 +49,7 @@ struct RunRecord {
     std::string axes;  // letters, as AxisMapping::fromLetters takes them
     double framesPerSecond = 0.0;
     double secondsTaken = 0.0;
+    StageTimes stageTimes;       // not saved
     int64_t framesExpected = 0;  // of the input, 0 if not known
     std::vector<std::string> notes;
     std::vector<std::string> warnings;
