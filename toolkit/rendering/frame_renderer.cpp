@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <functional>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -16,22 +15,6 @@ extern "C" {
 namespace framehold {
 
 namespace {
-
-/// Calls `work` for each number below `count`, in no order, on some threads. It must not throw.
-void onThreads(int threads, int count, const std::function<void(int)>& work) {
-    std::atomic<int> next{0};
-    const auto run = [&] {
-        for (int i = next++; i < count; i = next++) work(i);
-    };
-    std::vector<std::thread> others;
-    try {
-        for (int i = 1; i < std::min(threads, count); ++i) others.emplace_back(run);
-    } catch (const std::system_error&) {
-        // Deliberate: where no more threads are to be had, those that there are do the work.
-    }
-    run();
-    for (std::thread& other : others) other.join();
-}
 
 /// Grid of a plane's samples in pixels of a camera. Chroma that says nothing else sits on the left
 /// column of its pair and between the two rows.
@@ -76,12 +59,27 @@ struct FrameRenderer::Plane {
 
 FrameRenderer::FrameRenderer(const PinholeCamera& source, const PinholeCamera& output,
                              RenderSettings settings)
-    : source_(source), output_(output), threads_(settings.threads) {
-    if (threads_ <= 0)
-        threads_ = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+    : source_(source), output_(output) {
+    int threads = settings.threads;
+    if (threads <= 0) threads = static_cast<int>(std::thread::hardware_concurrency());
+    try {
+        for (int i = 1; i < threads; ++i) helpers_.push_back(std::make_unique<TaskThread>(1));
+    } catch (const std::system_error&) {
+        // Deliberate: where no more threads are to be had, those that there are do the work.
+    }
 }
 
 FrameRenderer::~FrameRenderer() = default;
+
+void FrameRenderer::doAll(const std::vector<std::function<void()>>& work) {
+    std::atomic<size_t> next{0};
+    const auto run = [&] {
+        for (size_t i = next++; i < work.size(); i = next++) work[i]();
+    };
+    for (const auto& helper : helpers_) helper->add(run);
+    run();
+    for (const auto& helper : helpers_) helper->finish();
+}
 
 void FrameRenderer::prepare(const AVFrame& frame) {
     if (frame.format == format_ && frame.width == width_ && frame.height == height_ &&
@@ -157,13 +155,9 @@ AvPtr<AVFrame> FrameRenderer::render(const AVFrame& frame, double firstRowTime,
             });
         }
     }
-    const auto run = [&](const std::vector<std::function<void()>>& work) {
-        onThreads(threads_, static_cast<int>(work.size()),
-                  [&](int i) { work[static_cast<size_t>(i)](); });
-    };
-    run(sources);
+    doAll(sources);
     for (const auto& plane : planes_) plane->resampler.finishLoading();
-    run(results);
+    doAll(results);
     return result;
 }
 

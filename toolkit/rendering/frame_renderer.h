@@ -1,9 +1,11 @@
 #pragma once
 
 #include "media/pixel_converter.h"
+#include "media/task_thread.h"
 #include "rendering/plane_resampler.h"
 #include "rendering/source_mesh.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -37,9 +39,11 @@ private:
 
     void prepare(const AVFrame& frame);
 
+    /// Does all work, in no order, on all threads. It must not throw.
+    void doAll(const std::vector<std::function<void()>>& work);
+
     PinholeCamera source_;
     PinholeCamera output_;
-    int threads_;
     PixelConverter converter_;
     // For frames like the last one.
     int format_ = AV_PIX_FMT_NONE;
@@ -48,6 +52,7 @@ private:
     AVChromaLocation chromaLocation_ = AVCHROMA_LOC_UNSPECIFIED;
     std::vector<SourceMesh> meshes_;
     std::vector<std::unique_ptr<Plane>> planes_;
+    std::vector<std::unique_ptr<TaskThread>> helpers_;  // beside the caller's thread
 };
 
 }  // namespace framehold
