@@ -143,9 +143,10 @@ AvPtr<AVFrame> FrameRenderer::render(const AVFrame& frame, double firstRowTime,
         const PlaneView from = planeOf(*planar, index, plane.from);
         const PlaneView to = planeOf(*result, index, plane.to);
         const int outside = blackOf(*planar, index, to.depth);
-        for (int y = 0; y < from.height; y += kBand) {
-            sources.push_back([&plane, from, y] {
-                plane.resampler.load(from, y, std::min(y + kBand, from.height));
+        const int rows = plane.resampler.paddedRows();
+        for (int y = 0; y < rows; y += kBand) {
+            sources.push_back([&plane, from, rows, y] {
+                plane.resampler.load(from, y, std::min(y + kBand, rows));
             });
         }
         const SourceMesh& mesh = meshes_[plane.mesh];
@@ -156,7 +157,6 @@ AvPtr<AVFrame> FrameRenderer::render(const AVFrame& frame, double firstRowTime,
         }
     }
     doAll(sources);
-    for (const auto& plane : planes_) plane->resampler.finishLoading();
     doAll(results);
     return result;
 }

@@ -24,14 +24,14 @@ public:
     /// shrinking: source samples per sample of the result.
     PlaneResampler(double shrinking, int width, int height);
 
-    // Steps of a frame: rows of the source, all before the first of the second step; then rows of
-    // cells of the result. Different rows may be on different threads.
+    // Steps of a frame: all padded rows; then rows of cells of the result. Different rows may be on
+    // different threads.
 
-    /// Takes rows of the source. from, to: first and behind the last.
+    /// Number of the source's rows with those around it that repeat the outer ones.
+    int paddedRows() const { return height_ + 2 * margin_; }
+
+    /// Takes padded rows from a frame. from, to: first and behind the last.
     void load(const PlaneView& source, int from, int to);
-
-    /// Repeats the outer rows of what was loaded.
-    void finishLoading();
 
     /// Fills a row of the mesh's cells. outside: value of samples whose position is not in the
     /// source.
@@ -41,18 +41,23 @@ private:
     template <int kGroups, class Sample>
     void fillCells(const SourceMesh& mesh, int cellRow, const PlaneView& result, int outside) const;
 
-    const float* row(int y) const {
-        return padded_.data() + static_cast<size_t>(y + margin_) * pitch_;
+    // A row, at its first sample.
+    const int16_t* row(int y) const { return pairs_.data() + offsetOf(y); }
+    int16_t* row(int y) { return pairs_.data() + offsetOf(y); }
+    size_t offsetOf(int y) const {
+        return static_cast<size_t>(y + margin_) * pitch_ + static_cast<size_t>(2 * margin_);
     }
-    float* row(int y) { return padded_.data() + static_cast<size_t>(y + margin_) * pitch_; }
 
     int width_;
     int height_;
-    int groups_;                  // of four taps
-    int margin_;                  // samples around the source that repeat its outer ones
-    size_t pitch_;                // of padded_, in samples
-    std::vector<float> weights_;  // of all taps for each phase
-    std::vector<float> padded_;
+    int groups_;    // of four taps
+    int margin_;    // samples around the source that repeat its outer ones
+    size_t pitch_;  // of pairs_, in numbers
+    // Weights of all taps for each phase; those down are in pairs, four times each, as one
+    // instruction takes them with the pairs of four columns.
+    std::vector<float> acrossWeights_;
+    std::vector<int16_t> downWeights_;
+    std::vector<int16_t> pairs_;  // each sample with the one below it
 };
 
 }  // namespace framehold
