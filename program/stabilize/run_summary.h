@@ -18,7 +18,8 @@ struct RunSummary {
 };
 
 /// The clip in `--json`: files, how it ended, and for clips that are done the parameters,
-/// counts of frames, largest share of the margin used, processor times of stages, and all notes and warnings.
+/// counts of frames, largest share of the margin used, processor times of stages, and all notes and
+/// warnings.
 nlohmann::ordered_json jsonOf(const RunSummary& summary);
 
 /// The line on the console for a clip that is done or failed, among others.
