@@ -1,8 +1,10 @@
 #include "media/libav.h"
 
+#include "common/image_sequence.h"
 #include "common/interruption.h"
 #include "common/text_fields.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +21,7 @@ namespace framehold {
 namespace {
 
 thread_local std::string lastMessage;
+std::atomic<double> sequenceRate{0.0};
 
 void keep(void*, int level, const char* format, va_list arguments) {
     if (level > AV_LOG_ERROR) return;
@@ -85,16 +88,57 @@ AVDictionary* inputLimits(bool isPipe) {
 
 std::string fileUrl(const std::string& path) { return "file:" + path; }
 
+void setSequenceRate(double framesPerSecond) { sequenceRate = framesPerSecond; }
+
+namespace {
+
+/// What is opened, and how.
+struct Source {
+    std::string url;
+    const AVInputFormat* format = nullptr;  // null: by the content
+    AVDictionary* options = nullptr;        // freed by the caller
+};
+
+Source sequenceSource(const ImageSequence& sequence) {
+    Source source;
+    // FFmpeg looks for the number in the folder's name, too.
+    source.url = fileUrl("");
+    for (const char c : sequence.folder)
+        source.url += c == '%' ? std::string("%%") : std::string(1, c);
+    source.url += sequence.pattern;
+    source.format = av_find_input_format("image2");
+    source.options = inputLimits(false);
+    av_dict_set(&source.options, "pattern_type", "sequence", 0);
+    av_dict_set_int(&source.options, "start_number", sequence.first, 0);
+    av_dict_set(&source.options, "framerate", fmt::format("{:.10g}", sequenceRate.load()).c_str(),
+                0);
+    return source;
+}
+
+Source sourceOf(const std::string& path) {
+    if (path == "-") return {"pipe:0", nullptr, inputLimits(true)};
+    if (const auto sequence = findImageSequence(path)) {
+        if (sequenceRate > 0.0) return sequenceSource(*sequence);
+        throw MediaError(path, "is an image sequence, whose frames per second must be given");
+    }
+    Source source{fileUrl(path), nullptr, inputLimits(false)};
+    // A picture whose name is like the pattern of a sequence.
+    av_dict_set(&source.options, "pattern_type", "none", 0);
+    return source;
+}
+
+}  // namespace
+
 AvInput openContainer(const std::string& path) {
     const bool isPipe = path == "-";
+    Source source = sourceOf(path);
     AVFormatContext* format = avformat_alloc_context();
     if (format == nullptr) throw std::bad_alloc();
     format->interrupt_callback = {stopsWaiting, nullptr};
     forgetLibavMessage();
-    AVDictionary* limits = inputLimits(isPipe);
-    int code =
-        avformat_open_input(&format, isPipe ? "pipe:0" : fileUrl(path).c_str(), nullptr, &limits);
-    av_dict_free(&limits);
+    const int code =
+        avformat_open_input(&format, source.url.c_str(), source.format, &source.options);
+    av_dict_free(&source.options);
     throwIfInterrupted();
     if (code < 0 && lastMessage.find("not on whitelist") != std::string::npos) {
         throw MediaError(path,

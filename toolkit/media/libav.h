@@ -40,9 +40,14 @@ using AvInput = std::unique_ptr<AVFormatContext, CloseInput>;
 /// Path as FFmpeg's libraries take it, whatever characters are in it.
 std::string fileUrl(const std::string& path);
 
+/// Sets the frames per second of all image sequences that are opened from now on: their files do not
+/// say it. Greater than 0.
+void setSequenceRate(double framesPerSecond);
+
 /// Opens a file and looks for its streams. path: a file of a container that holds its streams
-/// itself, as opposed to lists of other files; or "-", standard input, if its container can be read
-/// from a pipe. Nothing but this file is read. Waiting for data ends when the program is interrupted.
+/// itself, as opposed to lists of other files; the pattern of an image sequence, see
+/// findImageSequence; or "-", standard input, if its container can be read from a pipe. Nothing but
+/// these files is read. Waiting for data ends when the program is interrupted.
 /// Throws MediaError and Interrupted.
 AvInput openInput(const std::string& path);
 
