@@ -4,6 +4,7 @@
 #include "calibrate/calibration_texts.h"
 #include "cli/options.h"
 #include "cli/run_files.h"
+#include "common/image_sequence.h"
 #include "common/interruption.h"
 #include "common/output_file.h"
 #include "common/text_fields.h"
@@ -55,7 +56,7 @@ std::string textOf(const nlohmann::ordered_json& json) {
 
 std::string outputOf(const CalibrateOptions& options) {
     if (!options.output.empty()) return options.output;
-    const std::string output = fs::path(options.videos[0]).replace_extension(".json").string();
+    const std::string output = besideVideo(options.videos[0], ".json");
     refuseExisting({output, options.overwrites});
     return output;
 }

@@ -1,6 +1,8 @@
 #include "cli/options.h"
 
+#include "common/image_sequence.h"
 #include "common/text_fields.h"
+#include "media/libav.h"
 
 #include <algorithm>
 #include <cmath>
@@ -72,6 +74,7 @@ std::string Command::rangeError(const std::string& text, const Range& range, boo
 CLI::Validator Command::fileCheck() {
     return CLI::Validator(
         [](std::string& text) {
+            if (text == "-") return std::string("a file is needed, not standard input");
             std::error_code ignored;
             const auto status = std::filesystem::status(text, ignored);
             if (!std::filesystem::exists(status)) return fmt::format("there is no file '{}'", text);
@@ -79,6 +82,14 @@ CLI::Validator Command::fileCheck() {
                 return fmt::format("'{}' is a folder, not a file", text);
             }
             return std::string();
+        },
+        "");
+}
+
+CLI::Validator Command::clipCheck() {
+    return CLI::Validator(
+        [isFile = fileCheck()](std::string& text) {
+            return isImageSequence(text) ? std::string() : isFile(text);
         },
         "");
 }
@@ -107,6 +118,20 @@ CLI::Validator Command::pictureSizeCheck() {
                       : "'" + text + "' is not WIDTHxHEIGHT, both even and from 2 to 16384";
         },
         "");
+}
+
+void useSequenceRate(const std::vector<std::string>& clips, const std::optional<double>& rate) {
+    const auto sequence = std::find_if(clips.begin(), clips.end(), isImageSequence);
+    const bool isNeeded = sequence != clips.end();
+    if (isNeeded && !rate) {
+        throw CLI::ValidationError(
+            "--fps", fmt::format("is needed for the image sequence {}", escaped(*sequence)));
+    }
+    if (rate && !isNeeded) {
+        throw CLI::ValidationError("--fps",
+                                   "goes with image sequences only, such as frame-%04d.png");
+    }
+    if (rate) setSequenceRate(*rate);
 }
 
 std::string outsidePathsNote(const std::string& path) {

@@ -95,6 +95,12 @@ public:
         return addPath(names, value, description, "FILE")->check(fileCheck());
     }
 
+    /// Adds an option that takes a clip: a file that is there, or the pattern of an image sequence.
+    template <typename Paths>
+    CLI::Option* addClip(const std::string& names, Paths& value, const std::string& description) {
+        return addPath(names, value, description, "FILE")->check(clipCheck());
+    }
+
     /// Adds an option that takes the path of something that may not be there.
     template <typename Paths>
     CLI::Option* addPath(const std::string& names, Paths& value, const std::string& description,
@@ -139,6 +145,7 @@ private:
     static std::string rangeError(const std::string& text, const Range& range, bool isWhole);
     static CLI::Validator pictureSizeCheck();
     static CLI::Validator fileCheck();
+    static CLI::Validator clipCheck();
     static CLI::Validator axesCheck();
 
     std::string notes_;
@@ -181,6 +188,16 @@ inline CLI::Option* addCutoffOption(Command& command, double& hertz) {
     return command.addNumber("--cutoff", hertz, "Hz; slower motion is not shake", {0.05, 10.0})
         ->capture_default_str();
 }
+
+/// Adds the rate of the image sequences among a command's clips, see useSequenceRate.
+inline CLI::Option* addSequenceRateOption(Command& command, std::optional<double>& rate) {
+    return command.addNumber("--fps", rate, "Frames per second of image sequences, frame-%04d.png",
+                             {0.1, 1000.0});
+}
+
+/// Takes the rate for all image sequences that the program opens. clips: of the command. Throws
+/// CLI::ValidationError if there is a sequence and no rate, or a rate and no sequence.
+void useSequenceRate(const std::vector<std::string>& clips, const std::optional<double>& rate);
 
 inline CLI::Option* addOutsidePathsFlag(Command& command, bool& allows) {
     return command.add_flag("--allow-outside-paths", allows,

@@ -1,6 +1,7 @@
 #include "cli/run_files.h"
 
 #include "cli/exit_codes.h"
+#include "common/image_sequence.h"
 #include "common/output_file.h"
 #include "common/text_fields.h"
 
@@ -37,7 +38,10 @@ std::string nameOf(const std::string& path) { return path == "-" ? "standard out
 }  // namespace
 
 void RunFiles::addInput(const std::string& path) {
-    if (!path.empty()) inputs_.push_back(path);
+    if (path.empty()) return;
+    const auto sequence = findImageSequence(path);
+    const std::vector<std::string>& files = sequence ? sequence->files : std::vector{path};
+    inputs_.insert(inputs_.end(), files.begin(), files.end());
 }
 
 void RunFiles::addOutput(const std::string& option, const std::string& path,

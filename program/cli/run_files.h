@@ -9,7 +9,8 @@ namespace framehold {
 /// writing, so that none is lost.
 class RunFiles {
 public:
-    /// path: "-" is standard input; empty: none.
+    /// path: "-" is standard input; the pattern of an image sequence stands for all of its files;
+    /// empty: none.
     void addInput(const std::string& path);
 
     /// option: that names the file. path: "-" is standard output; empty: none. user: the clip that

@@ -1,5 +1,6 @@
 #include "clip/clip_inputs.h"
 
+#include "common/image_sequence.h"
 #include "common/output_file.h"
 #include "common/text_fields.h"
 #include "media/results.h"
@@ -65,7 +66,7 @@ bool isMetadataOf(const ClipMetadata& metadata, const fs::path& video) {
         if (isVideo(file.path()) && !isEarlierResult(file.path())) ++count;
         if (count > 1) return false;
     }
-    return count == 1;
+    return count == (isImageSequence(video.string()) ? 0 : 1);
 }
 
 ClipMetadata readMetadata(const std::string& path, const ClipFiles& named) {
@@ -74,7 +75,7 @@ ClipMetadata readMetadata(const std::string& path, const ClipFiles& named) {
 }
 
 /// Places where the metadata of a video may be.
-fs::path ownMetadata(const fs::path& video) { return fs::path(video).replace_extension(".json"); }
+fs::path ownMetadata(const fs::path& video) { return besideVideo(video.string(), ".json"); }
 fs::path sharedMetadata(const fs::path& video) { return video.parent_path() / "clip.json"; }
 
 void findMetadata(FoundClip& clip) {
@@ -125,8 +126,8 @@ FoundClip findClipFiles(const ClipFiles& named) {
     if (motion.empty()) motion = clip.metadata.motionLog.value_or("");
     for (const char* extension : {".gcsv", ".csv", ".txt", ".log"}) {
         if (!motion.empty() || !looksBeside) break;
-        const fs::path log = fs::path(named.video).replace_extension(extension);
-        if (fs::exists(log)) motion = log.string();
+        const std::string log = besideVideo(named.video, extension);
+        if (fs::exists(log)) motion = log;
     }
     if (named.motion.empty()) requireRegular(motion);
     return clip;

@@ -8,6 +8,7 @@ namespace framehold {
 
 void addCalibrateCommand(Command& program) {
     auto options = std::make_shared<CalibrateOptions>();
+    auto rate = std::make_shared<std::optional<double>>();
     CalibrateOptions& o = *options;
     Command& command = program.addCommand(
         "calibrate", "Find focal length, readout, axes and time offset from clips");
@@ -19,13 +20,14 @@ void addCalibrateCommand(Command& program) {
         {"framehold calibrate walk.mp4 --motion walk.gcsv -o walk.json",
          "framehold stabilize walk.mp4 --clip walk.json -o steady.mp4",
          "framehold calibrate a.mp4 b.mp4 --motion a.gcsv b.gcsv --snippet camera.c"});
-    command.addInputFile("VIDEO", o.videos, "Clips of one camera in one mode")->required();
+    command.addClip("VIDEO", o.videos, "Clips of one camera in one mode")->required();
     command.addInputFile("-m,--motion", o.motions, "Their motion logs (default: beside VIDEO)");
     command.addOutputFile("-o,--output", o.output,
                           "clip.json to write (default: VIDEO's name.json)");
     command.addOutputFile("--snippet", o.snippet, "Write C code that fills in the parameters");
     addOverwriteFlag(command, o.overwrites);
     addJsonFlag(command, o.json, "Print all numbers on standard output");
+    addSequenceRateOption(command, *rate);
     command.addNumber("--seconds", o.seconds, "Seconds of each clip to use", {1.0, 3600.0})
         ->capture_default_str();
     command
@@ -40,7 +42,10 @@ void addCalibrateCommand(Command& program) {
     addReadoutOption(command, o.known.readoutTime)->group(known);
     addTimeOffsetOption(command, o.known.timeOffset)->group(known);
     addAxesOption(command, o.known.axes)->group(known);
-    command.callback([options] { calibrateCamera(*options); });
+    command.callback([options, rate] {
+        useSequenceRate(options->videos, *rate);
+        calibrateCamera(*options);
+    });
 }
 
 }  // namespace framehold

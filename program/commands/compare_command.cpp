@@ -8,6 +8,7 @@ namespace framehold {
 
 void addCompareCommand(Command& program) {
     auto options = std::make_shared<CompareOptions>();
+    auto rate = std::make_shared<std::optional<double>>();
     CompareOptions& o = *options;
     Command& command = program.addCommand("compare", "Show two clips side by side");
     command.setNotes(
@@ -15,8 +16,9 @@ void addCompareCommand(Command& program) {
         "a second blurs it, and what stands still stays sharp.");
     command.setExamples(
         {"framehold compare walk.mp4 steady.mp4 --video both.mp4 --picture mean.png"});
-    command.addInputFile("BEFORE", o.before, "One clip")->required();
-    command.addInputFile("AFTER", o.after, "The other one")->required();
+    command.addClip("BEFORE", o.before, "One clip")->required();
+    command.addClip("AFTER", o.after, "The other one")->required();
+    addSequenceRateOption(command, *rate);
     command.addOutputFile("--video", o.video, "Write both beside each other to this file");
     command.addOutputFile("--picture", o.picture,
                           "Write the mean of some frames to this .png file");
@@ -26,7 +28,8 @@ void addCompareCommand(Command& program) {
         ->capture_default_str();
     addOverwriteFlag(command, o.overwrites);
     addQuietFlag(command, o.quiet);
-    command.callback([options] {
+    command.callback([options, rate] {
+        useSequenceRate({options->before, options->after}, *rate);
         if (options->video.empty() && options->picture.empty()) {
             throw CLI::ValidationError("nothing to do: give --video or --picture");
         }

@@ -8,6 +8,7 @@ namespace framehold {
 
 void addInspectCommand(Command& program) {
     auto options = std::make_shared<InspectOptions>();
+    auto rate = std::make_shared<std::optional<double>>();
     InspectOptions& o = *options;
     Command& command = program.addCommand("inspect", "Check a motion log, alone or with its video");
     command.setNotes(
@@ -17,17 +18,21 @@ void addInspectCommand(Command& program) {
     command.setExamples({"framehold inspect walk.gcsv",
                          "framehold inspect walk.mp4 --motion walk.gcsv",
                          "framehold inspect walk.mp4 --clip clip.json --json"});
-    command.addInputFile("FILE", o.files.video, "A motion log, or a video")->required();
+    command.addClip("FILE", o.files.video, "A motion log, or a video")->required();
     command.addInputFile("-m,--motion", o.files.motion, "The video's log");
     command.addInputFile("--clip", o.files.metadata, "clip.json with the video's metadata");
     addOutsidePathsFlag(command, o.files.allowsOutsidePaths);
+    addSequenceRateOption(command, *rate);
     addFocalOption(command, o.camera.focalLength);
     addTimeOffsetOption(command, o.camera.timeOffset);
     addReadoutOption(command, o.camera.readoutTime);
     addAxesOption(command, o.camera.axes);
     addJsonFlag(command, o.json);
     addQuietFlag(command, o.quiet);
-    command.callback([options] { inspectFile(*options); });
+    command.callback([options, rate] {
+        useSequenceRate({options->files.video}, *rate);
+        inspectFile(*options);
+    });
 }
 
 }  // namespace framehold

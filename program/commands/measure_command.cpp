@@ -8,6 +8,7 @@ namespace framehold {
 
 void addMeasureCommand(Command& program) {
     auto options = std::make_shared<MeasureOptions>();
+    auto rate = std::make_shared<std::optional<double>>();
     MeasureOptions& o = *options;
     Command& command = program.addCommand("measure", "Measure how shaky clips are");
     command.setNotes(
@@ -18,7 +19,8 @@ void addMeasureCommand(Command& program) {
         "black border is found, a mirrored or stretched one is not.");
     command.setExamples({"framehold measure walk.mp4",
                          "framehold measure walk.mp4 steady.mp4 other-tool.mp4 --json"});
-    command.addInputFile("CLIP", o.videos, "The original, then stabilized clips")->required();
+    command.addClip("CLIP", o.videos, "The original, then stabilized clips")->required();
+    addSequenceRateOption(command, *rate);
     addCutoffOption(command, o.settings.cutoff);
     addDelayOption(command, o.settings.delay, "Frames by which the stabilized clips are late")
         ->capture_default_str();
@@ -26,7 +28,10 @@ void addMeasureCommand(Command& program) {
     command.addOutputFile("--csv", o.csv, "Write the path of every clip's picture to this file");
     addOverwriteFlag(command, o.overwrites);
     addQuietFlag(command, o.settings.quiet);
-    command.callback([options] { printMeasures(*options); });
+    command.callback([options, rate] {
+        useSequenceRate(options->videos, *rate);
+        printMeasures(*options);
+    });
 }
 
 }  // namespace framehold

@@ -13,7 +13,8 @@ namespace framehold {
 void addReportCommand(Command& program) {
     struct Options {
         ReportRequest request;
-        std::string run;  // file; empty: none
+        std::string run;             // file; empty: none
+        std::optional<double> rate;  // of image sequences
     };
     auto options = std::make_shared<Options>();
     ReportRequest& r = options->request;
@@ -26,11 +27,12 @@ void addReportCommand(Command& program) {
         {"framehold stabilize walk.mp4 -m walk.gcsv -o steady.mp4 --save-run run.json",
          "framehold report walk.mp4 steady.mp4 --run run.json -o steady.html",
          "framehold report walk.mp4 other-tool.mp4 -o other-tool.html"});
-    command.addInputFile("ORIGINAL", r.original, "The shaky clip")->required();
-    command.addInputFile("STABILIZED", r.stabilized, "What was made from it, by any stabilizer")
+    command.addClip("ORIGINAL", r.original, "The shaky clip")->required();
+    command.addClip("STABILIZED", r.stabilized, "What was made from it, by any stabilizer")
         ->required();
     command.addOutputFile("-o,--output", r.page.path, "HTML page to write")->required();
     command.addInputFile("--run", options->run, "File that stabilize --save-run wrote");
+    addSequenceRateOption(command, options->rate);
     addCutoffOption(command, r.settings.cutoff);
     addDelayOption(command, r.settings.delay, "Frames by which the stabilized clip is late")
         ->capture_default_str();
@@ -38,6 +40,7 @@ void addReportCommand(Command& program) {
     addQuietFlag(command, r.settings.quiet);
     command.callback([options] {
         ReportRequest& request = options->request;
+        useSequenceRate({request.original, request.stabilized}, options->rate);
         RunFiles files;
         for (const std::string& input : {request.original, request.stabilized, options->run}) {
             files.addInput(input);

@@ -1,5 +1,6 @@
 #include "cli/options.h"
 #include "commands/commands.h"
+#include "common/image_sequence.h"
 #include "stabilize/stabilize_batch.h"
 
 #include <filesystem>
@@ -9,12 +10,13 @@ namespace framehold {
 
 namespace {
 
-/// Accepts files and folders that are there, and "-" for standard input.
+/// Accepts files and folders that are there, patterns of image sequences, and "-" for standard input.
 CLI::Validator isInput() {
     return CLI::Validator(
         [](std::string& text) {
             std::error_code ignored;
-            if (text == "-" || std::filesystem::exists(text, ignored)) return std::string();
+            const bool isThere = std::filesystem::exists(text, ignored) || isImageSequence(text);
+            if (text == "-" || isThere) return std::string();
             return "there is no file or folder '" + text + "'";
         },
         "");
@@ -120,15 +122,19 @@ void addStabilizeCommand(Command& program) {
         ".csv, .txt or .log. Device axes are Android's: x right, y up, z towards the viewer.");
     command.setExamples(
         {"framehold stabilize walk.mp4 --motion walk.gcsv --focal 1150 -o steady.mp4",
-         "framehold stabilize recordings -j 2 -o 'steady/{folder}-{name}.mp4'"});
+         "framehold stabilize recordings -j 2 -o 'steady/{folder}-{name}.mp4'",
+         "framehold stabilize frames/frame-%04d.png --fps 30 --motion imu.gcsv -o steady.mp4"});
     command
-        .addPath("VIDEO", options->inputs, "Clips, folders of clips, or - for standard input",
+        .addPath("VIDEO", options->inputs,
+                 "Clips, folders of clips, image sequences as frame-%04d.png, or - for "
+                 "standard input",
                  "PATH")
         ->required()
         ->check(isInput());
     command.addOutputFile("-o,--output", o.output,
                           "File, folder, pattern with {name}, {folder} and {ext}, or - for y4m on "
                           "standard output (default: {name}-stable beside VIDEO)");
+    addSequenceRateOption(command, options->sequenceRate);
     CLI::Option* motion = command.addInputFile("-m,--motion", o.files.motion,
                                                "Motion log (default: the telemetry in VIDEO)");
     command
@@ -152,7 +158,10 @@ void addStabilizeCommand(Command& program) {
         ->default_str("offline; live for pipes");
     addCameraOptions(command, o);
     addResultOptions(command, *options);
-    command.callback([options] { stabilizeAll(*options); });
+    command.callback([options] {
+        useSequenceRate(options->inputs, options->sequenceRate);
+        stabilizeAll(*options);
+    });
 }
 
 }  // namespace framehold

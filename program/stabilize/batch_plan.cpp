@@ -1,6 +1,7 @@
 #include "stabilize/batch_plan.h"
 
 #include "cli/run_files.h"
+#include "common/image_sequence.h"
 #include "common/output_file.h"
 #include "common/text_fields.h"
 #include "media/results.h"
@@ -51,10 +52,12 @@ std::string filledIn(const std::string& pattern, const fs::path& video) {
     const bool isKept = lower == ".mp4" || lower == ".mov" || lower == ".mkv";
     const fs::path folder = fs::absolute(video).lexically_normal().parent_path();
     try {
-        return fmt::format(fmt::runtime(pattern), fmt::arg("name", video.stem().string()),
-                           fmt::arg("folder", folder.filename().string()),
-                           fmt::arg("ext", extension.empty() ? std::string() : extension.substr(1)),
-                           fmt::arg("same", isKept ? extension.substr(1) : "mp4"));
+        return fmt::format(
+            fmt::runtime(pattern),
+            fmt::arg("name", fs::path(besideVideo(video.string(), "")).filename().string()),
+            fmt::arg("folder", folder.filename().string()),
+            fmt::arg("ext", extension.empty() ? std::string() : extension.substr(1)),
+            fmt::arg("same", isKept ? extension.substr(1) : "mp4"));
     } catch (const fmt::format_error&) {
         throw std::invalid_argument("'" + pattern + "': known are {name}, {folder} and {ext}");
     }

@@ -3,6 +3,7 @@
 #include "stabilize/stabilize_options.h"
 
 #include <exception>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ struct BatchOptions {
     int parallel = 1;                 // clips at a time
     bool skipsExisting = false;       // leaves out clips whose results are there
     bool json = false;                // print a summary on standard output
+    std::optional<double> sequenceRate;  // frames per second of image sequences
 };
 
 /// Of the result, where no name is given. {same} is the video's extension if it is .mp4, .mov or

@@ -72,6 +72,38 @@ done
 "$framehold" stabilize sim/clip.mp4 -m <(cat sim/imu.gcsv) --focal 300 -o piped.mkv --overwrite -q || fail "log from a pipe"
 [ "$(wc -l <path.csv)" = 31 ] && ! grep -q ,, path.csv || fail "path.csv: $(head -3 path.csv)"
 
+# Pictures in numbered files give the frames of the video that they were; all are inputs.
+ffmpeg -v error -i sim/clip.mp4 -pix_fmt bgr0 -c:v ffv1 rgb.avi
+mkdir '50%d' && (cd '50%d' && ffmpeg -v error -i ../rgb.avi -start_number 7 f-%03d.png) && cp sim/imu.gcsv '50%d/f.gcsv'
+camera="--focal 300 --time-offset 0 --readout 0 --encoder ffv1 -q --overwrite"
+for engine in live offline; do
+    # shellcheck disable=SC2086
+    "$framehold" stabilize rgb.avi -m sim/imu.gcsv --engine $engine $camera -o lossless.mkv || fail "rgb.avi"
+    # shellcheck disable=SC2086
+    "$framehold" stabilize '50%d/f-%03d.png' --fps 30 --engine $engine $camera -o '50%d/f.mkv' || fail "pictures"
+    [ "$(frames '50%d/f.mkv')" = "$(frames lossless.mkv)" ] || fail "$engine: the pictures' frames differ"
+done
+[ "$(of '50%d/f.mkv' stream=r_frame_rate)" = 30/1 ] || fail "the pictures' rate"
+cp '50%d/f-007.png' '50%d/lone-%d.png'
+while IFS='|' read -r code text command; do
+    expect "$code" "$text" eval "$command"
+done <<'END'
+0|1 frame in, 1 out|stabilize '50%d/lone-%d.png' --no-motion --focal 300 -o lone.mkv
+0|stability|"$framehold" measure '50%d/f-%03d.png' rgb.avi --fps 30 -q
+0|samples       30 in 966.7 ms|"$framehold" inspect '50%d/f-%03d.png' --fps 30 --focal 300 -q
+0||"$framehold" compare '50%d/f-%03d.png' rgb.avi --fps 29.97 --picture pair.png -q
+2|--fps: is needed for the image sequence 50%d/f-%03d.png|stabilize '50%d/f-%03d.png'
+2|--fps: goes with image sequences only|"$framehold" measure rgb.avi --fps 30
+2|there is no file or folder '50%d/g-%03d.png'|stabilize '50%d/g-%03d.png' --fps 30
+2|there is no file '50%d/f-%2d.png'|"$framehold" measure '50%d/f-%2d.png' --fps 30
+1|50%d/f-009.png is the input itself|"$framehold" stabilize '50%d/f-%03d.png' --fps 30 -o '50%d/f-009.png' --overwrite
+1|50%d/f-009.png is the input itself|"$framehold" measure '50%d/f-%03d.png' --fps 30 --csv '50%d/f-009.png'
+END
+rm '50%d/f-020.png'
+expect 1 "f-020.png is missing, and f-021.png is there" stabilize '50%d/f-%03d.png' --fps 30 -o gap.mkv
+ln -s /dev/zero '50%d/f-020.png'
+expect 1 "f-020.png is missing" "$framehold" measure '50%d/f-%03d.png' --fps 30
+
 # Whatever else is in the file comes out as it went in; frames keep their times.
 printf '1\n00:00:00,000 --> 00:00:01,000\nhello\n' >text.srt
 printf ';FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/10\nSTART=0\nEND=7\ntitle=one\n' >chapter.txt

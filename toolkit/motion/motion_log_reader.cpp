@@ -1,5 +1,6 @@
 #include "motion/motion_log_reader.h"
 
+#include "common/image_sequence.h"
 #include "common/interruption.h"
 #include "common/output_file.h"
 #include "common/text_fields.h"
@@ -206,9 +207,15 @@ std::optional<MotionLog> readVideoTelemetry(const std::string& path) {
 bool isVideoFile(const std::string& path) {
     // What comes from a pipe can be read only once.
     if (isSpecialFile(path)) return false;
-    // Text has no zero bytes, and the boxes at the start of a video do.
+    if (isImageSequence(path)) return true;
+    // Text has no zero bytes, and the start of nearly every video has.
     constexpr size_t kHead = 64;
-    return readFile(path, kHead).find('\0') != std::string::npos;
+    const std::string head = readFile(path, kHead);
+    const auto startsWith = [&head](std::string_view text) {
+        return std::string_view(head).substr(0, text.size()) == text;
+    };
+    return head.find('\0') != std::string::npos || startsWith("YUV4MPEG2 ") ||
+           startsWith("\x1A\x45\xDF\xA3");
 }
 
 MotionLog readMotionLog(const std::string& path) {
