@@ -253,6 +253,8 @@ TEST(Gpmf, SamplesHaveUnitsAxesAndEvenTimes) {
 
 TEST(Gpmf, ErrorsNamePacketAndKey) {
     const std::string good = gpmfPacket(10);
+    std::string manyRecords;
+    for (int i = 0; i < 10001; ++i) manyRecords += gpmf("NONE", 'b', 1, "");
     const auto with = [&](const std::string& from, const std::string& to) {
         std::string bytes = good;
         return bytes.replace(bytes.find(from), to.size(), to);
@@ -266,6 +268,9 @@ TEST(Gpmf, ErrorsNamePacketAndKey) {
         {with("GYROs", "GYROc"), "GYRO: type 'c' of 6 bytes is not one of numbers"},
         {gpmfInside("DEVC", gpmfInside("STRM", gpmf("GYRO", 's', 4, shorts({1, 2})))),
          "GYRO: 2 values in a sample where 3 are expected"},
+        {gpmfInside("DEVC", gpmfInside("STRM", gpmf("GYRO", 'b', 3, "abc"))),
+         "GYRO: numbers of 8 bits where sensors have 16 or more"},
+        {manyRecords, "more than 10000 records in one"},
         {gpmfInside("DEVC", gpmfInside("STRM", gpmf("GYRO", 'f', 12, std::string(12, '\xFF')))),
          "GYRO: holds a value that is not finite"},
         {with("TSMPL", "TSMPc"), "TSMP: type 'c' of 4 bytes is not one of numbers"},

@@ -41,6 +41,7 @@ std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path) {
     }
     if (track == nullptr) return std::nullopt;
     TelemetryTrack telemetry{*kindOf(*track), {}};
+    int64_t bytesLeft = avio_size(format->pb);
     const AvPtr<AVPacket> packet = makePacket();
     for (;;) {
         throwIfInterrupted();
@@ -48,6 +49,8 @@ std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path) {
         if (code == AVERROR_EOF) return telemetry;
         if (code < 0) throw MediaError(path, "cannot be read on", code);
         if (packet->stream_index == track->index && packet->size > 0) {
+            bytesLeft -= packet->size;
+            if (bytesLeft < 0) throw MediaError(path, "its telemetry is larger than the file");
             telemetry.packets.push_back(copyOf(*packet, track->time_base));
         }
         av_packet_unref(packet.get());

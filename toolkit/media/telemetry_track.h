@@ -22,7 +22,8 @@ struct TelemetryTrack {
 };
 
 /// Reads the first telemetry track of a video file, found by the type that MP4 and MOV give to it;
-/// none if there is none. Throws MediaError if FFmpeg cannot read the file.
+/// none if there is none. Throws MediaError if FFmpeg cannot read the file, and if the packets are
+/// larger than it: they may lie over each other.
 std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path);
 
 }  // namespace framehold

@@ -1,4 +1,5 @@
 #include "common/angles.h"
+#include "common/interruption.h"
 #include "common/library_constants.h"
 #include "common/text_fields.h"
 #include "motion/formats/gpmf_records.h"
@@ -107,12 +108,24 @@ public:
 
     bool isIn(const std::vector<GpmfRecord>& stream) const { return find(stream) != nullptr; }
 
-    /// stream: what is in an STRM record that holds this sensor.
+    // stream: what is in an STRM record that holds this sensor.
+
+    /// Makes room for the samples, so that memory is taken once.
+    void count(const std::vector<GpmfRecord>& stream, const TelemetryPacket& /*packet*/) {
+        constexpr size_t kSmallestSample = 3;  // bytes
+        const GpmfRecord& record = *find(stream);
+        counted_ += std::min(record.count, record.data.size() / kSmallestSample);
+    }
+
     void add(const std::vector<GpmfRecord>& stream, const TelemetryPacket& packet) {
         StreamState state = stateOf(stream);
         hasUnit_ = hasUnit_ && state.hasUnit;
         hasAxes_ = hasAxes_ && state.toDevice;
         const GpmfRecord& record = *find(stream);
+        if (record.type == 'b' || record.type == 'B') {
+            throw std::invalid_argument(
+                fmt::format("{}: numbers of 8 bits where sensors have 16 or more", sensor_.key));
+        }
         const std::vector<double> numbers = record.numbers();
         if (record.count > 0 && numbers.size() != 3 * record.count) {
             throw std::invalid_argument(
@@ -120,20 +133,21 @@ public:
                             numbers.size() / record.count));
         }
         clock_.add(packet.time, packet.duration, record.count, state.samplesSoFar);
+        samples_.reserve(counted_);
         for (size_t i = 0; i + 2 < numbers.size(); i += 3) {
-            values_.push_back(scaled(state, {numbers[i], numbers[i + 1], numbers[i + 2]}));
+            samples_.push_back({0.0, scaled(state, {numbers[i], numbers[i + 1], numbers[i + 2]})});
         }
     }
 
-    std::vector<MotionSample> samples() const {
+    /// The samples with their times; they are gone then.
+    std::vector<MotionSample> takeSamples() {
         const std::vector<double> times = clock_.sampleTimes();
-        std::vector<MotionSample> samples;
-        for (size_t i = 0; i < values_.size(); ++i) samples.push_back({times[i], values_[i]});
-        return samples;
+        for (size_t i = 0; i < samples_.size(); ++i) samples_[i].time = times[i];
+        return std::move(samples_);
     }
 
     void addNotes(MotionLog& log) const {
-        if (values_.empty()) return;
+        if (samples_.empty()) return;
         if (!hasUnit_) {
             log.notes.push_back(
                 fmt::format("{}: SIUN is missing: taken for {}", sensor_.key,
@@ -192,7 +206,8 @@ private:
 
     const GpmfSensor& sensor_;
     PacketClock clock_;
-    std::vector<Vec3> values_;
+    std::vector<MotionSample> samples_;  // without times
+    size_t counted_ = 0;
     bool hasUnit_ = true;
     bool hasAxes_ = true;
 };
@@ -200,38 +215,45 @@ private:
 /// Takes the streams of the first device that has each sensor.
 class GpmfParser {
 public:
-    void add(const TelemetryPacket& packet) {
-        size_t device = 0;
-        for (const GpmfRecord& record : gpmfRecords(packet.bytes)) {
-            if (record.key != "DEVC") continue;
-            for (const GpmfRecord& stream : gpmfRecords(record.data)) {
-                if (stream.key == "STRM") addStream(device, gpmfRecords(stream.data), packet);
-            }
-            ++device;
-        }
-    }
+    void count(const TelemetryPacket& packet) { read(packet, &GpmfStream::count); }
+    void add(const TelemetryPacket& packet) { read(packet, &GpmfStream::add); }
 
-    MotionLog finish() const {
+    MotionLog finish() {
         MotionLog log;
-        log.rates = gyroscope_.stream.samples();
-        log.gravity = accelerometer_.stream.samples();
         gyroscope_.stream.addNotes(log);
         accelerometer_.stream.addNotes(log);
+        log.rates = gyroscope_.stream.takeSamples();
+        log.gravity = accelerometer_.stream.takeSamples();
         return log;
     }
 
 private:
+    using Use = void (GpmfStream::*)(const std::vector<GpmfRecord>& stream,
+                                     const TelemetryPacket& packet);
+
     struct Source {
         GpmfStream stream;
         std::optional<size_t> device;
     };
 
-    void addStream(size_t device, const std::vector<GpmfRecord>& stream,
-                   const TelemetryPacket& packet) {
+    void read(const TelemetryPacket& packet, Use use) {
+        throwIfInterrupted();
+        size_t device = 0;
+        for (const GpmfRecord& record : gpmfRecords(packet.bytes)) {
+            if (record.key != "DEVC") continue;
+            for (const GpmfRecord& stream : gpmfRecords(record.data)) {
+                if (stream.key == "STRM") readStream(device, gpmfRecords(stream.data), packet, use);
+            }
+            ++device;
+        }
+    }
+
+    void readStream(size_t device, const std::vector<GpmfRecord>& stream,
+                    const TelemetryPacket& packet, Use use) {
         for (Source* source : {&gyroscope_, &accelerometer_}) {
             if (!source->stream.isIn(stream)) continue;
             if (!source->device) source->device = device;
-            if (source->device == device) source->stream.add(stream, packet);
+            if (source->device == device) (source->stream.*use)(stream, packet);
         }
     }
 
@@ -243,11 +265,13 @@ private:
 
 MotionLog parseGpmf(const std::string& name, const std::vector<TelemetryPacket>& packets) {
     GpmfParser parser;
-    for (size_t i = 0; i < packets.size(); ++i) {
-        try {
-            parser.add(packets[i]);
-        } catch (const std::invalid_argument& error) {
-            throw FileError(name, 0, fmt::format("GPMF packet {}: {}", i + 1, error.what()));
+    for (const auto pass : {&GpmfParser::count, &GpmfParser::add}) {
+        for (size_t i = 0; i < packets.size(); ++i) {
+            try {
+                (parser.*pass)(packets[i]);
+            } catch (const std::invalid_argument& error) {
+                throw FileError(name, 0, fmt::format("GPMF packet {}: {}", i + 1, error.what()));
+            }
         }
     }
     MotionLog log = parser.finish();

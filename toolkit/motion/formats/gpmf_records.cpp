@@ -79,6 +79,7 @@ std::string GpmfRecord::text() const {
 std::vector<GpmfRecord> gpmfRecords(std::string_view bytes) {
     constexpr size_t kKeySize = 4;
     constexpr size_t kAlignment = 4;
+    constexpr size_t kMostRecords = 10000;  // cameras write less than a hundred
     std::vector<GpmfRecord> records;
     ByteReader reader(bytes, ByteOrder::kBigEndian);
     while (reader.left() > 0) {
@@ -96,6 +97,9 @@ std::vector<GpmfRecord> gpmfRecords(std::string_view bytes) {
         if (!hasPadding) {
             throw std::invalid_argument(
                 fmt::format("{}: {} bytes reach beyond the end", printable(*key), length));
+        }
+        if (records.size() == kMostRecords) {
+            throw std::invalid_argument(fmt::format("more than {} records in one", kMostRecords));
         }
         records.push_back({printable(*key), *type, *size, *count, *data});
     }

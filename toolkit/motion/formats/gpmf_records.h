@@ -23,7 +23,7 @@ struct GpmfRecord {
 };
 
 /// Splits a packet, or a record that holds records, into its records, which refer to `bytes`. Throws
-/// std::invalid_argument if one reaches beyond the end.
+/// std::invalid_argument if one reaches beyond the end, or if there are very many.
 std::vector<GpmfRecord> gpmfRecords(std::string_view bytes);
 
 }  // namespace framehold

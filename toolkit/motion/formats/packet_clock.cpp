@@ -38,10 +38,12 @@ void PacketClock::add(double time, double duration, size_t samples,
     if (samplesSoFar && *samplesSoFar >= next_ + samples) first = *samplesSoFar - samples;
     packets_.push_back({time, time + duration, samples, first});
     next_ = first + samples;
+    samples_ += samples;
 }
 
 std::vector<double> PacketClock::spreadInPackets() const {
     std::vector<double> times;
+    times.reserve(samples_);
     for (const Packet& packet : packets_) {
         const double step =
             (packet.end - packet.time) / std::max(1.0, static_cast<double>(packet.samples));
@@ -68,6 +70,7 @@ std::vector<double> PacketClock::sampleTimes() const {
     });
     if (!isEven || fit.step <= 0.0) return spreadInPackets();
     std::vector<double> times;
+    times.reserve(samples_);
     for (const Packet& packet : packets_) {
         for (size_t i = 0; i < packet.samples; ++i) {
             times.push_back(fit.start + fit.step * static_cast<double>(packet.first + i));

@@ -30,7 +30,8 @@ private:
     std::vector<double> spreadInPackets() const;
 
     std::vector<Packet> packets_;
-    size_t next_ = 0;  // number of the sample after the last one
+    size_t next_ = 0;     // number of the sample after the last one
+    size_t samples_ = 0;  // that have come
 };
 
 }  // namespace framehold
