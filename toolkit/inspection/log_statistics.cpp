@@ -1,5 +1,6 @@
 #include "inspection/log_statistics.h"
 
+#include "common/interruption.h"
 #include "common/median.h"
 
 #include <algorithm>
@@ -57,6 +58,7 @@ void lookAtRest(const std::vector<MotionSample>& samples, const SensorTraits& tr
     double quietest = INFINITY;
     size_t end = 0;
     for (size_t first = 0; first < samples.size();) {
+        throwIfInterrupted();
         while (end < samples.size() && samples[end].time < samples[first].time + kWindow) ++end;
         if (end == samples.size()) break;
         const WindowMoments moments = momentsOf(samples, first, end);
@@ -130,7 +132,9 @@ StampStatistics stampStatistics(const std::vector<double>& times, size_t outOfOr
         steps.push_back(times[i] - times[i - 1]);
         if (steps.back() == 0.0) ++result.duplicates;
     }
+    throwIfInterrupted();
     result.step = median(std::move(steps));
+    throwIfInterrupted();
     double squares = 0.0;
     size_t counted = 0;
     for (size_t i = 1; i < times.size(); ++i) {
@@ -150,11 +154,14 @@ VectorStatistics vectorStatistics(const std::vector<MotionSample>& samples, size
                                   const SensorTraits& traits) {
     VectorStatistics result;
     result.stamps = stampStatistics(timesOf(samples), outOfOrder);
+    throwIfInterrupted();
     result.medianLength = medianLength(samples);
+    throwIfInterrupted();
     for (const MotionSample& s : samples) {
         for (const double v : s.value) result.largest = std::max(result.largest, std::abs(v));
     }
     for (size_t axis = 0; axis < 3; ++axis) {
+        throwIfInterrupted();
         result.saturated += saturatedSamples(samples, axis, traits.smallestRange);
     }
     for (size_t i = 1; i < samples.size(); ++i) {

@@ -1,5 +1,6 @@
 #include "motion/motion_log.h"
 
+#include "common/interruption.h"
 #include "common/median.h"
 
 #include <algorithm>
@@ -39,17 +40,21 @@ size_t samplesIn(double excess, size_t count) {
     return static_cast<size_t>(std::min(std::ceil(excess), static_cast<double>(count)));
 }
 
-/// Returns how many samples come after a later one.
+/// Returns how many samples come after a later one. Throws Interrupted.
 template <class Sample>
 size_t sortSamples(std::vector<Sample>& samples) {
     size_t late = 0;
     for (size_t i = 1; i < samples.size(); ++i) {
         if (samples[i].time < samples[i - 1].time) ++late;
     }
-    if (late > 0) {
-        std::stable_sort(samples.begin(), samples.end(),
-                         [](const Sample& a, const Sample& b) { return a.time < b.time; });
-    }
+    throwIfInterrupted();
+    constexpr size_t kBetweenLooks = 1 << 16;
+    size_t comparisons = 0;
+    const auto isEarlier = [&comparisons](const Sample& a, const Sample& b) {
+        if (++comparisons % kBetweenLooks == 0) throwIfInterrupted();
+        return a.time < b.time;
+    };
+    if (late > 0) std::stable_sort(samples.begin(), samples.end(), isEarlier);
     return late;
 }
 

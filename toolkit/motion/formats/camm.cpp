@@ -1,3 +1,4 @@
+#include "common/interruption.h"
 #include "common/text_fields.h"
 #include "motion/formats/byte_reader.h"
 #include "motion/formats/telemetry_formats.h"
@@ -73,6 +74,7 @@ void addPacket(const TelemetryPacket& packet, MotionLog& log) {
 MotionLog parseCamm(const std::string& name, const std::vector<TelemetryPacket>& packets) {
     MotionLog log;
     for (size_t i = 0; i < packets.size(); ++i) {
+        throwIfInterrupted();
         try {
             addPacket(packets[i], log);
         } catch (const std::invalid_argument& error) {
