@@ -29,7 +29,9 @@ private:
 };
 
 /// Samples of a plane: sample i has its centre at pixel i * step + offset, where pixel 0 begins at
-/// 0 and ends at 1.
+/// 0 and ends at 1, so that the optical axis is in the middle of the picture. The library, the
+/// simulator and feature tracks count from the centre of pixel 0. Between the two the axis differs by
+/// half a pixel, and where things are after turns by 0.02 radians, on 1920x1080, by less than 0.02.
 struct SampleGrid {
     int width = 0;  // samples
     int height = 0;
