@@ -103,6 +103,9 @@ TEST(VideoWriter, KeepsHdrUnlessSomethingElseIsAskedFor) {
     const TemporaryFolder folder;
     const std::string source = folder.path("source.mp4");
     writeHdrClip(source);
+    VideoReader whole(source);
+    while (whole.next() != nullptr) continue;
+    EXPECT_EQ(text(whole.hdrMetadata()), text(hdrOfStudio()));
     const struct {
         const char* file;
         const char* encoder;

@@ -162,6 +162,7 @@ void VideoReader::completeProperties() {
     if (decoded_->color_range == AVCOL_RANGE_UNSPECIFIED) {
         decoded_->color_range = codec_->color_range;
     }
+    hdr_.addMissing(hdrMetadataOf(*stream_, decoded_.get()));
     isInterlaced_ = isInterlaced_ || decoded_->interlaced_frame != 0;
 }
 
@@ -237,6 +238,12 @@ const AVFrame* VideoReader::nextPlanar() {
     if (!decode()) return nullptr;
     convertToPlanar();
     return planar_.get();
+}
+
+HdrMetadata VideoReader::hdrMetadata() const {
+    HdrMetadata metadata = hdr_;
+    metadata.addMissing(hdrMetadataOf(*stream_, nullptr));
+    return metadata;
 }
 
 AVPixelFormat VideoReader::planarFormat() const { return framehold::planarFormat(codec_->pix_fmt); }

@@ -95,8 +95,8 @@ public:
     /// Pixel format of the frames that `nextPlanar` gives.
     AVPixelFormat planarFormat() const;
 
-    /// Metadata of the stream; what the container does not have, of the last decoded frame.
-    HdrMetadata hdrMetadata() const { return hdrMetadataOf(*stream_, decoded_.get()); }
+    /// Metadata of the stream; what the container does not have, of the frames so far.
+    HdrMetadata hdrMetadata() const;
 
     /// Goes to the last keyframe that is not after a timestamp in seconds, for `next` to go on
     /// there. False, at an unknown place, if the file cannot do that.
@@ -120,6 +120,7 @@ private:
     AvPtr<AVCodecContext> codec_;
     FrameArea content_{};  // streams may change their size; ours stays
     AvPtr<AVFrame> decoded_;
+    HdrMetadata hdr_;  // of the frames so far
     AvPtr<AVFrame> converted_;
     AvPtr<AVFrame> planar_;
     AvPtr<AVPacket> packet_;
