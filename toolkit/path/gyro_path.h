@@ -32,7 +32,6 @@ private:
     struct Pose {
         Eigen::Quaterniond orientation;
         Eigen::Vector3d turned;
-        Eigen::Vector3d rate;  // rad/s about the logged axes, by rateAt
         double time;
     };
 
@@ -46,8 +45,7 @@ private:
     /// Rotation vector from the pose before to pose i > 0.
     Eigen::Vector3d turnTo(size_t i) const;
 
-    /// Rate at a pose, rad/s: that of the parabola through it and its neighbours. Reads turns and
-    /// times of the poses alone.
+    /// Rate at a pose, rad/s: that of the parabola through it and its neighbours.
     Eigen::Vector3d rateAt(size_t i) const;
 
     /// Rotation vector from the start of an interval to a share of it.
