@@ -5,7 +5,7 @@
 . "$(dirname "$0")/../support/shell_checks.sh"
 compiler=$2
 include=$3
-sanitizers=$4
+sanitizers=${4:-}
 
 # near KEY TRUTH LIMIT: a number of the found clip.json.
 near() {
