@@ -39,25 +39,28 @@ std::vector<UnexplainedTurn> withoutRowMotion(const std::vector<UnexplainedTurn>
     return result;
 }
 
+/// Calls `visit` with each turn within 1.5 s of turn i and its weight, that of a Gaussian.
+template <typename Visit>
+void visitAround(const std::vector<UnexplainedTurn>& turns, size_t i, const Visit& visit) {
+    constexpr double kSigma = 0.5;  // seconds
+    constexpr double kReach = 3.0;
+    const auto weigh = [&](size_t j) {
+        const double t = (turns[j].to - turns[i].to) / kSigma;
+        if (std::abs(t) > kReach) return false;
+        visit(j, std::exp(-t * t / 2.0));
+        return true;
+    };
+    for (size_t j = i + 1; j-- > 0 && weigh(j);) {
+    }
+    for (size_t j = i + 1; j < turns.size() && weigh(j); ++j) {
+    }
+}
+
 /// Turns as far as they stand out from their noise, slow and fast ones apart: noise of slow ones is
 /// averaged away.
 std::vector<Eigen::Vector3d> withoutNoise(const std::vector<UnexplainedTurn>& turns) {
-    constexpr double kSigma = 0.5;  // seconds
-    constexpr double kReach = 3.0 * kSigma;
     constexpr double kMargin = 2.0;  // the noise that is certain not to be signal
     std::vector<Eigen::Vector3d> result(turns.size(), Eigen::Vector3d::Zero());
-    const auto around = [&turns](size_t i, const auto& visit) {
-        const auto weigh = [&](size_t j) {
-            const double t = (turns[j].to - turns[i].to) / kSigma;
-            if (std::abs(t) > kReach / kSigma) return false;
-            visit(j, std::exp(-t * t / 2.0));
-            return true;
-        };
-        for (size_t j = i + 1; j-- > 0 && weigh(j);) {
-        }
-        for (size_t j = i + 1; j < turns.size() && weigh(j); ++j) {
-        }
-    };
     for (int axis = 0; axis < 3; ++axis) {
         std::vector<double> slow(turns.size());
         std::vector<double> slowNoise(turns.size());
@@ -65,7 +68,7 @@ std::vector<Eigen::Vector3d> withoutNoise(const std::vector<UnexplainedTurn>& tu
             double sum = 0.0;
             double weights = 0.0;
             double noise = 0.0;
-            around(i, [&](size_t j, double g) {
+            visitAround(turns, i, [&](size_t j, double g) {
                 if (!std::isfinite(turns[j].variance[axis])) return;
                 sum += g * turns[j].turn[axis];
                 noise += g * g * turns[j].variance[axis];
@@ -80,7 +83,7 @@ std::vector<Eigen::Vector3d> withoutNoise(const std::vector<UnexplainedTurn>& tu
             double weights = 0.0;
             double slowPower = 0.0;
             double all = 0.0;
-            around(i, [&](size_t j, double g) {
+            visitAround(turns, i, [&](size_t j, double g) {
                 slowPower += g * (slow[j] * slow[j] - kMargin * slowNoise[j]);
                 all += g;
                 if (!std::isfinite(turns[j].variance[axis])) return;
