@@ -32,6 +32,8 @@ struct RefinementCase {
     double largestStepError;   // pixels, root mean square over pairs of frames
     double largestTotalError;  // radians, of the rotation from the first to the last frame
     bool findsReadout = false;
+    double jitter = 0.0;     // pixels, of all features together from frame to frame
+    double vibration = 0.0;  // rad/s, noise of the log
 };
 
 std::ostream& operator<<(std::ostream& stream, const RefinementCase& c) { return stream << c.name; }
@@ -46,7 +48,12 @@ public:
 
     OrientationTrack logged() const {
         if (!case_.isLogged) return {};
-        return OrientationTrack(GyroPath(ratesOf(case_.pan, case_.bias)));
+        std::vector<MotionSample> rates = ratesOf(case_.pan, case_.bias);
+        zpr_test::Random random(3);
+        for (MotionSample& rate : rates) {
+            for (double& r : rate.value) r += random.uniform(-case_.vibration, case_.vibration);
+        }
+        return OrientationTrack(GyroPath(rates));
     }
 
     /// Orientation of the camera.
@@ -60,6 +67,9 @@ public:
         const Eigen::Vector2d centre(camera_.width / 2.0, camera_.height / 2.0);
         const Eigen::Vector2d half(0.5, 0.5);  // the first pixel's centre is (0, 0) for features
         const double noise = std::sqrt(3.0) * case_.noise;
+        const double jitter = std::sqrt(3.0) * case_.jitter;
+        const Eigen::Vector2d shift(random.uniform(-jitter, jitter),
+                                    random.uniform(-jitter, jitter));
         std::vector<FeatureMotion> result;
         for (int i = 0; i < 250; ++i) {
             const bool moves = random.uniform(0.0, 1.0) < case_.moving;
@@ -74,6 +84,7 @@ public:
             }
             end = centre + (1.0 + case_.zoom) * (end - centre);
             if (moves) end += Eigen::Vector2d(random.uniform(5.0, 7.0), -3.0);
+            end += shift;
             end += Eigen::Vector2d(random.uniform(-noise, noise), random.uniform(-noise, noise));
             const Eigen::Vector2f a = (start - half).cast<float>();
             const Eigen::Vector2f b = (end - half).cast<float>();
@@ -139,6 +150,8 @@ INSTANTIATE_TEST_SUITE_P(
         RefinementCase{"perfect log", true, 0, 0, 0.5, 0.03, 0, 0, 0, 1e-4, 1e-5},
         RefinementCase{"perfect log, noise", true, 0, 0, 0.5, 0.03, 0.2, 0, 0, 0.01, 2e-3},
         RefinementCase{"missing shake", true, 0.01, 0, 0, 0.03, 0.1, 0, 0, 0.04, 3e-3},
+        RefinementCase{"near things", true, 0, 0, 0, 0.03, 0.1, 0, 0, 0.1, 3e-3, false, 0.5},
+        RefinementCase{"vibration", true, 0, 0, 0, 0.03, 0.1, 0, 0, 0.25, 3e-3, false, 0, 0.1},
         RefinementCase{"bias", true, 0, 0.02, 0, 0.03, 0.2, 0, 0, 0.03, 3e-3},
         RefinementCase{"moving things", true, 0.01, 0, 0, 0.03, 0.1, 0.3, 0, 0.04, 3e-3},
         RefinementCase{"no log", false, 0.01, 0, 0, 0, 0.1, 0.3, 0, 0.05, 3e-3},

@@ -56,6 +56,34 @@ void visitAround(const std::vector<UnexplainedTurn>& turns, size_t i, const Visi
     }
 }
 
+/// Raises the turns' variances to what changes from frame to frame: a fit knows nothing of near
+/// things that prevail in one frame and not in the next. Noise of the log changes as well, but
+/// cancels out in the whole motion.
+/// logged: the turns that the track explains.
+void addPictureNoise(const std::vector<Eigen::Vector3d>& logged,
+                     std::vector<UnexplainedTurn>& turns) {
+    constexpr double kGain = 6.0;  // of white noise's variance by 1, -2, 1
+    std::vector<std::optional<Eigen::Vector3d>> noise(turns.size());
+    for (size_t i = 1; i + 1 < turns.size(); ++i) {
+        const UnexplainedTurn& before = turns[i - 1];
+        const UnexplainedTurn& after = turns[i + 1];
+        if (!before.isKnown() || !turns[i].isKnown() || !after.isKnown()) continue;
+        const Eigen::Vector3d change = before.turn - 2.0 * turns[i].turn + after.turn;
+        const Eigen::Vector3d whole = change + logged[i - 1] - 2.0 * logged[i] + logged[i + 1];
+        noise[i] = change.cwiseProduct(whole) / kGain;
+    }
+    for (size_t i = 0; i < turns.size(); ++i) {
+        Eigen::Vector3d sum = Eigen::Vector3d::Zero();
+        double weights = 0.0;
+        visitAround(turns, i, [&](size_t j, double g) {
+            if (!noise[j]) return;
+            sum += g * *noise[j];
+            weights += g;
+        });
+        if (weights > 0.0) turns[i].variance = turns[i].variance.cwiseMax(sum / weights);
+    }
+}
+
 /// Turns as far as they stand out from their noise, slow and fast ones apart: noise of slow ones is
 /// averaged away.
 std::vector<Eigen::Vector3d> withoutNoise(const std::vector<UnexplainedTurn>& turns) {
@@ -169,8 +197,17 @@ std::vector<TrackCorrection> PictureRefinement::corrections() const {
     std::vector<TrackCorrection> corrections;
     if (turns_.empty()) return corrections;
     const double middle = camera_.readout / 2.0;
-    const std::vector<Eigen::Vector3d> turns =
-        withoutNoise(withoutRowMotion(turns_, camera_.readout, !track_.isLogged()));
+    std::vector<UnexplainedTurn> found =
+        withoutRowMotion(turns_, camera_.readout, !track_.isLogged());
+    if (track_.isLogged()) {
+        std::vector<Eigen::Vector3d> logged;
+        for (const UnexplainedTurn& t : turns_) {
+            logged.push_back(
+                rotationVector(track_.at(t.from + middle).conjugate() * track_.at(t.to + middle)));
+        }
+        addPictureNoise(logged, found);
+    }
+    const std::vector<Eigen::Vector3d> turns = withoutNoise(found);
     corrections.push_back({turns_.front().from + middle, Eigen::Quaterniond::Identity()});
     for (size_t i = 0; i < turns.size(); ++i) {
         const double time = turns_[i].to + middle;
