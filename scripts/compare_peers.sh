@@ -148,7 +148,7 @@ run_tool() {
                 return 1
             fi
             [ -e "$folder/$1/clip.json" ] || [ -e "$recorded/$1/clip.json" ] ||
-                has_option --no-motion || return 1
+                { [ "$2" = offline ] && has_option --no-motion; } || return 1
             second=(framehold_engine "$1" "$output" "${engine[@]}")
             ;;
         vidstab-*)
