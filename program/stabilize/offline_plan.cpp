@@ -48,7 +48,7 @@ void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video, bool
     FeatureTracker tracker(kTurnTracking);
     PictureRefinement refinement(plan.source, plan.track);
     Progress progress("analysing", clip.video.expectedFrames, showsProgress);
-    while (const AVFrame* frame = video.next()) {
+    while (const AVFrame* frame = video.nextPlanar()) {
         throwIfInterrupted();
         const double time = timeOf(*frame, plan.rowTimes.size(), clip, video) + timeOffset;
         const double last = plan.rowTimes.empty() ? -INFINITY : plan.rowTimes.back();
