@@ -138,10 +138,12 @@ public:
 
     /// Reads to the end of `text` or of the file, whichever comes first, and makes it that long.
     void fill(std::string& text) const {
+        constexpr size_t kAtOnce = 1 << 20;  // reading a regular file is not interrupted
         size_t got = 0;
         while (got < text.size()) {
-            const ssize_t more = read(descriptor_, text.data() + got, text.size() - got);
-            if (more < 0 && errno == EINTR) throwIfInterrupted();
+            throwIfInterrupted();
+            const size_t wanted = std::min(text.size() - got, kAtOnce);
+            const ssize_t more = read(descriptor_, text.data() + got, wanted);
             if (more < 0 && errno != EINTR) fail();
             if (more == 0) break;
             got += static_cast<size_t>(std::max<ssize_t>(more, 0));
