@@ -44,15 +44,14 @@ CalibrationSettings givenOf(const CameraSettings& camera, const VideoProperties&
     return known;
 }
 
-CalibrationClip trackClip(const ClipInputs& clip, double seconds, bool showProgress) {
+CalibrationClip trackClip(const ClipInputs& clip, double seconds, const ProgressTarget& target) {
     CalibrationClip tracked;
     tracked.name = clip.files.video;
     tracked.rates = clip.log->angularRates();
     TrackSettings settings;
     settings.maxFrames = static_cast<int>(std::ceil(seconds * clip.video.framesPerSecond));
     Progress progress("tracking " + clip.files.video,
-                      std::min<int64_t>(clip.video.expectedFrames, settings.maxFrames),
-                      showProgress);
+                      std::min<int64_t>(clip.video.expectedFrames, settings.maxFrames), target);
     tracked.tracks = trackFeatures(clip.files.video, settings, [&progress] {
         throwIfInterrupted();
         progress.advance();
@@ -81,7 +80,7 @@ ClipMetadata metadataOf(const Calibration& calibration, size_t clip) {
 }
 
 ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs& clip,
-                                 bool showProgress) {
+                                 const ProgressTarget& progress) {
     if (clip.files.video == "-") {
         throw std::runtime_error("--auto: needs a file, standard input can be read only once");
     }
@@ -89,7 +88,7 @@ ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs&
     Calibration calibration;
     try {
         calibration =
-            calibrate({trackClip(clip, kSecondsForRun, showProgress)}, known, throwIfInterrupted);
+            calibrate({trackClip(clip, kSecondsForRun, progress)}, known, throwIfInterrupted);
     } catch (const HardlyTurns& still) {
         ClipMetadata nothing;
         nothing.warnings.emplace_back(still.what());

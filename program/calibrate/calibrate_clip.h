@@ -2,6 +2,7 @@
 
 #include "calibration/calibration.h"
 #include "clip/camera_settings.h"
+#include "common/progress.h"
 
 #include <string>
 
@@ -12,7 +13,7 @@ CalibrationSettings givenOf(const CameraSettings& camera, const VideoProperties&
 
 /// Tracks features through at most `seconds` of a clip, which must have a log. Throws MediaError, or
 /// std::runtime_error for a video with more frames than frame times.
-CalibrationClip trackClip(const ClipInputs& clip, double seconds, bool showProgress);
+CalibrationClip trackClip(const ClipInputs& clip, double seconds, const ProgressTarget& progress);
 
 /// Values that a calibration found for one of its clips, if they can be used.
 ClipMetadata metadataOf(const Calibration& calibration, size_t clip);
@@ -21,6 +22,6 @@ ClipMetadata metadataOf(const Calibration& calibration, size_t clip);
 /// of the clip, which must have a log. What it cannot determine is missing, and a warning names it.
 /// Throws as `trackClip` and `calibrate` do.
 ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs& clip,
-                                 bool showProgress);
+                                 const ProgressTarget& progress);
 
 }  // namespace framehold

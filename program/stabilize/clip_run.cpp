@@ -35,11 +35,11 @@ void ClipRun::announce(RunMessages& messages) const {
     output_.announce(messages);
 }
 
-void ClipRun::run(bool showsProgress, RunMessages& messages) {
+void ClipRun::run(const ProgressTarget& progress, RunMessages& messages) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     StageClock clock;
-    progress_.emplace("stabilizing", clip_.video.expectedFrames, showsProgress);
+    progress_.emplace("stabilizing", clip_.video.expectedFrames, progress);
     readFrames();
     output_.finish();
     progress_->clear();

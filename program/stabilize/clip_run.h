@@ -37,7 +37,7 @@ public:
     void announce(RunMessages& messages) const;
 
     /// Throws std::exception; nothing stands under the output's name then.
-    void run(bool showsProgress, RunMessages& messages);
+    void run(const ProgressTarget& progress, RunMessages& messages);
 
 private:
     void readFrames();

@@ -19,6 +19,8 @@ namespace framehold {
 
 namespace {
 
+constexpr double kAnalysis = 0.9;  // share of the work that is not for the path
+
 OrientationTrack trackOf(const ClipInputs& clip, const ClipSettings& settings) {
     if (!clip.log) return {};
     MotionLog log = *clip.log;
@@ -43,11 +45,11 @@ PinholeCamera outputOf(const PinholeCamera& source, const ClipSettings& settings
 }
 
 /// Reads the video: notes when its frames are read out, and corrects the track by their features.
-void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video, bool showsProgress,
-             OfflinePlan& plan) {
+void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video,
+             const ProgressTarget& target, OfflinePlan& plan) {
     FeatureTracker tracker(kTurnTracking);
     PictureRefinement refinement(plan.source, plan.track);
-    Progress progress("analysing", clip.video.expectedFrames, showsProgress);
+    Progress progress("analysing", clip.video.expectedFrames, target);
     while (const AVFrame* frame = video.nextPlanar()) {
         throwIfInterrupted();
         const double time = timeOf(*frame, plan.rowTimes.size(), clip, video) + timeOffset;
@@ -70,7 +72,8 @@ void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video, bool
 
 }  // namespace
 
-OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bool showsProgress) {
+OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
+                        const ProgressTarget& progress) {
     VideoReader video(clip.files.video);
     video.acceptCutInput();
     OfflinePlan plan;
@@ -79,20 +82,19 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bo
     plan.track = trackOf(clip, settings);
     if (clip.log) plan.notes = describeMotion(clip, settings);
     StageClock clock;
-    analyse(clip, settings.camera.timeOffset.value * settings.clockFactor(), video, showsProgress,
-            plan);
+    analyse(clip, settings.camera.timeOffset.value * settings.clockFactor(), video,
+            progress.part(0.0, kAnalysis), plan);
     plan.hdr = video.hdrMetadata();
     clock.end("analysis", plan.stageTimes);
     const double seconds = smoothingSeconds(settings.smoothing);
-    const auto frames = static_cast<double>(plan.rowTimes.size());
-    Progress progress("finding the path", std::llround(frames), showsProgress);
-    const auto onProgress = [&](double share) {
-        throwIfInterrupted();
-        progress.reach(static_cast<int64_t>(share * frames));
-    };
-    OptimalPath path =
-        findOptimalPath(plan.track, plan.rowTimes, plan.source, plan.output, seconds, onProgress);
-    progress.clear();
+    const auto frames = static_cast<int64_t>(plan.rowTimes.size());
+    Progress solving("finding the path", frames, progress.part(kAnalysis, 1.0));
+    OptimalPath path = findOptimalPath(
+        plan.track, plan.rowTimes, plan.source, plan.output, seconds, [&](double share) {
+            throwIfInterrupted();
+            solving.reach(static_cast<int64_t>(share * static_cast<double>(frames)));
+        });
+    solving.clear();
     clock.end("path", plan.stageTimes);
     plan.views = std::move(path.views);
     plan.marginUsed = std::move(path.shareUsed);

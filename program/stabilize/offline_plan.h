@@ -1,6 +1,7 @@
 #pragma once
 
 #include "clip/clip_settings.h"
+#include "common/progress.h"
 #include "media/hdr_metadata.h"
 #include "path/orientation_track.h"
 #include "path/pinhole_camera.h"
@@ -27,7 +28,8 @@ struct OfflinePlan {
 };
 
 /// Reads a clip once, finds its camera's orientation over time by log and pictures, and the path of
-/// the virtual camera. Throws std::exception.
-OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings, bool showsProgress);
+/// the virtual camera. progress: of these two. Throws std::exception.
+OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
+                        const ProgressTarget& progress);
 
 }  // namespace framehold

@@ -101,7 +101,7 @@ void RunMessages::note(const std::string& text) {
 
 void RunMessages::warn(const std::string& text) {
     record_.warnings.push_back(text);
-    fmt::print(stderr, "{}warning: {}\n", escaped(prefix_), escaped(text));
+    progress_.print(fmt::format("{}warning: {}", escaped(prefix_), escaped(text)));
 }
 
 void RunMessages::lose(const std::string& text) {
@@ -110,7 +110,7 @@ void RunMessages::lose(const std::string& text) {
 }
 
 void RunMessages::say(const std::string& text) const {
-    if (showsNotes_) fmt::print(stderr, "{}{}\n", escaped(prefix_), escaped(text));
+    if (showsNotes_) progress_.print(escaped(prefix_) + escaped(text));
 }
 
 }  // namespace framehold

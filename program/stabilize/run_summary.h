@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/progress.h"
 #include "report/run_record.h"
 
 #include <string>
@@ -29,9 +30,11 @@ std::string lineOf(const RunSummary& summary);
 class RunMessages {
 public:
     /// label: start of every line, for the clips of a batch; may be empty. showsNotes: else only
-    /// warnings are printed.
-    RunMessages(RunRecord& record, const std::string& label, bool showsNotes)
-        : record_(record), prefix_(label.empty() ? "" : label + ": "), showsNotes_(showsNotes) {}
+    /// warnings are printed. progress: of the run.
+    RunMessages(RunRecord& record, const std::string& label, bool showsNotes,
+                const ProgressTarget& progress)
+        : record_(record), prefix_(label.empty() ? "" : label + ": "), showsNotes_(showsNotes),
+          progress_(progress) {}
 
     /// Something that was chosen or found.
     void note(const std::string& text);
@@ -49,6 +52,7 @@ private:
     RunRecord& record_;
     std::string prefix_;
     bool showsNotes_;
+    ProgressTarget progress_;
 };
 
 }  // namespace framehold

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <future>
 #include <utility>
 
@@ -18,12 +19,15 @@
 
 namespace framehold {
 
+namespace fs = std::filesystem;
+
 namespace {
 
 class Batch {
 public:
     explicit Batch(const BatchOptions& options)
-        : options_(options), clips_(planBatch(options)), summaries_(clips_.size()) {
+        : options_(options), clips_(planBatch(options)), summaries_(clips_.size()),
+          progress_(progressClips(), !isSingle() && !options.each.quiet) {
         for (size_t i = 0; i < clips_.size(); ++i) {
             summaries_[i].record.input = clips_[i].options.files.video;
             summaries_[i].record.output = clips_[i].options.output;
@@ -39,6 +43,7 @@ public:
         }
         work();
         for (std::future<void>& other : others) other.get();
+        progress_.clear();
         if (options_.json) printSummary();
         finish();
     }
@@ -51,12 +56,15 @@ private:
     /// Does one clip after the other until there are no more.
     void work() {
         for (size_t i = next_++; i < clips_.size() && !isInterrupted(); i = next_++) {
-            stabilize(clips_[i], summaries_[i]);
+            stabilize(i);
+            progress_.finish(i);
             if (!isSingle() || summaries_[i].end == End::kSkipped) print(summaries_[i]);
         }
     }
 
-    void stabilize(PlannedClip& planned, RunSummary& summary) const {
+    void stabilize(size_t number) {
+        PlannedClip& planned = clips_[number];
+        RunSummary& summary = summaries_[number];
         if (planned.isSkipped) {
             summary.end = End::kSkipped;
             return;
@@ -65,7 +73,8 @@ private:
         RunDisplay display;
         display.label = isSingle() ? "" : clip.files.video;
         display.showNotes = isSingle() && !clip.quiet;
-        display.showProgress = (options_.parallel == 1 || isSingle()) && !clip.quiet;
+        display.progress =
+            isSingle() ? ProgressTarget(!clip.quiet) : ProgressTarget(progress_, number);
         display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
                               !clip.report.empty();
         try {
@@ -80,10 +89,25 @@ private:
         }
     }
 
-    void print(const RunSummary& summary) const {
+    /// The clips by their folder and name, with the sizes of their files for the work.
+    std::vector<BatchProgress::Clip> progressClips() const {
+        std::vector<BatchProgress::Clip> clips;
+        for (const PlannedClip& clip : clips_) {
+            const fs::path video = fs::absolute(clip.options.files.video);
+            std::error_code unknown;
+            const auto size = static_cast<double>(fs::file_size(video, unknown));
+            clips.push_back(
+                {(video.parent_path().filename() / video.filename()).string(), clip.isSkipped ? 0.0
+                                                                               : unknown      ? 1.0
+                                                                                         : size});
+        }
+        return clips;
+    }
+
+    void print(const RunSummary& summary) {
         const bool isShown = summary.end == End::kFailed ||
                              (summary.end != End::kInterrupted && !options_.each.quiet);
-        if (isShown) fmt::print(stderr, "{}\n", escaped(lineOf(summary)));
+        if (isShown) progress_.print(escaped(lineOf(summary)));
     }
 
     size_t count(End end) const {
@@ -147,6 +171,7 @@ private:
     std::vector<PlannedClip> clips_;
     std::vector<RunSummary> summaries_;  // of the same index
     std::atomic<size_t> next_{0};
+    BatchProgress progress_;
 };
 
 }  // namespace

@@ -23,15 +23,15 @@ namespace {
 
 /// Decides on the settings, with what a calibration finds where that is asked for.
 ClipSettings settingsFor(const StabilizeOptions& options, const ClipInputs& clip,
-                         bool showsProgress) {
+                         const ProgressTarget& progress) {
     const ClipSettings settings = resolveSettings(options.clip, clip);
     if (!options.findsUnknown) return settings;
     if (!clip.log) throw std::runtime_error("--auto needs a motion log: give --motion or --clip");
     return resolveSettings(options.clip, clip,
-                           findUnknownMetadata(settings.camera, clip, showsProgress));
+                           findUnknownMetadata(settings.camera, clip, progress));
 }
 
-using Run = std::function<void(const ClipRun::EngineSetup& engine)>;
+using Run = std::function<void(const ClipRun::EngineSetup& engine, const ProgressTarget& progress)>;
 
 void runLive(const StabilizeOptions& options, const ClipInputs& clip, const ClipSettings& settings,
              const RunDisplay& display, const Run& run) {
@@ -45,26 +45,28 @@ void runLive(const StabilizeOptions& options, const ClipInputs& clip, const Clip
     const auto make = [&](ClipEngine::Sink sink) {
         return std::make_unique<LiveEngine>(settings, motion.samples, extras, std::move(sink));
     };
-    run({make, motion.notes, {}, {}});
+    run({make, motion.notes, {}, {}}, display.progress.part(0.0, 1.0));
     if (session) session->finish();
 }
 
 void runOffline(const StabilizeOptions& options, const ClipInputs& clip,
                 const ClipSettings& settings, const RunDisplay& display, const Run& run) {
-    const OfflinePlan plan = planOffline(clip, settings, display.showProgress);
+    constexpr double kPlanning = 0.4;  // share of the time, about
+    const ProgressTarget whole = display.progress.part(0.0, 1.0);
+    const OfflinePlan plan = planOffline(clip, settings, whole.part(0.0, kPlanning));
     const auto make = [&](ClipEngine::Sink sink) {
         return std::make_unique<OfflineEngine>(plan, options.sideBySide, std::move(sink));
     };
-    run({make, plan.notes, plan.hdr, plan.stageTimes});
+    run({make, plan.notes, plan.hdr, plan.stageTimes}, whole.part(kPlanning, 1.0));
 }
 
-void report(const StabilizeOptions& options, bool showsProgress, const RunRecord& record) {
+void report(const StabilizeOptions& options, bool isQuiet, const RunRecord& record) {
     ReportRequest request;
     request.original = options.files.video;
     request.stabilized = options.output;
     request.run = record;
     request.page = {options.report, options.overwrites};
-    request.settings.quiet = !showsProgress;
+    request.settings.quiet = isQuiet;
     makeReport(request);
 }
 
@@ -72,7 +74,7 @@ void report(const StabilizeOptions& options, bool showsProgress, const RunRecord
 
 void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDisplay& display,
                    RunRecord& record) {
-    RunMessages messages(record, display.label, display.showNotes);
+    RunMessages messages(record, display.label, display.showNotes, display.progress);
     VideoReader video(options.files.video);
     if (!options.takesResults && isMarkedAsResult(video.container())) {
         throw MediaError(options.files.video,
@@ -81,20 +83,20 @@ void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDi
     }
     checkOutput(options, video);
     const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
-    const ClipSettings settings = settingsFor(options, clip, display.showProgress);
+    const ClipSettings settings = settingsFor(options, clip, display.progress.part(0.0, 0.0));
     if (clip.log) checkBeforeRun(options, clip, settings, messages);
     const auto runEngine = settings.engine == Engine::kLive ? runLive : runOffline;
-    runEngine(options, clip, settings, display, [&](const auto& engine) {
+    runEngine(options, clip, settings, display, [&](const auto& engine, const auto& progress) {
         ClipRun run(options, clip, settings, video, engine, record);
         run.announce(messages);
-        run.run(display.showProgress, messages);
+        run.run(progress, messages);
     });
     if (!options.exportPath.empty())
         writePathTable({options.exportPath, options.overwrites}, record);
     if (!options.saveRun.empty()) saveRunRecord({options.saveRun, options.overwrites}, record);
     messages.say("written: " + (options.output == "-" ? "standard output" : options.output));
     if (options.report.empty()) return;
-    report(options, display.showProgress, record);
+    report(options, !display.showNotes, record);
     messages.say("written: " + options.report);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/progress.h"
 #include "report/run_record.h"
 #include "stabilize/stabilize_options.h"
 
@@ -9,10 +10,10 @@ namespace framehold {
 
 /// Messages of a clip's run.
 struct RunDisplay {
-    std::string label;         // start of each message; may be empty
-    bool showNotes = true;     // else only warnings
-    bool showProgress = true;  // a progress bar, if standard error is a terminal
-    bool observePath = true;   // fills in orientations and margins of the record's frames
+    std::string label;      // start of each message; may be empty
+    bool showNotes = true;  // else only warnings
+    ProgressTarget progress = true;
+    bool observePath = true;  // fills in orientations and margins of the record's frames
 };
 
 /// Stabilizes one recorded clip, whose files were found: loads what is known of it, decides on the

@@ -42,6 +42,17 @@ times = run["clips"][0]["processor_seconds"]
 assert list(times) == ["analysis", "path", "frames"] and all(0 < t < 60 for t in times.values())
 END
 
+# A terminal shows one line for all clips that run, with the remaining time; else there are whole lines.
+batch="'$framehold' stabilize clip1 clip3 -j 2 --preset ultrafast --overwrite -o 'out/{folder}-{name}.mp4'"
+eval "$batch" >said 2>&1 && [ "$(tail -n 1 said)" = "2 of 2 clips stabilized" ] || fail "batch: $(cat said)"
+grep -q $'[\r\x1b]' said && fail "control characters: $(cat -v said)"
+script -qec "stty cols 200; $batch" /dev/null >typed || fail "batch in a terminal"
+for text in "0 of 2 clips" "1 of 2 clips  .* left" "| clip1/clip.mp4 analysing" "| clip3/clip.mp4 stabilizing"; do
+    grep -q "$text" typed || fail "a terminal does not show '$text': $(cat -v typed)"
+done
+script -qec "$batch -q" /dev/null >typed
+[ ! -s typed ] || fail "quiet: $(cat -v typed)"
+
 # What does not go together is refused before anything is done.
 expect 2 "several videos need a folder or a pattern" stabilize clip1 clip3 -o one.mp4
 expect 2 "would be written for clip1/clip.mp4 and for clip3/clip.mp4" stabilize clip1 clip3 -o out
