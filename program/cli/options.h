@@ -191,8 +191,7 @@ inline CLI::Option* addCutoffOption(Command& command, double& hertz) {
 
 /// Adds the rate of the image sequences among a command's clips, see useSequenceRate.
 inline CLI::Option* addSequenceRateOption(Command& command, std::optional<double>& rate) {
-    return command.addNumber("--fps", rate, "Frames per second of image sequences, frame-%04d.png",
-                             {0.1, 1000.0});
+    return command.addNumber("--fps", rate, "Frames per second of image sequences", {0.1, 1000.0});
 }
 
 /// Takes the rate for all image sequences that the program opens. clips: of the command. Throws

@@ -62,7 +62,7 @@ void addCameraOptions(Command& command, StabilizeOptions& options) {
 void addResultOptions(Command& command, BatchOptions& batch) {
     StabilizeOptions& o = batch.each;
     const std::string result = "Result";
-    command.addNumber("--crop", o.clip.crop, "Percent of the picture that is shown", {1, 100})
+    command.addNumber("--crop", o.clip.crop, "Percent of the picture shown", {1, 100})
         ->capture_default_str()
         ->group(result);
     command.addNumber("--smoothing", o.clip.smoothing, "Strength of smoothing", {1, 10})
@@ -123,11 +123,9 @@ void addStabilizeCommand(Command& program) {
     command.setExamples(
         {"framehold stabilize walk.mp4 --motion walk.gcsv --focal 1150 -o steady.mp4",
          "framehold stabilize recordings -j 2 -o 'steady/{folder}-{name}.mp4'",
-         "framehold stabilize frames/frame-%04d.png --fps 30 --motion imu.gcsv -o steady.mp4"});
+         "framehold stabilize frames/%04d.png --fps 30 -m imu.gcsv -o steady.mp4"});
     command
-        .addPath("VIDEO", options->inputs,
-                 "Clips, folders of clips, image sequences as frame-%04d.png, or - for "
-                 "standard input",
+        .addPath("VIDEO", options->inputs, "Clips, folders, image sequences; - is standard input",
                  "PATH")
         ->required()
         ->check(isInput());
@@ -143,7 +141,7 @@ void addStabilizeCommand(Command& program) {
         ->excludes(motion)
         ->group("More camera options");
     command.addInputFile("--clip", o.files.metadata, "clip.json with the recording's metadata");
-    addOutsidePathsFlag(command, o.files.allowsOutsidePaths);
+    addOutsidePathsFlag(command, o.files.allowsOutsidePaths)->group("More camera options");
     command.addNumber("-j,--parallel", options->parallel, "Clips to stabilize at a time", {1, 64})
         ->capture_default_str();
     CLI::Option* overwrite = addOverwriteFlag(command, o.overwrites);

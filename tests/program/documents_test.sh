@@ -51,6 +51,9 @@ for document in README.md CONTRIBUTING.md docs/*.md; do
                     cp original.mp4 other-tool.mp4
                     cp original.mp4 steady.mp4
                     ffmpeg -v error -i walk.mp4 -c copy walk.mkv </dev/null
+                    mkdir frames
+                    ffmpeg -v error -i walk.mp4 frames/frame-%04d.png </dev/null
+                    cp walk.gcsv imu.gcsv
                 fi
                 # What a command writes is not there yet.
                 before=""
