@@ -72,8 +72,7 @@ void checkEncoding(const StabilizeOptions& options) {
 
 void checkOutput(const StabilizeOptions& options, const VideoReader& source) {
     const std::string& file = options.output;
-    const VideoEncoder encoder(file, findContainer(file), settingsFor(options, source, {}),
-                               &source);
+    tryEncoder(file, settingsFor(options, source, {}), &source);
     if (file == "-" || isSpecialFile(file)) return;  // a pipe's reader would see it end
     const OutputFile made({file, options.overwrites});
 }

@@ -107,12 +107,12 @@ const AVOutputFormat& findContainer(const std::string& file) {
     throw MediaError(file, "no container format is known for this name; try .mp4 or .mkv");
 }
 
-void tryEncoder(const std::string& file, const VideoSettings& settings) {
+void tryEncoder(const std::string& file, const VideoSettings& settings, const VideoReader* source) {
     constexpr int kSide = 256;
     VideoSettings small = settings;
     small.width = small.height = kSide;
     small.timeBase = {1, 30};  // the default is finer than MPEG-4 takes
-    VideoEncoder encoder(file, findContainer(file), small, nullptr);
+    VideoEncoder encoder(file, findContainer(file), small, source);
     // Deliberate: SVT-AV1 never comes to an end without a frame.
     const AvPtr<AVFrame> frame = makeNv12Frame(kSide, kSide);
     for (int plane = 0; plane < 2; ++plane) {

@@ -29,8 +29,9 @@ struct VideoSettings {
 };
 
 /// Has the encoder of a file encode one frame, for what is wrong with its settings. file: its
-/// extension gives the container; "-" is YUV4MPEG2. Throws MediaError.
-void tryEncoder(const std::string& file, const VideoSettings& settings);
+/// extension gives the container; "-" is YUV4MPEG2. source: see VideoEncoder. Throws MediaError.
+void tryEncoder(const std::string& file, const VideoSettings& settings,
+                const VideoReader* source = nullptr);
 
 /// Container that a file's extension stands for; "-" is YUV4MPEG2. Throws MediaError.
 const AVOutputFormat& findContainer(const std::string& file);
