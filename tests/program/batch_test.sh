@@ -181,6 +181,8 @@ for output in "pq.mp4 --encoder mpeg4:keeps 8 of 10 bits" "none/there.mp4:none/t
     # shellcheck disable=SC2086
     expect 1 "${output#*:}" "$framehold" stabilize pq.mkv --clip $metadata --time-offset 100 -o ${output%%:*}
 done
+expect 1 "timebase 1/90000 not supported" "$framehold" stabilize sim/clip.mp4 --time-offset 100 \
+    --encoder mpeg4 -o clock.mp4
 
 # A file that may not grow stands for a full disk; killed runs leave the temporary file at most.
 full=$(ulimit -f 8; trap '' XFSZ; stabilize sim/clip.mp4 -o full-disk.mp4 -q 2>&1)

@@ -111,7 +111,8 @@ void tryEncoder(const std::string& file, const VideoSettings& settings, const Vi
     constexpr int kSide = 256;
     VideoSettings small = settings;
     small.width = small.height = kSide;
-    small.timeBase = {1, 30};  // the default is finer than MPEG-4 takes
+    // The default is finer than MPEG-4 takes, and a source's own may be, too.
+    if (source == nullptr) small.timeBase = {1, 30};
     VideoEncoder encoder(file, findContainer(file), small, source);
     // Deliberate: SVT-AV1 never comes to an end without a frame.
     const AvPtr<AVFrame> frame = makeNv12Frame(kSide, kSide);
