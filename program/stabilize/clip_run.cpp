@@ -79,7 +79,7 @@ void ClipRun::readFrames() {
 void ClipRun::write(const StabilizedFrame& frame) {
     throwIfInterrupted();
     record_.frames.push_back({frame.time, frame.path.measured, frame.path.corrected,
-                              frame.path.marginUsed, frame.milliseconds});
+                              frame.path.marginUsed, frame.milliseconds, frame.path.zoom});
     shake_.addResult(*frame.picture, frame.time);
     output_.write(*frame.picture, frame.original.get());
     progress_->advance();

@@ -19,14 +19,15 @@ void OfflineEngine::push(const AVFrame& frame, double /*time*/) {
         throw std::runtime_error("the video has more frames than when it was read first");
     }
     const double rowTime = plan_.rowTimes[next_];
-    const Eigen::Quaterniond& view = plan_.views[next_];
+    const View& view = plan_.views[next_];
     StabilizedFrame result;
     const Clock::time_point start = Clock::now();
     result.picture = renderer_.render(frame, rowTime, plan_.track, view);
     result.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     if (keepsOriginals_) result.original.reset(av_frame_clone(&frame));
     result.time = rowTime;
-    result.path = {quaternion(plan_.track.at(rowTime)), quaternion(view), plan_.marginUsed[next_]};
+    result.path = {quaternion(plan_.track.at(rowTime)), quaternion(view.orientation),
+                   plan_.marginUsed[next_], view.zoom};
     ++next_;
     sink_(result);
 }

@@ -86,11 +86,12 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
             progress.part(0.0, kAnalysis), plan);
     plan.hdr = video.hdrMetadata();
     clock.end("analysis", plan.stageTimes);
-    const double seconds = smoothingSeconds(settings.smoothing);
+    PathSettings pathSettings;
+    pathSettings.smoothing = smoothingSeconds(settings.smoothing);
     const auto frames = static_cast<int64_t>(plan.rowTimes.size());
     Progress solving("finding the path", frames, progress.part(kAnalysis, 1.0));
     OptimalPath path = findOptimalPath(
-        plan.track, plan.rowTimes, plan.source, plan.output, seconds, [&](double share) {
+        plan.track, plan.rowTimes, plan.source, plan.output, pathSettings, [&](double share) {
             throwIfInterrupted();
             solving.reach(static_cast<int64_t>(share * static_cast<double>(frames)));
         });
@@ -99,7 +100,7 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
     plan.views = std::move(path.views);
     plan.marginUsed = std::move(path.shareUsed);
     plan.notes.push_back(fmt::format("smoothing {}: follows motion slower than about {:.2g} s",
-                                     settings.smoothing, seconds));
+                                     settings.smoothing, pathSettings.smoothing));
     return plan;
 }
 

@@ -5,12 +5,11 @@
 #include "media/hdr_metadata.h"
 #include "path/orientation_track.h"
 #include "path/pinhole_camera.h"
+#include "path/view.h"
 #include "report/run_record.h"
 
 #include <string>
 #include <vector>
-
-#include <Eigen/Geometry>
 
 namespace framehold {
 
@@ -18,13 +17,13 @@ namespace framehold {
 struct OfflinePlan {
     PinholeCamera source;
     PinholeCamera output;
-    OrientationTrack track;                 // of the source, times as `rowTimes`
-    std::vector<double> rowTimes;           // of each frame's first row, in seconds
-    std::vector<Eigen::Quaterniond> views;  // of the virtual camera at each frame, device to world
-    std::vector<double> marginUsed;         // 0 to 1 at each frame, see FrameRecord
-    std::vector<std::string> notes;         // what the plan builds on, for the user
-    HdrMetadata hdr;                        // of the source's frames
-    StageTimes stageTimes;                  // of analysing and finding the path
+    OrientationTrack track;          // of the source, times as `rowTimes`
+    std::vector<double> rowTimes;    // of each frame's first row, in seconds
+    std::vector<View> views;         // of each frame
+    std::vector<double> marginUsed;  // 0 to 1 at each frame, see FrameRecord
+    std::vector<std::string> notes;  // what the plan builds on, for the user
+    HdrMetadata hdr;                 // of the source's frames
+    StageTimes stageTimes;           // of analysing and finding the path
 };
 
 /// Reads a clip once, finds its camera's orientation over time by log and pictures, and the path of

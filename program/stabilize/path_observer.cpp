@@ -53,9 +53,9 @@ std::string rowOf(size_t number, const FrameRecord& frame) {
         angle = fmt::format("{:.6f}", degreesBetween(*frame.measured, *frame.corrected));
         margin = fmt::format("{:.4f}", frame.marginUsed);
     }
-    return fmt::format("{},{:.6f},{},{},{},{},{:.3f}\n", number, frame.time,
+    return fmt::format("{},{:.6f},{},{},{},{},{:.3f},{:.6f}\n", number, frame.time,
                        fieldsOf(frame.measured), fieldsOf(frame.corrected), angle, margin,
-                       frame.milliseconds);
+                       frame.milliseconds, frame.zoom);
 }
 
 }  // namespace
@@ -118,7 +118,7 @@ void writePathTable(const OutputName& name, const RunRecord& run) {
     OutputFile file(name);
     std::ostream& out = file.stream();
     out << "frame,time_s,measured_w,measured_x,measured_y,measured_z,corrected_w,corrected_x,"
-           "corrected_y,corrected_z,correction_deg,margin_used,milliseconds\n";
+           "corrected_y,corrected_z,correction_deg,margin_used,milliseconds,zoom\n";
     for (size_t i = 0; i < run.frames.size(); ++i) out << rowOf(i, run.frames[i]);
     file.commit();
 }

@@ -18,6 +18,7 @@ struct ObservedPath {
     std::optional<qlx::zpr_framehold::Quaternion> measured;
     std::optional<qlx::zpr_framehold::Quaternion> corrected;
     double marginUsed = 0.0;
+    double zoom = 1.0;
 };
 
 /// Computes the camera's path as an instance of the library does that is fed the same samples and
@@ -49,8 +50,8 @@ private:
 
 /// Writes a run's frames as CSV: frame, time_s (first row, on the motion log's clock), the measured
 /// and the corrected orientation from device to world as unit quaternions (w, x, y, z), the angle
-/// between the two in degrees, the share of the margin that is used, and the milliseconds that the
-/// library took. Fields of frames without an orientation are empty. Throws std::runtime_error; the
+/// between the two in degrees, the share of the margin that is used, the milliseconds that
+/// stabilizing it took, and the zoom. Fields of frames without an orientation are empty. Throws std::runtime_error; the
 /// file appears under its name when it is complete.
 void writePathTable(const OutputName& name, const RunRecord& run);
 

@@ -44,8 +44,10 @@ std::vector<double> frameTimes(size_t count, double start = 0.5) {
 }
 
 OptimalPath find(const OrientationTrack& track, const std::vector<double>& times, double crop = 0.8,
-                 double smoothing = 1.0) {
-    return findOptimalPath(track, times, kSource, croppedOutput(crop), smoothing, [](double) {});
+                 const std::vector<double>& zooms = {}) {
+    PathSettings settings;
+    settings.zooms = zooms;
+    return findOptimalPath(track, times, kSource, croppedOutput(crop), settings, [](double) {});
 }
 
 /// Angle between orientations, in pixels of the source.
@@ -55,8 +57,8 @@ double distance(const Quaterniond& a, const Quaterniond& b) {
 
 /// Farthest that a pixel of the output's border is from the inside of the source, in pixels: each is
 /// followed row by row, as a scan finds it.
-double outside(const OrientationTrack& track, double time, const Quaterniond& view,
-               const PinholeCamera& output) {
+double outside(const OrientationTrack& track, double time, const View& view, double crop) {
+    const PinholeCamera output = view.zoomed(croppedOutput(crop));
     double worst = -1e9;
     for (int i = 0; i <= 40; ++i) {
         const double x = output.width * i / 40.0;
@@ -68,7 +70,8 @@ double outside(const OrientationTrack& track, double time, const Quaterniond& vi
             double smallest = 1e9;
             for (double row = -20.0; row < kSource.height + 20.0; row += 1.0) {
                 const Quaterniond own = track.at(kSource.rowTime(time, row));
-                const auto at = kSource.project(own.conjugate() * view * output.ray(pixel));
+                const auto at =
+                    kSource.project(own.conjugate() * view.orientation * output.ray(pixel));
                 if (std::abs(at.y() - row) > smallest) continue;
                 smallest = std::abs(at.y() - row);
                 seen = at;
@@ -86,9 +89,11 @@ TEST(OptimalPath, KeepsEveryPixelInsideTheSource) {
         double strength;  // rad/s
         double pan;
         double crop;
+        double zooming = 0.0;  // amplitude
     };
     for (const Case& c : {Case{"shake", 0.5, 0.0, 0.9}, Case{"strong shake", 2.0, 0.0, 0.8},
-                          Case{"pan", 0.3, 1.5, 0.8}, Case{"little room", 0.5, 1.0, 0.95}}) {
+                          Case{"pan", 0.3, 1.5, 0.8}, Case{"little room", 0.5, 1.0, 0.95},
+                          Case{"zoom", 0.3, 0.0, 0.85, 0.1}}) {
         SCOPED_TRACE(c.name);
         const OrientationTrack track = trackOf(
             [&](double t) -> Vector3d {
@@ -96,9 +101,12 @@ TEST(OptimalPath, KeepsEveryPixelInsideTheSource) {
             },
             8.0);
         const std::vector<double> times = frameTimes(200);
-        const OptimalPath path = find(track, times, c.crop);
+        std::vector<double> zooms;
+        for (const double t : times) zooms.push_back(1.0 + c.zooming * std::sin(5.0 * t));
+        const OptimalPath path = find(track, times, c.crop, zooms);
         for (size_t i = 0; i < times.size(); i += 10) {
-            EXPECT_LT(outside(track, times[i], path.views[i], croppedOutput(c.crop)), -1.9) << i;
+            EXPECT_EQ(path.views[i].zoom, zooms[i]);
+            EXPECT_LT(outside(track, times[i], path.views[i], c.crop), -1.9) << i;
         }
         const double used = *std::max_element(path.shareUsed.begin(), path.shareUsed.end());
         EXPECT_GT(used, 0.9);  // or the case is too easy
@@ -113,9 +121,10 @@ TEST(OptimalPath, FollowsAnEvenPanWithoutLagOrShake) {
     const OptimalPath path = find(track, times);
     for (size_t i = 0; i < times.size(); ++i) {
         // The shake alone is up to 40 pixels; a lag of a second would be 300.
-        EXPECT_LT(distance(path.views[i], track.at(times[i])), 60.0) << i;
+        EXPECT_LT(distance(path.views[i].orientation, track.at(times[i])), 60.0) << i;
         if (i == 0) continue;
-        EXPECT_NEAR(distance(path.views[i - 1], path.views[i]), 10.0, 0.5) << i;
+        EXPECT_NEAR(distance(path.views[i - 1].orientation, path.views[i].orientation), 10.0, 0.5)
+            << i;
     }
 }
 
@@ -131,8 +140,8 @@ TEST(OptimalPath, LeavesASteadyClipSteady) {
     double added = 0.0;  // to the picture of a camera at rest
     for (size_t i = 1; i < times.size(); ++i) {
         noisy += std::pow(distance(own(i - 1), own(i)), 2.0);
-        added += std::pow(distance(own(i - 1).conjugate() * path.views[i - 1],
-                                   own(i).conjugate() * path.views[i]),
+        added += std::pow(distance(own(i - 1).conjugate() * path.views[i - 1].orientation,
+                                   own(i).conjugate() * path.views[i].orientation),
                           2.0);
         EXPECT_LT(path.shareUsed[i], 0.02) << i;
     }
@@ -149,7 +158,7 @@ TEST(OptimalPath, ComesOutTheSameFromOtherWindows) {
     const double used = *std::max_element(path.shareUsed.begin(), path.shareUsed.end());
     EXPECT_GT(used, 0.95);  // or the case is too easy
     for (size_t i = 550; i < times.size(); ++i) {
-        EXPECT_LT(distance(path.views[i], later.views[i - 317]), 1.0) << i;
+        EXPECT_LT(distance(path.views[i].orientation, later.views[i - 317].orientation), 1.0) << i;
     }
 }
 
@@ -173,15 +182,16 @@ TEST(OptimalPath, TakesAnyFrameTimes) {
             ASSERT_EQ(path.views.size(), c.times.size());
             ASSERT_EQ(path.shareUsed.size(), c.times.size());
             for (size_t i = 0; i < c.times.size(); ++i) {
-                EXPECT_NEAR(path.views[i].norm(), 1.0, 1e-9);
+                EXPECT_NEAR(path.views[i].orientation.norm(), 1.0, 1e-9);
                 if (crop < 1.0) {
                     EXPECT_LE(path.shareUsed[i], 1.0);
                 } else {  // without room the view is the camera's own
                     const double middle = kSource.rowTime(c.times[i], kSource.height / 2.0);
-                    EXPECT_LT(distance(path.views[i], track.at(middle)), 1.0);
+                    EXPECT_LT(distance(path.views[i].orientation, track.at(middle)), 1.0);
                 }
                 if (i > 0 && c.times[i] == c.times[i - 1]) {
-                    EXPECT_LT(distance(path.views[i - 1], path.views[i]), 1e-6);
+                    EXPECT_LT(distance(path.views[i - 1].orientation, path.views[i].orientation),
+                              1e-6);
                 }
             }
         }
@@ -197,7 +207,7 @@ TEST(OptimalPath, CanBeInterrupted) {
         if (share > 0.5) throw std::runtime_error("interrupted");
     };
     EXPECT_THROW(
-        findOptimalPath(track, frameTimes(500), kSource, croppedOutput(0.8), 1.0, interrupt),
+        findOptimalPath(track, frameTimes(500), kSource, croppedOutput(0.8), {}, interrupt),
         std::runtime_error);
 }
 

@@ -166,8 +166,7 @@ TEST(FrameRenderer, GivesTheSourcesSamplesWhereNothingMoves) {
         frame->pts = 17;
         frame->color_trc = AVCOL_TRC_ARIB_STD_B67;
         frame->pict_type = AV_PICTURE_TYPE_I;
-        const AvPtr<AVFrame> result =
-            renderer.render(*frame, 0.0, OrientationTrack(), Eigen::Quaterniond::Identity());
+        const AvPtr<AVFrame> result = renderer.render(*frame, 0.0, OrientationTrack(), View());
         ASSERT_EQ(result->format, c.result);
         EXPECT_EQ(result->pts, 17);
         EXPECT_EQ(result->color_trc, AVCOL_TRC_ARIB_STD_B67);
@@ -193,16 +192,17 @@ TEST(FrameRenderer, TakesEachSampleFromWhereItIsSeen) {
         AVChromaLocation location;
         Eigen::Array2d chroma;  // place of the first chroma sample, in luma pixels
         double crop;
+        double zoom = 1.0;
     } kCases[] = {{AV_PIX_FMT_YUV420P, AVCHROMA_LOC_UNSPECIFIED, {0.5, 1.0}, 0.5},
                   {AV_PIX_FMT_YUV420P, AVCHROMA_LOC_LEFT, {0.5, 1.0}, 0.8},
                   {AV_PIX_FMT_YUV420P10, AVCHROMA_LOC_CENTER, {1.0, 1.0}, 0.5},
                   {AV_PIX_FMT_YUV420P10, AVCHROMA_LOC_TOPLEFT, {0.5, 0.5}, 0.5},
                   {AV_PIX_FMT_YUV422P10, AVCHROMA_LOC_UNSPECIFIED, {0.5, 0.5}, 0.5},
-                  {AV_PIX_FMT_YUV444P, AVCHROMA_LOC_UNSPECIFIED, {0.5, 0.5}, 0.5}};
+                  {AV_PIX_FMT_YUV444P, AVCHROMA_LOC_UNSPECIFIED, {0.5, 0.5}, 0.5, 1.25}};
     const PinholeCamera source{320, 240, 300.0, 0.03};
     const OrientationTrack track = shake(0.01);
-    const Eigen::Quaterniond view = track.at(0.015);
     for (const auto& c : kCases) {
+        const View view{track.at(0.015), c.zoom};
         SCOPED_TRACE(std::string(av_get_pix_fmt_name(c.format)) + ", " +
                      av_chroma_location_name(c.location));
         const AVPixFmtDescriptor& d = *av_pix_fmt_desc_get(c.format);
@@ -225,7 +225,8 @@ TEST(FrameRenderer, TakesEachSampleFromWhereItIsSeen) {
         double largest = 0.0;
         forSamples(*result, [&](int plane, int x, int y, int& value) {
             const Eigen::Vector2d pixel = pixelOf(plane, x, y);
-            const Eigen::Vector2d seen = exactPixel(source, track, view * output.ray(pixel));
+            const Eigen::Vector2d seen =
+                exactPixel(source, track, view.orientation * view.zoomed(output).ray(pixel));
             const double expected = middle + amplitude * waves(plane, seen);
             largest = std::max(largest, std::fabs(value - expected) / amplitude);
         });

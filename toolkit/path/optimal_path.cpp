@@ -92,12 +92,14 @@ void leaveNoiseOut(const std::vector<double>& times, double noise,
 }
 
 /// Turns a view back towards the camera until its border is inside, or as far as the camera's own.
-Quaterniond insideView(const Quaterniond& view, const RowOrientations& rows,
-                       const OutputBorder& border) {
+View insideView(const View& view, const RowOrientations& rows, const OutputBorder& border) {
     constexpr int kHalvings = 12;
     const Quaterniond& own = rows.middle();
-    const OutputBorder::Distances limits = border.distances(rows, own).cwiseMax(0.0);
-    const auto isInside = [&](const Quaterniond& candidate) {
+    const OutputBorder::Distances limits = border.distances(rows, {own, view.zoom}).cwiseMax(0.0);
+    const auto viewAt = [&](double share) -> View {
+        return {own.slerp(share, view.orientation), view.zoom};
+    };
+    const auto isInside = [&](const View& candidate) {
         return ((limits - border.distances(rows, candidate)).array() >= 0.0).all();
     };
     if (isInside(view)) return view;
@@ -105,9 +107,9 @@ Quaterniond insideView(const Quaterniond& view, const RowOrientations& rows,
     double bad = 1.0;
     for (int i = 0; i < kHalvings; ++i) {
         const double share = (good + bad) / 2.0;
-        (isInside(own.slerp(share, view)) ? good : bad) = share;
+        (isInside(viewAt(share)) ? good : bad) = share;
     }
-    return own.slerp(good, view);
+    return viewAt(good);
 }
 
 }  // namespace
@@ -116,30 +118,36 @@ double smoothingSeconds(int strength) { return std::pow(1.3, strength - 9); }
 
 OptimalPath findOptimalPath(const OrientationTrack& track, const std::vector<double>& firstRowTimes,
                             const PinholeCamera& source, const PinholeCamera& output,
-                            double smoothing, const std::function<void(double)>& onProgress,
-                            double trackNoise) {
+                            const PathSettings& settings,
+                            const std::function<void(double)>& onProgress) {
     OptimalPath result;
     if (firstRowTimes.empty()) return result;
     const OutputBorder border(source, output);
     const auto total = static_cast<double>(firstRowTimes.size());
+    std::vector<double> allZooms = settings.zooms;
+    allZooms.resize(firstRowTimes.size(), 1.0);
+    const auto partOf = [](const std::vector<double>& all, size_t from, size_t to) {
+        return std::vector<double>(all.begin() + static_cast<std::ptrdiff_t>(from),
+                                   all.begin() + static_cast<std::ptrdiff_t>(to));
+    };
     size_t begin = 0;
     for (const size_t end : segmentEnds(firstRowTimes)) {
-        const std::vector<double> times(firstRowTimes.begin() + static_cast<std::ptrdiff_t>(begin),
-                                        firstRowTimes.begin() + static_cast<std::ptrdiff_t>(end));
-        PathSegment segment(track, source, border, smoothing, times);
-        solveInWindows(segment, smoothing, [&](double share) {
+        const std::vector<double> times = partOf(firstRowTimes, begin, end);
+        const std::vector<double> zooms = partOf(allZooms, begin, end);
+        PathSegment segment(track, source, border, settings.smoothing, times, zooms);
+        solveInWindows(segment, settings.smoothing, [&](double share) {
             const auto solved = share * static_cast<double>(end - begin);
             onProgress((static_cast<double>(begin) + solved) / total);
         });
         std::vector<Vector3d> corrections;
         for (const double time : times) {
             const Quaterniond own = track.at(source.rowTime(time, source.height / 2.0));
-            corrections.push_back(rotationVector(own.conjugate() * segment.viewAt(time)));
+            corrections.push_back(rotationVector(own.conjugate() * segment.orientationAt(time)));
         }
-        leaveNoiseOut(times, trackNoise, corrections);
+        leaveNoiseOut(times, settings.trackNoise, corrections);
         for (size_t i = 0; i < times.size(); ++i) {
             const RowOrientations rows(track, source, times[i]);
-            const Quaterniond view = (rows.middle() * rotationBy(corrections[i])).normalized();
+            const View view{(rows.middle() * rotationBy(corrections[i])).normalized(), zooms[i]};
             result.views.push_back(insideView(view, rows, border));
             result.shareUsed.push_back(
                 border.shareUsed(border.distances(rows, result.views.back())));

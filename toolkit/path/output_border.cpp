@@ -57,7 +57,7 @@ Quaterniond RowOrientations::at(double y) const {
 }
 
 OutputBorder::OutputBorder(const PinholeCamera& source, const PinholeCamera& output)
-    : source_(source) {
+    : source_(source), output_(output) {
     auto point = points_.begin();
     for (int axis = 0; axis < 2; ++axis) {
         for (const double sign : {-1.0, 1.0}) {
@@ -67,27 +67,29 @@ OutputBorder::OutputBorder(const PinholeCamera& source, const PinholeCamera& out
                 const Vector2d place =
                     axis == 0 ? Vector2d(across, along) : Vector2d(along, across);
                 const Vector2d size(output.width, output.height);
-                *point++ = {output.ray(place.cwiseProduct(size)), axis, sign};
+                *point++ = {place.cwiseProduct(size), axis, sign};
             }
         }
     }
     PinholeCamera still = source;
     still.readout = 0.0;
-    plain_ = distances(RowOrientations({}, still, 0.0), Quaterniond::Identity());
+    plain_ = distances(RowOrientations({}, still, 0.0), View());
 }
 
-OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows,
-                                                const Quaterniond& view, Slopes* slopes) const {
+OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows, const View& view,
+                                                Slopes* slopes) const {
     constexpr int kRounds = 4;        // each leaves a tenth of the error, or less
     constexpr double kRowStep = 1.0;  // rows, for the derivative
+    const PinholeCamera output = view.zoomed(output_);
     Distances result;
     for (int i = 0; i < kCount; ++i) {
         const Point& point = points_[static_cast<size_t>(i)];
-        const Vector3d direction = view * point.ray;
+        const Vector3d ray = output.ray(point.pixel);
+        const Vector3d direction = view.orientation * ray;
         const auto seen = [&](double y) -> Vector3d {
             Vector3d d = rows.at(y).conjugate() * direction;
             // A view so far from the camera is no candidate; keeps numbers finite.
-            d.z() = std::min(d.z(), -0.05 * point.ray.norm());
+            d.z() = std::min(d.z(), -0.05 * ray.norm());
             return d;
         };
         double y = source_.height / 2.0;
@@ -102,9 +104,9 @@ OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows,
         result[i] = point.sign * (pixel[point.axis] - limit);
         if (!slopes) continue;
         const Vector3d d = seen(y);
-        const Eigen::Matrix<double, 2, 3> still = projectSlopes(source_, d) *
-                                                  rows.at(y).conjugate().toRotationMatrix() *
-                                                  view.toRotationMatrix() * -crossMatrix(point.ray);
+        const Eigen::Matrix<double, 2, 3> still =
+            projectSlopes(source_, d) * rows.at(y).conjugate().toRotationMatrix() *
+            view.orientation.toRotationMatrix() * -crossMatrix(ray);
         // A point that moves down is read later, when the camera has turned on.
         const Vector2d perRow =
             (source_.project(seen(y + kRowStep)) - source_.project(seen(y - kRowStep))) /

@@ -2,6 +2,7 @@
 
 #include "path/orientation_track.h"
 #include "path/pinhole_camera.h"
+#include "path/view.h"
 
 #include <array>
 #include <vector>
@@ -44,8 +45,8 @@ public:
 
     OutputBorder(const PinholeCamera& source, const PinholeCamera& output);
 
-    /// Distances for a view, an orientation of the output camera. slopes: may be null.
-    Distances distances(const RowOrientations& rows, const Eigen::Quaterniond& view,
+    /// Distances for a view. slopes: may be null.
+    Distances distances(const RowOrientations& rows, const View& view,
                         Slopes* slopes = nullptr) const;
 
     /// Largest share of the way from the plain crop to the source's border that a point has gone:
@@ -54,12 +55,13 @@ public:
 
 private:
     struct Point {
-        Eigen::Vector3d ray;  // in the axes of the output camera
-        int axis;             // of the side it lies next to: 0 for x
-        double sign;          // 1 if the source is left where the axis grows
+        Eigen::Vector2d pixel;  // of the output
+        int axis;               // of the side it lies next to: 0 for x
+        double sign;            // 1 if the source is left where the axis grows
     };
 
     PinholeCamera source_;
+    PinholeCamera output_;
     std::array<Point, kCount> points_;
     Distances plain_;  // of the plain crop of a camera at rest
 };

@@ -115,9 +115,9 @@ private:
 
 PathSegment::PathSegment(const OrientationTrack& track, const PinholeCamera& source,
                          const OutputBorder& border, double smoothing,
-                         const std::vector<double>& firstRowTimes)
+                         const std::vector<double>& firstRowTimes, const std::vector<double>& zooms)
     : track_(track), source_(source), border_(border), smoothing_(smoothing),
-      frameTimes_(firstRowTimes), step_(nodeStep(firstRowTimes)) {
+      frameTimes_(firstRowTimes), zooms_(zooms), step_(nodeStep(firstRowTimes)) {
     const double length = frameTimes_.back() - frameTimes_.front();
     const auto intervals = static_cast<size_t>(std::max(0.0, std::round(length / step_)));
     for (size_t i = 0; i <= intervals; ++i) {
@@ -144,7 +144,7 @@ PathSegment::Stencil PathSegment::stencilAt(double firstRowTime) const {
              -0.5 * v * u * u}};
 }
 
-Quaterniond PathSegment::viewAt(const Stencil& stencil) const {
+Quaterniond PathSegment::orientationAt(const Stencil& stencil) const {
     const Quaterniond& base = nodes_[stencil.first];
     Vector3d turn = Vector3d::Zero();
     for (size_t i = 1; i < stencil.count; ++i) {
@@ -153,8 +153,8 @@ Quaterniond PathSegment::viewAt(const Stencil& stencil) const {
     return (base * rotationBy(turn)).normalized();
 }
 
-Quaterniond PathSegment::viewAt(double firstRowTime) const {
-    return viewAt(stencilAt(firstRowTime));
+Quaterniond PathSegment::orientationAt(double firstRowTime) const {
+    return orientationAt(stencilAt(firstRowTime));
 }
 
 /// Nodes that are optimised together. Motion and border are linearised around the path so far, and
@@ -174,6 +174,7 @@ public:
 private:
     struct Frame {
         Stencil stencil;
+        double zoom;
         RowOrientations rows;
         Distances limits;       // of the border: more than 0 where the camera's own view is outside
         Distances beyond;       // of the border: from its limits, positive outside
@@ -207,15 +208,16 @@ PathSegment::Window::Window(PathSegment& segment, size_t begin, size_t end)
         if (stencilEnd > end) break;
         if (stencil.first < first_ || stencilEnd <= begin) continue;
         const RowOrientations rows(segment.track_, segment.source_, *time);
-        const Distances own = segment.border_.distances(rows, rows.middle());
-        frames_.push_back({stencil, rows, own.cwiseMax(-kReserve), Distances::Zero(),
+        const double zoom = segment.zooms_[static_cast<size_t>(time - times.begin())];
+        const Distances own = segment.border_.distances(rows, {rows.middle(), zoom});
+        frames_.push_back({stencil, zoom, rows, own.cwiseMax(-kReserve), Distances::Zero(),
                            Slopes::Zero(), Distances::Zero()});
         linearize(frames_.back());
     }
 }
 
 void PathSegment::Window::linearize(Frame& frame) const {
-    const Quaterniond view = segment_.viewAt(frame.stencil);
+    const View view{segment_.orientationAt(frame.stencil), frame.zoom};
     frame.beyond = segment_.border_.distances(frame.rows, view, &frame.slopes) - frame.limits;
 }
 

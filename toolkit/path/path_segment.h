@@ -15,11 +15,11 @@ namespace framehold {
 /// constant frame rate up to that.
 class PathSegment {
 public:
-    /// firstRowTimes: of the frames, in order of time, at least one. smoothing: seconds. The path
-    /// starts as the track.
+    /// firstRowTimes: of the frames, in order of time, at least one. smoothing: seconds. zooms: of
+    /// the frames' views. The path starts as the track.
     PathSegment(const OrientationTrack& track, const PinholeCamera& source,
                 const OutputBorder& border, double smoothing,
-                const std::vector<double>& firstRowTimes);
+                const std::vector<double>& firstRowTimes, const std::vector<double>& zooms);
 
     size_t nodeCount() const { return nodes_.size(); }
     double step() const { return step_; }  // seconds between nodes
@@ -28,8 +28,8 @@ public:
     /// onProgress: see findOptimalPath.
     void solve(size_t begin, size_t end, const std::function<void(double)>& onProgress);
 
-    /// View for a frame.
-    Eigen::Quaterniond viewAt(double firstRowTime) const;
+    /// Orientation of the view for a frame.
+    Eigen::Quaterniond orientationAt(double firstRowTime) const;
 
 private:
     /// Nodes that a view is interpolated between, and their shares.
@@ -42,13 +42,14 @@ private:
     class Window;
 
     Stencil stencilAt(double firstRowTime) const;
-    Eigen::Quaterniond viewAt(const Stencil& stencil) const;
+    Eigen::Quaterniond orientationAt(const Stencil& stencil) const;
 
     const OrientationTrack& track_;
     const PinholeCamera& source_;
     const OutputBorder& border_;
     double smoothing_;
     std::vector<double> frameTimes_;
+    std::vector<double> zooms_;  // of the frames
     double step_;
     std::vector<Eigen::Quaterniond> targets_;  // the track at each node
     std::vector<Eigen::Quaterniond> nodes_;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -81,6 +82,15 @@ void FrameRenderer::doAll(const std::vector<std::function<void()>>& work) {
     for (const auto& helper : helpers_) helper->finish();
 }
 
+double FrameRenderer::shrinkingOf(double zoom) const {
+    // In steps of 3 %, which nobody sees: the kernel rarely changes.
+    constexpr double kSteps = 32.0;
+    const double stepped = std::max(1.0, std::round(kSteps * zoom)) / kSteps;
+    // Pixels of the source camera are samples of its luma times this.
+    const double scale = width_ / double(source_.width);
+    return source_.focal * scale / (output_.focal * stepped);
+}
+
 void FrameRenderer::prepare(const AVFrame& frame) {
     if (frame.format == format_ && frame.width == width_ && frame.height == height_ &&
         frame.chroma_location == chromaLocation_) {
@@ -100,23 +110,19 @@ void FrameRenderer::prepare(const AVFrame& frame) {
     result.format = format_;
     result.width = output_.width;
     result.height = output_.height;
-    // Pixels of the source camera are samples of its luma times this.
-    const double scale = width_ / double(source_.width);
-    const double shrinking = source_.focal * scale / output_.focal;
     const int count = av_pix_fmt_count_planes(static_cast<AVPixelFormat>(format_));
     for (int i = 0; i < count; ++i) {
         const SampleGrid from = gridOf(frame, i, source_, chromaLocation_);
         const SampleGrid to = gridOf(result, i, output_, chromaLocation_);
         // Planes of chroma have the same grids.
         if (i < 2 || !(planes_.back()->from == from)) meshes_.emplace_back(to, from);
-        planes_.push_back(std::make_unique<Plane>(Plane{
-            from, to, meshes_.size() - 1, PlaneResampler(shrinking, from.width, from.height)}));
+        planes_.push_back(std::make_unique<Plane>(
+            Plane{from, to, meshes_.size() - 1, PlaneResampler(from.width, from.height)}));
     }
 }
 
 AvPtr<AVFrame> FrameRenderer::render(const AVFrame& frame, double firstRowTime,
-                                     const OrientationTrack& track,
-                                     const Eigen::Quaterniond& view) {
+                                     const OrientationTrack& track, const View& view) {
     const AvPtr<AVFrame> planar = toPlanar(frame, converter_);
     prepare(*planar);
     AvPtr<AVFrame> result =
@@ -127,19 +133,22 @@ AvPtr<AVFrame> FrameRenderer::render(const AVFrame& frame, double firstRowTime,
     result->key_frame = 0;
     result->crop_left = result->crop_right = result->crop_top = result->crop_bottom = 0;
 
-    const RowRotations rotations(source_, firstRowTime, track, view);
+    const RowRotations rotations(source_, firstRowTime, track, view.orientation);
+    const PinholeCamera output = view.zoomed(output_);
+    const double shrinking = shrinkingOf(view.zoom);
     // One item of work for a row of nodes, a band of source rows, or a row of cells of any plane.
     constexpr int kBand = 64;
     std::vector<std::function<void()>> sources;
     std::vector<std::function<void()>> results;
     for (SourceMesh& mesh : meshes_) {
         for (int row = 0; row < mesh.nodeRows(); ++row) {
-            sources.push_back([&, row] { mesh.setRow(row, rotations, output_); });
+            sources.push_back([&, row] { mesh.setRow(row, rotations, output); });
         }
     }
     for (size_t i = 0; i < planes_.size(); ++i) {
         Plane& plane = *planes_[i];
         const int index = static_cast<int>(i);
+        plane.resampler.setShrinking(shrinking);
         const PlaneView from = planeOf(*planar, index, plane.from);
         const PlaneView to = planeOf(*result, index, plane.to);
         const int outside = blackOf(*planar, index, to.depth);

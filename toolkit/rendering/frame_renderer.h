@@ -2,6 +2,7 @@
 
 #include "media/pixel_converter.h"
 #include "media/task_thread.h"
+#include "path/view.h"
 #include "rendering/plane_resampler.h"
 #include "rendering/source_mesh.h"
 
@@ -26,18 +27,21 @@ public:
                   RenderSettings settings = {});
     ~FrameRenderer();
 
-    /// The frame seen in the orientation `view` (device -> world), in the planar format of its own
-    /// (see planarFormat) and with its properties: times, colours, side data. firstRowTime: on the
-    /// track's clock. Pixels that the source did not see are black.
+    /// The frame as a view sees it, in the planar format of its own (see planarFormat) and with its
+    /// properties: times, colours, side data. firstRowTime: on the track's clock. Pixels that the
+    /// source did not see are black.
     /// Throws std::runtime_error for a pixel format that cannot be read, and for frames of more
     /// than 30000 pixels a side.
     AvPtr<AVFrame> render(const AVFrame& frame, double firstRowTime, const OrientationTrack& track,
-                          const Eigen::Quaterniond& view);
+                          const View& view);
 
 private:
     struct Plane;
 
     void prepare(const AVFrame& frame);
+
+    /// Source samples per sample of the result, for a view's zoom.
+    double shrinkingOf(double zoom) const;
 
     /// Does all work, in no order, on all threads. It must not throw.
     void doAll(const std::vector<std::function<void()>>& work);

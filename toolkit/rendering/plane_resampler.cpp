@@ -100,15 +100,17 @@ Int4 rounded(Float4 values, float largest) {
 
 }  // namespace
 
-PlaneResampler::PlaneResampler(double shrinking, int width, int height)
-    : width_(width), height_(height),
-      groups_(std::clamp(static_cast<int>(std::ceil(shrinking - 1e-6)), 1, kMaxGroups)),
-      margin_(2 * groups_ + 1), pitch_(static_cast<size_t>(2 * (width + 2 * margin_))),
-      acrossWeights_(static_cast<size_t>(kPhases * 4 * groups_)),
-      downWeights_(static_cast<size_t>(kPhases * 16 * groups_)),
-      pairs_(pitch_ * static_cast<size_t>(paddedRows())) {
-    const int taps = 4 * groups_;
+void PlaneResampler::setShrinking(double shrinking) {
     const double scale = std::clamp(shrinking, 1.0, double(kMaxGroups));
+    if (scale == shrinking_) return;
+    shrinking_ = scale;
+    groups_ = static_cast<int>(std::ceil(scale - 1e-6));
+    margin_ = 2 * groups_ + 1;
+    pitch_ = static_cast<size_t>(2 * (width_ + 2 * margin_));
+    acrossWeights_.resize(static_cast<size_t>(kPhases * 4 * groups_));
+    downWeights_.resize(static_cast<size_t>(kPhases * 16 * groups_));
+    pairs_.resize(pitch_ * static_cast<size_t>(paddedRows()));
+    const int taps = 4 * groups_;
     constexpr int kOne = 1 << kWeightBits;
     for (int phase = 0; phase < kPhases; ++phase) {
         const double centre = taps / 2 - 1 + phase / double(kPhases);

@@ -21,8 +21,10 @@ struct PlaneView {
 /// kernel is as much wider, so that nothing finer than the result can hold comes in.
 class PlaneResampler {
 public:
-    /// shrinking: source samples per sample of the result.
-    PlaneResampler(double shrinking, int width, int height);
+    PlaneResampler(int width, int height) : width_(width), height_(height) {}
+
+    /// Sets the source samples per sample of the result, before a frame's steps.
+    void setShrinking(double shrinking);
 
     // Steps of a frame: all padded rows; then rows of cells of the result. Different rows may be on
     // different threads.
@@ -50,9 +52,10 @@ private:
 
     int width_;
     int height_;
-    int groups_;    // of four taps
-    int margin_;    // samples around the source that repeat its outer ones
-    size_t pitch_;  // of pairs_, in numbers
+    double shrinking_ = 0.0;
+    int groups_ = 0;    // of four taps
+    int margin_ = 0;    // samples around the source that repeat its outer ones
+    size_t pitch_ = 0;  // of pairs_, in numbers
     // Weights of all taps for each phase; those down are in pairs, four times each, as one
     // instruction takes them with the pairs of four columns.
     std::vector<float> acrossWeights_;

@@ -57,6 +57,7 @@ FrameRecord frameFrom(const ordered_json& json) {
     frame.corrected = orientationFrom(json.at("corrected_wxyz"));
     frame.marginUsed = json.at("margin_used");
     frame.milliseconds = json.at("milliseconds");
+    frame.zoom = json.value("zoom", 1.0);
     return frame;
 }
 
@@ -78,7 +79,8 @@ void saveRunRecord(const OutputName& file, const RunRecord& run) {
                                   {"measured_wxyz", toJson(frame.measured)},
                                   {"corrected_wxyz", toJson(frame.corrected)},
                                   {"margin_used", frame.marginUsed},
-                                  {"milliseconds", frame.milliseconds}});
+                                  {"milliseconds", frame.milliseconds},
+                                  {"zoom", frame.zoom}});
     }
     writeFile(file, json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
 }

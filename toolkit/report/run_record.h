@@ -23,6 +23,7 @@ struct FrameRecord {
     /// 0 for the centred crop, 1 where a corner touches the border.
     double marginUsed = 0.0;
     double milliseconds = 0.0;  // that stabilizing it took
+    double zoom = 1.0;          // of the virtual camera, see View
 };
 
 /// Processor time of the stages of a run, each with its name, in seconds. It is that of the whole
