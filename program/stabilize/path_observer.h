@@ -51,8 +51,8 @@ private:
 /// Writes a run's frames as CSV: frame, time_s (first row, on the motion log's clock), the measured
 /// and the corrected orientation from device to world as unit quaternions (w, x, y, z), the angle
 /// between the two in degrees, the share of the margin that is used, the milliseconds that
-/// stabilizing it took, and the zoom. Fields of frames without an orientation are empty. Throws std::runtime_error; the
-/// file appears under its name when it is complete.
+/// stabilizing it took, and the zoom. Fields of frames without an orientation are empty. Throws
+/// std::runtime_error; the file appears under its name when it is complete.
 void writePathTable(const OutputName& name, const RunRecord& run);
 
 }  // namespace framehold
