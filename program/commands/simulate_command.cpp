@@ -40,6 +40,7 @@ void addPathOptions(Command& command, SimulateOptions& o, std::optional<double>&
                    {0.1, 3600.0})
         ->capture_default_str()
         ->group(group);
+    madeUp("--tilt", o.path.tilt, "Roll in degrees at the start", -180.0, 180.0);
     madeUp("--roll", o.path.roll, "Steady roll in degrees per second", -90.0, 90.0);
 }
 

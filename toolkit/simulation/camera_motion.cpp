@@ -60,13 +60,13 @@ Eigen::Quaterniond CameraPath::at(double t) const {
         }
     }
     angle[0] -= panAt(settings_.pan, settings_.panPeriod, t);
-    angle[2] += toRadians(settings_.roll) * t;
+    angle[2] += toRadians(settings_.tilt) + toRadians(settings_.roll) * t;
     return turned(angle);
 }
 
 Eigen::Quaterniond CameraPath::steadyAt(double t) const {
-    return turned(
-        {-panAt(settings_.pan, settings_.panPeriod, t), 0.0, toRadians(settings_.roll) * t});
+    return turned({-panAt(settings_.pan, settings_.panPeriod, t), 0.0,
+                   toRadians(settings_.tilt) + toRadians(settings_.roll) * t});
 }
 
 RecordedMotion::RecordedMotion(const std::vector<TimedRate>& rates, double pan, double panPeriod)
