@@ -71,6 +71,10 @@ std::string Command::rangeError(const std::string& text, const Range& range, boo
                        range.low, range.high);
 }
 
+std::string Command::orWord(const std::string& error, const std::string& word) {
+    return error.empty() ? error : error + ", or " + word;
+}
+
 CLI::Validator Command::fileCheck() {
     return CLI::Validator(
         [](std::string& text) {

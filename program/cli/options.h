@@ -60,6 +60,22 @@ public:
             ->check(rangeCheck(value, range));
     }
 
+    /// Adds an option that takes a number, or a word in place of a number that the range may lack.
+    template <typename Number>
+    CLI::Option* addNumberOrWord(const std::string& names, Number& value,
+                                 const std::string& description, const Range& range,
+                                 const std::string& word, const std::string& meaning) {
+        const CLI::Validator check = rangeCheck(value, range);
+        return addValue(names, value, description, {"N|" + word, range, {}, false})
+            ->transform(CLI::Validator(
+                [=](std::string& text) {
+                    if (text != word) return orWord(check(text), word);
+                    text = meaning;
+                    return std::string();
+                },
+                ""));
+    }
+
     /// Adds an option that takes three numbers with commas between them.
     CLI::Option* addVector(const std::string& names, std::vector<double>& value,
                            const std::string& description);
@@ -143,6 +159,7 @@ private:
     }
 
     static std::string rangeError(const std::string& text, const Range& range, bool isWhole);
+    static std::string orWord(const std::string& error, const std::string& word);
     static CLI::Validator pictureSizeCheck();
     static CLI::Validator fileCheck();
     static CLI::Validator clipCheck();

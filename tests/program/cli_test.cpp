@@ -88,6 +88,8 @@ TEST(UsageErrors, NameTheOptionAndWhatItTakes) {
         {"run . --count 0", "test run: --count: '0' is not a whole number from 1 to 9"},
         {"run . --count 10", "test run: --count: '10' is not a whole number from 1 to 9"},
         {"run . --count 2.5", "test run: --count: '2.5' is not a whole number from 1 to 9"},
+        {"run . --part all", ""},
+        {"run . --part every", "test run: --part: 'every' is not a number from 1 to 9, or all"},
         {"run . --weight x", "test run: --weight: 'x' is not a number from 0.5 to 1000000"},
         {"run . --weight nan", "test run: --weight: 'nan' is not a number from 0.5 to 1000000"},
         {"run . --count", "test run: --count: a value is missing"},
@@ -109,18 +111,20 @@ TEST(UsageErrors, NameTheOptionAndWhatItTakes) {
         program.require_subcommand(1);
         Command& run = program.addCommand("run", "Run");
         int count = 0;
-        std::optional<double> weight;
+        std::optional<double> weight, part;
         std::string side, file, path;
         std::vector<double> axis;
         run.addPath("PATH", path, "Input", "PATH")->required();
         run.addNumber("--count", count, "Items", {1, 9});
         run.addNumber("--weight", weight, "Weight", {0.5, 1e6});
+        run.addNumberOrWord("--part", part, "Part", {1, 9}, "all", "10");
         run.addChoice("--side", side, "Side", {"left", "right"});
         run.addVector("--axis", axis, "Axis");
         run.addInputFile("-f,--file", file, "File");
         bool quiet = false;
         run.add_flag("-q,--quiet", quiet, "Quiet");
         EXPECT_EQ(errorOf(program, c.line), c.error) << c.line;
+        EXPECT_EQ(part.value_or(10.0), 10.0);
     }
 }
 
