@@ -134,7 +134,7 @@ OptimalPath findOptimalPath(const OrientationTrack& track, const std::vector<dou
     for (const size_t end : segmentEnds(firstRowTimes)) {
         const std::vector<double> times = partOf(firstRowTimes, begin, end);
         const std::vector<double> zooms = partOf(allZooms, begin, end);
-        PathSegment segment(track, source, border, settings.smoothing, times, zooms);
+        PathSegment segment(track, source, border, settings, times, zooms);
         solveInWindows(segment, settings.smoothing, [&](double share) {
             const auto solved = share * static_cast<double>(end - begin);
             onProgress((static_cast<double>(begin) + solved) / total);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "path/horizon.h"
 #include "path/orientation_track.h"
 #include "path/pinhole_camera.h"
 #include "path/view.h"
@@ -32,6 +33,10 @@ struct PathSettings {
 
     /// Zoom of each frame's view; 1 where there are none.
     std::vector<double> zooms;
+
+    /// What the path is levelled to, by this share of the camera's roll; none: it keeps the roll.
+    const Horizon* horizon = nullptr;
+    double levelling = 1.0;
 };
 
 /// Seconds of smoothing for a strength from 1 to 10.

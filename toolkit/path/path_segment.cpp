@@ -114,17 +114,20 @@ private:
 }  // namespace
 
 PathSegment::PathSegment(const OrientationTrack& track, const PinholeCamera& source,
-                         const OutputBorder& border, double smoothing,
+                         const OutputBorder& border, const PathSettings& settings,
                          const std::vector<double>& firstRowTimes, const std::vector<double>& zooms)
-    : track_(track), source_(source), border_(border), smoothing_(smoothing),
+    : track_(track), source_(source), border_(border), smoothing_(settings.smoothing),
       frameTimes_(firstRowTimes), zooms_(zooms), step_(nodeStep(firstRowTimes)) {
     const double length = frameTimes_.back() - frameTimes_.front();
     const auto intervals = static_cast<size_t>(std::max(0.0, std::round(length / step_)));
     for (size_t i = 0; i <= intervals; ++i) {
         const double time = frameTimes_.front() + step_ * static_cast<double>(i);
-        targets_.push_back(track.at(source.rowTime(time, source.height / 2.0)));
+        const double middle = source.rowTime(time, source.height / 2.0);
+        nodes_.push_back(track.at(middle));
+        targets_.push_back(
+            settings.horizon ? settings.horizon->levelled(nodes_.back(), middle, settings.levelling)
+                             : nodes_.back());
     }
-    nodes_ = targets_;
 }
 
 PathSegment::Stencil PathSegment::stencilAt(double firstRowTime) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "path/optimal_path.h"
 #include "path/output_border.h"
 
 #include <array>
@@ -15,10 +16,10 @@ namespace framehold {
 /// constant frame rate up to that.
 class PathSegment {
 public:
-    /// firstRowTimes: of the frames, in order of time, at least one. smoothing: seconds. zooms: of
-    /// the frames' views. The path starts as the track.
+    /// firstRowTimes: of the frames, in order of time, at least one. zooms: of the frames'
+    /// views. The path starts as the track.
     PathSegment(const OrientationTrack& track, const PinholeCamera& source,
-                const OutputBorder& border, double smoothing,
+                const OutputBorder& border, const PathSettings& settings,
                 const std::vector<double>& firstRowTimes, const std::vector<double>& zooms);
 
     size_t nodeCount() const { return nodes_.size(); }
@@ -51,7 +52,7 @@ private:
     std::vector<double> frameTimes_;
     std::vector<double> zooms_;  // of the frames
     double step_;
-    std::vector<Eigen::Quaterniond> targets_;  // the track at each node
+    std::vector<Eigen::Quaterniond> targets_;  // what the path comes close to, at each node
     std::vector<Eigen::Quaterniond> nodes_;
 };
 
