@@ -38,6 +38,7 @@ struct ClipOptions {
     int crop = 80;
     int smoothing = 9;
     std::optional<int> delay;  // frames; none: 30
+    double horizon = 0.0;      // percent of the roll that is levelled
 };
 
 }  // namespace framehold

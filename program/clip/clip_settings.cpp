@@ -159,11 +159,29 @@ void resolveLive(const ClipOptions& options, const ClipInputs& clip, ClipSetting
     settings.gravityRate = options.gravityRate;
 }
 
+/// Only gravity tells what is level.
+void requireGravity(const ClipInputs& clip) {
+    if (!clip.log) {
+        throw std::runtime_error(
+            "--horizon needs a motion log with gravity: give --motion, or --clip with one that "
+            "names "
+            "it");
+    }
+    if (clip.log->gravity.empty() && clip.log->orientations.empty()) {
+        throw std::runtime_error(
+            "--horizon: " + clip.files.motion +
+            " holds neither an accelerometer nor orientations, which tell what "
+            "is level");
+    }
+}
+
 /// Without a log nothing is known of when rows are read, unless the user knows. The sensors are those
 /// that the library would be fed, for the parameters that a run records.
 void resolveOffline(const ClipOptions& options, const ClipInputs& clip, ClipSettings& settings) {
     settings.input = {clip.video.width, clip.video.height};
     settings.output = options.outputSize.value_or(settings.input);
+    settings.horizon = options.horizon;
+    if (settings.horizon > 0.0) requireGravity(clip);
     Setting<double>& readout = settings.camera.readoutTime;
     if (!clip.log && readout.source == Source::kDefault)
         readout = {0.0, Source::kDefault, "no log"};

@@ -24,7 +24,8 @@ struct ClipSettings {
     PictureSize output;                    // of those that it gives back
     int crop = 0;                          // percent
     int smoothing = 0;
-    int delay = 0;  // frames; the offline engine has none
+    int delay = 0;         // frames; the offline engine has none
+    double horizon = 0.0;  // percent of the roll that the offline engine levels
     std::vector<std::string> warnings;
 
     /// True for a log of orientations; false for one of rates, or none.

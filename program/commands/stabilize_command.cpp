@@ -68,6 +68,11 @@ void addResultOptions(Command& command, BatchOptions& batch) {
     command.addNumber("--smoothing", o.clip.smoothing, "Strength of smoothing", {1, 10})
         ->capture_default_str()
         ->group(result);
+    command
+        .addNumberOrWord("--horizon", o.clip.horizon, "Percent of the roll to level; lock: all",
+                         {0.0, 100.0}, "lock", "100")
+        ->capture_default_str()
+        ->group(result);
     addDelayOption(command, o.clip.delay, "Frames to look ahead, if live")
         ->default_str("30")
         ->group(result);

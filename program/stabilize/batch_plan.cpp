@@ -177,16 +177,24 @@ const char* liveOptionOf(const StabilizeOptions& clip) {
     return nullptr;
 }
 
+/// Name of an option that was given and that only the offline engine has; null if none was.
+const char* offlineOptionOf(const StabilizeOptions& clip) {
+    if (clip.files.ignoresMotion) return "--no-motion";
+    if (clip.clip.horizon > 0.0) return "--horizon";
+    return nullptr;
+}
+
 Engine engineFor(const StabilizeOptions& clip) {
     const char* liveOption = liveOptionOf(clip);
     const bool isPipe = clip.files.video == "-" || isSpecialFile(clip.files.video);
     const bool wantsLive = clip.engineName == nameOf(Engine::kLive);
+    const char* offlineOption = offlineOptionOf(clip);
     const bool wantsOffline =
-        clip.engineName == nameOf(Engine::kOffline) || clip.files.ignoresMotion;
+        clip.engineName == nameOf(Engine::kOffline) || offlineOption != nullptr;
     if (!wantsOffline) {
         return wantsLive || liveOption != nullptr || isPipe ? Engine::kLive : Engine::kOffline;
     }
-    const std::string option = clip.files.ignoresMotion ? "--no-motion" : "--engine offline";
+    const std::string option = offlineOption != nullptr ? offlineOption : "--engine offline";
     if (wantsLive) refuse(option, "goes with --engine offline only");
     if (liveOption != nullptr) refuse(liveOption, "does not go with " + option);
     if (isPipe) refuse(option, "needs a clip that can be read twice, not a pipe");

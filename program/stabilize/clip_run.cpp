@@ -25,6 +25,7 @@ ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
     record_.motionLog = clip.files.motion;
     record_.engine = nameOf(settings.engine);
     record_.axes = settings.camera.axes.value.letters();
+    record_.horizon = settings.horizon;
     record_.framesPerSecond = clip.video.framesPerSecond;
 }
 

@@ -1,7 +1,9 @@
 #include "stabilize/offline_plan.h"
 
+#include "common/angles.h"
 #include "common/interruption.h"
 #include "common/progress.h"
+#include "common/text_fields.h"
 #include "media/video_reader.h"
 #include "path/optimal_path.h"
 #include "path/picture_refinement.h"
@@ -11,6 +13,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include <fmt/format.h>
@@ -21,12 +25,17 @@ namespace {
 
 constexpr double kAnalysis = 0.9;  // share of the work that is not for the path
 
-OrientationTrack trackOf(const ClipInputs& clip, const ClipSettings& settings) {
-    if (!clip.log) return {};
+/// The clip's log on the frames' clock, in device axes.
+MotionLog deviceLog(const ClipInputs& clip, const ClipSettings& settings) {
     MotionLog log = *clip.log;
     log.stretch(settings.clockFactor());
     log.toDeviceAxes(settings.camera.axes.value);
-    return OrientationTrack(GyroPath(log.angularRates()));
+    return log;
+}
+
+OrientationTrack trackOf(const ClipInputs& clip, const ClipSettings& settings) {
+    if (!clip.log) return {};
+    return OrientationTrack(GyroPath(deviceLog(clip, settings).angularRates()));
 }
 
 PinholeCamera sourceOf(const ClipInputs& clip, const ClipSettings& settings,
@@ -70,6 +79,39 @@ void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video,
         1000.0 * plan.source.readout, isReadoutKnown ? "given" : "from the pictures"));
 }
 
+std::optional<Horizon> horizonOf(const ClipInputs& clip, const ClipSettings& settings,
+                                 const OfflinePlan& plan) {
+    if (settings.horizon == 0.0 || plan.rowTimes.empty()) return std::nullopt;
+    const Horizon horizon(plan.track, gravityOf(deviceLog(clip, settings)), plan.rowTimes);
+    if (horizon.isKnown()) return horizon;
+    throw std::runtime_error("--horizon: the accelerometer in " + clip.files.motion +
+                             " feels no lasting gravity, which tells what is level");
+}
+
+/// Says how much of the roll that was to be levelled is left.
+std::string describeLevelling(const Horizon& horizon, const ClipSettings& settings,
+                              const OfflinePlan& plan) {
+    constexpr double kVisible = 1.0;  // degrees
+    double largest = 0.0;
+    size_t count = 0;
+    for (size_t i = 0; i < plan.views.size(); ++i) {
+        const double time = plan.source.rowTime(plan.rowTimes[i], plan.source.height / 2.0);
+        const Eigen::Quaterniond wanted =
+            horizon.levelled(plan.track.at(time), time, settings.horizon / 100.0);
+        const double left =
+            toDegrees(std::abs(horizon.rollOf(plan.views[i].orientation, time).value_or(0.0) -
+                               horizon.rollOf(wanted, time).value_or(0.0)));
+        largest = std::max(largest, left);
+        if (left > kVisible) ++count;
+    }
+    const std::string text = fmt::format("horizon: {:g} % of the roll levelled", settings.horizon);
+    if (count == 0) return text;
+    return text + fmt::format(
+                      "; the margin leaves up to {:.1f} degrees, more than {:g} in {} of {}; a "
+                      "smaller --crop gives more room",
+                      largest, kVisible, count, counted(plan.views.size(), "frame"));
+}
+
 }  // namespace
 
 OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
@@ -88,6 +130,9 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
     clock.end("analysis", plan.stageTimes);
     PathSettings pathSettings;
     pathSettings.smoothing = smoothingSeconds(settings.smoothing);
+    const std::optional<Horizon> horizon = horizonOf(clip, settings, plan);
+    if (horizon) pathSettings.horizon = &*horizon;
+    pathSettings.levelling = settings.horizon / 100.0;
     const auto frames = static_cast<int64_t>(plan.rowTimes.size());
     Progress solving("finding the path", frames, progress.part(kAnalysis, 1.0));
     OptimalPath path = findOptimalPath(
@@ -101,6 +146,7 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
     plan.marginUsed = std::move(path.shareUsed);
     plan.notes.push_back(fmt::format("smoothing {}: follows motion slower than about {:.2g} s",
                                      settings.smoothing, pathSettings.smoothing));
+    if (horizon) plan.notes.push_back(describeLevelling(*horizon, settings, plan));
     return plan;
 }
 

@@ -230,6 +230,22 @@ TEST(ClipSettings, GravityIsMadeUpWhereItIsAskedForOrNotLogged) {
     EXPECT_EQ(s.resolve().gravity->value, (Vec3{9.81, 0.0, 0.0})) << "the picture's top is up";
 }
 
+TEST(ClipSettings, AHorizonNeedsLoggedGravity) {
+    Sources s;
+    s.options.engine = Engine::kOffline;
+    s.options.horizon = 100.0;
+    EXPECT_EQ(s.resolve().horizon, 100.0);
+    s.clip.log->gravity.clear();
+    EXPECT_EQ(
+        errorOf([&] { s.resolve(); }),
+        "--horizon: walk.gcsv holds neither an accelerometer nor orientations, which tell what "
+        "is level");
+    s.clip.log->orientations = {{0.0, 1.0, 0.0, 0.0, 0.0}};
+    EXPECT_EQ(s.resolve().horizon, 100.0);
+    s.clip.log.reset();
+    EXPECT_EQ(errorOf([&] { s.resolve(); }).find("--horizon needs a motion log"), 0u);
+}
+
 TEST(ClipSettings, SizesAndTheirWarnings) {
     struct Row {
         std::optional<PictureSize> output;

@@ -84,6 +84,7 @@ ordered_json parametersOf(const RunRecord& run) {
     add("Time offset", fmt::format("{:.6g} ms", 1000.0 * p.timeOffset));
     add("Picture shown", fmt::format("{} %", p.cropPercent));
     add("Smoothing level", fmt::format("{} of 10", p.smoothingLevel));
+    if (run.horizon > 0.0) add("Roll levelled", fmt::format("{:g} %", run.horizon));
     add("Delay", fmt::format("{} frames", p.delayFrames));
     return rows;
 }

@@ -50,6 +50,12 @@ void visitFields(Run& run, Visit visit) {
     visit("warnings", run.warnings);
 }
 
+/// The same for fields that runs of earlier versions lack.
+template <class Run, class Visit>
+void visitNewFields(Run& run, Visit visit) {
+    visit("horizon_percent", run.horizon);
+}
+
 FrameRecord frameFrom(const ordered_json& json) {
     FrameRecord frame{};
     frame.time = json.at("time_s");
@@ -72,7 +78,9 @@ void StageClock::end(const char* stage, StageTimes& times) {
 void saveRunRecord(const OutputName& file, const RunRecord& run) {
     ordered_json json;
     json["kind"] = kKind;
-    visitFields(run, [&json](const char* name, const auto& field) { json[name] = field; });
+    const auto save = [&json](const char* name, const auto& field) { json[name] = field; };
+    visitFields(run, save);
+    visitNewFields(run, save);
     json["frames"] = ordered_json::array();
     for (const FrameRecord& frame : run.frames) {
         json["frames"].push_back({{"time_s", frame.time},
@@ -93,12 +101,16 @@ RunRecord loadRunRecord(const std::string& path) {
             throw FileError(path, 0, "is not what stabilize --save-run writes");
         }
         RunRecord run;
-        visitFields(run, [&](const char* name, auto& field) {
+        const auto load = [&](const char* name, auto& field) {
             try {
                 json.at(name).get_to(field);
             } catch (const nlohmann::json::exception&) {
                 throw FileError(path, 0, fmt::format("{}: is missing, or of another kind", name));
             }
+        };
+        visitFields(run, load);
+        visitNewFields(run, [&](const char* name, auto& field) {
+            if (json.contains(name)) load(name, field);
         });
         for (const ordered_json& frame : json.at("frames")) run.frames.push_back(frameFrom(frame));
         return run;

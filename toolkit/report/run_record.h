@@ -47,7 +47,8 @@ struct RunRecord {
     std::string motionLog;
     std::string engine;  // by name
     ZPR_Param param{};
-    std::string axes;  // letters, as AxisMapping::fromLetters takes them
+    std::string axes;      // letters, as AxisMapping::fromLetters takes them
+    double horizon = 0.0;  // percent of the roll that was to be levelled
     double framesPerSecond = 0.0;
     double secondsTaken = 0.0;
     StageTimes stageTimes;       // not saved
