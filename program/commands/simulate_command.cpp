@@ -146,9 +146,7 @@ void addSimulateCommand(Command& program) {
         .addNumber("--clock-drift", o.clockDrift, "Millionths that the log's clock runs faster",
                    {-1e4, 1e4})
         ->capture_default_str();
-    command
-        .addNumber("--moving", o.moving, "Share of the picture covered by moving things",
-                   {0.0, 0.5})
+    command.addNumber("--moving", o.moving, "Share of the picture that moves", {0.0, 0.5})
         ->capture_default_str();
     command
         .addNumber("--seed", o.path.seed,

@@ -69,24 +69,24 @@ void addResultOptions(Command& command, BatchOptions& batch) {
         ->capture_default_str()
         ->group(result);
     command
-        .addNumberOrWord("--horizon", o.clip.horizon, "Percent of the roll to level; lock: all",
+        .addNumberOrWord("--horizon", o.clip.horizon, "Percent of roll to level; lock: all",
                          {0.0, 100.0}, "lock", "100")
         ->capture_default_str()
-        ->group(result);
-    addDelayOption(command, o.clip.delay, "Frames to look ahead, if live")
-        ->default_str("30")
         ->group(result);
     command
         .addPictureSize("--output-size", o.clip.outputSize,
                         "Size of the result (default: the input's size)")
-        ->group(result);
-    command.addOutputFile("--export-path", o.exportPath, "Write each frame's orientations as CSV")
         ->group(result);
     command.addOutputFile("--report", o.report, "Write an HTML page that shows what was done")
         ->group(result);
     addJsonFlag(command, batch.json, "Print a summary on standard output")->group(result);
 
     const std::string more = "More result options";
+    addDelayOption(command, o.clip.delay, "Frames to look ahead, if live")
+        ->default_str("30")
+        ->group(more);
+    command.addOutputFile("--export-path", o.exportPath, "Write each frame's orientations as CSV")
+        ->group(more);
     command.add_flag("--side-by-side", o.sideBySide, "Show the source on the left of the result")
         ->group(more);
     command
