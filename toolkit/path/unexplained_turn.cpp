@@ -55,10 +55,7 @@ Equation equationOf(const Observation& observation, const PinholeCamera& camera,
     const Eigen::Vector2d position = camera.project(ray) - centre;
     Equation equation;
     equation.error = observation.seen - centre - (1.0 + motion[3]) * position;
-    const double scale = camera.focal / ray.z();
-    Eigen::Matrix<double, 2, 3> byRay;
-    byRay << 0.0, scale, -scale * ray.y() / ray.z(), scale, 0.0, -scale * ray.x() / ray.z();
-    equation.derivatives << byRay * crossProduct(ray), position;
+    equation.derivatives << camera.projectSlopes(ray) * crossProduct(ray), position;
     return equation;
 }
 
@@ -250,7 +247,8 @@ UnexplainedTurn findUnexplainedTurn(const PinholeCamera& camera, const Orientati
                                 (start.y() + end.y()) / (2.0 * camera.height) - 0.5,
                                 (end.y() - start.y()) / camera.height, row * kColumns + column,
                                 1.0});
-        if (!(observations.back().predicted.z() < 0.0)) observations.pop_back();
+        const bool isSeen = !camera.lens.isNone() || observations.back().predicted.z() < 0.0;
+        if (!isSeen) observations.pop_back();
     }
     if (observations.size() >= kFewest) {
         MotionFit fit(camera, std::move(observations));
