@@ -43,11 +43,9 @@ std::vector<double> frameTimes(size_t count, double start = 0.5) {
     return times;
 }
 
-OptimalPath find(const OrientationTrack& track, const std::vector<double>& times, double crop = 0.8,
-                 const std::vector<double>& zooms = {}) {
-    PathSettings settings;
-    settings.zooms = zooms;
-    return findOptimalPath(track, times, kSource, croppedOutput(crop), settings, [](double) {});
+OptimalPath find(const OrientationTrack& track, const std::vector<double>& times,
+                 double crop = 0.8) {
+    return findOptimalPath(track, times, kSource, croppedOutput(crop), {}, [](double) {});
 }
 
 /// Angle between orientations, in pixels of the source.
@@ -57,8 +55,9 @@ double distance(const Quaterniond& a, const Quaterniond& b) {
 
 /// Farthest that a pixel of the output's border is from the inside of the source, in pixels: each is
 /// followed row by row, as a scan finds it.
-double outside(const OrientationTrack& track, double time, const View& view, double crop) {
-    const PinholeCamera output = view.zoomed(croppedOutput(crop));
+double outside(const OrientationTrack& track, double time, const View& view,
+               const PinholeCamera& source, const PinholeCamera& plainOutput) {
+    const PinholeCamera output = view.zoomed(plainOutput);
     double worst = -1e9;
     for (int i = 0; i <= 40; ++i) {
         const double x = output.width * i / 40.0;
@@ -66,21 +65,100 @@ double outside(const OrientationTrack& track, double time, const View& view, dou
         for (const Eigen::Vector2d& pixel :
              {Eigen::Vector2d(x, 0.0), Eigen::Vector2d(x, output.height), Eigen::Vector2d(0.0, y),
               Eigen::Vector2d(output.width, y)}) {
-            Eigen::Vector2d seen;
+            Eigen::Vector2d seen = Eigen::Vector2d::Zero();
             double smallest = 1e9;
-            for (double row = -20.0; row < kSource.height + 20.0; row += 1.0) {
-                const Quaterniond own = track.at(kSource.rowTime(time, row));
+            for (double row = -20.0; row < source.height + 20.0; row += 1.0) {
+                const Quaterniond own = track.at(source.rowTime(time, row));
                 const auto at =
-                    kSource.project(own.conjugate() * view.orientation * output.ray(pixel));
+                    source.project(own.conjugate() * view.orientation * output.ray(pixel));
                 if (std::abs(at.y() - row) > smallest) continue;
                 smallest = std::abs(at.y() - row);
                 seen = at;
             }
-            worst = std::max({worst, -seen.x(), -seen.y(), seen.x() - (kSource.width - 1),
-                              seen.y() - (kSource.height - 1)});
+            worst = std::max({worst, -seen.x(), -seen.y(), seen.x() - (source.width - 1),
+                              seen.y() - (source.height - 1)});
         }
     }
     return worst;
+}
+
+TEST(LensDistortion, HasTheCurvesOfItsModels) {
+    const double degree = M_PI / 180.0;
+    const struct {
+        const char* name;
+        LensDistortion lens;
+        double angle;
+        double radius;
+        double tolerance;
+    } kCases[] = {
+        {"pinhole", {}, 30.0 * degree, 0.57735026919, 1e-10},
+        {"no coefficients", {LensModel::kPolynomial, {}}, 60.0 * degree, 1.73205080757, 1e-10},
+        {"equidistant", {LensModel::kFisheye, {}}, 100.0 * degree, 1.74532925199, 1e-10},
+        // The series of 2 sin(t / 2).
+        {"equisolid",
+         {LensModel::kFisheye, {-1.0 / 24, 1.0 / 1920, -1.0 / 322560, 1.0 / 92897280}},
+         95.0 * degree,
+         2.0 * std::sin(47.5 * degree),
+         1e-7},
+        {"polynomial",
+         {LensModel::kPolynomial, {0.1, -0.02, 0.003, 0.05}},
+         std::atan(0.5),
+         0.5 * 1.023796875 / 1.0125,
+         1e-12}};
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_NEAR(c.lens.at(c.angle).radius, c.radius, c.tolerance);
+        EXPECT_NEAR(c.lens.angle(c.radius), c.angle, c.tolerance);
+    }
+}
+
+TEST(LensDistortion, EndsWhereItsModelFoldsBack) {
+    const struct {
+        const char* name;
+        LensDistortion lens;
+        double angle;
+        double radius;
+    } kCases[] = {
+        {"r - r^3 / 3", {LensModel::kPolynomial, {-1.0 / 3.0, 0.0, 0.0, 0.0}}, M_PI / 4, 2.0 / 3},
+        {"t - t^3 / 3", {LensModel::kFisheye, {-1.0 / 3.0, 0.0, 0.0, 0.0}}, 1.0, 2.0 / 3},
+        {"r / (1 + r^2)", {LensModel::kPolynomial, {0.0, 0.0, 0.0, 1.0}}, M_PI / 4, 0.5}};
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_NEAR(c.lens.largestAngle(), c.angle, 0.01);
+        EXPECT_NEAR(c.lens.largestRadius(), c.radius, 1e-3);
+        double last = -1.0;
+        for (double angle = 0.0; angle <= M_PI; angle += 0.003) {
+            const double radius = c.lens.at(angle).radius;
+            EXPECT_GT(radius, last);
+            EXPECT_NEAR(c.lens.angle(radius), angle, 1e-9);
+            last = radius;
+        }
+    }
+}
+
+TEST(PinholeCamera, ProjectsTheRaysOfPixelsToThem) {
+    for (const LensDistortion& lens :
+         {LensDistortion(), LensDistortion(LensModel::kPolynomial, {-0.3, 0.1, 0.0, 0.0}),
+          LensDistortion(LensModel::kPolynomial, {0.2, 0.0, 0.0, 0.0}),
+          LensDistortion(LensModel::kFisheye, {0.05, -0.03, 0.0, 0.0})}) {
+        PinholeCamera camera = kSource;
+        camera.lens = lens;
+        camera.focal = 420.0;
+        for (const double x : {-200.0, 0.0, 640.0, 777.0, 1500.0}) {
+            for (const double y : {-90.0, 1.0, 360.0, 720.0}) {
+                const Vector3d ray = camera.ray({x, y});
+                EXPECT_LT((camera.project(7.0 * ray) - Eigen::Vector2d(x, y)).norm(), 1e-7);
+                const auto slopes = camera.projectSlopes(ray);
+                for (int i = 0; i < 3; ++i) {
+                    const Vector3d step = 1e-6 * ray.norm() * Vector3d::Unit(i);
+                    const Eigen::Vector2d change =
+                        camera.project(ray + step) - camera.project(ray - step);
+                    EXPECT_LT((change / (2.0 * step.norm()) - slopes.col(i)).norm(),
+                              1e-5 * slopes.norm());
+                }
+            }
+        }
+    }
 }
 
 TEST(OptimalPath, KeepsEveryPixelInsideTheSource) {
@@ -90,23 +168,39 @@ TEST(OptimalPath, KeepsEveryPixelInsideTheSource) {
         double pan;
         double crop;
         double zooming = 0.0;  // amplitude
+        LensDistortion lens{};
+        bool isStraightened = false;
     };
-    for (const Case& c : {Case{"shake", 0.5, 0.0, 0.9}, Case{"strong shake", 2.0, 0.0, 0.8},
-                          Case{"pan", 0.3, 1.5, 0.8}, Case{"little room", 0.5, 1.0, 0.95},
-                          Case{"zoom", 0.3, 0.0, 0.85, 0.1}}) {
+    const LensDistortion fisheye(LensModel::kFisheye, {-0.05, 0.01, 0.0, 0.0});
+    for (const Case& c :
+         {Case{"shake", 0.5, 0.0, 0.9}, Case{"strong shake", 2.0, 0.0, 0.8},
+          Case{"pan", 0.3, 1.5, 0.8}, Case{"little room", 0.5, 1.0, 0.95},
+          Case{"zoom", 0.3, 0.0, 0.85, 0.1}, Case{"fisheye", 2.0, 0.0, 0.8, 0.0, fisheye},
+          Case{"straightened fisheye", 2.0, 0.5, 0.8, 0.0, fisheye, true}}) {
         SCOPED_TRACE(c.name);
+        PinholeCamera source = kSource;
+        PinholeCamera output = croppedOutput(c.crop);
+        if (!c.lens.isNone()) {
+            source.focal = 450.0;
+            source.lens = output.lens = c.lens;
+            output.focal = source.focal / c.crop;
+        }
+        if (c.isStraightened) output = straightened(source, 1280, 720, c.crop);
         const OrientationTrack track = trackOf(
             [&](double t) -> Vector3d {
                 return shake(t, c.strength) + c.pan * std::sin(0.8 * t) * Vector3d::UnitX();
             },
             8.0);
-        const std::vector<double> times = frameTimes(200);
-        std::vector<double> zooms;
-        for (const double t : times) zooms.push_back(1.0 + c.zooming * std::sin(5.0 * t));
-        const OptimalPath path = find(track, times, c.crop, zooms);
+        const std::vector<double> times = frameTimes(c.lens.isNone() ? 200 : 60);
+        PathSettings settings;
+        for (const double t : times) {
+            settings.zooms.push_back(1.0 + c.zooming * std::sin(5.0 * t));
+        }
+        const OptimalPath path =
+            findOptimalPath(track, times, source, output, settings, [](double) {});
         for (size_t i = 0; i < times.size(); i += 10) {
-            EXPECT_EQ(path.views[i].zoom, zooms[i]);
-            EXPECT_LT(outside(track, times[i], path.views[i], c.crop), -1.9) << i;
+            EXPECT_EQ(path.views[i].zoom, settings.zooms[i]);
+            EXPECT_LT(outside(track, times[i], path.views[i], source, output), -1.9) << i;
         }
         const double used = *std::max_element(path.shareUsed.begin(), path.shareUsed.end());
         EXPECT_GT(used, 0.9);  // or the case is too easy

@@ -1,5 +1,7 @@
 #include "path/output_border.h"
 
+#include "path/rotation_vector.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -19,15 +21,6 @@ constexpr double kMargin = 2.0;
 Quaterniond between(const Quaterniond& from, const Quaterniond& to, double share) {
     const double sign = from.dot(to) < 0.0 ? -1.0 : 1.0;
     return Quaterniond((1.0 - share) * from.coeffs() + share * sign * to.coeffs()).normalized();
-}
-
-/// Derivatives of PinholeCamera::project.
-Eigen::Matrix<double, 2, 3> projectSlopes(const PinholeCamera& camera, const Vector3d& d) {
-    const double scale = camera.focal / -d.z();
-    Eigen::Matrix<double, 2, 3> result;
-    result << 0.0, -scale, -scale * d.y() / -d.z(),  //
-        -scale, 0.0, -scale * d.x() / -d.z();
-    return result;
 }
 
 Eigen::Matrix3d crossMatrix(const Vector3d& v) {
@@ -57,7 +50,7 @@ Quaterniond RowOrientations::at(double y) const {
 }
 
 OutputBorder::OutputBorder(const PinholeCamera& source, const PinholeCamera& output)
-    : source_(source), output_(output) {
+    : source_(source), output_(output), margin_(kMargin) {
     auto point = points_.begin();
     for (int axis = 0; axis < 2; ++axis) {
         for (const double sign : {-1.0, 1.0}) {
@@ -73,7 +66,41 @@ OutputBorder::OutputBorder(const PinholeCamera& source, const PinholeCamera& out
     }
     PinholeCamera still = source;
     still.readout = 0.0;
-    plain_ = distances(RowOrientations({}, still, 0.0), View());
+    const RowOrientations rows({}, still, 0.0);
+    plain_ = distances(rows, View());
+    if (source.lens.isNone()) return;
+    margin_ += largestBend();
+    plain_ = distances(rows, View());
+}
+
+double OutputBorder::largestBend() const {
+    // Turns that bring a side to that of the source: there it is bent most.
+    Vector3d turn = Vector3d::Zero();
+    for (int axis = 0; axis < 2; ++axis) {
+        double room = INFINITY;
+        for (int i = 0; i < kCount; ++i) {
+            if (points_[static_cast<size_t>(i)].axis == axis) room = std::min(room, -plain_[i]);
+        }
+        const double edge = (axis == 0 ? source_.width : source_.height) / 2.0;
+        turn[1 - axis] = source_.lens.angle(edge / source_.focal) -
+                         source_.lens.angle(std::max(0.0, edge - room) / source_.focal);
+    }
+    double result = 0.0;
+    for (int i = 0; i < 9; ++i) {
+        const Quaterniond view = rotationBy(turn.cwiseProduct(Vector3d(i % 3 - 1, i / 3 - 1, 0.0)));
+        const auto seen = [&](const Vector2d& pixel) {
+            return source_.project(view * output_.ray(pixel));
+        };
+        for (size_t j = 0; j + 1 < points_.size(); ++j) {
+            const Point& point = points_[j];
+            const Point& next = points_[j + 1];
+            if (j % kPerSide == kPerSide - 1) continue;  // another side's
+            const Vector2d middle = (point.pixel + next.pixel) / 2.0;
+            const Vector2d bend = seen(middle) - (seen(point.pixel) + seen(next.pixel)) / 2.0;
+            result = std::max(result, point.sign * bend[point.axis]);
+        }
+    }
+    return result;
 }
 
 OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows, const View& view,
@@ -89,7 +116,7 @@ OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows, con
         const auto seen = [&](double y) -> Vector3d {
             Vector3d d = rows.at(y).conjugate() * direction;
             // A view so far from the camera is no candidate; keeps numbers finite.
-            d.z() = std::min(d.z(), -0.05 * ray.norm());
+            if (source_.lens.isNone()) d.z() = std::min(d.z(), -0.05 * ray.norm());
             return d;
         };
         double y = source_.height / 2.0;
@@ -100,12 +127,12 @@ OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows, con
         }
         const double size = point.axis == 0 ? source_.width : source_.height;
         // Valid for pixels at whole coordinates and for those at halves.
-        const double limit = point.sign < 0.0 ? kMargin : size - 1.0 - kMargin;
+        const double limit = point.sign < 0.0 ? margin_ : size - 1.0 - margin_;
         result[i] = point.sign * (pixel[point.axis] - limit);
         if (!slopes) continue;
         const Vector3d d = seen(y);
         const Eigen::Matrix<double, 2, 3> still =
-            projectSlopes(source_, d) * rows.at(y).conjugate().toRotationMatrix() *
+            source_.projectSlopes(d) * rows.at(y).conjugate().toRotationMatrix() *
             view.orientation.toRotationMatrix() * -crossMatrix(ray);
         // A point that moves down is read later, when the camera has turned on.
         const Vector2d perRow =

@@ -60,8 +60,12 @@ private:
         double sign;            // 1 if the source is left where the axis grows
     };
 
+    /// Pixels by which a side bends out between its points, at most.
+    double largestBend() const;
+
     PinholeCamera source_;
     PinholeCamera output_;
+    double margin_;  // pixels of the source around one that a renderer and bent sides need
     std::array<Point, kCount> points_;
     Distances plain_;  // of the plain crop of a camera at rest
 };
