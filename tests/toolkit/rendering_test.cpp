@@ -38,7 +38,7 @@ OrientationTrack shake(double radians) {
 /// Camera of the same field of view at another size, if crop is 1.
 PinholeCamera outputOf(const PinholeCamera& source, int width, int height, double crop) {
     const double scale = std::min(source.width * crop / width, source.height * crop / height);
-    return {width, height, source.focal / scale, 0.0};
+    return {width, height, source.focal / scale, 0.0, source.lens};
 }
 
 /// Source pixel by the definition, each step with the track's own orientation.
@@ -55,25 +55,38 @@ Eigen::Vector2d exactPixel(const PinholeCamera& source, const OrientationTrack& 
 }
 
 TEST(SourceMesh, IsWithinATwentiethOfAPixelOfTheExactMapping) {
-    const PinholeCamera source{1920, 1080, 1500.0, 0.033};
+    const PinholeCamera plain{1920, 1080, 1500.0, 0.033};
+    const PinholeCamera fisheye{
+        1920, 1080, 700.0, 0.033, {LensModel::kFisheye, {-0.03, 0.004, 0.0, 0.0}}};
+    const PinholeCamera barrel{
+        1920, 1080, 1100.0, 0.033, {LensModel::kPolynomial, {-0.2, 0.04, 0.0, 0.0}}};
     const struct {
         const char* name;
+        PinholeCamera source;
         PinholeCamera output;
-        double step;  // luma pixels between samples
-    } kCases[] = {{"luma", outputOf(source, 1920, 1080, 0.8), 1.0},
-                  {"chroma", outputOf(source, 1920, 1080, 0.8), 2.0},
-                  {"half size", outputOf(source, 960, 540, 0.8), 1.0},
-                  {"portrait", outputOf(source, 608, 1080, 0.8), 1.0}};
+        double step;   // luma pixels between samples
+        double shift;  // by which the shake moves things at least, in pixels
+    } kCases[] = {{"luma", plain, outputOf(plain, 1920, 1080, 0.8), 1.0, 30.0},
+                  {"chroma", plain, outputOf(plain, 1920, 1080, 0.8), 2.0, 30.0},
+                  {"half size", plain, outputOf(plain, 960, 540, 0.8), 1.0, 30.0},
+                  {"portrait", plain, outputOf(plain, 608, 1080, 0.8), 1.0, 30.0},
+                  {"fisheye", fisheye, outputOf(fisheye, 1920, 1080, 0.8), 1.0, 10.0},
+                  {"fisheye chroma", fisheye, outputOf(fisheye, 1920, 1080, 0.8), 2.0, 10.0},
+                  {"straightened fisheye", fisheye, {1920, 1080, 650.0, 0.0}, 1.0, 10.0},
+                  {"straightened fisheye chroma", fisheye, {1920, 1080, 650.0, 0.0}, 2.0, 10.0},
+                  {"straightened barrel", barrel, {1920, 1080, 1300.0, 0.0}, 2.0, 20.0}};
     const OrientationTrack track = shake(0.02);
     const Eigen::Quaterniond view = track.at(0.0165);
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.name);
+        const PinholeCamera& source = c.source;
         const auto samples = [&](int size) { return static_cast<int>(size / c.step); };
         const Eigen::Array2d step(c.step, c.step);
         const SampleGrid to{samples(c.output.width), samples(c.output.height), step, step / 2};
         const SampleGrid from{samples(source.width), samples(source.height), step, step / 2};
         const RowRotations rotations(source, 0.0, track, view);
-        SourceMesh mesh(to, from);
+        const int s = SourceMesh::spacingFor(to, c.output, source);
+        SourceMesh mesh(to, from, s);
         for (int row = 0; row < mesh.nodeRows(); ++row) mesh.setRow(row, rotations, c.output);
         double largest = 0.0;
         double largestShift = 0.0;
@@ -81,7 +94,6 @@ TEST(SourceMesh, IsWithinATwentiethOfAPixelOfTheExactMapping) {
             for (int x = 0; x < to.width; x += 7) {
                 const Eigen::Vector2d pixel = Eigen::Array2d(x, y) * to.step + to.offset;
                 const Eigen::Vector2d exact = exactPixel(source, track, view * c.output.ray(pixel));
-                const int s = SourceMesh::kSpacing;
                 const double u = x % s / double(s);
                 const double v = y % s / double(s);
                 const auto edge = [&](int row) -> Eigen::Vector2d {
@@ -95,7 +107,7 @@ TEST(SourceMesh, IsWithinATwentiethOfAPixelOfTheExactMapping) {
             }
         }
         EXPECT_LT(largest, 0.05);
-        EXPECT_GT(largestShift, 30.0);
+        EXPECT_GT(largestShift, c.shift);
     }
 }
 

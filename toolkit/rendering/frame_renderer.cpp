@@ -115,7 +115,9 @@ void FrameRenderer::prepare(const AVFrame& frame) {
         const SampleGrid from = gridOf(frame, i, source_, chromaLocation_);
         const SampleGrid to = gridOf(result, i, output_, chromaLocation_);
         // Planes of chroma have the same grids.
-        if (i < 2 || !(planes_.back()->from == from)) meshes_.emplace_back(to, from);
+        if (i < 2 || !(planes_.back()->from == from)) {
+            meshes_.emplace_back(to, from, SourceMesh::spacingFor(to, output_, source_));
+        }
         planes_.push_back(std::make_unique<Plane>(
             Plane{from, to, meshes_.size() - 1, PlaneResampler(from.width, from.height)}));
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -146,10 +147,9 @@ void PlaneResampler::load(const PlaneView& source, int from, int to) {
     }
 }
 
-template <int kGroups, class Sample>
+template <int kSpacing, int kGroups, class Sample>
 void PlaneResampler::fillCells(const SourceMesh& mesh, int cellRow, const PlaneView& result,
                                int outside) const {
-    constexpr int kSpacing = SourceMesh::kSpacing;
     constexpr int kPhaseShift = kPositionBits - kPhaseBits;
     constexpr int kRounding = 1 << (kPhaseShift - 1);
     const int groups = kGroups > 0 ? kGroups : groups_;
@@ -239,15 +239,30 @@ void PlaneResampler::fillCells(const SourceMesh& mesh, int cellRow, const PlaneV
     }
 }
 
+template <int kSpacing>
+void PlaneResampler::fillSpaced(const SourceMesh& mesh, int cellRow, const PlaneView& result,
+                                int outside) const {
+    const auto fill = [&](auto groups) {
+        constexpr int kGroups = decltype(groups)::value;
+        if (result.depth > 8) {
+            fillCells<kSpacing, kGroups, uint16_t>(mesh, cellRow, result, outside);
+        } else {
+            fillCells<kSpacing, kGroups, uint8_t>(mesh, cellRow, result, outside);
+        }
+    };
+    if (groups_ == 1) return fill(std::integral_constant<int, 1>());
+    if (groups_ == 2) return fill(std::integral_constant<int, 2>());
+    fill(std::integral_constant<int, 0>());
+}
+
 void PlaneResampler::fill(const SourceMesh& mesh, int cellRow, const PlaneView& result,
                           int outside) const {
-    const bool isWide = result.depth > 8;
-    if (groups_ == 1 && !isWide) return fillCells<1, uint8_t>(mesh, cellRow, result, outside);
-    if (groups_ == 1) return fillCells<1, uint16_t>(mesh, cellRow, result, outside);
-    if (groups_ == 2 && !isWide) return fillCells<2, uint8_t>(mesh, cellRow, result, outside);
-    if (groups_ == 2) return fillCells<2, uint16_t>(mesh, cellRow, result, outside);
-    if (!isWide) return fillCells<0, uint8_t>(mesh, cellRow, result, outside);
-    return fillCells<0, uint16_t>(mesh, cellRow, result, outside);
+    constexpr int kSpacing = SourceMesh::kSpacing;
+    if (mesh.spacing() == kSpacing) return fillSpaced<kSpacing>(mesh, cellRow, result, outside);
+    if (mesh.spacing() == kSpacing / 2) {
+        return fillSpaced<kSpacing / 2>(mesh, cellRow, result, outside);
+    }
+    fillSpaced<SourceMesh::kFinestSpacing>(mesh, cellRow, result, outside);
 }
 
 }  // namespace framehold

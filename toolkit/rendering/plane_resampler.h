@@ -40,7 +40,10 @@ public:
     void fill(const SourceMesh& mesh, int cellRow, const PlaneView& result, int outside) const;
 
 private:
-    template <int kGroups, class Sample>
+    template <int kSpacing>
+    void fillSpaced(const SourceMesh& mesh, int cellRow, const PlaneView& result,
+                    int outside) const;
+    template <int kSpacing, int kGroups, class Sample>
     void fillCells(const SourceMesh& mesh, int cellRow, const PlaneView& result, int outside) const;
 
     // A row, at its first sample.

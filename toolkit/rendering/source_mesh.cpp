@@ -37,7 +37,8 @@ Eigen::Vector2d RowRotations::sourcePixel(const Eigen::Vector3d& direction, doub
     for (int i = 0; i < kMaxSteps; ++i) {
         const double row = pixel.y();
         const Eigen::Vector3d seen = at(row) * direction;
-        if (seen.z() > -1e-3 * direction.norm()) return {-source_.width, -source_.height};
+        if (source_.lens.isNone() && seen.z() > -1e-3 * direction.norm())
+            return {-source_.width, -source_.height};
         pixel = source_.project(seen);
         if (std::fabs(pixel.y() - row) < kTolerance) break;
     }
@@ -49,10 +50,40 @@ bool SampleGrid::operator==(const SampleGrid& other) const {
            (offset == other.offset).all();
 }
 
-SourceMesh::SourceMesh(const SampleGrid& output, const SampleGrid& source)
-    : output_(output), source_(source), columns_((output.width - 1) / kSpacing + 2),
-      rows_((output.height - 1) / kSpacing + 2),
+SourceMesh::SourceMesh(const SampleGrid& output, const SampleGrid& source, int spacing)
+    : output_(output), source_(source), spacing_(spacing),
+      columns_((output.width - 1) / spacing + 2), rows_((output.height - 1) / spacing + 2),
       nodes_(static_cast<size_t>(columns_) * static_cast<size_t>(rows_)) {}
+
+int SourceMesh::spacingFor(const SampleGrid& samples, const PinholeCamera& output,
+                           const PinholeCamera& source) {
+    if (output.lens == source.lens) return kSpacing;
+    constexpr double kTolerance = 0.03;  // pixels of the source; turns add to it
+    constexpr int kCells = 32;           // a side, that are looked at
+    const auto seen = [&](double column, double row) {
+        const Eigen::Vector2d pixel = Eigen::Array2d(column, row) * samples.step + samples.offset;
+        return source.project(output.ray(pixel));
+    };
+    const auto errorAt = [&](double column, double row, double spacing) {
+        const Eigen::Vector2d middle = seen(column, row);
+        const double half = spacing / 2.0;
+        const auto error = [&](double x, double y) {
+            return (middle - (seen(column - x, row - y) + seen(column + x, row + y)) / 2.0).norm();
+        };
+        return error(half, 0.0) + error(0.0, half);
+    };
+    int spacing = kSpacing;
+    for (; spacing > kFinestSpacing; spacing /= 2) {
+        double largest = 0.0;
+        for (int i = 0; i < kCells * kCells; ++i) {
+            const double column = double(i % kCells) / (kCells - 1) * samples.width;
+            const double row = double(i / kCells) / (kCells - 1) * samples.height;
+            largest = std::max(largest, errorAt(column, row, spacing));
+        }
+        if (largest <= kTolerance) break;
+    }
+    return spacing;
+}
 
 void SourceMesh::setRow(int row, const RowRotations& rotations, const PinholeCamera& output) {
     // Far outside is outside: positions stay small enough for the resampler's integers.
@@ -60,7 +91,7 @@ void SourceMesh::setRow(int row, const RowRotations& rotations, const PinholeCam
     constexpr double kMargin = 1024.0;  // more than a cell has
     double guess = 0.5 * source_.step.y() * source_.height;
     for (int column = 0; column < columns_; ++column) {
-        const Eigen::Array2d sample = Eigen::Array2d(column, row) * kSpacing;
+        const Eigen::Array2d sample = Eigen::Array2d(column, row) * spacing_;
         const Eigen::Vector2d pixel = sample * output_.step + output_.offset;
         const Eigen::Vector2d seen = rotations.sourcePixel(output.ray(pixel), guess);
         guess = seen.y();

@@ -42,15 +42,24 @@ struct SampleGrid {
 };
 
 /// Positions in a plane of the source that the samples of the same plane of the output read: exact
-/// at the nodes, every kSpacing samples, and linear between them.
+/// at the nodes and linear between them.
 class SourceMesh {
 public:
     // Samples between nodes, of luma and chroma alike: no pixel is off by more than 0.05 on strong
     // shake (tests/toolkit/rendering_test.cpp).
     static constexpr int kSpacing = 16;
+    static constexpr int kFinestSpacing = 4;
 
-    /// output, source: the plane's samples in the two frames.
-    SourceMesh(const SampleGrid& output, const SampleGrid& source);
+    /// output, source: the plane's samples in the two frames. spacing: kSpacing, or a half or a
+    /// quarter of it.
+    SourceMesh(const SampleGrid& output, const SampleGrid& source, int spacing = kSpacing);
+
+    /// Spacing that two cameras need, because their lenses differ.
+    static int spacingFor(const SampleGrid& samples, const PinholeCamera& output,
+                          const PinholeCamera& source);
+
+    /// Samples between nodes.
+    int spacing() const { return spacing_; }
 
     /// Number of rows of cells.
     int cellRows() const { return rows_ - 1; }
@@ -71,6 +80,7 @@ public:
 private:
     SampleGrid output_;
     SampleGrid source_;
+    int spacing_;
     int columns_;
     int rows_;
     std::vector<Eigen::Vector2d> nodes_;
