@@ -17,6 +17,7 @@ enum class Severity {
 struct LogFinding {
     Severity severity;
     std::string text;
+    std::string remedy = {};  // options that mend it, where there are; also in the text
 };
 
 /// Findings from the log alone, the worst first.

@@ -66,8 +66,8 @@ public:
     }
 
 private:
-    void add(Severity severity, const std::string& text) {
-        check_.findings.push_back({severity, text});
+    void add(Severity severity, const std::string& text, const std::string& remedy = {}) {
+        check_.findings.push_back({severity, text, remedy});
     }
     Severity severity() const {
         return check_.isHarmful || coversNothing_ ? Severity::kFatal : Severity::kWarning;
@@ -238,9 +238,11 @@ private:
         if (what.empty()) return;
         // Small errors are worth a word only where they cost something.
         if (1.0 - use.explained > 0.7 * (1.0 - before)) return;
+        const std::string remedy = fmt::format("{}", fmt::join(how, " "));
         add(severity(),
-            fmt::format("{}; {} fits the pictures and explains {:.0f} %: {}", asItIs(),
-                        fmt::join(how, " "), 100.0 * use.explained, fmt::join(what, ", and ")));
+            fmt::format("{}; {} fits the pictures and explains {:.0f} %: {}", asItIs(), remedy,
+                        100.0 * use.explained, fmt::join(what, ", and ")),
+            remedy);
     }
 
     /// Offset of a piece of the clip, with the time of its middle.
