@@ -47,7 +47,8 @@ void ClipRun::run(const ProgressTarget& progress, RunMessages& messages) {
     clock.end("frames", record_.stageTimes);
     warnAboutCoverage(messages);
     warnAboutVideo(messages);
-    shake_.report(messages);
+    record_.shake = shake_.measure();
+    if (record_.shake) warnOfShake(*record_.shake, messages);
     record_.param = paramOf(settings_);
     record_.secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
     messages.say(fmt::format("{} in, {} out, {:.1f} frames per second", counted(taken_, "frame"),

@@ -34,17 +34,17 @@ void useTable(const std::string& video, const std::vector<double>& table,
 
 }  // namespace
 
-void checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
-                    const ClipSettings& settings, RunMessages& messages) {
+std::optional<LogFinding> checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
+                                         const ClipSettings& settings, RunMessages& messages) {
     const std::string& video = clip.files.video;
     if (video == "-") {
         messages.note(
             "standard input is not compared with the motion log before the run: it can be read "
             "only once");
-        return;
+        return std::nullopt;
     }
     std::vector<FeatureTracks> samples = trackSamples(video, {}, throwIfInterrupted);
-    if (samples.empty()) return;  // the run itself says what is wrong with the video
+    if (samples.empty()) return std::nullopt;  // the run itself says what is wrong with the video
     const std::vector<double>& table = clip.metadata.frameTimes;
     if (!table.empty()) useTable(video, table, samples);
     const CameraSettings& camera = settings.camera;
@@ -61,6 +61,7 @@ void checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
         }
         messages.warn(clip.files.motion + ": " + finding.text);
     }
+    return check.findings.empty() ? std::nullopt : std::optional(check.findings.front());
 }
 
 ShakeComparison::ShakeComparison(const VideoProperties& video) {
@@ -82,10 +83,8 @@ void ShakeComparison::Side::add(const ShakeComparison& comparison, const AVFrame
     if (frames % comparison.partPeriod_ == comparison.partLength_) parts.push_back(tracker.take());
 }
 
-void ShakeComparison::report(RunMessages& messages) {
-    constexpr double kCutoff = 1.0;      // Hz, as measures have it
-    constexpr double kFactor = 1.05;     // that no cropping of a still picture explains
-    constexpr double kInvisible = 3e-4;  // of the width
+std::optional<ShakeAmounts> ShakeComparison::measure() {
+    constexpr double kCutoff = 1.0;  // Hz, as measures have it
     if (source_.frames % partPeriod_ < partLength_) {
         for (Side* side : {&source_, &result_}) side->parts.push_back(side->tracker.take());
     }
@@ -102,15 +101,17 @@ void ShakeComparison::report(RunMessages& messages) {
         after += count * std::pow(*result / result_.parts[i].width, 2);
         frames += count;
     }
-    if (frames == 0.0) return;
-    before = std::sqrt(before / frames);
-    after = std::sqrt(after / frames);
-    if (after < kFactor * before + kInvisible) return;
+    if (frames == 0.0) return std::nullopt;
+    return ShakeAmounts{std::sqrt(before / frames), std::sqrt(after / frames)};
+}
+
+void warnOfShake(const ShakeAmounts& shake, RunMessages& messages) {
+    if (!shake.isWorse()) return;
     messages.lose(fmt::format(
         "the result is shakier than the source: {:.3f} % of its width RMS, the source {:.3f} %; "
         "fast pans need a smaller --crop or less --smoothing; framehold inspect says whether the "
         "log fits",
-        100.0 * after, 100.0 * before));
+        100.0 * shake.after, 100.0 * shake.before));
 }
 
 }  // namespace framehold

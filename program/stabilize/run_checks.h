@@ -1,6 +1,7 @@
 #pragma once
 
 #include "clip/clip_settings.h"
+#include "inspection/log_findings.h"
 #include "stabilize/run_summary.h"
 #include "stabilize/stabilize_options.h"
 #include "tracking/feature_tracks.h"
@@ -10,11 +11,12 @@
 
 namespace framehold {
 
-/// Compares samples of a clip with what its log predicts, and warns of what does not fit. Only
-/// notes that standard input can be read only once. Throws std::runtime_error, with the
-/// remedy, for a log that covers no frame or would make the clip shakier, unless options.force.
-void checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
-                    const ClipSettings& settings, RunMessages& messages);
+/// Compares samples of a clip with what its log predicts, and warns of what does not fit; returns
+/// the worst of it. Only notes that standard input can be read only once. Throws
+/// std::runtime_error, with the remedy, for a log that covers no frame or would make the clip
+/// shakier, unless options.force.
+std::optional<LogFinding> checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
+                                         const ClipSettings& settings, RunMessages& messages);
 
 /// Measures how a run changes the shake, on the same short parts of source and result.
 class ShakeComparison {
@@ -26,8 +28,8 @@ public:
     void addSource(const AVFrame& frame, double time) { source_.add(*this, frame, time); }
     void addResult(const AVFrame& frame, double time) { result_.add(*this, frame, time); }
 
-    /// Says so if the result is shakier.
-    void report(RunMessages& messages);
+    /// Shake of both, after the last frame; none if it cannot be measured.
+    std::optional<ShakeAmounts> measure();
 
 private:
     /// One of the two clips.
@@ -46,5 +48,8 @@ private:
     Side source_;
     Side result_;
 };
+
+/// Says so if the result is shakier.
+void warnOfShake(const ShakeAmounts& shake, RunMessages& messages);
 
 }  // namespace framehold

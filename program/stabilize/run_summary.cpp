@@ -2,6 +2,7 @@
 
 #include "clip/camera_settings.h"
 #include "common/text_fields.h"
+#include "report/verdict.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -62,6 +63,9 @@ void addOutcome(const RunRecord& run, ordered_json& json) {
     json["largest_margin_used"] = largest;
     json["frames_per_second"] = run.framesPerSecond;
     json["seconds_taken"] = run.secondsTaken;
+    const Verdict verdict = verdictOf(run);
+    json["verdict"] = verdict.sentence;
+    if (!verdict.advice.empty()) json["advice"] = verdict.advice;
     for (const auto& [stage, seconds] : run.stageTimes) json["processor_seconds"][stage] = seconds;
 }
 

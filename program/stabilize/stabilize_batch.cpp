@@ -75,8 +75,6 @@ private:
         display.showNotes = isSingle() && !clip.quiet;
         display.progress =
             isSingle() ? ProgressTarget(!clip.quiet) : ProgressTarget(progress_, number);
-        display.observePath = options_.json || !clip.exportPath.empty() || !clip.saveRun.empty() ||
-                              !clip.report.empty();
         try {
             if (planned.error) std::rethrow_exception(planned.error);
             stabilizeClip(clip, std::move(planned.found), display, summary.record);

@@ -4,6 +4,7 @@
 #include "compare/clip_report.h"
 #include "media/results.h"
 #include "report/run_record.h"
+#include "report/verdict.h"
 #include "session/session_file.h"
 #include "stabilize/clip_run.h"
 #include "stabilize/live_engine.h"
@@ -37,7 +38,7 @@ void runLive(const StabilizeOptions& options, const ClipInputs& clip, const Clip
              const RunDisplay& display, const Run& run) {
     const MotionSamples motion = prepareMotion(clip, settings);
     std::optional<SessionWriter> session;
-    LiveEngine::Extras extras{options.sideBySide, display.observePath, nullptr};
+    LiveEngine::Extras extras{options.sideBySide, true, nullptr};
     if (!options.session.empty()) {
         session.emplace(OutputName{options.session, options.overwrites}, paramOf(settings));
         extras.session = &*session;
@@ -84,7 +85,13 @@ void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDi
     checkOutput(options, video);
     const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
     const ClipSettings settings = settingsFor(options, clip, display.progress.part(0.0, 0.0));
-    if (clip.log) checkBeforeRun(options, clip, settings, messages);
+    if (clip.log) {
+        if (const auto finding = checkBeforeRun(options, clip, settings, messages)) {
+            record.misfit = finding->text;
+            record.remedy = finding->remedy;
+        }
+    }
+    record.isCalibrated = options.findsUnknown;
     const auto runEngine = settings.engine == Engine::kLive ? runLive : runOffline;
     runEngine(options, clip, settings, display, [&](const auto& engine, const auto& progress) {
         ClipRun run(options, clip, settings, video, engine, record);
@@ -95,9 +102,11 @@ void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDi
         writePathTable({options.exportPath, options.overwrites}, record);
     if (!options.saveRun.empty()) saveRunRecord({options.saveRun, options.overwrites}, record);
     messages.say("written: " + (options.output == "-" ? "standard output" : options.output));
-    if (options.report.empty()) return;
-    report(options, !display.showNotes, record);
-    messages.say("written: " + options.report);
+    if (!options.report.empty()) {
+        report(options, !display.showNotes, record);
+        messages.say("written: " + options.report);
+    }
+    messages.say(textOf(verdictOf(record)));
 }
 
 }  // namespace framehold

@@ -13,7 +13,6 @@ struct RunDisplay {
     std::string label;      // start of each message; may be empty
     bool showNotes = true;  // else only warnings
     ProgressTarget progress = true;
-    bool observePath = true;  // fills in orientations and margins of the record's frames
 };
 
 /// Stabilizes one recorded clip, whose files were found: loads what is known of it, decides on the

@@ -6,6 +6,7 @@
 #include "report/parameter_snippet.h"
 #include "report/report_page.h"
 #include "report/run_record.h"
+#include "report/verdict.h"
 #include "support/temporary_folder.h"
 #include "support/test_support.h"
 
@@ -43,6 +44,8 @@ RunRecord makeRun() {
     run.input = "walk.mp4";
     run.motionLog = "logs/walk.gcsv";
     run.param = zpr_test::makeParam(640, 360);
+    run.remedy = "--axes XYZ";
+    run.shake = ShakeAmounts{0.004, 0.002};
     run.param.fieldOfView = 503.5;
     run.param.fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;
     run.notes = {"a </script> <!-- note & \xE2\x80\xA8"};
@@ -67,6 +70,8 @@ TEST(RunRecord, IsTheSameAfterAFile) {
     EXPECT_EQ(*read.frames[0].corrected, *run.frames[0].corrected);
     EXPECT_FALSE(read.frames[1].measured);
     EXPECT_EQ(read.frames[3].marginUsed, 0.75);
+    EXPECT_EQ(read.shake->after, 0.002);
+    EXPECT_EQ(read.remedy, "--axes XYZ");
 
     const std::pair<const char*, const char*> kCases[] = {
         {"[]", "is not what stabilize --save-run writes"},
@@ -76,6 +81,81 @@ TEST(RunRecord, IsTheSameAfterAFile) {
         const std::string error =
             zpr_test::errorOf([&] { loadRunRecord(folder.write("bad.json", text)); });
         EXPECT_NE(error.find(message), std::string::npos) << error;
+    }
+}
+
+/// A run of 100 frames, of which `atLimit` use up the margin.
+RunRecord runWith(const char* engine, std::optional<ShakeAmounts> shake, int atLimit, int crop) {
+    RunRecord run;
+    run.engine = engine;
+    run.motionLog = "walk.gcsv";
+    run.shake = shake;
+    run.param.cropPercent = crop;
+    run.param.smoothingLevel = 9;
+    const Quaternion none(1, 0, 0, 0);
+    for (int i = 0; i < 100; ++i) {
+        run.frames.push_back({i / 30.0, none, none, i < atLimit ? 0.98 : 0.4, 1.0});
+    }
+    return run;
+}
+
+TEST(Verdict, NamesWhatHoldsTheResultBack) {
+    using Kind = Verdict::Kind;
+    const RunRecord good = runWith("offline", ShakeAmounts{4e-3, 6e-4}, 0, 80);
+    const RunRecord usedUp = runWith("offline", ShakeAmounts{4e-3, 2.4e-3}, 30, 97);
+    const auto with = [](RunRecord run, auto change) {
+        change(run);
+        return run;
+    };
+    const struct {
+        const char* name;
+        RunRecord run;
+        Kind kind;
+        const char* sentence;
+        const char* advice;  // its start; empty: none
+    } kCases[] = {
+        {"good", good, Kind::kSteady, "steady: 15 % of the shake", "--crop 90 "},
+        {"good, margin touched once", runWith("offline", ShakeAmounts{4e-3, 6e-4}, 1, 80),
+         Kind::kSteady, "steady: 15 %", ""},
+        {"margin used up", usedUp, Kind::kPartly, "used up in 30 of 100", "--crop 80 "},
+        {"margin used up by a small picture",
+         with(usedUp, [](RunRecord& run) { run.param.cropPercent = 60; }), Kind::kPartly,
+         "used up in 30 of 100", "--smoothing 7 "},
+        {"pan that touches the border", runWith("live", ShakeAmounts{5e-4, 6.4e-3}, 60, 80),
+         Kind::kShaky, "shakier than the source: the crop margin", "--crop 70 "},
+        {"live", runWith("live", ShakeAmounts{4e-3, 2e-3}, 0, 80), Kind::kPartly, "50 %",
+         "--engine offline"},
+        {"wrong axes",
+         with(runWith("live", ShakeAmounts{4e-3, 6e-3}, 50, 80),
+              [](RunRecord& run) {
+                  run.misfit = "its axes are XYZ";
+                  run.remedy = "--axes XYZ";
+              }),
+         Kind::kShaky, "shakier than the source: the motion log does not fit", "--axes XYZ "},
+        {"another clip's log", with(good, [](RunRecord& run) { run.misfit = "no axes fit"; }),
+         Kind::kSteady, "15 %", "--no-motion "},
+        {"log too short",
+         with(usedUp,
+              [](RunRecord& run) {
+                  for (int i = 0; i < 20; ++i) run.frames[i].measured.reset();
+              }),
+         Kind::kPartly, "20 of 100 frames have no orientation", "start the motion log"},
+        {"something else", runWith("offline", ShakeAmounts{4e-3, 3.6e-3}, 0, 80), Kind::kShaky,
+         "hardly steadier, 90 %", "--auto "},
+        {"tripod", runWith("offline", ShakeAmounts{2e-4, 2e-4}, 0, 95), Kind::kSteady,
+         "steady already", ""},
+        {"not measured", runWith("offline", std::nullopt, 0, 80), Kind::kUnknown,
+         "could not be measured", ""},
+        {"another program", runWith("", ShakeAmounts{4e-3, 2.4e-3}, 0, 0), Kind::kPartly, "60 %",
+         ""},
+    };
+    for (const auto& c : kCases) {
+        const Verdict verdict = verdictOf(c.run);
+        EXPECT_EQ(verdict.kind, c.kind) << c.name;
+        EXPECT_NE(verdict.sentence.find(c.sentence), std::string::npos)
+            << c.name << ": " << verdict.sentence;
+        EXPECT_EQ(verdict.advice.rfind(c.advice, 0), 0u) << c.name << ": " << verdict.advice;
+        EXPECT_EQ(verdict.advice.empty(), std::string(c.advice).empty()) << verdict.advice;
     }
 }
 

@@ -54,6 +54,9 @@ void visitFields(Run& run, Visit visit) {
 template <class Run, class Visit>
 void visitNewFields(Run& run, Visit visit) {
     visit("horizon_percent", run.horizon);
+    visit("calibrated", run.isCalibrated);
+    visit("misfit", run.misfit);
+    visit("remedy", run.remedy);
 }
 
 FrameRecord frameFrom(const ordered_json& json) {
@@ -81,6 +84,7 @@ void saveRunRecord(const OutputName& file, const RunRecord& run) {
     const auto save = [&json](const char* name, const auto& field) { json[name] = field; };
     visitFields(run, save);
     visitNewFields(run, save);
+    if (run.shake) json["shake"] = {run.shake->before, run.shake->after};
     json["frames"] = ordered_json::array();
     for (const FrameRecord& frame : run.frames) {
         json["frames"].push_back({{"time_s", frame.time},
@@ -112,10 +116,11 @@ RunRecord loadRunRecord(const std::string& path) {
         visitNewFields(run, [&](const char* name, auto& field) {
             if (json.contains(name)) load(name, field);
         });
+        if (json.contains("shake")) run.shake = {json["shake"].at(0), json["shake"].at(1)};
         for (const ordered_json& frame : json.at("frames")) run.frames.push_back(frameFrom(frame));
         return run;
     } catch (const nlohmann::json::exception&) {
-        throw FileError(path, 0, "frames: a value is missing, or of another kind");
+        throw FileError(path, 0, "shake or frames: a value is missing, or of another kind");
     }
 }
 

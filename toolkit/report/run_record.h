@@ -40,6 +40,16 @@ private:
     std::clock_t start_ = std::clock();
 };
 
+/// Shake of a source and of what was made of it: ClipMeasures::displacement as a share of the
+/// picture's width.
+struct ShakeAmounts {
+    double before = 0.0;
+    double after = 0.0;
+
+    /// True if the result is shakier by what no cropping of a still picture explains.
+    bool isWorse() const { return after >= 1.05 * before + 3e-4; }
+};
+
 /// Record of the stabilization of a clip.
 struct RunRecord {
     std::string input;
@@ -47,8 +57,12 @@ struct RunRecord {
     std::string motionLog;
     std::string engine;  // by name
     ZPR_Param param{};
-    std::string axes;      // letters, as AxisMapping::fromLetters takes them
-    double horizon = 0.0;  // percent of the roll that was to be levelled
+    std::string axes;           // letters, as AxisMapping::fromLetters takes them
+    double horizon = 0.0;       // percent of the roll that was to be levelled
+    bool isCalibrated = false;  // with the clip itself
+    std::string misfit;         // how the log does not fit the pictures; empty: nothing was found
+    std::string remedy;         // options that make it fit; empty: none are known
+    std::optional<ShakeAmounts> shake;  // none: not measured
     double framesPerSecond = 0.0;
     double secondsTaken = 0.0;
     StageTimes stageTimes;       // not saved
