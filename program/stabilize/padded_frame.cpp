@@ -9,9 +9,10 @@ namespace {
 
 /// Repeats the first and the last `unit` bytes of `content` over the rest of a row.
 void repeatEdges(uint8_t* row, int left, int content, int width, int unit) {
-    for (int x = left - unit; x >= 0; x -= unit) std::memcpy(row + x, row + left, unit);
+    const auto bytes = static_cast<size_t>(unit);
+    for (int x = left - unit; x >= 0; x -= unit) std::memcpy(row + x, row + left, bytes);
     const int end = left + content;
-    for (int x = end; x < width; x += unit) std::memcpy(row + x, row + end - unit, unit);
+    for (int x = end; x < width; x += unit) std::memcpy(row + x, row + end - unit, bytes);
 }
 
 }  // namespace

@@ -132,7 +132,7 @@ TEST(Faults, ArenasOfEverySize) {
     for (const auto& [width, height, delay] : {std::tuple{2, 2, 0}, {34, 18, 2}}) {
         ZPR_Param param = makeParam(width, height);
         param.delayFrames = delay;
-        for (const size_t offset : {0, 1}) {  // arenas are aligned to 4 bytes, objects to more
+        for (const size_t offset : {0u, 1u}) {  // arenas are aligned to 4 bytes, objects to more
             alignas(16) uint32_t words[4000];
             const Holdings before = holdings();
             size_t tooSmall = 0, enough = 0;

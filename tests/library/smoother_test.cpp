@@ -264,7 +264,7 @@ TEST(IIRSmoother, GoesOnAsBeforeWhenFrameCountsEnd) {
         // Multiples of the ring's size, so that the frames lie in the same entries.
         const auto ring = static_cast<uint32_t>(delay) + 1;
         for (const uint64_t end : {uint64_t{1} << 31, uint64_t{1} << 32}) {
-            const uint32_t start = static_cast<uint32_t>((end - 40 - delay) / ring * ring);
+            const auto start = static_cast<uint32_t>((end - 39 - ring) / ring * ring);
             const auto late = run(start);
             ASSERT_EQ(late.size(), usual.size());
             for (size_t i = 0; i < usual.size(); ++i) {

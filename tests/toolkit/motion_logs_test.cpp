@@ -276,9 +276,8 @@ TEST(Gpmf, ErrorsNamePacketAndKey) {
         {with("TSMPL", "TSMPc"), "TSMP: type 'c' of 4 bytes is not one of numbers"},
     };
     for (const auto& [bytes, message] : kCases) {
-        const std::string error = errorOf([&] {
-            parseGpmf("clip.mp4", {{0.0, 0.1, good}, {0.1, 0.1, bytes}});
-        });
+        const std::vector<TelemetryPacket> packets = {{0.0, 0.1, good}, {0.1, 0.1, bytes}};
+        const std::string error = errorOf([&] { parseGpmf("clip.mp4", packets); });
         EXPECT_EQ(error.find(std::string("clip.mp4: GPMF packet 2: ") + message), 0u) << error;
     }
 }
@@ -311,9 +310,8 @@ TEST(Camm, ReadsTypesAndNamesWhatIsWrong) {
         {camm(3, {1.0F, 2.0F, 2.0F}), "its CAMM telemetry has no packets of type 0 or 2"},
     };
     for (const auto& [bytes, message] : kCases) {
-        EXPECT_EQ(errorOf([&] {
-                      parseCamm("clip.mp4", {{0.0, 0.0, bytes}});
-                  }),
+        const std::vector<TelemetryPacket> wrong = {{0.0, 0.0, bytes}};
+        EXPECT_EQ(errorOf([&] { parseCamm("clip.mp4", wrong); }),
                   std::string("clip.mp4: ") + message);
     }
 }

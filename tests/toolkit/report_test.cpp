@@ -78,8 +78,8 @@ TEST(RunRecord, IsTheSameAfterAFile) {
         {R"({"kind": "framehold run"})", "input"},
         {"{", "not JSON"}};
     for (const auto& [text, message] : kCases) {
-        const std::string error =
-            zpr_test::errorOf([&] { loadRunRecord(folder.write("bad.json", text)); });
+        const std::string bad = folder.write("bad.json", text);
+        const std::string error = zpr_test::errorOf([&] { loadRunRecord(bad); });
         EXPECT_NE(error.find(message), std::string::npos) << error;
     }
 }
