@@ -45,14 +45,17 @@ Int4 pairProducts(Short8 a, Short8 b) {
 #endif
 }
 
-/// Cubic convolution kernel. A steeper slope at 1 keeps more contrast of edges, but rings, and moves
-/// smooth shapes by up to 0.05 samples; a flatter one blurs. Six taps, of a kernel of higher order or
-/// Lanczos', keep 1 to 3 % more contrast in half as much time again.
+/// Cubic convolution kernel through the samples, Catmull and Rom's, with a part added that sharpens
+/// most between samples, where the cubic blurs most: -1, 1, 1, -1 times a parabola, which moves no
+/// shape that is smooth. A steeper cubic would move those by up to 0.05 samples, and sharpen least
+/// next to samples. Six taps, of a kernel of higher order or Lanczos', take half as much time again.
 double cubic(double x) {
-    constexpr double kSlope = -0.6;
+    constexpr double kSharpening = 0.1;
     x = std::fabs(x);
-    if (x < 1.0) return ((kSlope + 2.0) * x - (kSlope + 3.0)) * x * x + 1.0;
-    if (x < 2.0) return kSlope * (((x - 5.0) * x + 8.0) * x - 4.0);
+    if (x < 1.0) return (1.5 * x - 2.5) * x * x + 1.0 + kSharpening * x * (1.0 - x);
+    if (x < 2.0) {
+        return -0.5 * (((x - 5.0) * x + 8.0) * x - 4.0) - kSharpening * (x - 1.0) * (2.0 - x);
+    }
     return 0.0;
 }
 
