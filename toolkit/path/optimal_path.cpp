@@ -149,8 +149,7 @@ OptimalPath findOptimalPath(const OrientationTrack& track, const std::vector<dou
             const RowOrientations rows(track, source, times[i]);
             const View view{(rows.middle() * rotationBy(corrections[i])).normalized(), zooms[i]};
             result.views.push_back(insideView(view, rows, border));
-            result.shareUsed.push_back(
-                border.shareUsed(border.distances(rows, result.views.back())));
+            result.shareUsed.push_back(border.shareUsed(rows, result.views.back()));
         }
         begin = end;
     }

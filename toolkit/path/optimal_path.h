@@ -14,8 +14,8 @@ namespace framehold {
 struct OptimalPath {
     std::vector<View> views;  // for each frame
 
-    /// For each frame, the largest share of the room between the plain crop and the source's border
-    /// that the output's border uses: 0 for none, 1 if it touches.
+    /// For each frame, the largest share of the room between the crop with its zoom and the source's
+    /// border that the output's border uses: 0 for none, 1 if it touches.
     std::vector<double> shareUsed;
 };
 

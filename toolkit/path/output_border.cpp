@@ -50,7 +50,7 @@ Quaterniond RowOrientations::at(double y) const {
 }
 
 OutputBorder::OutputBorder(const PinholeCamera& source, const PinholeCamera& output)
-    : source_(source), output_(output), margin_(kMargin) {
+    : source_(source), output_(output), atRest_({}, source, 0.0) {
     auto point = points_.begin();
     for (int axis = 0; axis < 2; ++axis) {
         for (const double sign : {-1.0, 1.0}) {
@@ -64,22 +64,17 @@ OutputBorder::OutputBorder(const PinholeCamera& source, const PinholeCamera& out
             }
         }
     }
-    PinholeCamera still = source;
-    still.readout = 0.0;
-    const RowOrientations rows({}, still, 0.0);
-    plain_ = distances(rows, View());
-    if (source.lens.isNone()) return;
-    margin_ += largestBend();
-    plain_ = distances(rows, View());
+    if (!source.lens.isNone()) bend_ = largestBend();
 }
 
 double OutputBorder::largestBend() const {
+    const Distances plain = distances(atRest_, View());
     // Turns that bring a side to that of the source: there it is bent most.
     Vector3d turn = Vector3d::Zero();
     for (int axis = 0; axis < 2; ++axis) {
         double room = INFINITY;
         for (int i = 0; i < kCount; ++i) {
-            if (points_[static_cast<size_t>(i)].axis == axis) room = std::min(room, -plain_[i]);
+            if (points_[static_cast<size_t>(i)].axis == axis) room = std::min(room, -plain[i]);
         }
         const double edge = (axis == 0 ? source_.width : source_.height) / 2.0;
         turn[1 - axis] = source_.lens.angle(edge / source_.focal) -
@@ -108,6 +103,8 @@ OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows, con
     constexpr int kRounds = 4;        // each leaves a tenth of the error, or less
     constexpr double kRowStep = 1.0;  // rows, for the derivative
     const PinholeCamera output = view.zoomed(output_);
+    // Parts of a larger border are longer, and bent more.
+    const double margin = kMargin + bend_ / std::min(1.0, view.zoom * view.zoom);
     Distances result;
     for (int i = 0; i < kCount; ++i) {
         const Point& point = points_[static_cast<size_t>(i)];
@@ -127,7 +124,7 @@ OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows, con
         }
         const double size = point.axis == 0 ? source_.width : source_.height;
         // Valid for pixels at whole coordinates and for those at halves.
-        const double limit = point.sign < 0.0 ? margin_ : size - 1.0 - margin_;
+        const double limit = point.sign < 0.0 ? margin : size - 1.0 - margin;
         result[i] = point.sign * (pixel[point.axis] - limit);
         if (!slopes) continue;
         const Vector3d d = seen(y);
@@ -144,11 +141,13 @@ OutputBorder::Distances OutputBorder::distances(const RowOrientations& rows, con
     return result;
 }
 
-double OutputBorder::shareUsed(const Distances& distances) const {
+double OutputBorder::shareUsed(const RowOrientations& rows, const View& view) const {
+    const Distances used = distances(rows, view);
+    const Distances plain = distances(atRest_, {Quaterniond::Identity(), view.zoom});
     double result = 0.0;
     for (int i = 0; i < kCount; ++i) {
-        const double room = -plain_[i];
-        result = std::max(result, room > 0.0 ? 1.0 + distances[i] / room : 1.0);
+        const double room = -plain[i];
+        result = std::max(result, room > 0.0 ? 1.0 + used[i] / room : 1.0);
     }
     return result;
 }

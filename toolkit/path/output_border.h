@@ -49,9 +49,9 @@ public:
     Distances distances(const RowOrientations& rows, const View& view,
                         Slopes* slopes = nullptr) const;
 
-    /// Largest share of the way from the plain crop to the source's border that a point has gone:
-    /// 0 for the plain crop of a camera at rest, 1 at the border.
-    double shareUsed(const Distances& distances) const;
+    /// Largest share of the way that a point has gone to the source's border from where it is for a
+    /// camera at rest with the view's zoom: 0 in the middle, 1 at the border.
+    double shareUsed(const RowOrientations& rows, const View& view) const;
 
 private:
     struct Point {
@@ -60,14 +60,14 @@ private:
         double sign;            // 1 if the source is left where the axis grows
     };
 
-    /// Pixels by which a side bends out between its points, at most.
+    /// Pixels by which a side bends out between its points, at most, of a view that does not zoom.
     double largestBend() const;
 
     PinholeCamera source_;
     PinholeCamera output_;
-    double margin_;  // pixels of the source around one that a renderer and bent sides need
     std::array<Point, kCount> points_;
-    Distances plain_;  // of the plain crop of a camera at rest
+    double bend_ = 0.0;  // largestBend
+    RowOrientations atRest_;
 };
 
 }  // namespace framehold
