@@ -124,6 +124,27 @@ CLI::Validator Command::pictureSizeCheck() {
         "");
 }
 
+CLI::Validator Command::coefficientsCheck() {
+    return CLI::Validator(
+        [](std::string& text) {
+            try {
+                coefficientsIn(text);
+            } catch (const std::invalid_argument& error) {
+                return std::string(error.what());
+            }
+            return std::string();
+        },
+        "");
+}
+
+void addLensOptions(Command& command, LensOptions& lens, const std::string& group) {
+    command
+        .addChoice("--lens-model", lens.model, "Formula of the lens",
+                   {"none", "polynomial", "fisheye"})
+        ->group(group);
+    command.addCoefficients("--lens", lens.k, "Its coefficients, one to four")->group(group);
+}
+
 void useSequenceRate(const std::vector<std::string>& clips, const std::optional<double>& rate) {
     const auto sequence = std::find_if(clips.begin(), clips.end(), isImageSequence);
     const bool isNeeded = sequence != clips.end();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cli/lens_options.h"
 #include "cli/picture_size.h"
 
 #include <map>
@@ -95,6 +96,13 @@ public:
         return addValue(names, value, description, {"XYZ", {}, {}, false})->check(axesCheck());
     }
 
+    /// Adds an option that takes the coefficients of a lens.
+    CLI::Option* addCoefficients(const std::string& names, std::string& value,
+                                 const std::string& description) {
+        return addValue(names, value, description, {"K1,K2,K3,K4", {}, {}, false})
+            ->check(coefficientsCheck());
+    }
+
     /// Adds an option that takes even sizes that the library can work with; `Size` is PictureSize
     /// or an optional one.
     template <typename Size>
@@ -164,6 +172,7 @@ private:
     static CLI::Validator fileCheck();
     static CLI::Validator clipCheck();
     static CLI::Validator axesCheck();
+    static CLI::Validator coefficientsCheck();
 
     std::string notes_;
     std::vector<std::string> examples_;
@@ -193,6 +202,9 @@ template <typename Text>
 CLI::Option* addAxesOption(Command& command, Text& letters) {
     return command.addAxes("--axes", letters, "Logged axes as device x, y, z; lower case: negated");
 }
+
+/// Adds --lens-model and --lens.
+void addLensOptions(Command& command, LensOptions& lens, const std::string& group);
 
 /// Adds the frames that a stabilized clip is behind its original; `Number` is int or an optional one.
 template <typename Number>

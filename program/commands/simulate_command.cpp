@@ -137,6 +137,7 @@ void addSimulateCommand(Command& program) {
     command.addNumber("--duration", o.duration, "Length of the clip in seconds", {0.0, 3600.0})
         ->capture_default_str();
     addFocalOption(command, o.camera.focal)->capture_default_str();
+    addLensOptions(command, o.lens, "Lens");
     addReadoutOption(command, o.camera.readout)->capture_default_str();
     command
         .addNumber("--time-offset", o.timeOffset, "Seconds from a timestamp to its first row",
@@ -166,6 +167,7 @@ void addSimulateCommand(Command& program) {
         options->path.pan = pan->value_or(options->motion.empty() ? options->path.pan : 0.0);
         options->camera.width = options->size.width;
         options->camera.height = options->size.height;
+        options->camera.lens = options->lens.lens().value_or(LensDistortion());
         fillSensors(*options);
         simulateClip(*options);
         if (options->quiet) return;

@@ -73,6 +73,8 @@ public:
         : o_(options), axes_(AxisMapping::fromLetters(options.axes)),
           frames_(static_cast<int>(options.duration * options.framesPerSecond)) {
         if (frames_ < 1) throw std::runtime_error("--duration is shorter than one frame");
+        const auto& camera = o_.camera;
+        requireCovered("--lens", camera.lens, camera.focal, camera.width, camera.height);
         RunFiles files;
         if (o_.motion.empty()) {
             motion_ = std::make_unique<CameraPath>(o_.path);
@@ -226,6 +228,12 @@ private:
             {"device_x", axes_.term(0)}, {"device_y", axes_.term(1)}, {"device_z", axes_.term(2)}};
         metadata["focal_px"] = o_.camera.focal;
         metadata["readout_s"] = o_.camera.readout;
+        if (!o_.camera.lens.isNone()) {
+            metadata["lens"]["model"] = nameOf(o_.camera.lens.model());
+            for (size_t i = 0; i < 4; ++i) {
+                metadata["lens"][fmt::format("k{}", i + 1)] = o_.camera.lens.coefficients()[i];
+            }
+        }
         metadata["time_offset_s"] = o_.timeOffset;
         metadata["clock_drift_ppm"] = o_.clockDrift;
         if (!o_.motion.empty()) metadata["motion"] = {{"file", o_.motion}, {"from_s", o_.from}};

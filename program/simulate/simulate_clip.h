@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cli/lens_options.h"
 #include "cli/picture_size.h"
 #include "simulation/camera.h"
 #include "simulation/camera_motion.h"
@@ -15,6 +16,7 @@ struct SimulateOptions {
     std::string folder = "simulated";
     PictureSize size{1280, 720};
     simulation::CameraModel camera;
+    LensOptions lens;
     simulation::PathSettings path;
     simulation::SensorSettings sensors;
     double framesPerSecond = 30.0;

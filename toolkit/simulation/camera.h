@@ -1,8 +1,10 @@
 #pragma once
 
+#include "common/lens_distortion.h"
 #include "simulation/camera_motion.h"
 #include "simulation/world.h"
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -10,13 +12,14 @@
 
 namespace framehold::simulation {
 
-/// Pinhole camera with a rolling shutter. Pixel (width / 2, height / 2) is on the optical axis, and
+/// Camera with a rolling shutter, a pinhole unless it has a lens. Pixel (width / 2, height / 2) is on the optical axis, and
 /// row y of a frame is read at the frame's time + readout * y / height.
 struct CameraModel {
     int width = 1280;
     int height = 720;
     double focal = 1000.0;    // pixels
     double readout = 0.0299;  // seconds
+    LensDistortion lens{};
 
     /// Time at which row y of a frame is read, in seconds.
     double rowTime(double frameTime, double y) const { return frameTime + readout * y / height; }
@@ -24,12 +27,20 @@ struct CameraModel {
     /// Direction in device coordinates seen at a pixel, not normalised. The picture's x axis is
     /// device -y, its y axis device -x, and the camera looks along device -z.
     Eigen::Vector3d ray(double x, double y) const {
-        return {-(y - height / 2) / focal, -(x - width / 2) / focal, -1.0};
+        const Eigen::Vector2d at((x - width / 2) / focal, (y - height / 2) / focal);
+        if (lens.isNone()) return {-at.y(), -at.x(), -1.0};
+        const double angle = lens.angle(at.norm());
+        const double scale = at.norm() > 0.0 ? std::sin(angle) / at.norm() : 1.0;
+        return {-at.y() * scale, -at.x() * scale, -std::cos(angle)};
     }
 
     /// Pixel that sees a direction in device coordinates in front of the camera.
     Eigen::Vector2d project(const Eigen::Vector3d& device) const {
-        const double depth = -device.z();
+        double depth = -device.z();
+        const double across = std::hypot(device.x(), device.y());
+        if (!lens.isNone() && across > 0.0) {
+            depth = across / lens.at(std::atan2(across, depth)).radius;
+        }
         return {width / 2 - focal * device.y() / depth, height / 2 - focal * device.x() / depth};
     }
 };
