@@ -171,12 +171,13 @@ TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
     const TemporaryFolder folder;
     folder.write("frames.csv", "frame,timestamp_s\n0,0.5\n1,0.6\n");
     const ClipMetadata metadata = readClipMetadata(folder.write("clip.json", R"({
-        "width": 800, "focal_px": 557.0, "readout_s": 0.03, "time_offset_s": -0.003,
+        "width": 800, "focal_px": 557.0, "lens": {"model": "fisheye", "k1": -0.03, "k4": 0.001}, "readout_s": 0.03, "time_offset_s": -0.003,
         "axes": {"device_x": "+y", "device_y": "-x", "device_z": "+z"},
         "gravity_hint_mps2": [9.81, 0, 0], "imu": {"file": "imu.gcsv", "accel_hz": null}})"));
     EXPECT_EQ(metadata.width, 800);
     EXPECT_EQ(metadata.focalLength, 557.0);
     EXPECT_EQ(metadata.timeOffset, -0.003);
+    EXPECT_TRUE(metadata.lens == LensDistortion(LensModel::kFisheye, {-0.03, 0.0, 0.0, 0.001}));
     EXPECT_EQ(metadata.axes->letters(), "YxZ");
     EXPECT_EQ(metadata.gravityHint, (Vec3{9.81, 0, 0}));
     EXPECT_NE(metadata.motionLog->find("/imu.gcsv"), std::string::npos);
@@ -193,6 +194,13 @@ TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
               "device_y": "+x", "device_z": "+z"}})",
          "axes: '0123456789012345678901234567890123456789...' is not an axis"},
         {R"({"focal_px": 0})", "focal_px: 0 is not at least 1"},
+        {R"({"lens": {"k1": 0.1}})", "lens: model is missing"},
+        {R"({"lens": {"model": "fish"}})",
+         "lens: model: 'fish' is not none, polynomial or fisheye"},
+        {R"({"lens": {"model": "fisheye", "k2": "x"}})", "lens: k2 is not a number"},
+        {R"({"lens": {"model": "fisheye", "k2": 2e3}})", "lens: k2: 2000 is not -1000 to 1000"},
+        {R"({"lens": {"model": "polynomial", "p1": 0}})",
+         "lens: 'p1' is not model, k1, k2, k3 or k4"},
         {R"({"readout_s": -1})", "readout_s: -1 is not at least 0"},
         {R"({"axes": {"device_x": "+x"}})", "axes: device_y is missing"},
         {R"({"gravity_hint_mps2": [1]})", "gravity_hint_mps2: is not a list of three numbers"},

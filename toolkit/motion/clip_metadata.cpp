@@ -4,6 +4,7 @@
 #include "common/text_fields.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 
 #include <fmt/format.h>
@@ -34,10 +35,11 @@ void readKey(const std::string& path, const json& object, const char* key, Read 
 /// Sentences on keys that are not known: each that looks like a misspelt one, then the others.
 std::vector<std::string> unknownKeys(const std::string& path, const json& root) {
     const std::vector<std::string> kKnown = {
-        "name",   "video",         "frames",     "width",           "height",
-        "fps",    "duration_s",    "imu",        "focal_px",        "readout_s",
-        "axes",   "time_offset_s", "seed",       "clock_drift_ppm", "gravity_hint_mps2",
-        "motion", "moving_share",  "frames_file"};
+        "name",          "video",        "frames",          "width",
+        "height",        "fps",          "duration_s",      "imu",
+        "focal_px",      "lens",         "readout_s",       "axes",
+        "time_offset_s", "seed",         "clock_drift_ppm", "gravity_hint_mps2",
+        "motion",        "moving_share", "frames_file"};
     constexpr size_t kMostNamed = 5;
     const std::string file = escaped(path);
     std::vector<std::string> warnings;
@@ -150,6 +152,34 @@ int pictureWidth(const json& value) {
     return static_cast<int>(width);
 }
 
+LensDistortion lensIn(const json& value) {
+    constexpr double kLargest = 1000.0;  // more than any lens has
+    if (!value.is_object()) throw std::invalid_argument("is not an object");
+    if (!value.contains("model")) throw std::invalid_argument("model is missing");
+    const std::string name = textIn(value["model"]);
+    const std::optional<LensModel> model = lensModelOf(name);
+    if (!model) {
+        throw std::invalid_argument(
+            fmt::format("model: '{}' is not none, polynomial or fisheye", excerpt(name)));
+    }
+    LensDistortion::Coefficients k{};
+    for (const auto& [key, coefficient] : value.items()) {
+        if (key == "model") continue;
+        if (key.size() != 2 || key[0] != 'k' || key[1] < '1' || key[1] > '4') {
+            throw std::invalid_argument(
+                fmt::format("'{}' is not model, k1, k2, k3 or k4", excerpt(key)));
+        }
+        if (!coefficient.is_number()) throw std::invalid_argument(key + " is not a number");
+        const auto number = coefficient.get<double>();
+        if (std::abs(number) > kLargest) {
+            throw std::invalid_argument(
+                fmt::format("{}: {} is not {} to {}", key, number, -kLargest, kLargest));
+        }
+        k[static_cast<size_t>(key[1] - '1')] = number;
+    }
+    return {*model, k};
+}
+
 }  // namespace
 
 std::vector<double> readFrameTimes(const std::string& path) {
@@ -182,6 +212,7 @@ ClipMetadata readClipMetadata(const std::string& path, NamedPaths paths) {
     readKey(path, root, "video", [&](const json& v) { metadata.video = textIn(v); });
     readKey(path, root, "width", [&](const json& v) { metadata.width = pictureWidth(v); });
     readKey(path, root, "focal_px", [&](const json& v) { metadata.focalLength = atLeast(1.0, v); });
+    readKey(path, root, "lens", [&](const json& v) { metadata.lens = lensIn(v); });
     readKey(path, root, "readout_s",
             [&](const json& v) { metadata.readoutTime = atLeast(0.0, v); });
     readKey(path, root, "time_offset_s", [&](const json& v) { metadata.timeOffset = numberIn(v); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/lens_distortion.h"
 #include "motion/axis_mapping.h"
 
 #include <optional>
@@ -13,6 +14,7 @@ struct ClipMetadata {
     std::optional<std::string> video;   // file name, as it is written there
     std::optional<int> width;           // pixels
     std::optional<double> focalLength;  // pixels, at this width
+    std::optional<LensDistortion> lens;
     std::optional<double> readoutTime;  // seconds
     std::optional<double> timeOffset;   // seconds, added to a frame's timestamp
     std::optional<double> clockDrift;   // seconds that the log's clock gains per second
@@ -34,7 +36,7 @@ enum class NamedPaths {
     kAnywhere,
 };
 
-/// Reads a clip.json (keys video, width, focal_px, readout_s, time_offset_s, clock_drift_ppm, axes,
+/// Reads a clip.json (keys video, width, focal_px, lens, readout_s, time_offset_s, clock_drift_ppm, axes,
 /// gravity_hint_mps2, imu.file, frames_file) and the times of the frames: those in frames_file, none
 /// if that is empty, or if it is not there, those in a frames.csv beside the clip.json. All keys
 /// are optional. Throws FileError with the key, also for a file elsewhere than `paths` allows.
