@@ -84,6 +84,8 @@ CameraSettings resolveCamera(const CameraOptions& options, const ClipInputs& cli
     camera.fieldOfView =
         firstOf(fieldsOfView(options, clip, found),
                 FieldOfView{defaults.fieldOfView, defaults.fieldOfViewMode}, clip.files);
+    camera.lens = firstOf({"--lens", options.lens.lens(), metadata.lens, found.lens, {}},
+                          LensDistortion(), clip.files);
     camera.readoutTime = firstOf(
         {"--readout", options.readoutTime, metadata.readoutTime, found.readoutTime, loggedReadout},
         defaults.readoutTime, clip.files);
@@ -98,12 +100,13 @@ CameraSettings resolveCamera(const CameraOptions& options, const ClipInputs& cli
     return camera;
 }
 
-double focalLength(const FieldOfView& view, const VideoProperties& video) {
+double focalLength(const FieldOfView& view, const VideoProperties& video,
+                   const LensDistortion& lens) {
     if (view.mode == ZPR_FOV_FOCAL_LENGTH) return view.size;
     double side = video.width;
     if (view.mode == ZPR_FOV_HEIGHT) side = video.height;
     if (view.mode == ZPR_FOV_DIAGONAL) side = std::hypot(video.width, video.height);
-    return side / 2.0 / std::tan(toRadians(view.size / 2.0));
+    return side / 2.0 / lens.at(toRadians(view.size / 2.0)).radius;
 }
 
 std::vector<std::string> describe(const CameraSettings& camera) {
@@ -115,6 +118,10 @@ std::vector<std::string> describe(const CameraSettings& camera) {
     } else if (view.source != Source::kDefault) {
         notes.push_back(fmt::format("field of view {:.1f} degrees across the {} ({})",
                                     view.value.size, sideOf(view.value.mode), view.origin));
+    }
+    if (!camera.lens.value.isNone()) {
+        notes.push_back(
+            fmt::format("lens {} ({})", describe(camera.lens.value), camera.lens.origin));
     }
     notes.push_back(fmt::format("readout {:.1f} ms ({}), time offset {} ({})",
                                 1000.0 * camera.readoutTime.value, camera.readoutTime.origin,

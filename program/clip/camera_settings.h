@@ -34,6 +34,7 @@ struct FieldOfView {
 /// A camera and its clock.
 struct CameraSettings {
     Setting<FieldOfView> fieldOfView;
+    Setting<LensDistortion> lens;
     Setting<double> readoutTime;  // seconds
     Setting<double> timeOffset;   // seconds, added to a frame's timestamp
     Setting<double> clockDrift;   // seconds that the log's clock gains per second
@@ -45,8 +46,10 @@ struct CameraSettings {
 CameraSettings resolveCamera(const CameraOptions& options, const ClipInputs& clip,
                              const ClipMetadata& found = {});
 
-/// Focal length in pixels of a camera whose frames have this size.
-double focalLength(const FieldOfView& view, const VideoProperties& video);
+/// Focal length in pixels, in the middle of the picture, of a camera whose frames have this size. A
+/// field of view is that which the lens shows.
+double focalLength(const FieldOfView& view, const VideoProperties& video,
+                   const LensDistortion& lens = {});
 
 /// Sentences that name each value and its source; none for a field of view that is a default.
 std::vector<std::string> describe(const CameraSettings& camera);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cli/lens_options.h"
 #include "cli/picture_size.h"
 
 #include <optional>
@@ -13,6 +14,7 @@ struct CameraOptions {
     std::optional<double> focalLength;  // pixels
     std::optional<double> fieldOfView;  // degrees
     std::string fieldOfViewAcross = "width";
+    LensOptions lens;
     std::optional<double> readoutTime;  // seconds
     std::optional<double> timeOffset;   // seconds
     std::optional<std::string> axes;    // letters
@@ -36,6 +38,7 @@ struct ClipOptions {
     double gravityRate = 0.0;     // samples per second after the first one
     std::optional<PictureSize> outputSize;
     int crop = 80;
+    bool straightens = false;  // shows straight lines as such
     int smoothing = 9;
     std::optional<int> delay;  // frames; none: 30
     double horizon = 0.0;      // percent of the roll that is levelled

@@ -150,6 +150,15 @@ void resolveLive(const ClipOptions& options, const ClipInputs& clip, ClipSetting
             "no motion log: give --motion, or --clip with one that names it; the video itself has "
             "no telemetry. Only --engine offline does without");
     }
+    if (options.straightens) {
+        throw std::runtime_error("--straighten: only --engine offline knows lenses");
+    }
+    const auto& lens = settings.camera.lens;
+    if (!lens.value.isNone()) {
+        settings.warnings.push_back(
+            fmt::format("the lens ({}) is ignored: --engine live knows none, --engine offline does",
+                        lens.origin));
+    }
     settings.delay = options.delay.value_or(kDefaultDelay);
     chooseSizes(options.outputSize, {clip.video.width, clip.video.height}, settings);
     settings.largestSampleRate = largestSampleRate(settings.delay, clip.video.framesPerSecond,
@@ -182,6 +191,7 @@ void resolveOffline(const ClipOptions& options, const ClipInputs& clip, ClipSett
     settings.output = options.outputSize.value_or(settings.input);
     settings.horizon = options.horizon;
     if (settings.horizon > 0.0) requireGravity(clip);
+    settings.straightens = options.straightens;
     Setting<double>& readout = settings.camera.readoutTime;
     if (!clip.log && readout.source == Source::kDefault)
         readout = {0.0, Source::kDefault, "no log"};

@@ -23,6 +23,7 @@ struct ClipSettings {
     PictureSize input;                     // of the frames that the engine gets
     PictureSize output;                    // of those that it gives back
     int crop = 0;                          // percent
+    bool straightens = false;              // shows straight lines as such
     int smoothing = 0;
     int delay = 0;         // frames; the offline engine has none
     double horizon = 0.0;  // percent of the roll that the offline engine levels

@@ -30,6 +30,7 @@ void addCameraOptions(Command& command, StabilizeOptions& options) {
         .addNumber("--fov", o.camera.fieldOfView, "Or the field of view in degrees", {0.1, 179.9})
         ->excludes("--focal")
         ->group(camera);
+    addLensOptions(command, o.camera.lens, camera);
     addReadoutOption(command, o.camera.readoutTime)->group(camera);
     addTimeOffsetOption(command, o.camera.timeOffset)->default_str("0")->group(camera);
     addAxesOption(command, o.camera.axes)->group(camera);
@@ -64,6 +65,8 @@ void addResultOptions(Command& command, BatchOptions& batch) {
     const std::string result = "Result";
     command.addNumber("--crop", o.clip.crop, "Percent of the picture shown", {1, 100})
         ->capture_default_str()
+        ->group(result);
+    command.add_flag("--straighten", o.clip.straightens, "Show straight lines as such")
         ->group(result);
     command.addNumber("--smoothing", o.clip.smoothing, "Strength of smoothing", {1, 10})
         ->capture_default_str()

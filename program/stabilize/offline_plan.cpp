@@ -1,5 +1,6 @@
 #include "stabilize/offline_plan.h"
 
+#include "cli/lens_options.h"
 #include "common/angles.h"
 #include "common/interruption.h"
 #include "common/progress.h"
@@ -41,16 +42,21 @@ OrientationTrack trackOf(const ClipInputs& clip, const ClipSettings& settings) {
 PinholeCamera sourceOf(const ClipInputs& clip, const ClipSettings& settings,
                        const VideoReader& video) {
     const CameraSettings& camera = settings.camera;
-    return {video.contentWidth(), video.contentHeight(),
-            focalLength(camera.fieldOfView.value, clip.video), camera.readoutTime.value};
+    const LensDistortion& lens = camera.lens.value;
+    const double focal = focalLength(camera.fieldOfView.value, clip.video, lens);
+    requireCovered(camera.lens.origin, lens, focal, video.contentWidth(), video.contentHeight());
+    return {video.contentWidth(), video.contentHeight(), focal, camera.readoutTime.value, lens};
 }
 
 /// The largest picture of the output's shape in the middle of the part that the crop leaves.
 PinholeCamera outputOf(const PinholeCamera& source, const ClipSettings& settings) {
     const double crop = settings.crop / 100.0;
+    if (settings.straightens) {
+        return straightened(source, settings.output.width, settings.output.height, crop);
+    }
     const double scale = std::min(source.width * crop / settings.output.width,
                                   source.height * crop / settings.output.height);
-    return {settings.output.width, settings.output.height, source.focal / scale, 0.0};
+    return {settings.output.width, settings.output.height, source.focal / scale, 0.0, source.lens};
 }
 
 /// Reads the video: notes when its frames are read out, and corrects the track by their features.
@@ -119,10 +125,19 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
     VideoReader video(clip.files.video);
     video.acceptCutInput();
     OfflinePlan plan;
+    if (settings.straightens && settings.camera.lens.value.isNone()) {
+        throw std::runtime_error(
+            "--straighten: no lens is known; give --lens, or a clip.json that has it");
+    }
     plan.source = sourceOf(clip, settings, video);
     plan.output = outputOf(plan.source, settings);
     plan.track = trackOf(clip, settings);
     if (clip.log) plan.notes = describeMotion(clip, settings);
+    if (settings.straightens) {
+        plan.notes.push_back(
+            fmt::format("straightened: {:.1f} degrees across the width",
+                        toDegrees(2.0 * std::atan(plan.output.width / 2.0 / plan.output.focal))));
+    }
     StageClock clock;
     analyse(clip, settings.camera.timeOffset.value * settings.clockFactor(), video,
             progress.part(0.0, kAnalysis), plan);
