@@ -49,6 +49,18 @@ std::vector<ClipFiles> filesOf(const CalibrateOptions& options, RunFiles& opened
     return files;
 }
 
+/// A model without coefficients is a lens that is to be found.
+CalibrationSettings knownOf(CameraOptions options) {
+    std::optional<LensModel> wanted;
+    if (options.lens.k.empty() && !options.lens.model.empty()) {
+        wanted = lensModelOf(options.lens.model);
+        if (wanted != LensModel::kNone) options.lens = {};
+    }
+    CalibrationSettings known = givenOf(resolveCamera(options, ClipInputs()), {});
+    if (wanted != LensModel::kNone) known.lensModel = wanted;
+    return known;
+}
+
 /// Names that are not UTF-8 get replacement characters.
 std::string textOf(const nlohmann::ordered_json& json) {
     return json.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
@@ -85,7 +97,7 @@ void checkFiles(const CalibrateOptions& options, const std::vector<ClipInputs>& 
 }  // namespace
 
 void calibrateCamera(const CalibrateOptions& options) {
-    CalibrationSettings known = givenOf(resolveCamera(options.known, ClipInputs()), {});
+    CalibrationSettings known = knownOf(options.known);
     known.range = options.range;
     const std::string output = outputOf(options);
     RunFiles opened;

@@ -37,10 +37,12 @@ std::optional<T> given(const Setting<T>& setting) {
 
 CalibrationSettings givenOf(const CameraSettings& camera, const VideoProperties& video) {
     CalibrationSettings known;
-    if (const auto view = given(camera.fieldOfView)) known.focal = focalLength(*view, video);
+    if (const auto view = given(camera.fieldOfView))
+        known.focal = focalLength(*view, video, camera.lens.value);
     known.readout = given(camera.readoutTime);
     known.timeOffset = given(camera.timeOffset);
     known.axes = given(camera.axes);
+    known.lens = given(camera.lens);
     return known;
 }
 
@@ -68,6 +70,9 @@ ClipMetadata metadataOf(const Calibration& calibration, size_t clip) {
         if (finding.isUsable()) to = finding.value;
     };
     take(metadata.focalLength, calibration.focal);
+    if (calibration.lens && calibration.lens->k1.isUsable()) {
+        metadata.lens = calibration.lens->lens();
+    }
     // Noise can make a readout of about 0 a negative one.
     if (calibration.readout.isUsable())
         metadata.readoutTime = std::max(0.0, calibration.readout.value);
@@ -79,12 +84,13 @@ ClipMetadata metadataOf(const Calibration& calibration, size_t clip) {
     return metadata;
 }
 
-ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs& clip,
-                                 const ProgressTarget& progress) {
+ClipMetadata findUnknownMetadata(const CameraSettings& camera, Engine engine,
+                                 const ClipInputs& clip, const ProgressTarget& progress) {
     if (clip.files.video == "-") {
         throw std::runtime_error("--auto: needs a file, standard input can be read only once");
     }
-    const CalibrationSettings known = givenOf(camera, clip.video);
+    CalibrationSettings known = givenOf(camera, clip.video);
+    if (engine == Engine::kLive && !known.lens) known.lens = LensDistortion();
     Calibration calibration;
     try {
         calibration =
@@ -105,7 +111,7 @@ ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs&
             "{}: the time offsets {:.4f} s and {:.4f} s fit about as well; taking the first",
             clip.files.video, calibration.clocks[0].offset.value, *rival));
     }
-    if (isDistorted(calibration)) {
+    if (isDistorted(calibration) && !calibration.lens) {
         found.warnings.push_back(clip.files.video + ": " + distortionText(calibration));
     }
     std::string missing;

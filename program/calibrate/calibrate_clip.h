@@ -19,9 +19,9 @@ CalibrationClip trackClip(const ClipInputs& clip, double seconds, const Progress
 ClipMetadata metadataOf(const Calibration& calibration, size_t clip);
 
 /// Finds what neither options nor clip.json say of the camera and its clock, from the first seconds
-/// of the clip, which must have a log. What it cannot determine is missing, and a warning names it.
-/// Throws as `trackClip` and `calibrate` do.
-ClipMetadata findUnknownMetadata(const CameraSettings& camera, const ClipInputs& clip,
-                                 const ProgressTarget& progress);
+/// of the clip, which must have a log; a lens only if the engine is one that knows lenses. What it
+/// cannot determine is missing, and a warning names it. Throws as `trackClip` and `calibrate` do.
+ClipMetadata findUnknownMetadata(const CameraSettings& camera, Engine engine,
+                                 const ClipInputs& clip, const ProgressTarget& progress);
 
 }  // namespace framehold

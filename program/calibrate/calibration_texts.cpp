@@ -36,7 +36,19 @@ ordered_json jsonOf(const CalibratedValue& finding) {
 }
 
 double degreesAcross(const Calibration& c) {
-    return toDegrees(2.0 * std::atan(c.width / 2.0 / c.focal.value));
+    const LensDistortion lens = c.lens ? c.lens->lens() : LensDistortion();
+    return toDegrees(2.0 * lens.angle(c.width / 2.0 / c.focal.value));
+}
+
+std::string lensRowsOf(const LensCalibration& lens) {
+    const auto row = [&](const char* name, const CalibratedValue& k) {
+        return fmt::format("{:<14}{:>10.4f} {:<5}{:<10}{}\n", name, k.value, "",
+                           fmt::format("+-{:.4f}", k.deviation), nameOf(k.confidence));
+    };
+    std::string text =
+        fmt::format("{:<14}{:>10}\n", "lens", nameOf(lens.model)) + row("k1", lens.k1);
+    if (lens.k2.value != 0.0) text += row("k2", lens.k2);
+    return text;
 }
 
 /// The time offset of all clips; none if they do not determine one or differ.
@@ -82,6 +94,7 @@ std::string tableOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
         text += rowOf("time offset", c.clocks[i].offset, kMillis, "ms", remark);
         text += rowOf("clock drift", c.clocks[i].drift, kMillionths, "ppm", clip);
     }
+    if (c.lens) text += lensRowsOf(*c.lens);
     if (c.distortion.isUsable()) text += rowOf("distortion", c.distortion, 100.0, "%");
     text +=
         fmt::format("{:<14}{:>10}{:16}{}", "axes", c.axes.letters(), "", nameOf(c.axesConfidence));
@@ -95,7 +108,7 @@ std::string tableOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
         "standard deviation.\n",
         100.0 * c.explainedVariance, c.reprojectionError, c.reprojectionErrorAtRest,
         100.0 * c.outliers);
-    if (isDistorted(c)) text += "Warning: " + distortionText(c) + ".\n";
+    if (isDistorted(c) && !c.lens) text += "Warning: " + distortionText(c) + ".\n";
     return text;
 }
 
@@ -108,6 +121,12 @@ ordered_json jsonOf(const Calibration& c, const std::vector<ClipFiles>& clips) {
     root["axes"] = {{"letters", c.axes.letters()}, {"confidence", nameOf(c.axesConfidence)}};
     root["distortion"] = jsonOf(c.distortion);
     root["distorted"] = isDistorted(c);
+    if (c.lens) {
+        root["lens"] = {{"model", nameOf(c.lens->model)},
+                        {"k1", jsonOf(c.lens->k1)},
+                        {"k2", jsonOf(c.lens->k2)},
+                        {"pinhole_focal_px", jsonOf(c.lens->pinholeFocal)}};
+    }
     if (!c.runnerUp.empty()) {
         root["axes"]["next_best"] = {{"letters", c.runnerUp},
                                      {"reprojection_error_px", c.runnerUpReprojectionError}};
@@ -142,6 +161,11 @@ ordered_json presetOf(const Calibration& c, const std::vector<ClipFiles>& clips,
     root["width"] = c.width;
     root["height"] = c.height;
     if (metadata.focalLength) root["focal_px"] = rounded(*metadata.focalLength, 100);
+    if (metadata.lens) {
+        const auto& k = metadata.lens->coefficients();
+        root["lens"] = {{"model", nameOf(metadata.lens->model())}, {"k1", rounded(k[0], 1e6)}};
+        if (k[1] != 0.0) root["lens"]["k2"] = rounded(k[1], 1e6);
+    }
     if (metadata.readoutTime) root["readout_s"] = rounded(*metadata.readoutTime, 1e6);
     if (offset) root["time_offset_s"] = rounded(*offset, 1e6);
     if (metadata.axes) {
@@ -162,6 +186,7 @@ ordered_json presetOf(const Calibration& c, const std::vector<ClipFiles>& clips,
 std::string snippetOf(const Calibration& c) {
     ClipMetadata camera = metadataOf(c, 0);
     camera.timeOffset = sharedOffset(c);
+    if (c.lens) camera.focalLength = c.lens->pinholeFocal.value;  // the library knows no lens
     return cameraSnippet(camera, c.height);
 }
 

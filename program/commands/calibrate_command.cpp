@@ -14,7 +14,9 @@ void addCalibrateCommand(Command& program) {
         "calibrate", "Find focal length, readout, axes and time offset from clips");
     command.setNotes(
         "Handheld clips of ten seconds or more that show distant things work best. What cannot be "
-        "found is left out of the result. Frame times come from a frames.csv beside VIDEO, else "
+        "found is left out of the result. A lens is found where the clips show one, by the "
+        "polynomial model; --lens-model alone asks for one. Frame times come from a frames.csv "
+        "beside VIDEO, else "
         "from the video.");
     command.setExamples(
         {"framehold calibrate walk.mp4 --motion walk.gcsv -o walk.json",
@@ -39,6 +41,7 @@ void addCalibrateCommand(Command& program) {
 
     const std::string known = "Known already";
     addFocalOption(command, o.known.focalLength)->group(known);
+    addLensOptions(command, o.known.lens, known);
     addReadoutOption(command, o.known.readoutTime)->group(known);
     addTimeOffsetOption(command, o.known.timeOffset)->group(known);
     addAxesOption(command, o.known.axes)->group(known);

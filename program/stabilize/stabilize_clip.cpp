@@ -29,7 +29,7 @@ ClipSettings settingsFor(const StabilizeOptions& options, const ClipInputs& clip
     if (!options.findsUnknown) return settings;
     if (!clip.log) throw std::runtime_error("--auto needs a motion log: give --motion or --clip");
     return resolveSettings(options.clip, clip,
-                           findUnknownMetadata(settings.camera, clip, progress));
+                           findUnknownMetadata(settings.camera, settings.engine, clip, progress));
 }
 
 using Run = std::function<void(const ClipRun::EngineSetup& engine, const ProgressTarget& progress)>;

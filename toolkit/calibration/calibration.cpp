@@ -99,21 +99,37 @@ public:
                 found.camera.clocks[i].drift = {0.0, drifting.clocks[i].drift.deviation};
             }
         }
-        const CameraFit lens = fit(chosen.axes(), withDistortion(found.camera), {});
+        CameraFit distorted = found;
+        if (baseLens().isNone()) {
+            distorted = fit(chosen.axes(), withDistortion(found.camera), {});
+        }
         Calibration result = resultOf(found);
         result.axes = chosen.axes();
         sayRivals(chosen.hypothesis, result);
         result.explainedVariance = chosen.hypothesis.explainedVariance();
         judgeAxes(candidates, best, result);
-        if (!result.focal.isUsable() || result.axesConfidence == Confidence::kUnobservable)
+        if (!result.focal.isUsable() || result.axesConfidence == Confidence::kUnobservable) {
             lowerConfidence(result);
-        else
-            includeDistortion(found.camera, lens.camera, result);
+            return result;
+        }
+        if (baseLens().isNone()) includeDistortion(found.camera, distorted.camera, result);
+        if (settings_.lens) return result;
+        if (settings_.lensModel || isDistorted(result)) {
+            findLens(chosen.axes(), found.camera, distorted.camera, result);
+        }
         return result;
     }
 
 private:
     static constexpr FitSettings kQuick = {60, 15};
+
+    /// Lens that all fits have.
+    LensDistortion baseLens() const {
+        if (settings_.lens) return *settings_.lens;
+        // As a pinhole's, the outer parts of a fisheye's picture fit nothing.
+        const bool isFisheye = settings_.lensModel == LensModel::kFisheye;
+        return isFisheye ? LensDistortion(LensModel::kFisheye, {}) : LensDistortion();
+    }
 
     /// Turns are taken to device axes before they are put together: a mirror has no place in them.
     CameraFit fit(const AxisMapping& axes, const CameraEstimate& start,
@@ -148,6 +164,7 @@ private:
 
     CameraEstimate startOf(const AxisHypothesis& h) const {
         CameraEstimate start;
+        start.lens = baseLens();
         double logFocal = 0.0;
         for (const AxisGuess& guess : h.guesses) logFocal += std::log(guess.focal);
         start.logFocal = {logFocal / static_cast<double>(h.guesses.size()), 1.0};
@@ -209,6 +226,67 @@ private:
             widen(result.clocks[i].offset,
                   lens.clocks[i].offset.value - pinhole.clocks[i].offset.value, kOffsetLimit);
         }
+    }
+
+    /// The priors of a fit that finds the lens by its model. isWhole: with k2.
+    CameraEstimate withLens(const CameraEstimate& found, const CameraEstimate& distorted,
+                            bool isWhole) const {
+        constexpr double kUsual = 0.3;  // share at the corners
+        CameraEstimate start = withDistortion(found);
+        start.distortion = {};
+        const double corner = cornerRadius(found);
+        if (start.lens.isNone()) {
+            // Where a pinhole shows the corners further out, the lens shows them further in.
+            const double k1 = -distorted.distortion.value / (corner * corner);
+            start.lens = LensDistortion(LensModel::kPolynomial, {k1, 0.0, 0.0, 0.0});
+        }
+        start.lensDeviations[0] = kUsual / std::pow(corner, 2);
+        start.lensDeviations[1] = isWhole ? kUsual / std::pow(corner, 4) : 0.0;
+        return start;
+    }
+
+    /// Distance of the corners from the centre in focal lengths.
+    double cornerRadius(const CameraEstimate& camera) const {
+        const FeatureTracks& tracks = clips_[0].tracks;
+        return std::hypot(tracks.width, tracks.height) / 2.0 / std::exp(camera.logFocal.value);
+    }
+
+    /// Finds the lens, and the other values with it. One that folds back inside the picture is none.
+    void findLens(const AxisMapping& axes, const CameraEstimate& found,
+                  const CameraEstimate& distorted, Calibration& result) const {
+        CameraFit lens = fit(axes, withLens(found, distorted, false), {});
+        CameraFit whole = fit(axes, withLens(lens.camera, distorted, true), {});
+        const double corner = cornerRadius(lens.camera);
+        const auto estimate = [](const CameraEstimate& camera, size_t i) {
+            return Estimate{camera.lens.coefficients()[i], camera.lensDeviations[i]};
+        };
+        // Shares of the radius at the corners, as coefficients.
+        const double unit = std::pow(corner, -2);
+        const double unit2 = std::pow(corner, -4);
+        LensCalibration calibration;
+        calibration.model = settings_.lensModel.value_or(LensModel::kPolynomial);
+        calibration.pinholeFocal = result.focal;
+        if (shows(estimate(whole.camera, 1), kDistortionFloor * unit2, 3.0)) {
+            lens = std::move(whole);
+            calibration.k2 = judged(estimate(lens.camera, 1), kDistortionFloor * unit2,
+                                    kDistortionLimit * unit2, false);
+        }
+        calibration.k1 = judged(estimate(lens.camera, 0), kDistortionFloor * unit,
+                                kDistortionLimit * unit, false);
+        if (cornerRadius(lens.camera) >= lens.camera.lens.largestRadius()) return;
+        const Calibration together = resultOf(lens);
+        result.focal = together.focal;
+        result.readout = together.readout;
+        for (size_t i = 0; i < result.clocks.size(); ++i) {
+            CalibratedValue& offset = result.clocks[i].offset;
+            offset = together.clocks[i].offset;
+            if (result.clocks[i].rivalOffset) {
+                offset.confidence = std::max(offset.confidence, Confidence::kWeak);
+            }
+        }
+        result.reprojectionError = together.reprojectionError;
+        result.outliers = together.outliers;
+        result.lens = calibration;
     }
 
     static bool drifts(const CameraFit& fit) {

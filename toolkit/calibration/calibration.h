@@ -30,6 +30,9 @@ struct CalibrationSettings {
     std::optional<double> readout;     // seconds
     std::optional<double> timeOffset;  // seconds
     std::optional<AxisMapping> axes;
+    std::optional<LensDistortion> lens;
+    /// Model of a lens that is to be found; none: a polynomial, if the corners show one.
+    std::optional<LensModel> lensModel;
     /// Seconds to either side in which the time offset is searched; infinite: in the whole log.
     double range = std::numeric_limits<double>::infinity();
 };
@@ -62,6 +65,20 @@ struct ClockCalibration {
     std::optional<double> rivalOffset{};  // seconds; one far off that fits about as well
 };
 
+/// Lens by its model.
+struct LensCalibration {
+    LensModel model = LensModel::kNone;
+    CalibratedValue k1;
+    CalibratedValue k2;            // 0 where none shows
+    CalibratedValue pinholeFocal;  // pixels, of the pinhole that comes closest
+
+    /// The lens, as far as it can be used.
+    LensDistortion lens() const {
+        return k1.isUsable() ? LensDistortion(model, {k1.value, k2.value, 0.0, 0.0})
+                             : LensDistortion();
+    }
+};
+
 /// Camera and clocks of a number of clips.
 struct Calibration {
     int width = 0;  // pixels
@@ -69,9 +86,11 @@ struct Calibration {
     CalibratedValue focal;                 // pixels
     CalibratedValue readout;               // seconds
     std::vector<ClockCalibration> clocks;  // one for each clip
-    /// Share by which a pinhole would show the corners further out (below 0: further in); the other
-    /// values are those of a pinhole.
+    /// Share by which a pinhole would show the corners further out (below 0: further in).
     CalibratedValue distortion;
+    /// Lens that was found. The other values go with it; without one they are those of a pinhole, or
+    /// of the lens that was given.
+    std::optional<LensCalibration> lens;
     AxisMapping axes;
     Confidence axesConfidence = Confidence::kUnobservable;
     std::string runnerUp;                    // letters of the next best axes; empty if given
@@ -82,11 +101,12 @@ struct Calibration {
     double outliers = 0.0;                 // share of features that move on their own
 };
 
-/// True for a lens so far from a pinhole that the corners are not held still.
+/// True for a lens so far from a pinhole that a pinhole does not hold the corners still.
 bool isDistorted(const Calibration& calibration);
 
 /// Finds focal length, readout, axes and each clip's time offset and clock drift. The axes and a
-/// first offset come from `searchAxes`, everything else from `fitCamera`. Axes that mirror are taken
+/// first offset come from `searchAxes`, everything else from `fitCamera`. A lens is found where its
+/// model is asked for, or where the clips show it. Axes that mirror are taken
 /// only where they fit far better. onRound is called before each round of a fit,
 /// and now and then in the search.
 ///

@@ -56,10 +56,18 @@ class CameraFitter {
 public:
     CameraFitter(const std::vector<FitClip>& clips, const CameraEstimate& start,
                  const FitSettings& settings)
-        : start_(start), values_(kShared + 2 * static_cast<Eigen::Index>(clips.size())) {
+        : start_(start),
+          values_(kShared + 2 * static_cast<Eigen::Index>(clips.size()) + (hasLens() ? 1 : 0)) {
+        if (hasLens()) {
+            const FeatureTracks& tracks = *clips[0].tracks;
+            const double corner =
+                std::hypot(tracks.width, tracks.height) / 2.0 / std::exp(start.logFocal.value);
+            lensUnits_ = {std::pow(corner, -2), std::pow(corner, -4)};
+        }
         fillValues();
         for (size_t i = 0; i < clips.size(); ++i) {
-            cameras_.emplace_back(clips[i].tracks->width, clips[i].tracks->height, *clips[i].gyro);
+            cameras_.emplace_back(clips[i].tracks->width, clips[i].tracks->height, *clips[i].gyro,
+                                  start.lens);
             addFeatures(clips[i], i, settings.maxFeatures);
         }
     }
@@ -78,15 +86,21 @@ public:
     }
 
 private:
+    bool hasLens() const { return !start_.lens.isNone(); }
+
     void fillValues() {
         priors_.resize(values_.size());
         const auto set = [this](Eigen::Index i, const Estimate& e) {
             values_[i] = e.value;
             priors_[i] = 1.0 / std::pow(std::max(e.deviation, kFixed), 2);
         };
+        const auto lens = [this](size_t i) {
+            return Estimate{start_.lens.coefficients()[i], start_.lensDeviations[i]};
+        };
         set(0, start_.logFocal);
         set(1, start_.readout);
-        set(2, start_.distortion);
+        set(2, hasLens() ? lens(0) : start_.distortion);
+        if (hasLens()) set(values_.size() - 1, lens(1));
         for (size_t i = 0; i < start_.clocks.size(); ++i) {
             set(clockIndex(i), start_.clocks[i].offset);
             set(clockIndex(i) + 1, start_.clocks[i].drift);
@@ -100,7 +114,8 @@ private:
 
     RollingCamera::Values valuesOf(size_t clip) const {
         const Eigen::Index clock = clockIndex(clip);
-        return {values_[0], values_[1], values_[2], values_[clock], values_[clock + 1]};
+        return {values_[0],     values_[1],         values_[2],
+                values_[clock], values_[clock + 1], hasLens() ? values_[values_.size() - 1] : 0.0};
     }
 
     void addFeatures(const FitClip& clip, size_t index, int maxFeatures) {
@@ -160,9 +175,12 @@ private:
     }
 
     void evaluate() {
+        constexpr double kLensStep = 1e-4;  // share at the corners
+        for (size_t i = 0; i < cameras_.size(); ++i) {
+            cameras_[i].set(valuesOf(i), {kLensStep * lensUnits_[0], kLensStep * lensUnits_[1]});
+        }
         for (Feature& f : features_) {
-            f.reprojectionError =
-                cameras_[f.clip].reprojectionError(f.timed, valuesOf(f.clip), f.derivatives);
+            f.reprojectionError = cameras_[f.clip].reprojectionError(f.timed, f.derivatives);
             f.left = f.reprojectionError - slowMotion(f);
         }
     }
@@ -207,10 +225,10 @@ private:
             const Eigen::Vector<double, RollingCamera::kValues> pull =
                 -f.weight * f.derivatives.transpose() * f.reprojectionError;
             const Indices indices = indicesOf(f.clip);
-            for (size_t i = 0; i < indices.size(); ++i) {
+            for (size_t i = 0; i < used(); ++i) {
                 const auto row = static_cast<Eigen::Index>(i);
                 right_[indices[i]] += pull[row];
-                for (size_t j = 0; j < indices.size(); ++j) {
+                for (size_t j = 0; j < used(); ++j) {
                     normal_(indices[i], indices[j]) += square(row, static_cast<Eigen::Index>(j));
                 }
             }
@@ -231,9 +249,14 @@ private:
     using Indices = std::array<Eigen::Index, RollingCamera::kValues>;
     using SquareOfValues = Eigen::Matrix<double, RollingCamera::kValues, RollingCamera::kValues>;
 
-    static Indices indicesOf(size_t clip) {
-        return {0, 1, 2, clockIndex(clip), clockIndex(clip) + 1};
+    Eigen::Index clocksEnd() const { return clockIndex(cameras_.size()); }
+
+    Indices indicesOf(size_t clip) const {
+        return {0, 1, 2, clockIndex(clip), clockIndex(clip) + 1, values_.size() - 1};
     }
+
+    /// Number of a clip's values: the last one is a lens's.
+    size_t used() const { return RollingCamera::kValues - (hasLens() ? 0 : 1); }
 
     void addToRegion(const Feature& f, const Indices& indices) {
         Region& region = regions_[f.region];
@@ -245,7 +268,7 @@ private:
                 region.normal(f.knot + a, f.knot + b) += weight * shares[b];
             }
             for (Eigen::Index axis = 0; axis < 2; ++axis) {
-                for (size_t i = 0; i < indices.size(); ++i) {
+                for (size_t i = 0; i < used(); ++i) {
                     region.mixed[axis](f.knot + a, indices[i]) +=
                         weight * f.derivatives(axis, static_cast<Eigen::Index>(i));
                 }
@@ -265,8 +288,9 @@ private:
         };
         limit(0, 0.2);
         limit(1, 0.01);
-        limit(2, 0.1);
-        for (Eigen::Index i = kShared; i < values_.size(); i += 2) {
+        limit(2, 0.1 * lensUnits_[0]);
+        if (hasLens()) limit(values_.size() - 1, 0.1 * lensUnits_[1]);
+        for (Eigen::Index i = kShared; i < clocksEnd(); i += 2) {
             limit(i, 0.01);
             limit(i + 1, 1e-3);
         }
@@ -277,8 +301,12 @@ private:
                 p.slow.col(axis) += p.solved[axis] * change;
         }
         double largest = std::max({std::fabs(change[0]) / 1e-5, std::fabs(change[1]) / 1e-6,
-                                   std::fabs(change[2]) / 1e-5});
-        for (Eigen::Index i = kShared; i < values_.size(); i += 2) {
+                                   std::fabs(change[2]) / (1e-5 * lensUnits_[0])});
+        if (hasLens()) {
+            const double last = std::fabs(change[values_.size() - 1]);
+            largest = std::max(largest, last / (1e-5 * lensUnits_[1]));
+        }
+        for (Eigen::Index i = kShared; i < clocksEnd(); i += 2) {
             largest =
                 std::max({largest, std::fabs(change[i]) / 1e-6, std::fabs(change[i + 1]) / 1e-7});
         }
@@ -298,7 +326,7 @@ private:
                 Eigen::VectorXd direction = -(1.0 - f.share) * region.solved[axis].row(f.knot) -
                                             f.share * region.solved[axis].row(f.knot + 1);
                 const auto indices = indicesOf(f.clip);
-                for (size_t i = 0; i < indices.size(); ++i) {
+                for (size_t i = 0; i < used(); ++i) {
                     direction[indices[i]] += f.derivatives(axis, static_cast<Eigen::Index>(i));
                 }
                 direction *= f.weight * f.left[axis];
@@ -347,11 +375,24 @@ private:
         fit.camera.readout = estimate(all, 1);
         fit.camera.distortion = estimate(all, 2);
         fit.camera.distortion.deviation *= kDistortionLag;
+        if (hasLens()) takeLens(all, fit.camera);
         for (size_t i = 0; i < start_.clocks.size(); ++i) {
             fit.camera.clocks.push_back(
                 {estimate(all, clockIndex(i)), estimate(withoutLag, clockIndex(i) + 1)});
         }
         return fit;
+    }
+
+    /// Takes the lens that was found, in place of the share of distortion.
+    void takeLens(const Eigen::MatrixXd& spread, CameraEstimate& camera) const {
+        const Eigen::Index last = values_.size() - 1;
+        LensDistortion::Coefficients k = start_.lens.coefficients();
+        k[0] = values_[2];
+        k[1] = values_[last];
+        camera.lens = LensDistortion(start_.lens.model(), k);
+        camera.lensDeviations = {camera.distortion.deviation,
+                                 kDistortionLag * std::sqrt(std::max(0.0, spread(last, last)))};
+        camera.distortion = {};
     }
 
     CameraEstimate start_;
@@ -364,6 +405,7 @@ private:
     Eigen::MatrixXd normal_;
     Eigen::VectorXd right_;
     int blocks_ = 0;
+    std::array<double, 2> lensUnits_{1.0, 1.0};  // k1 and k2 that move the corners by their radius
 };
 
 }  // namespace

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "common/lens_distortion.h"
 #include "path/gyro_path.h"
 #include "tracking/feature_tracks.h"
 
+#include <array>
 #include <functional>
 #include <vector>
 
@@ -24,10 +26,13 @@ struct ClockEstimate {
 /// Values that a fit finds or starts from. At the start the deviations are those of the values
 /// expected (a prior); 0 keeps a value as it is.
 struct CameraEstimate {
-    Estimate logFocal;                  // natural logarithm of the focal length in pixels
-    Estimate readout;                   // seconds
-    Estimate distortion{};              // share by which a pinhole shows the corners further out
-    std::vector<ClockEstimate> clocks;  // one for each clip
+    Estimate logFocal;      // natural logarithm of the focal length in pixels
+    Estimate readout;       // seconds
+    Estimate distortion{};  // share by which a pinhole shows the corners further out
+    /// Lens in place of that share, whose k1 and k2 are found: a model, and its start.
+    LensDistortion lens{};
+    std::array<double, 2> lensDeviations{};  // of k1 and k2
+    std::vector<ClockEstimate> clocks;       // one for each clip
 };
 
 /// Clip to fit a camera to; both are borrowed.
