@@ -40,9 +40,9 @@ struct PathSettings {
     double shake = 1.0;       // amplitude of the hand shake about all axes
     double pan = 20.0;        // how far pans turn to and fro; positive starts to the right
     double panPeriod = 12.0;  // seconds from one pan to the next one in the same direction
-    double tilt = 0.0;        // degrees of roll from the start, clockwise for the viewer
     double roll = 0.0;        // degrees per second of steady roll, clockwise for the viewer
     uint32_t seed = 1;        // of the shake
+    double tilt = 0.0;        // degrees of roll from the start, clockwise for the viewer
 };
 
 /// Synthetic motion: hand shake as a sum of sines of random phase, from the sway of an arm to the
