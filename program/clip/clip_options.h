@@ -29,6 +29,9 @@ enum class Engine {
 /// Name for the user: "live", "offline".
 const char* nameOf(Engine engine);
 
+/// A crop that the offline engine chooses.
+constexpr int kAutoCrop = 0;
+
 /// Options of stabilizing one clip.
 struct ClipOptions {
     Engine engine = Engine::kLive;
@@ -37,8 +40,9 @@ struct ClipOptions {
     std::vector<double> gravity;  // three numbers, or empty
     double gravityRate = 0.0;     // samples per second after the first one
     std::optional<PictureSize> outputSize;
-    int crop = 80;
-    bool straightens = false;  // shows straight lines as such
+    int crop = 80;               // percent, or kAutoCrop
+    std::string zoom = "fixed";  // or "dynamic"
+    bool straightens = false;    // shows straight lines as such
     int smoothing = 9;
     std::optional<int> delay;  // frames; none: 30
     double horizon = 0.0;      // percent of the roll that is levelled

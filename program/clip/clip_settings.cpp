@@ -190,6 +190,7 @@ void resolveOffline(const ClipOptions& options, const ClipInputs& clip, ClipSett
     settings.input = {clip.video.width, clip.video.height};
     settings.output = options.outputSize.value_or(settings.input);
     settings.horizon = options.horizon;
+    settings.zooms = options.zoom == "dynamic";
     if (settings.horizon > 0.0) requireGravity(clip);
     settings.straightens = options.straightens;
     Setting<double>& readout = settings.camera.readoutTime;

@@ -22,7 +22,8 @@ struct ClipSettings {
     double largestSampleRate = 0.0;        // per second, that the library holds with this delay
     PictureSize input;                     // of the frames that the engine gets
     PictureSize output;                    // of those that it gives back
-    int crop = 0;                          // percent
+    int crop = 0;                          // percent, or kAutoCrop
+    bool zooms = false;                    // shows more than the crop where the path leaves room
     bool straightens = false;              // shows straight lines as such
     int smoothing = 0;
     int delay = 0;         // frames; the offline engine has none

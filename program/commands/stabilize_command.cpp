@@ -63,7 +63,12 @@ void addCameraOptions(Command& command, StabilizeOptions& options) {
 void addResultOptions(Command& command, BatchOptions& batch) {
     StabilizeOptions& o = batch.each;
     const std::string result = "Result";
-    command.addNumber("--crop", o.clip.crop, "Percent of the picture shown", {1, 100})
+    command
+        .addNumberOrWord("--crop", o.clip.crop, "Percent of the picture shown", {1, 100}, "auto",
+                         std::to_string(kAutoCrop))
+        ->capture_default_str()
+        ->group(result);
+    command.addChoice("--zoom", o.clip.zoom, "Zoom where there is room", {"fixed", "dynamic"})
         ->capture_default_str()
         ->group(result);
     command.add_flag("--straighten", o.clip.straightens, "Show straight lines as such")

@@ -181,6 +181,8 @@ const char* liveOptionOf(const StabilizeOptions& clip) {
 const char* offlineOptionOf(const StabilizeOptions& clip) {
     if (clip.files.ignoresMotion) return "--no-motion";
     if (clip.clip.horizon > 0.0) return "--horizon";
+    if (clip.clip.crop == kAutoCrop) return "--crop auto";
+    if (clip.clip.zoom == "dynamic") return "--zoom dynamic";
     return nullptr;
 }
 

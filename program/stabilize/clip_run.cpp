@@ -15,7 +15,7 @@ ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
                  const ClipSettings& settings, VideoReader& video, const EngineSetup& engine,
                  RunRecord& record)
     : options_(options), clip_(clip), settings_(settings), video_(video), notes_(engine.notes),
-      record_(record), output_(options, video, engine.hdr),
+      record_(record), crop_(engine.crop), output_(options, video, engine.hdr),
       engine_(engine.make([this](const StabilizedFrame& frame) { write(frame); })),
       shake_(clip.video) {
     video_.setPacketSink([this](const AVPacket& packet) { output_.copyPacket(packet); });
@@ -26,6 +26,7 @@ ClipRun::ClipRun(const StabilizeOptions& options, const ClipInputs& clip,
     record_.engine = nameOf(settings.engine);
     record_.axes = settings.camera.axes.value.letters();
     record_.horizon = settings.horizon;
+    record_.zoom = settings.zooms ? "dynamic" : "fixed";
     record_.framesPerSecond = clip.video.framesPerSecond;
 }
 
@@ -50,6 +51,7 @@ void ClipRun::run(const ProgressTarget& progress, RunMessages& messages) {
     record_.shake = shake_.measure();
     if (record_.shake) warnOfShake(*record_.shake, messages);
     record_.param = paramOf(settings_);
+    record_.param.cropPercent = crop_;
     record_.secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
     messages.say(fmt::format("{} in, {} out, {:.1f} frames per second", counted(taken_, "frame"),
                              progress_->done(), progress_->perSecond()));

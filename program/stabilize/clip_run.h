@@ -27,6 +27,7 @@ public:
         std::vector<std::string> notes;  // for the user
         HdrMetadata hdr;                 // of the source's frames
         StageTimes stageTimes;           // so far
+        int crop;                        // percent
     };
 
     /// Opens the output; everything is borrowed. Throws MediaError.
@@ -51,6 +52,7 @@ private:
     VideoReader& video_;
     const std::vector<std::string>& notes_;
     RunRecord& record_;
+    int crop_;
     ClipOutput output_;
     std::unique_ptr<ClipEngine> engine_;
     ShakeComparison shake_;

@@ -9,6 +9,7 @@
 #include "path/optimal_path.h"
 #include "path/picture_refinement.h"
 #include "path/unexplained_turn.h"
+#include "path/zoom_choice.h"
 #include "stabilize/motion_samples.h"
 #include "tracking/feature_tracks.h"
 
@@ -48,9 +49,9 @@ PinholeCamera sourceOf(const ClipInputs& clip, const ClipSettings& settings,
     return {video.contentWidth(), video.contentHeight(), focal, camera.readoutTime.value, lens};
 }
 
-/// The largest picture of the output's shape in the middle of the part that the crop leaves.
-PinholeCamera outputOf(const PinholeCamera& source, const ClipSettings& settings) {
-    const double crop = settings.crop / 100.0;
+/// The largest picture of the output's shape in the middle of the part that a crop leaves, a share of
+/// the sides.
+PinholeCamera outputOf(const PinholeCamera& source, const ClipSettings& settings, double crop) {
     if (settings.straightens) {
         return straightened(source, settings.output.width, settings.output.height, crop);
     }
@@ -118,6 +119,49 @@ std::string describeLevelling(const Horizon& horizon, const ClipSettings& settin
                       largest, kVisible, count, counted(plan.views.size(), "frame"));
 }
 
+std::string describeCrop(const ChosenCrop& chosen) {
+    const std::string text = fmt::format("crop: {} % of the picture shown", chosen.crop);
+    if (chosen.forcedSpeed <= kUnseenSpeed) return text + ", as much as the path leaves";
+    return text + ", the least that --crop auto takes; the path would use more room";
+}
+
+std::string describeZoom(const std::vector<View>& views, int crop) {
+    const auto isFarther = [](const View& a, const View& b) { return a.zoom < b.zoom; };
+    const auto [farthest, nearest] = std::minmax_element(views.begin(), views.end(), isFarther);
+    return fmt::format(
+        "zoom: {:.1f} to {:.1f} % of the picture shown, changing by up to {:g} % a second",
+        crop / nearest->zoom, crop / farthest->zoom, 100.0 * kZoomSpeed);
+}
+
+/// Finds the path with the crop and the zoom that the settings ask for, and notes what was chosen.
+OptimalPath findPath(const PathTask& task, const ClipSettings& settings, OfflinePlan& plan) {
+    const bool choosesCrop = settings.crop == kAutoCrop;
+    const double choosing = choosesCrop ? settings.zooms ? 0.7 : 1.0 : 0.0;  // share of the work
+    const auto part = [&](double from, double to) {
+        PathTask result = task;
+        result.onProgress = [&task, from, to](double share) {
+            task.onProgress(from + (to - from) * share);
+        };
+        return result;
+    };
+    OptimalPath path;
+    if (choosesCrop) {
+        ChosenCrop chosen = chooseCrop(part(0.0, choosing));
+        plan.notes.push_back(describeCrop(chosen));
+        plan.crop = chosen.crop;
+        plan.output = task.outputFor(plan.crop);
+        path = std::move(chosen.path);
+    }
+    if (settings.zooms) {
+        path = findZoomingPath(part(choosing, 1.0), plan.crop);
+        if (!path.views.empty()) plan.notes.push_back(describeZoom(path.views, plan.crop));
+    } else if (!choosesCrop) {
+        path = findOptimalPath(task.track, task.firstRowTimes, task.source, plan.output,
+                               task.settings, task.onProgress);
+    }
+    return path;
+}
+
 }  // namespace
 
 OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
@@ -130,14 +174,10 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
             "--straighten: no lens is known; give --lens, or a clip.json that has it");
     }
     plan.source = sourceOf(clip, settings, video);
-    plan.output = outputOf(plan.source, settings);
+    plan.crop = settings.crop == kAutoCrop ? kSmallestCrop : settings.crop;
+    plan.output = outputOf(plan.source, settings, plan.crop / 100.0);
     plan.track = trackOf(clip, settings);
     if (clip.log) plan.notes = describeMotion(clip, settings);
-    if (settings.straightens) {
-        plan.notes.push_back(
-            fmt::format("straightened: {:.1f} degrees across the width",
-                        toDegrees(2.0 * std::atan(plan.output.width / 2.0 / plan.output.focal))));
-    }
     StageClock clock;
     analyse(clip, settings.camera.timeOffset.value * settings.clockFactor(), video,
             progress.part(0.0, kAnalysis), plan);
@@ -150,17 +190,27 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
     pathSettings.levelling = settings.horizon / 100.0;
     const auto frames = static_cast<int64_t>(plan.rowTimes.size());
     Progress solving("finding the path", frames, progress.part(kAnalysis, 1.0));
-    OptimalPath path = findOptimalPath(
-        plan.track, plan.rowTimes, plan.source, plan.output, pathSettings, [&](double share) {
-            throwIfInterrupted();
-            solving.reach(static_cast<int64_t>(share * static_cast<double>(frames)));
-        });
+    const auto outputFor = [&](double crop) {
+        return outputOf(plan.source, settings, crop / 100.0);
+    };
+    const auto onProgress = [&](double share) {
+        throwIfInterrupted();
+        solving.reach(static_cast<int64_t>(share * static_cast<double>(frames)));
+    };
+    OptimalPath path =
+        findPath({plan.track, plan.rowTimes, plan.source, pathSettings, outputFor, onProgress},
+                 settings, plan);
     solving.clear();
     clock.end("path", plan.stageTimes);
     plan.views = std::move(path.views);
     plan.marginUsed = std::move(path.shareUsed);
     plan.notes.push_back(fmt::format("smoothing {}: follows motion slower than about {:.2g} s",
                                      settings.smoothing, pathSettings.smoothing));
+    if (settings.straightens) {
+        plan.notes.push_back(
+            fmt::format("straightened: {:.1f} degrees across the width",
+                        toDegrees(2.0 * std::atan(plan.output.width / 2.0 / plan.output.focal))));
+    }
     if (horizon) plan.notes.push_back(describeLevelling(*horizon, settings, plan));
     return plan;
 }

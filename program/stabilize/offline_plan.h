@@ -17,6 +17,7 @@ namespace framehold {
 struct OfflinePlan {
     PinholeCamera source;
     PinholeCamera output;
+    int crop = 0;                    // percent, of `output`
     OrientationTrack track;          // of the source, times as `rowTimes`
     std::vector<double> rowTimes;    // of each frame's first row, in seconds
     std::vector<View> views;         // of each frame

@@ -44,6 +44,7 @@ ordered_json parametersOf(const RunRecord& run) {
     json["sensor_mask"] = p.sensorMask;
     json["crop_percent"] = p.cropPercent;
     json["smoothing"] = p.smoothingLevel;
+    json["zoom"] = run.zoom;
     json["horizon_percent"] = run.horizon;
     json["delay_frames"] = p.delayFrames;
     return json;

@@ -46,7 +46,7 @@ void runLive(const StabilizeOptions& options, const ClipInputs& clip, const Clip
     const auto make = [&](ClipEngine::Sink sink) {
         return std::make_unique<LiveEngine>(settings, motion.samples, extras, std::move(sink));
     };
-    run({make, motion.notes, {}, {}}, display.progress.part(0.0, 1.0));
+    run({make, motion.notes, {}, {}, settings.crop}, display.progress.part(0.0, 1.0));
     if (session) session->finish();
 }
 
@@ -58,7 +58,7 @@ void runOffline(const StabilizeOptions& options, const ClipInputs& clip,
     const auto make = [&](ClipEngine::Sink sink) {
         return std::make_unique<OfflineEngine>(plan, options.sideBySide, std::move(sink));
     };
-    run({make, plan.notes, plan.hdr, plan.stageTimes}, whole.part(kPlanning, 1.0));
+    run({make, plan.notes, plan.hdr, plan.stageTimes, plan.crop}, whole.part(kPlanning, 1.0));
 }
 
 void report(const StabilizeOptions& options, bool isQuiet, const RunRecord& record) {

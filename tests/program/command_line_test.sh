@@ -79,8 +79,11 @@ fish_offers() {
 expect 2 "stabilise: there is no such command; did you mean stabilize?" "$framehold" stabilise
 expect 2 "--focl: there is no such option; did you mean --focal?" "$framehold" stabilize "$0" --focl=900
 expect 2 "--crop: '0' is not a whole number from 1 to 100" "$framehold" stabilize "$0" --crop 0
-expect 2 "--horizon: goes with --engine offline only" \
-    "$framehold" stabilize "$0" --horizon lock --engine live
+for option in "--horizon lock" "--crop auto" "--zoom dynamic"; do
+    # shellcheck disable=SC2086
+    expect 2 "${option/ lock/}: goes with --engine offline only" \
+        "$framehold" stabilize "$0" $option --engine live
+done
 expect 2 "a command is missing" "$framehold"
 expect 2 ": there is no such command" "$framehold" ""
 [ $failures -eq 0 ] || exit 1

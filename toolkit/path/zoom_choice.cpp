@@ -36,30 +36,29 @@ OptimalPath findFreePath(const PathTask& task, const std::function<void(double)>
     return findPath(task, kFarCrop, zoomsOf(task), onProgress);
 }
 
-/// Largest crop up to `largest` with which each view's border is inside the source; `smallest` where
-/// a smaller one is needed.
-std::vector<double> neededCrops(const PathTask& task, const std::vector<View>& views,
-                                double smallest, double largest) {
+/// Smallest zoom of a camera, from 1 to `largest`, with which each view's border is inside the source;
+/// `largest` where more is needed.
+std::vector<double> neededZooms(const PathTask& task, const std::vector<View>& views,
+                                const PinholeCamera& output, double largest) {
     constexpr int kHalvings = 10;
     constexpr double kReserve = 0.5;  // pixels
-    const OutputBorder border(task.source, task.outputFor(largest));
-    std::vector<double> crops;
+    const OutputBorder border(task.source, output);
+    std::vector<double> zooms;
     for (size_t i = 0; i < views.size(); ++i) {
         const RowOrientations rows(task.track, task.source, task.firstRowTimes[i]);
-        const auto isInside = [&](double crop) {
-            const View view{views[i].orientation, views[i].zoom * largest / crop};
+        const auto isInside = [&](double zoom) {
+            const View view{views[i].orientation, views[i].zoom * zoom};
             return border.distances(rows, view).maxCoeff() < -kReserve;
         };
-        double good = smallest;
-        double bad = largest;
-        if (isInside(largest)) good = largest;
-        for (int k = 0; k < kHalvings && good < largest; ++k) {
-            const double crop = (good + bad) / 2.0;
-            (isInside(crop) ? good : bad) = crop;
+        double bad = 1.0;
+        double good = isInside(bad) ? bad : largest;
+        for (int k = 0; k < kHalvings && good > 1.0; ++k) {
+            const double zoom = (good + bad) / 2.0;
+            (isInside(zoom) ? good : bad) = zoom;
         }
-        crops.push_back(good);
+        zooms.push_back(good);
     }
-    return crops;
+    return zooms;
 }
 
 /// Means with weights that fall to 0 at `reach` seconds: a raised cosine.
@@ -152,16 +151,24 @@ ChosenCrop chooseCrop(const PathTask& task) {
     const auto onProgress = [&](double share) { task.onProgress((solved + share) / kSolutions); };
     const OptimalPath free = findFreePath(task, onProgress);
     ++solved;
-    std::vector<double> needed = neededCrops(task, free.views, kSmallestCrop, kLargestCrop);
+    const PinholeCamera farthest = task.outputFor(kLargestCrop);
+    const auto zoomOf = [&](int crop) { return task.outputFor(crop).focal / farthest.focal; };
+    std::vector<double> needed = neededZooms(task, free.views, farthest, zoomOf(kSmallestCrop));
     std::sort(needed.begin(), needed.end());
+    // The largest crop with at least a zoom.
+    const auto cropFor = [&](double zoom) {
+        int crop = kLargestCrop;
+        while (crop > kSmallestCrop && zoomOf(crop) < zoom) --crop;
+        return crop;
+    };
     const auto solve = [&](int crop) -> ChosenCrop {
         ChosenCrop result{crop, findPath(task, crop, zoomsOf(task), onProgress), 0.0};
         ++solved;
         result.forcedSpeed = forcedSpeed(task, free, result.path, task.outputFor(crop));
         return result;
     };
-    int good = static_cast<int>(needed.front());  // limits nothing, or nothing is smaller
-    int bad = static_cast<int>(needed[needed.size() / kRare]) + 1;
+    int good = cropFor(needed.back());  // limits nothing, or nothing is smaller
+    int bad = cropFor(needed[needed.size() - 1 - needed.size() / kRare]) + 1;
     std::optional<ChosenCrop> best;
     while (solved + 1 < kSolutions && bad - good > 1) {
         ChosenCrop tried = solve((good + bad) / 2);
@@ -197,10 +204,12 @@ OptimalPath findZoomingPath(const PathTask& task, int crop) {
     if (task.firstRowTimes.empty()) return {};
     const OptimalPath free =
         findFreePath(task, [&](double share) { task.onProgress(share / 2.0); });
-    const double largest = std::max(crop, kLargestCrop);
+    const PinholeCamera nearest = task.outputFor(crop);
+    const PinholeCamera farthest = task.outputFor(std::max(crop, kLargestCrop));
+    const double range = nearest.focal / farthest.focal;
     std::vector<double> needed;
-    for (const double need : neededCrops(task, free.views, crop, largest)) {
-        needed.push_back(crop / need);
+    for (const double zoom : neededZooms(task, free.views, farthest, range)) {
+        needed.push_back(zoom / range);
     }
     std::vector<double> zooms = easedZooms(task.firstRowTimes, needed);
     const std::vector<double> given = zoomsOf(task);

@@ -53,6 +53,7 @@ void visitFields(Run& run, Visit visit) {
 /// The same for fields that runs of earlier versions lack.
 template <class Run, class Visit>
 void visitNewFields(Run& run, Visit visit) {
+    visit("zoom", run.zoom);
     visit("horizon_percent", run.horizon);
     visit("calibrated", run.isCalibrated);
     visit("misfit", run.misfit);
