@@ -34,6 +34,7 @@ struct RefinementCase {
     bool findsReadout = false;
     double jitter = 0.0;     // pixels, of all features together from frame to frame
     double vibration = 0.0;  // rad/s, noise of the log
+    double steps = 0.0;      // amplitude of the picture's size, by steps back and forth
 };
 
 std::ostream& operator<<(std::ostream& stream, const RefinementCase& c) { return stream << c.name; }
@@ -63,6 +64,9 @@ public:
         return hand_.at(time) * rotationBy(case_.missing * step);
     }
 
+    /// Logarithm of the size of far things, but for the even growth.
+    double logSize(double time) const { return case_.steps * std::sin(12.0 * time); }
+
     std::vector<FeatureMotion> motions(double from, double to, zpr_test::Random& random) const {
         const Eigen::Vector2d centre(camera_.width / 2.0, camera_.height / 2.0);
         const Eigen::Vector2d half(0.5, 0.5);  // the first pixel's centre is (0, 0) for features
@@ -70,6 +74,7 @@ public:
         const double jitter = std::sqrt(3.0) * case_.jitter;
         const Eigen::Vector2d shift(random.uniform(-jitter, jitter),
                                     random.uniform(-jitter, jitter));
+        const double growth = (1.0 + case_.zoom) * std::exp(logSize(to) - logSize(from));
         std::vector<FeatureMotion> result;
         for (int i = 0; i < 250; ++i) {
             const bool moves = random.uniform(0.0, 1.0) < case_.moving;
@@ -82,7 +87,7 @@ public:
             for (int round = 0; round < 8; ++round) {
                 end = camera_.project(at(camera_.rowTime(to, end.y())).conjugate() * direction);
             }
-            end = centre + (1.0 + case_.zoom) * (end - centre);
+            end = centre + growth * (end - centre);
             if (moves) end += Eigen::Vector2d(random.uniform(5.0, 7.0), -3.0);
             end += shift;
             end += Eigen::Vector2d(random.uniform(-noise, noise), random.uniform(-noise, noise));
@@ -141,6 +146,22 @@ TEST_P(PictureRefinementTest, FollowsTheCamera) {
     EXPECT_LT(kFocal * std::sqrt(sum / (kFrames - 1)), c.largestStepError);
     EXPECT_LT(turn(scene, 0, kFrames - 1).angularDistance(turn(track, 0, kFrames - 1)),
               c.largestTotalError);
+    std::vector<double> times;
+    for (int i = 0; i < kFrames; ++i) times.push_back(frameTime(i));
+    const std::vector<double> zooms = refinement.zooms(times, 1.0);
+    ASSERT_EQ(zooms.size(), times.size());
+    const double largestByChance = c.jitter > 0.0 ? 5e-4 : 0.0;
+    double seen = 0.0;  // of the steps
+    for (size_t i = 0; i < times.size(); ++i) {
+        seen += std::pow(std::log(zooms[i]) + scene.logSize(times[i]), 2.0) / kFrames;
+        // Even growth and what the log lacks are no reason for a zoom.
+        if (c.steps == 0.0) {
+            EXPECT_NEAR(zooms[i], 1.0, largestByChance) << i;
+        }
+    }
+    if (c.steps > 0.0) {
+        EXPECT_LT(std::sqrt(seen), 0.2 * c.steps);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -159,6 +180,10 @@ INSTANTIATE_TEST_SUITE_P(
         RefinementCase{"readout", false, 0.01, 0, 0, 0.02, 0.1, 0.3, 0, 0.08, 3e-3, true},
         RefinementCase{"no readout", false, 0.01, 0, 0, 0, 0.1, 0.3, 0, 0.05, 3e-3, true},
         RefinementCase{"no log, forward", false, 0.01, 0, 0, 0, 0.1, 0, 0.02, 0.05, 3e-3},
+        RefinementCase{"steps", true, 0.01, 0, 0, 0.03, 0.1, 0.3, 0.002, 0.04, 3e-3, false, 0, 0,
+                       0.004},
+        RefinementCase{"steps, no log", false, 0.01, 0, 0, 0.03, 0.1, 0, 0, 0.08, 3e-3, false, 0, 0,
+                       0.004},
         // 3.1 rad in 4 s.
         RefinementCase{"no log, pan", false, 0, 0, 0.8, 0, 0.1, 0, 0, 0.05, 5e-3}),
     [](const auto& tested) {

@@ -31,21 +31,24 @@ std::vector<UnexplainedTurn> withoutRowMotion(const std::vector<UnexplainedTurn>
             if (!(after.to > before.to)) continue;
             const double share = readout / (after.to - before.to);
             const Eigen::Vector3d bend = after.turn - 2.0 * known[i].turn + before.turn;
-            result[i].turn = measured[i].turn -
-                             measured[i].leak * share * (after.turn - before.turn) -
-                             bending * share * share * bend;
+            const Eigen::Vector3d overRows = share * (after.turn - before.turn);
+            result[i].turn =
+                measured[i].turn - measured[i].leak * overRows - bending * share * share * bend;
+            result[i].zoom = measured[i].zoom - measured[i].zoomLeak * overRows;
         }
     }
     return result;
 }
 
-/// Calls `visit` with each turn within 1.5 s of turn i and its weight, that of a Gaussian.
+constexpr double kNearby = 0.5;  // seconds, over which noise and slow turns are averaged
+
+/// Calls `visit` with each turn within three `sigma` of turn i and its weight, that of a Gaussian.
 template <typename Visit>
-void visitAround(const std::vector<UnexplainedTurn>& turns, size_t i, const Visit& visit) {
-    constexpr double kSigma = 0.5;  // seconds
+void visitAround(const std::vector<UnexplainedTurn>& turns, size_t i, const Visit& visit,
+                 double sigma = kNearby) {
     constexpr double kReach = 3.0;
     const auto weigh = [&](size_t j) {
-        const double t = (turns[j].to - turns[i].to) / kSigma;
+        const double t = (turns[j].to - turns[i].to) / sigma;
         if (std::abs(t) > kReach) return false;
         visit(j, std::exp(-t * t / 2.0));
         return true;
@@ -56,13 +59,20 @@ void visitAround(const std::vector<UnexplainedTurn>& turns, size_t i, const Visi
     }
 }
 
+constexpr double kRoughness = 6.0;    // of white noise's variance, its gain by 1, -2, 1
+constexpr double kNoiseMargin = 2.0;  // the noise that is certain not to be signal
+
+/// Share to take of what has a signal's and a noise's power.
+double wienerShare(double signal, double noise) {
+    return signal > 0.0 ? signal / (signal + noise) : 0.0;
+}
+
 /// Raises the turns' variances to what changes from frame to frame: a fit knows nothing of near
 /// things that prevail in one frame and not in the next. Noise of the log changes as well, but
 /// cancels out in the whole motion.
 /// logged: the turns that the track explains.
 void addPictureNoise(const std::vector<Eigen::Vector3d>& logged,
                      std::vector<UnexplainedTurn>& turns) {
-    constexpr double kGain = 6.0;  // of white noise's variance by 1, -2, 1
     std::vector<std::optional<Eigen::Vector3d>> noise(turns.size());
     for (size_t i = 1; i + 1 < turns.size(); ++i) {
         const UnexplainedTurn& before = turns[i - 1];
@@ -70,7 +80,7 @@ void addPictureNoise(const std::vector<Eigen::Vector3d>& logged,
         if (!before.isKnown() || !turns[i].isKnown() || !after.isKnown()) continue;
         const Eigen::Vector3d change = before.turn - 2.0 * turns[i].turn + after.turn;
         const Eigen::Vector3d whole = change + logged[i - 1] - 2.0 * logged[i] + logged[i + 1];
-        noise[i] = change.cwiseProduct(whole) / kGain;
+        noise[i] = change.cwiseProduct(whole) / kRoughness;
     }
     for (size_t i = 0; i < turns.size(); ++i) {
         Eigen::Vector3d sum = Eigen::Vector3d::Zero();
@@ -87,7 +97,6 @@ void addPictureNoise(const std::vector<Eigen::Vector3d>& logged,
 /// Turns as far as they stand out from their noise, slow and fast ones apart: noise of slow ones is
 /// averaged away.
 std::vector<Eigen::Vector3d> withoutNoise(const std::vector<UnexplainedTurn>& turns) {
-    constexpr double kMargin = 2.0;  // the noise that is certain not to be signal
     std::vector<Eigen::Vector3d> result(turns.size(), Eigen::Vector3d::Zero());
     for (int axis = 0; axis < 3; ++axis) {
         std::vector<double> slow(turns.size());
@@ -112,7 +121,7 @@ std::vector<Eigen::Vector3d> withoutNoise(const std::vector<UnexplainedTurn>& tu
             double slowPower = 0.0;
             double all = 0.0;
             visitAround(turns, i, [&](size_t j, double g) {
-                slowPower += g * (slow[j] * slow[j] - kMargin * slowNoise[j]);
+                slowPower += g * (slow[j] * slow[j] - kNoiseMargin * slowNoise[j]);
                 all += g;
                 if (!std::isfinite(turns[j].variance[axis])) return;
                 const double fast = turns[j].turn[axis] - slow[j];
@@ -120,18 +129,60 @@ std::vector<Eigen::Vector3d> withoutNoise(const std::vector<UnexplainedTurn>& tu
                 noise += g * turns[j].variance[axis];
                 weights += g;
             });
-            const auto share = [](double signal, double n) {
-                return signal > 0.0 ? signal / (signal + n) : 0.0;
-            };
-            result[i][axis] = share(slowPower / all, slowNoise[i]) * slow[i];
+            result[i][axis] = wienerShare(slowPower / all, slowNoise[i]) * slow[i];
             if (std::isfinite(turns[i].variance[axis])) {
                 result[i][axis] +=
-                    share((power - kMargin * noise) / weights, turns[i].variance[axis]) *
+                    wienerShare((power - kNoiseMargin * noise) / weights, turns[i].variance[axis]) *
                     (turns[i].turn[axis] - slow[i]);
             }
         }
     }
     return result;
+}
+
+/// Sum of the fast part of the turns' zooms up to each, as far as it stands out from its noise.
+std::vector<double> fastGrowth(const std::vector<UnexplainedTurn>& turns, double sigma) {
+    const size_t count = turns.size();
+    std::vector<double> fast(count, 0.0);
+    std::vector<double> noise(count, 0.0);  // of each, by its fit or by how it jumps
+    for (size_t i = 0; i < count; ++i) {
+        if (!turns[i].isKnown()) continue;
+        double sum = 0.0;
+        double weights = 0.0;
+        visitAround(
+            turns, i,
+            [&](size_t j, double g) {
+                if (!turns[j].isKnown()) return;
+                sum += g * turns[j].zoom;
+                weights += g;
+            },
+            sigma);
+        fast[i] = turns[i].zoom - sum / weights;
+        noise[i] = turns[i].zoomVariance;
+        if (i == 0 || i + 1 == count || !turns[i - 1].isKnown() || !turns[i + 1].isKnown())
+            continue;
+        const double jump = turns[i - 1].zoom - 2.0 * turns[i].zoom + turns[i + 1].zoom;
+        noise[i] = std::max(noise[i], jump * jump / kRoughness);
+    }
+    std::vector<double> growth(count, 0.0);
+    double total = 0.0;
+    for (size_t i = 0; i < count; ++i) {
+        double power = 0.0;
+        double noisePower = 0.0;
+        double weights = 0.0;
+        visitAround(turns, i, [&](size_t j, double g) {
+            if (!turns[j].isKnown()) return;
+            power += g * fast[j] * fast[j];
+            noisePower += g * noise[j];
+            weights += g;
+        });
+        if (weights > 0.0) {
+            const double signal = (power - kNoiseMargin * noisePower) / weights;
+            total += wienerShare(signal, noisePower / weights) * fast[i];
+        }
+        growth[i] = total;
+    }
+    return growth;
 }
 
 /// Rate at which the turn about x and y changes at turn i, to the fourth order.
@@ -216,6 +267,33 @@ std::vector<TrackCorrection> PictureRefinement::corrections() const {
         corrections.push_back({time, (corrections.back().turn * step).normalized()});
     }
     return corrections;
+}
+
+std::vector<double> PictureRefinement::zooms(const std::vector<double>& firstRowTimes,
+                                             double smoothing) const {
+    std::vector<double> result(firstRowTimes.size(), 1.0);
+    if (turns_.empty()) return result;
+    const double sigma = std::min(smoothing, kNearby);
+    const std::vector<UnexplainedTurn> turns =
+        withoutRowMotion(turns_, camera_.readout, !track_.isLogged());
+    const std::vector<double> growth = fastGrowth(turns, sigma);
+    size_t next = 0;
+    for (size_t frame = 0; frame < result.size(); ++frame) {
+        while (next < turns.size() && turns[next].to <= firstRowTimes[frame]) ++next;
+        const size_t i = next > 0 ? next - 1 : 0;
+        double sum = 0.0;
+        double weights = 0.0;
+        visitAround(
+            turns, i,
+            [&](size_t j, double g) {
+                sum += g * growth[j];
+                weights += g;
+            },
+            sigma);
+        const double here = next > 0 ? growth[i] : 0.0;
+        result[frame] = std::exp(sum / weights - here);
+    }
+    return result;
 }
 
 OrientationTrack PictureRefinement::refined() const {

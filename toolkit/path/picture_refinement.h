@@ -26,6 +26,11 @@ public:
     /// The track with these corrections.
     OrientationTrack refined() const;
 
+    /// Zooms of views that take out what the pictures grow and shrink faster than a Gaussian of
+    /// `smoothing` seconds: a camera that moves back and forth with each step. 1 where it does not
+    /// stand out from its noise. firstRowTimes: of all frames.
+    std::vector<double> zooms(const std::vector<double>& firstRowTimes, double smoothing) const;
+
     /// Finds the camera's readout from how the pictures bend where their motion changes, takes it for
     /// the corrections in place of that of the camera, and returns it; 0 if the pictures do not tell.
     /// For a track at rest.

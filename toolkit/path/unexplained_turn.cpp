@@ -215,13 +215,14 @@ std::optional<Motion> MotionFit::refine(Motion motion) {
     return motion;
 }
 
-/// Variance of a turn by what errors of the tracker all features have in common, as they move by
+/// Variance of a motion by what errors of the tracker all features have in common, as they move by
 /// parts of a pixel.
-Eigen::Vector3d trackerVariance(const PinholeCamera& camera) {
+Motion trackerVariance(const PinholeCamera& camera) {
     constexpr double kError = 0.01;  // pixels that features are tracked in
     const double error = kError * std::ceil(double(camera.width) / kTurnTracking.maxWidth);
     const double radius = std::hypot(camera.width, camera.height) / std::sqrt(12.0);
-    return Eigen::Vector3d(error / camera.focal, error / camera.focal, error / radius).cwiseAbs2();
+    const double across = error / camera.focal;
+    return Motion(across, across, error / radius, error / radius).cwiseAbs2();
 }
 
 }  // namespace
@@ -254,8 +255,12 @@ UnexplainedTurn findUnexplainedTurn(const PinholeCamera& camera, const Orientati
         MotionFit fit(camera, std::move(observations));
         if (const auto motion = fit.refine(fit.findConsensus())) {
             result.turn = motion->head<3>();
-            result.variance = fit.covariance().diagonal().head<3>() + trackerVariance(camera);
+            result.zoom = (*motion)[3];
+            const Motion variance = fit.covariance().diagonal() + trackerVariance(camera);
+            result.variance = variance.head<3>();
+            result.zoomVariance = variance[3];
             result.leak = fit.leak().topRows<3>();
+            result.zoomLeak = fit.leak().row(3);
             result.later = fit.later();
             // On the optical axis a turn about x moves the picture to the right, one about y up.
             result.growth = fit.rowShift().cwiseProduct(Eigen::Vector2d(1.0, -1.0)) / camera.focal;

@@ -14,8 +14,8 @@ namespace framehold {
 /// Settings of a tracker whose features suffice for turns between frames.
 inline constexpr TrackSettings kTurnTracking{300, 0, 960, 0.3};
 
-/// Rotation between two frames that a track does not explain, by the features of the steady rest of
-/// the picture.
+/// Rotation between two frames that a track does not explain, and the zoom that no rotation explains,
+/// by the features of the steady rest of the picture.
 struct UnexplainedTurn {
     double from = 0.0;  // seconds, of the frames' first rows
     double to = 0.0;
@@ -33,6 +33,12 @@ struct UnexplainedTurn {
     Eigen::Vector2d growth = Eigen::Vector2d::Zero();
     Eigen::Vector2d growthVariance =
         Eigen::Vector2d::Constant(std::numeric_limits<double>::infinity());
+
+    /// Growth of the picture about its centre, as a share of its size: by moving forward.
+    double zoom = 0.0;
+    double zoomVariance = std::numeric_limits<double>::infinity();
+    /// Zoom that shows for a turn that grows over the rows, see leak.
+    Eigen::RowVector3d zoomLeak = Eigen::RowVector3d::Zero();
 
     bool isKnown() const { return variance.allFinite(); }
 };
