@@ -60,9 +60,20 @@ PinholeCamera outputOf(const PinholeCamera& source, const ClipSettings& settings
     return {settings.output.width, settings.output.height, source.focal / scale, 0.0, source.lens};
 }
 
-/// Reads the video: notes when its frames are read out, and corrects the track by their features.
+/// Limits zooms to what leaves most of the margin to the path.
+void limitZooms(const OfflinePlan& plan, std::vector<double>& zooms) {
+    constexpr double kLargestShare = 0.25;  // of the margin
+    const double scale = plan.source.focal / plan.output.focal;
+    const double shown = std::max(plan.output.width * scale / plan.source.width,
+                                  plan.output.height * scale / plan.source.height);
+    const double lowest = 1.0 - kLargestShare * std::max(0.0, 1.0 - shown);
+    for (double& zoom : zooms) zoom = std::clamp(zoom, lowest, 1.0 / lowest);
+}
+
+/// Reads the video: notes when its frames are read out, corrects the track by their features, and
+/// gives the path its zooms.
 void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video,
-             const ProgressTarget& target, OfflinePlan& plan) {
+             const ProgressTarget& target, OfflinePlan& plan, PathSettings& path) {
     FeatureTracker tracker(kTurnTracking);
     PictureRefinement refinement(plan.source, plan.track);
     Progress progress("analysing", clip.video.expectedFrames, target);
@@ -79,6 +90,8 @@ void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video,
     const bool isReadoutKnown = clip.log || plan.source.readout > 0.0;
     if (!isReadoutKnown) plan.source.readout = refinement.findReadout();
     plan.track = refinement.refined();
+    path.zooms = refinement.zooms(plan.rowTimes, path.smoothing);
+    limitZooms(plan, path.zooms);
     if (clip.log) return;
     plan.notes.push_back(fmt::format(
         "no motion log: following the pictures alone, with a readout of {:.1f} ms ({}); "
@@ -178,13 +191,13 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
     plan.output = outputOf(plan.source, settings, plan.crop / 100.0);
     plan.track = trackOf(clip, settings);
     if (clip.log) plan.notes = describeMotion(clip, settings);
-    StageClock clock;
-    analyse(clip, settings.camera.timeOffset.value * settings.clockFactor(), video,
-            progress.part(0.0, kAnalysis), plan);
-    plan.hdr = video.hdrMetadata();
-    clock.end("analysis", plan.stageTimes);
     PathSettings pathSettings;
     pathSettings.smoothing = smoothingSeconds(settings.smoothing);
+    StageClock clock;
+    analyse(clip, settings.camera.timeOffset.value * settings.clockFactor(), video,
+            progress.part(0.0, kAnalysis), plan, pathSettings);
+    plan.hdr = video.hdrMetadata();
+    clock.end("analysis", plan.stageTimes);
     const std::optional<Horizon> horizon = horizonOf(clip, settings, plan);
     if (horizon) pathSettings.horizon = &*horizon;
     pathSettings.levelling = settings.horizon / 100.0;
