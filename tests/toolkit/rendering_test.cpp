@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <functional>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <Eigen/Dense>
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -271,6 +274,76 @@ TEST(FrameRenderer, KeepsFineDetailsWithLittleRinging) {
     const std::vector<int> edge = enlargedRow([](int x) { return x < 160 ? 28 : 228; });
     EXPECT_LE(*std::max_element(edge.begin(), edge.end()), 228 + 20);
     EXPECT_GE(*std::min_element(edge.begin(), edge.end()), 28 - 20);
+}
+
+/// Largest distance of points from the straight line that fits them best; y over x.
+double bendOf(const std::vector<Eigen::Vector2d>& points) {
+    Eigen::MatrixX2d left(points.size(), 2);
+    Eigen::VectorXd right(points.size());
+    for (size_t i = 0; i < points.size(); ++i) {
+        left.row(static_cast<Eigen::Index>(i)) << 1.0, points[i].x();
+        right[static_cast<Eigen::Index>(i)] = points[i].y();
+    }
+    const Eigen::Vector2d line = left.colPivHouseholderQr().solve(right);
+    return (right - left * line).cwiseAbs().maxCoeff();
+}
+
+TEST(FrameRenderer, StraightensLines) {
+    const struct {
+        const char* name;
+        double focal;
+        LensDistortion lens;
+    } kCases[] = {{"barrel", 500.0, {LensModel::kPolynomial, {-0.25, 0.06, 0.0, 0.0}}},
+                  {"pincushion", 500.0, {LensModel::kPolynomial, {0.15, 0.02, 0.0, 0.0}}},
+                  {"fisheye", 260.0, {LensModel::kFisheye, {-0.03, 0.004, 0.0, 0.0}}}};
+    const OrientationTrack track = shake(0.01);
+    const View view{track.at(0.015)};
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        const PinholeCamera source{640, 360, c.focal, 0.03, c.lens};
+        const PinholeCamera output = straightened(source, 640, 360, 0.8);
+        // Lines in the result, close to its top and bottom.
+        const double heights[] = {20.0, 340.0};
+        const auto rayOf = [&](double x, double y) -> Eigen::Vector3d {
+            return view.orientation * output.ray({x, y});
+        };
+        const AvPtr<AVFrame> frame = makeFrame(AV_PIX_FMT_GRAY8, source.width, source.height);
+        for (int y = 0; y < source.height; ++y) {
+            const Eigen::Quaterniond device = track.at(source.rowTime(0.0, y + 0.5));
+            for (int x = 0; x < source.width; ++x) {
+                const Eigen::Vector3d seen = (device * source.ray({x + 0.5, y + 0.5})).normalized();
+                double light = 0.0;
+                for (const double height : heights) {
+                    const Eigen::Vector3d plane =
+                        rayOf(0.0, height).cross(rayOf(640.0, height + 10.0)).normalized();
+                    light += std::exp(-std::pow(plane.dot(seen) * c.focal / 1.5, 2));
+                }
+                frame->data[0][y * frame->linesize[0] + x] =
+                    static_cast<uint8_t>(std::lround(16.0 + 230.0 * std::min(light, 1.0)));
+            }
+        }
+        const AvPtr<AVFrame> result =
+            FrameRenderer(source, output).render(*frame, 0.0, track, view);
+        for (const double height : heights) {
+            std::vector<Eigen::Vector2d> drawn, found;
+            for (int x = 0; x < 640; ++x) {
+                const int row = static_cast<int>(height + 10.0 * x / 640.0);
+                double light = 0.0, moment = 0.0;
+                for (int y = row - 8; y <= row + 8; ++y) {
+                    const double over = sampleAt(*result, 0, x, y) - 16.0;
+                    light += over;
+                    moment += over * (y + 0.5);
+                }
+                ASSERT_GT(light, 100.0) << x;
+                found.emplace_back(x, moment / light);
+                drawn.push_back(source.project(output.ray({x + 0.5, height + 10.0 * x / 640.0})));
+            }
+            std::printf("%s: %.1f pixels bent, %.3f when straightened\n", c.name, bendOf(drawn),
+                        bendOf(found));
+            EXPECT_LT(bendOf(found), 0.2);
+            EXPECT_GT(bendOf(drawn), 2.0);  // or the case is too easy
+        }
+    }
 }
 
 }  // namespace
