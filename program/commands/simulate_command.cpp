@@ -137,7 +137,7 @@ void addSimulateCommand(Command& program) {
     command.addNumber("--duration", o.duration, "Length of the clip in seconds", {0.0, 3600.0})
         ->capture_default_str();
     addFocalOption(command, o.camera.focal)->capture_default_str();
-    addLensOptions(command, o.lens, "Lens");
+    addLensOptions(command, o.lens, "More about the camera");
     addReadoutOption(command, o.camera.readout)->capture_default_str();
     command
         .addNumber("--time-offset", o.timeOffset, "Seconds from a timestamp to its first row",

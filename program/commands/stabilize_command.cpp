@@ -30,7 +30,6 @@ void addCameraOptions(Command& command, StabilizeOptions& options) {
         .addNumber("--fov", o.camera.fieldOfView, "Or the field of view in degrees", {0.1, 179.9})
         ->excludes("--focal")
         ->group(camera);
-    addLensOptions(command, o.camera.lens, camera);
     addReadoutOption(command, o.camera.readoutTime)->group(camera);
     addTimeOffsetOption(command, o.camera.timeOffset)->default_str("0")->group(camera);
     addAxesOption(command, o.camera.axes)->group(camera);
@@ -43,6 +42,7 @@ void addCameraOptions(Command& command, StabilizeOptions& options) {
         ->group("More camera options");
 
     const std::string more = "More camera options";
+    addLensOptions(command, o.camera.lens, more);
     command
         .addChoice("--fov-across", o.camera.fieldOfViewAcross, "Which side --fov spans",
                    {"width", "height", "diagonal"})
