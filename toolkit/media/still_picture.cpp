@@ -1,15 +1,12 @@
 #include "media/still_picture.h"
 
+#include "media/embedded_video.h"
 #include "media/pixel_converter.h"
 
 #include <algorithm>
 #include <vector>
 
 #include <fmt/format.h>
-
-extern "C" {
-#include <libavutil/base64.h>
-}
 
 namespace framehold {
 
@@ -77,11 +74,7 @@ std::string jpegDataUrl(const AVFrame& frame, int largestWidth) {
     const AvPtr<AVFrame> picture = toJpegFormat(frame, largestWidth);
     picture->quality = kQuality * FF_QP2LAMBDA;
     const AvPtr<AVPacket> packet = encodePicture("JPEG", AV_CODEC_ID_MJPEG, *picture);
-    const int size = AV_BASE64_SIZE(packet->size);
-    std::string text(static_cast<size_t>(size), '\0');
-    av_base64_encode(text.data(), size, packet->data, packet->size);
-    text.pop_back();  // the terminating zero
-    return "data:image/jpeg;base64," + text;
+    return dataUrl("image/jpeg", packet->data, packet->size);
 }
 
 void writePng(const OutputName& name, const AVFrame& frame) {

@@ -225,6 +225,9 @@ void VideoEncoder::open(const VideoSettings& settings) {
     } else if (hasOption(*encoder_, "x264-params") && !hdr.empty()) {
         av_dict_set(&options, "x264-params", hdr.c_str() + 1, 0);
     }
+    for (const auto& [key, value] : settings.encoderOptions) {
+        av_dict_set(&options, key.c_str(), value.c_str(), 0);
+    }
     forgetLibavMessage();
     const int code = avcodec_open2(codec_.get(), encoder_, &options);
     const AVDictionaryEntry* unused = av_dict_get(options, "", nullptr, AV_DICT_IGNORE_SUFFIX);

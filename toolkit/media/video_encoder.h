@@ -5,6 +5,7 @@
 #include "media/video_reader.h"
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -26,6 +27,7 @@ struct VideoSettings {
     bool isResult = true;        // is marked as made by this program, see markAsResult
     HdrMetadata hdr;             // where the source has none
     std::string preset;          // of the encoder, speed against size; empty: a moderate one
+    std::map<std::string, std::string> encoderOptions;  // FFmpeg's names, beside those above
 };
 
 /// Has the encoder of a file encode one frame, for what is wrong with its settings. file: its
