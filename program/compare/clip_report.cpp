@@ -1,12 +1,13 @@
 #include "compare/clip_report.h"
 
+#include "report/page_data.h"
 #include "report/report_page.h"
 
 #include <utility>
 
 namespace framehold {
 
-void makeReport(const ReportRequest& request) {
+std::optional<ShakeAmounts> makeReport(const ReportRequest& request) {
     requireReports();
     std::vector<ClipMeasures> clips =
         measureClips({request.original, request.stabilized}, request.settings);
@@ -18,7 +19,11 @@ void makeReport(const ReportRequest& request) {
     content.before = std::move(clips[0]);
     content.after = std::move(clips[1]);
     content.pictures = takePictures(request.original, request.stabilized, request.settings.delay);
+    constexpr double kSeconds = 4.0;
+    content.clip = makePlayingClip(request.original, request.stabilized, request.settings.delay,
+                                   shakiestStart(content.before, kSeconds), kSeconds);
     writeReport(request.page, content);
+    return shakeIn(content);
 }
 
 }  // namespace framehold

@@ -18,7 +18,8 @@ struct ReportRequest {
     OutputName page;
 };
 
-/// Measures both clips, takes pictures of them and writes the page. Throws std::exception.
-void makeReport(const ReportRequest& request);
+/// Measures both clips, takes pictures of them and writes the page. Returns their shake, if that is
+/// known. Throws std::exception.
+std::optional<ShakeAmounts> makeReport(const ReportRequest& request);
 
 }  // namespace framehold

@@ -23,6 +23,49 @@
   // Stretches of frames as "0–3, 98–102".
   const stretches = (list) => list.map(([a, b]) => (a === b ? `${a}` : `${a}–${b}`)).join(", ");
 
+  function showVerdict() {
+    const { kind, sentence, advice } = data.verdict;
+    const section = byId("verdict");
+    section.className = kind;
+    section.querySelector(".sentence").textContent = sentence;
+    section.querySelector(".advice").hidden = advice === "";
+    section.querySelector(".advice b").textContent = advice;
+  }
+
+  // Bytes of a "data:" URL as an address that every browser plays from.
+  function blobAddress(dataUrl) {
+    const [head, base64] = dataUrl.split(",");
+    const bytes = Uint8Array.from(atob(base64), (c) => c.charCodeAt(0));
+    return URL.createObjectURL(new Blob([bytes], { type: head.slice(5, head.indexOf(";")) }));
+  }
+
+  function showClip() {
+    const { video, lack, width, height, split, start, seconds } = data.clip;
+    const section = byId("clip");
+    const message = section.querySelector(".lack");
+    const sayLack = (text) => {
+      message.hidden = false;
+      message.textContent = `No clip: ${text}.`;
+      section.querySelector(".player").hidden = true;
+    };
+    if (!video) return sayLack(lack);
+    const player = section.querySelector(".player");
+    player.hidden = false;
+    player.style.setProperty("--aspect", `${width} / ${height}`);
+    player.style.setProperty("--split", `${100 * split}%`);
+    player.style.maxWidth = `min(100%, calc(80vh * ${width / height}))`;
+    const shown = player.querySelector("video");
+    shown.setAttribute("aria-label", "The original on the left, the stabilized clip on the right");
+    shown.addEventListener("error", () => sayLack("this browser does not play it"));
+    shown.src = blobAddress(video);
+    const isWhole = data.shake.before.time.at(-1) < seconds;
+    player.querySelector("figcaption").textContent = isWhole
+      ? "The whole clip."
+      : `The ${seconds.toFixed(1)} s that shake most, from ${start.toFixed(1)} s on.`;
+    // Shaking pictures that start by themselves make some readers sick.
+    if (!matchMedia("(prefers-reduced-motion: reduce)").matches) shown.play().catch(() => {});
+  }
+
   function showHead() {
     byId("title").textContent = data.stabilized;
     byId("subtitle").textContent = `made from ${data.original}`;
@@ -163,13 +206,19 @@
     }
     byId("effort-hint").textContent =
       "The margin is what the crop leaves between the picture shown and the border of the frame: at " +
-      "100 % a corner touches the border. Time is what the library took for a frame, " +
-      `${run.seconds.toFixed(1)} s the whole clip with decoding and encoding.`;
+      "100 % a corner touches the border. Time is what stabilizing a frame took; " +
+      `the whole clip took ${run.seconds.toFixed(1)} s with decoding and encoding.`;
     const fromZero = (least) => (self, low, high) => [0, Math.max(least, 1.08 * high)];
     addPlot(byId("effort"), {
       title: "Margin used", unit: "%", time: run.time, digits: 1, shaded: true, group,
       range: fromZero(100), lines: [["margin used", "--after", run.margin]],
     });
+    if (run.zoom) {
+      addPlot(byId("effort"), {
+        title: "Zoom", unit: "×", time: run.time, digits: 3, shaded: true, group,
+        lines: [["zoom", "--after", run.zoom]],
+      });
+    }
     addPlot(byId("effort"), {
       title: "Time", unit: "ms", time: run.time, digits: 2, shaded: false, group,
       range: fromZero(1), lines: [["time for a frame", "--after", run.milliseconds]],
@@ -184,6 +233,67 @@
     byId("parameters").tBodies[0].append(...rows);
     byId("snippet").textContent = run.snippet;
     fillList(byId("notes"), run.notes);
+  }
+
+  // Columns of every frame: name, unit, digits, values.
+  function frameColumns() {
+    const frames = run.time.map((_, i) => i);
+    const columns = [["frame", "", 0, frames], ["time", "s", 3, run.time]];
+    for (const axis of ["pan", "tilt", "roll"]) {
+      columns.push([`${axis} measured`, "°", 3, run.measured[axis]]);
+      columns.push([`${axis} stabilized`, "°", 3, run.corrected[axis]]);
+    }
+    columns.push(["margin used", "%", 1, run.margin]);
+    if (run.zoom) columns.push(["zoom", "×", 4, run.zoom]);
+    columns.push(["time for it", "ms", 2, run.milliseconds]);
+    return columns;
+  }
+
+  const cellText = (value, digits) => (value === null ? "" : value.toFixed(digits));
+
+  function csvOf(columns) {
+    const units = { "°": "deg", "%": "percent", "×": "factor" };
+    const names = columns.map(([name, unit]) => (unit ? `${name} ${units[unit] ?? unit}` : name).replaceAll(" ", "_"));
+    const rows = run.time.map((_, i) => columns.map(([, , digits, values]) => cellText(values[i], digits + 2)));
+    rows.forEach((row, i) => { row[0] = String(i); });
+    return [names, ...rows].map((row) => row.join(",")).join("\n") + "\n";
+  }
+
+  // A browser cannot show a table of every frame of an hour.
+  const mostRows = 2000;
+
+  function fillFrameTable(section, columns) {
+    const step = Math.ceil(run.frames / mostRows);
+    const note = section.querySelector("details .hint");
+    note.hidden = step === 1;
+    note.textContent = `Every ${step}th frame; the CSV has all.`;
+    section.querySelector("thead tr").append(...columns.map(([name, unit]) => {
+      const head = element("th", unit ? `${name}, ${unit}` : name);
+      head.scope = "col";
+      return head;
+    }));
+    const body = section.querySelector("tbody");
+    for (let i = 0; i < run.frames; i += step) {
+      const row = element("tr");
+      columns.forEach(([, , digits, values], column) => {
+        const cell = element(column === 0 ? "th" : "td", cellText(values[i], digits) || "–");
+        if (column === 0) cell.scope = "row";
+        row.append(cell);
+      });
+      body.append(row);
+    }
+  }
+
+  function showFrames() {
+    if (!run || run.frames === 0) return;
+    const section = byId("frames");
+    section.hidden = false;
+    const columns = frameColumns();
+    const link = section.querySelector("a");
+    link.href = URL.createObjectURL(new Blob([csvOf(columns)], { type: "text/csv" }));
+    link.download = data.stabilized.replace(/\.[^.]*$/, "") + ".csv";
+    // Filled when it is first opened.
+    section.querySelector("details").addEventListener("toggle", () => fillFrameTable(section, columns), { once: true });
   }
 
   function showShake() {
@@ -214,9 +324,12 @@
     }
   }
 
+  showVerdict();
   showHead();
+  showClip();
   showPictures();
   showRun();
+  showFrames();
   showShake();
   showMeasures();
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => {

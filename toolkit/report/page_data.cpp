@@ -4,7 +4,9 @@
 #include "measures/measure_rows.h"
 #include "report/camera_angles.h"
 #include "report/parameter_snippet.h"
+#include "report/verdict.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 
@@ -66,6 +68,14 @@ ordered_json stretchesWithout(const std::vector<FrameRecord>& frames) {
     return result;
 }
 
+/// True for a run whose zoom changes.
+bool zooms(const std::vector<FrameRecord>& frames) {
+    constexpr double kVisible = 1e-3;
+    const auto [least, most] = std::minmax_element(
+        frames.begin(), frames.end(), [](const auto& a, const auto& b) { return a.zoom < b.zoom; });
+    return least != frames.end() && most->zoom - least->zoom > kVisible;
+}
+
 ordered_json parametersOf(const RunRecord& run) {
     const ZPR_Param& p = run.param;
     const bool isFocal = p.fieldOfViewMode == ZPR_FOV_FOCAL_LENGTH;
@@ -110,6 +120,9 @@ ordered_json runOf(const RunRecord& run) {
     });
     result["milliseconds"] =
         series(frames, [](const FrameRecord& f) { return rounded(f.milliseconds); });
+    if (zooms(frames)) {
+        result["zoom"] = series(frames, [](const FrameRecord& f) { return rounded(f.zoom); });
+    }
     result["without"] = stretchesWithout(frames);
     result["parameters"] = parametersOf(run);
     result["snippet"] = parameterSnippet(run.param);
@@ -147,7 +160,35 @@ ordered_json measuresOf(const ReportContent& content) {
     return rows;
 }
 
+/// The run's record with the shake that was measured in the whole clips, where it is known.
+RunRecord measuredRun(const ReportContent& content) {
+    RunRecord run = content.run.value_or(RunRecord());
+    if (const auto shake = shakeIn(content)) run.shake = shake;
+    return run;
+}
+
+ordered_json verdictIn(const ReportContent& content) {
+    static constexpr const char* kKinds[] = {"steady", "partly", "shaky", "unknown"};
+    const Verdict verdict = verdictOf(measuredRun(content));
+    return {{"kind", kKinds[static_cast<size_t>(verdict.kind)]},
+            {"sentence", verdict.sentence},
+            {"advice", verdict.advice}};
+}
+
+ordered_json clipIn(const PlayingClip& clip) {
+    if (clip.video.empty()) return {{"lack", clip.lack}};
+    return {{"video", clip.video},          {"width", clip.width},
+            {"height", clip.height},        {"split", rounded(clip.split)},
+            {"start", rounded(clip.start)}, {"seconds", rounded(clip.seconds)}};
+}
+
 }  // namespace
+
+std::optional<ShakeAmounts> shakeIn(const ReportContent& content) {
+    if (!content.before.isPathKnown() || !content.after.isPathKnown()) return std::nullopt;
+    return ShakeAmounts{content.before.relativeDisplacement(),
+                        content.after.relativeDisplacement()};
+}
 
 ordered_json pageData(const ReportContent& content) {
     ordered_json data;
@@ -157,6 +198,8 @@ ordered_json pageData(const ReportContent& content) {
     data["height"] = content.before.height;
     data["cutoff"] = content.cutoff;
     data["lost"] = {content.before.lostFrames, content.after.lostFrames};
+    data["verdict"] = verdictIn(content);
+    data["clip"] = clipIn(content.clip);
     data["measures"] = measuresOf(content);
     const double factor = content.before.width / static_cast<double>(content.after.width);
     data["shake"] = {{"before", shakeOf(content.before, 1.0)},

@@ -3,6 +3,7 @@
 #include "common/output_file.h"
 #include "measures/clip_measures.h"
 #include "report/picture_pairs.h"
+#include "report/playing_clip.h"
 #include "report/run_record.h"
 
 #include <optional>
@@ -21,6 +22,7 @@ struct ReportContent {
     ClipMeasures before;
     ClipMeasures after;
     std::vector<PicturePair> pictures;
+    PlayingClip clip;
 };
 
 /// Throws std::runtime_error in a program that was built without the page's assets; for a check
