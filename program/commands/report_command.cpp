@@ -20,9 +20,9 @@ void addReportCommand(Command& program) {
     ReportRequest& r = options->request;
     Command& command = program.addCommand("report", "Show what stabilizing a clip did, as a page");
     command.setNotes(
-        "The page is one file that opens without a network: pictures before and after, the "
-        "path of the camera, the margin used, times, measures and parameters. Without --run "
-        "it shows pictures and measures only. stabilize --report does both in one go.");
+        "The page is one file that opens without a network: a verdict, a clip and pictures before "
+        "and after, the path of the camera, the margin used, times, measures and parameters. "
+        "Without --run it has nothing of the run itself. stabilize --report does both in one go.");
     command.setExamples(
         {"framehold stabilize walk.mp4 -m walk.gcsv -o steady.mp4 --save-run run.json",
          "framehold report walk.mp4 steady.mp4 --run run.json -o steady.html",

@@ -61,14 +61,15 @@ void runOffline(const StabilizeOptions& options, const ClipInputs& clip,
     run({make, plan.notes, plan.hdr, plan.stageTimes, plan.crop}, whole.part(kPlanning, 1.0));
 }
 
-void report(const StabilizeOptions& options, bool isQuiet, const RunRecord& record) {
+/// Makes the report, whose measures of the whole clips are better than those of the run.
+void report(const StabilizeOptions& options, bool isQuiet, RunRecord& record) {
     ReportRequest request;
     request.original = options.files.video;
     request.stabilized = options.output;
     request.run = record;
     request.page = {options.report, options.overwrites};
     request.settings.quiet = isQuiet;
-    makeReport(request);
+    if (const auto shake = makeReport(request)) record.shake = shake;
 }
 
 }  // namespace

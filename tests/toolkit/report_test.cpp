@@ -1,6 +1,7 @@
 // What a report is made from.
 #include "common/angles.h"
 #include "common/text_fields.h"
+#include "media/embedded_video.h"
 #include "report/camera_angles.h"
 #include "report/page_data.h"
 #include "report/parameter_snippet.h"
@@ -9,6 +10,8 @@
 #include "report/verdict.h"
 #include "support/temporary_folder.h"
 #include "support/test_support.h"
+
+#include <random>
 
 using namespace framehold;
 using zpr_test::Quaternion;
@@ -181,6 +184,50 @@ ReportContent makeContent() {
     return content;
 }
 
+TEST(PlayingClip, IsTheShakiestPart) {
+    ClipMeasures calm;
+    calm.width = 640;
+    calm.height = 360;
+    for (int i = 0; i < 100; ++i) calm.times.push_back(5.0 + 0.1 * i);
+    const std::vector<double> small(100, 0.001);
+    calm.shake = {small, small, small, small};
+    const std::pair<size_t, std::pair<double, double>> kCases[] = {
+        {0, {0.0, 0.0}}, {60, {4.05, 6.05}}, {99, {7.95, 8.05}}};
+    for (const auto& [frame, start] : kCases) {
+        for (const auto part :
+             {&PicturePath::x, &PicturePath::y, &PicturePath::rotation, &PicturePath::logScale}) {
+            ClipMeasures clip = calm;
+            (clip.shake.*part)[frame] = -2.0;
+            const double found = shakiestStart(clip, 2.0);
+            EXPECT_GE(found, start.first) << frame;
+            EXPECT_LE(found, start.second) << frame;
+        }
+    }
+    EXPECT_EQ(shakiestStart(calm, 60.0), 0.0);
+}
+
+TEST(PlayingClip, StaysSmallWhateverItShows) {
+    VideoSettings settings;
+    settings.width = 320;
+    settings.height = 180;
+    settings.timeBase = {1, 30};
+    constexpr int64_t kBitRate = 400'000;
+    EmbeddedVideo video(settings, kBitRate);
+    std::minstd_rand noise(7);
+    for (int i = 0; i < 60; ++i) {
+        const AvPtr<AVFrame> frame = makeNv12Frame(320, 180);
+        std::fill_n(frame->data[1], 90 * frame->linesize[1], Levels::kNoChroma);
+        std::generate_n(frame->data[0], 180 * frame->linesize[0],
+                        [&noise] { return static_cast<uint8_t>(noise() >> 8); });
+        frame->pts = i;
+        video.write(*frame);
+    }
+    const std::string url = video.finish();
+    EXPECT_EQ(url.rfind("data:video/", 0), 0u);
+    // Two seconds and what may be ahead, with a fifth for the container; base64 takes 4 for 3.
+    EXPECT_LT(static_cast<double>(url.size()), 1.2 * 3.0 * kBitRate / 8 * 4 / 3);
+}
+
 TEST(PageData, HasFramesWithoutOrientationAndOnePixelSize) {
     const auto data = pageData(makeContent());
     EXPECT_EQ(data["run"]["without"].dump(), "[[1,2]]");
@@ -188,6 +235,12 @@ TEST(PageData, HasFramesWithoutOrientationAndOnePixelSize) {
     EXPECT_EQ(data["run"]["time"].dump(), "[0.0,0.1,0.1,0.2]");
     EXPECT_EQ(data["shake"]["after"]["x"].dump(), "[2.0,-2.0]");
     EXPECT_EQ(data["measures"][0]["remaining"], 2.0);
+    // Of the whole clips, not what the run measured in samples.
+    EXPECT_EQ(data["verdict"]["kind"], "shaky");
+    EXPECT_FALSE(data["run"].contains("zoom"));
+    ReportContent zooming = makeContent();
+    zooming.run->frames[3].zoom = 1.25;
+    EXPECT_EQ(pageData(zooming)["run"]["zoom"].dump(), "[1.0,1.0,1.0,1.25]");
 }
 
 TEST(ReportPage, HoldsItsDataAndNothingFromOutside) {

@@ -1,6 +1,7 @@
 // Opens a report in a headless browser and checks what its reader would see.
 // Usage: node report_page_test.mjs BROWSER PAGE SCREENSHOT
 import assert from "node:assert/strict";
+import { readFileSync } from "node:fs";
 import { pathToFileURL } from "node:url";
 import { chromium } from "playwright-core";
 
@@ -19,7 +20,7 @@ page.on("dialog", (dialog) => { complaints.push(`dialog: ${dialog.message()}`); 
 page.on("pageerror", (error) => complaints.push(`error: ${error}`));
 page.on("request", (request) => {
   const url = request.url();
-  if (url !== address && !url.startsWith("data:")) requests.push(url);
+  if (url !== address && !/^(data|blob):/.test(url)) requests.push(url);
 });
 
 // Of every plot: its label, and how many pixels of each line's colour it shows.
@@ -58,6 +59,27 @@ try {
   checkPlots(plots, 8);
   console.log(plots.map(({ label, lines }) => `drawn: ${label}: ${lines.join(" and ")} pixels`).join("\n"));
 
+  // The clip plays, and shows more than one picture.
+  const clip = page.locator(".player video");
+  await page.waitForFunction(() => document.querySelector(".player video").currentTime > 0.2);
+  const played = await clip.evaluate((video) => {
+    const { readyState, paused, duration, videoWidth, videoHeight } = video;
+    return { readyState, paused, duration, videoWidth, videoHeight, box: video.clientWidth / video.clientHeight };
+  });
+  assert.ok(played.readyState >= 2 && !played.paused && played.duration > 2.5, JSON.stringify(played));
+  assert.ok(Math.abs(played.box - played.videoWidth / played.videoHeight) < 0.02, JSON.stringify(played));
+  console.log(`clip: ${JSON.stringify(played)}`);
+
+  // The table of frames, and the same as a file.
+  await page.locator("summary").click();
+  const tableRows = await page.locator("#frames tbody tr").count();
+  const [download] = await Promise.all([page.waitForEvent("download"), page.locator("#frames a").click()]);
+  const csv = readFileSync(await download.path(), "utf8").trim().split("\n");
+  assert.match(csv[0], /^frame,time_s,pan_measured_deg,.*,margin_used_percent,.*time_for_it_ms$/);
+  assert.equal(csv.length - 1, tableRows);
+  assert.ok(tableRows > 80 && csv.every((row) => row.split(",").length === csv[0].split(",").length));
+  console.log(`frames: ${tableRows} rows, ${download.suggestedFilename()}`);
+
   // The slider moves the edge between the pictures, by mouse and by keyboard.
   const wipe = page.locator(".wipe");
   const edge = async () => (await page.locator(".wipe .edge").boundingBox()).x;
@@ -83,7 +105,7 @@ try {
   for (const wanted of ["frames have no orientation", "ZPR_GetDefaultParam(&param);", "</script><b>odd</b>",
                         "<!-- <script> ]]> &amp; \u2029", "<img src=x onerror=alert(2)>",
                         "steady<svg onload=alert(4)>.mp4", "<!--<script>alert(1)&lt;\u2028\ufffd.gcsv",
-                        "translation, px RMS", "of the shake is left", "Readout time"]) {
+                        "translation, px RMS", "of the shake is left", "Would help most", "Readout time"]) {
     assert.ok(text.includes(wanted), `the page does not say: ${wanted}`);
   }
   await page.screenshot({ path: screenshot, fullPage: true });
