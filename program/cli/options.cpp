@@ -54,6 +54,20 @@ CLI::Option* Command::addVector(const std::string& names, std::vector<double>& v
         ->check(isNumber);
 }
 
+CLI::Option* Command::addKeyValues(const std::string& names, std::vector<std::string>& values,
+                                   const std::string& description) {
+    const CLI::Validator isPair(
+        [](std::string& text) {
+            const size_t equals = text.find('=');
+            const bool fits = equals != std::string::npos && equals > 0;
+            return fits ? "" : fmt::format("'{}' is not KEY=VALUE", text);
+        },
+        "");
+    return addValue(names, values, description, {"KEY=VALUE", {}, {}, false})
+        ->allow_extra_args(false)
+        ->check(isPair);
+}
+
 CLI::Option* Command::addChoice(const std::string& names, std::string& value,
                                 const std::string& description,
                                 const std::vector<std::string>& choices) {

@@ -81,6 +81,10 @@ public:
     CLI::Option* addVector(const std::string& names, std::vector<double>& value,
                            const std::string& description);
 
+    /// Adds an option that may be given several times, each time with a key and a value.
+    CLI::Option* addKeyValues(const std::string& names, std::vector<std::string>& values,
+                              const std::string& description);
+
     template <typename Text>
     CLI::Option* addText(const std::string& names, Text& value, const std::string& description) {
         return addValue(names, value, description, {});

@@ -110,6 +110,8 @@ void addResultOptions(Command& command, BatchOptions& batch) {
     command.addText("--preset", o.preset, "The encoder's preset")
         ->default_str("medium for libx264")
         ->group(more);
+    command.addKeyValues("--encoder-option", o.encoderOptions, "Any option of the encoder by name")
+        ->group(more);
     command
         .addText(
             "--pixel-format", o.pixelFormat,

@@ -31,6 +31,10 @@ VideoSettings codingOf(const StabilizeOptions& options) {
     settings.pixelFormat = options.pixelFormat;
     settings.quality = options.quality;
     settings.preset = options.preset;
+    for (const std::string& option : options.encoderOptions) {
+        const size_t equals = option.find('=');
+        settings.encoderOptions[option.substr(0, equals)] = option.substr(equals + 1);
+    }
     return settings;
 }
 

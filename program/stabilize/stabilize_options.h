@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace framehold {
 
@@ -22,13 +23,14 @@ struct StabilizeOptions {
     std::string pixelFormat;
     std::optional<int> quality;
     std::string preset;
-    bool sideBySide = false;    // the source beside the result
-    std::string session;        // file to record the session to; empty: none
-    std::string exportPath;     // file for the path's table; empty: none
-    std::string saveRun;        // file for the run's record; empty: none
-    std::string report;         // file for the page that shows the run; empty: none
-    bool overwrites = false;    // results that are there
-    bool takesResults = false;  // stabilizes what is a result already
+    std::vector<std::string> encoderOptions;  // KEY=VALUE
+    bool sideBySide = false;                  // the source beside the result
+    std::string session;                      // file to record the session to; empty: none
+    std::string exportPath;                   // file for the path's table; empty: none
+    std::string saveRun;                      // file for the run's record; empty: none
+    std::string report;                       // file for the page that shows the run; empty: none
+    bool overwrites = false;                  // results that are there
+    bool takesResults = false;                // stabilizes what is a result already
     bool quiet = false;
 };
 

@@ -5,11 +5,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
 extern "C" {
+#include <libavutil/hwcontext.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
@@ -98,6 +100,25 @@ bool hasOption(const AVCodec& encoder, const char* name) {
            av_opt_find(&options, name, nullptr, 0, AV_OPT_SEARCH_FAKE_OBJ) != nullptr;
 }
 
+/// True for formats whose pixels are in the memory of a device.
+bool isOnDevice(AVPixelFormat format) {
+    const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+    return d != nullptr && (d->flags & AV_PIX_FMT_FLAG_HWACCEL) != 0;
+}
+
+/// True for encoders, as those of VA-API, that do not copy frames to their device by themselves.
+bool takesOnlyDeviceFrames(const AVCodec& encoder) {
+    const std::vector<AVPixelFormat> formats = formatsOf(encoder);
+    return !formats.empty() && std::all_of(formats.begin(), formats.end(), isOnDevice);
+}
+
+AVHWDeviceType deviceOf(const AVCodec& encoder) {
+    for (int i = 0; const AVCodecHWConfig* config = avcodec_get_hw_config(&encoder, i); ++i) {
+        if (config->device_type != AV_HWDEVICE_TYPE_NONE) return config->device_type;
+    }
+    return AV_HWDEVICE_TYPE_NONE;
+}
+
 }  // namespace
 
 const AVOutputFormat& findContainer(const std::string& file) {
@@ -140,7 +161,40 @@ VideoEncoder::VideoEncoder(const std::string& file, const AVOutputFormat& contai
     if (source != nullptr) takeOver(*source);
     requireDepth(settings);
     if ((container.flags & AVFMT_GLOBALHEADER) != 0) codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    if (isOnDevice(codec_->pix_fmt)) openDevice(settings);
     open(settings);
+}
+
+/// Makes room for frames on the device that the encoder takes them from.
+void VideoEncoder::openDevice(const VideoSettings& settings) {
+    const AVHWDeviceType type = deviceOf(*encoder_);
+    const char* name = av_hwdevice_get_type_name(type);
+    forgetLibavMessage();
+    AVBufferRef* device = nullptr;
+    int code = av_hwdevice_ctx_create(&device, type, nullptr, nullptr, 0);
+    if (code < 0) {
+        throw MediaError(
+            file_,
+            fmt::format("--encoder {} needs a {} device, such as /dev/dri/renderD128, and none "
+                        "can be opened{}",
+                        encoder_->name, name != nullptr ? name : "special", libavMessage()));
+    }
+    codec_->hw_frames_ctx = av_hwframe_ctx_alloc(device);
+    av_buffer_unref(&device);
+    if (codec_->hw_frames_ctx == nullptr) throw std::bad_alloc();
+    constexpr int kWaiting = 20;  // frames that the encoder may keep
+    auto& frames = *reinterpret_cast<AVHWFramesContext*>(codec_->hw_frames_ctx->data);
+    frames.format = codec_->pix_fmt;
+    frames.sw_format = depthOf(settings.frameFormat) > 8 ? AV_PIX_FMT_P010 : AV_PIX_FMT_NV12;
+    frames.width = codec_->width;
+    frames.height = codec_->height;
+    frames.initial_pool_size = kWaiting;
+    code = av_hwframe_ctx_init(codec_->hw_frames_ctx);
+    if (code >= 0) return;
+    throw MediaError(file_,
+                     fmt::format("--encoder {}: the device has no room for frames of {}x{}{}",
+                                 encoder_->name, codec_->width, codec_->height, libavMessage()),
+                     code);
 }
 
 void VideoEncoder::choosePixelFormat(const VideoSettings& settings) {
@@ -165,6 +219,8 @@ void VideoEncoder::choosePixelFormat(const VideoSettings& settings) {
     const bool keepsOdd = isOdd && needsEvenSize(encoder_->id, wanted);
     if (formats.empty()) {
         codec_->pix_fmt = wanted;
+    } else if (takesOnlyDeviceFrames(*encoder_)) {
+        codec_->pix_fmt = formats.front();
     } else if (keepsOdd && contains(formats, whole)) {
         codec_->pix_fmt = whole;
     } else {
@@ -175,7 +231,7 @@ void VideoEncoder::choosePixelFormat(const VideoSettings& settings) {
 void VideoEncoder::requireDepth(const VideoSettings& settings) const {
     const int depth = depthOf(settings.frameFormat);
     if (!settings.pixelFormat.empty() || depth <= 8 || depthOf(codec_->pix_fmt) > 8 ||
-        !isHdr(codec_->color_trc)) {
+        isOnDevice(codec_->pix_fmt) || !isHdr(codec_->color_trc)) {
         return;
     }
     throw MediaError(
@@ -226,7 +282,13 @@ void VideoEncoder::open(const VideoSettings& settings) {
         av_dict_set(&options, "x264-params", hdr.c_str() + 1, 0);
     }
     for (const auto& [key, value] : settings.encoderOptions) {
-        av_dict_set(&options, key.c_str(), value.c_str(), 0);
+        // Lists of an encoder's own parameters are added to those that are set above.
+        const bool isList = key == "x265-params" || key == "x264-params";
+        if (isList && av_dict_get(options, key.c_str(), nullptr, 0) != nullptr) {
+            av_dict_set(&options, key.c_str(), (":" + value).c_str(), AV_DICT_APPEND);
+        } else {
+            av_dict_set(&options, key.c_str(), value.c_str(), 0);
+        }
     }
     forgetLibavMessage();
     const int code = avcodec_open2(codec_.get(), encoder_, &options);
@@ -240,26 +302,47 @@ void VideoEncoder::open(const VideoSettings& settings) {
             code);
     }
     if (!refused.empty()) {
-        throw MediaError(file_,
-                         fmt::format("--{}: {} has no such option", refused, encoder_->name));
+        const bool isGiven = settings.encoderOptions.count(refused) > 0;
+        throw MediaError(
+            file_, fmt::format("--{}{}: {} has no such option", isGiven ? "encoder-option " : "",
+                               refused, encoder_->name));
     }
+}
+
+/// Pixel format in which frames are made for the encoder.
+AVPixelFormat VideoEncoder::softwareFormat() const {
+    if (codec_->hw_frames_ctx == nullptr) return codec_->pix_fmt;
+    return reinterpret_cast<AVHWFramesContext*>(codec_->hw_frames_ctx->data)->sw_format;
+}
+
+/// The frame in the memory of the encoder's device, if it has one.
+AvPtr<AVFrame> VideoEncoder::upload(AvPtr<AVFrame> frame) const {
+    if (codec_->hw_frames_ctx == nullptr) return frame;
+    AvPtr<AVFrame> there = makeFrame();
+    int code = av_hwframe_get_buffer(codec_->hw_frames_ctx, there.get(), 0);
+    if (code >= 0) code = av_hwframe_transfer_data(there.get(), frame.get(), 0);
+    if (code >= 0) code = av_frame_copy_props(there.get(), frame.get());
+    if (code < 0)
+        throw MediaError(file_, "a frame cannot be brought to the encoder's device", code);
+    return there;
 }
 
 /// The frame as the encoder takes it, without what is there only to make the size even.
 AvPtr<AVFrame> VideoEncoder::convert(const AVFrame& frame) {
-    const bool isThere = frame.format == codec_->pix_fmt && frame.width == codec_->width &&
-                         frame.height == codec_->height;
+    const AVPixelFormat format = softwareFormat();
+    const bool isThere =
+        frame.format == format && frame.width == codec_->width && frame.height == codec_->height;
     AvPtr<AVFrame> converted =
-        isThere ? makeFrame() : makeFrame(codec_->pix_fmt, codec_->width, codec_->height);
+        isThere ? makeFrame() : makeFrame(format, codec_->width, codec_->height);
     if (isThere && av_frame_ref(converted.get(), &frame) < 0) throw std::bad_alloc();
     converted->color_range = codec_->color_range;
     converted->colorspace = codec_->colorspace;
     converted->pts = hasFrameTimes_ ? frame.pts : frames_;
     converted->pkt_duration = hasFrameTimes_ ? frame.pkt_duration : 1;
-    if (isThere) return converted;
+    if (isThere) return upload(std::move(converted));
     const FrameArea area{codec_->width, codec_->height};
     converter_.convert(frame, area, *converted, area);
-    return converted;
+    return upload(std::move(converted));
 }
 
 void VideoEncoder::encode(const AVFrame* frame, const PacketSink& sink) {

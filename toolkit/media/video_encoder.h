@@ -63,7 +63,10 @@ private:
     void requireDepth(const VideoSettings& settings) const;
     void chooseSize(const VideoSettings& settings);
     void takeOver(const VideoReader& source);
+    void openDevice(const VideoSettings& settings);
     void open(const VideoSettings& settings);
+    AVPixelFormat softwareFormat() const;
+    AvPtr<AVFrame> upload(AvPtr<AVFrame> frame) const;
     AvPtr<AVFrame> convert(const AVFrame& frame);
 
     std::string file_;
