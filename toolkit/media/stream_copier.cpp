@@ -1,5 +1,6 @@
 #include "media/stream_copier.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -22,23 +23,41 @@ bool isMadeByContainer(const AVFormatContext& file, const AVStream& stream) {
     return isData && (isTimecode || isChapters);
 }
 
-/// Telemetry that FFmpeg does write, though its table of codecs does not list it.
-bool isUnlistedTelemetry(const AVOutputFormat& container, const AVCodecParameters& codec) {
-    const std::string_view name = container.name;
-    return (name == "mov" || name == "mp4") && codec.codec_tag == MKTAG('g', 'p', 'm', 'd');
+/// True for logs of the camera's motion, CAMM and GPMF: a stabilized picture moves otherwise.
+bool isMotionLog(const AVCodecParameters& codec) {
+    return codec.codec_type == AVMEDIA_TYPE_DATA && (codec.codec_tag == MKTAG('g', 'p', 'm', 'd') ||
+                                                     codec.codec_tag == MKTAG('c', 'a', 'm', 'm'));
+}
+
+bool isMatroska(const AVOutputFormat& container) {
+    return std::string_view(container.name) == "matroska";
+}
+
+bool hasTag(const AVStream& stream, const char* key) {
+    return av_dict_get(stream.metadata, key, nullptr, 0) != nullptr;
+}
+
+/// Matroska holds any file, if its name and its type are known.
+bool isWholeAttachment(const AVStream& stream) {
+    return stream.codecpar->codec_type == AVMEDIA_TYPE_ATTACHMENT && hasTag(stream, "filename") &&
+           hasTag(stream, "mimetype") && stream.codecpar->extradata_size > 0;
+}
+
+bool isCover(const AVStream& stream) {
+    const bool isPicture = (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+    const AVCodecID codec = stream.codecpar->codec_id;
+    return isPicture && stream.attached_pic.size > 0 &&
+           (codec == AV_CODEC_ID_MJPEG || codec == AV_CODEC_ID_PNG);
 }
 
 /// The tag that the container is to give the stream; 0 leaves the choice to it.
 uint32_t tagFor(const AVOutputFormat& container, const AVCodecParameters& codec) {
-    if (container.codec_tag == nullptr || isUnlistedTelemetry(container, codec)) {
-        return codec.codec_tag;
-    }
+    if (container.codec_tag == nullptr) return codec.codec_tag;
     const bool isItsOwn = av_codec_get_id(container.codec_tag, codec.codec_tag) == codec.codec_id;
     return isItsOwn ? codec.codec_tag : 0;
 }
 
 bool canHold(const AVOutputFormat& container, const AVCodecParameters& codec) {
-    if (isUnlistedTelemetry(container, codec)) return true;
     const int answer = avformat_query_codec(&container, codec.codec_id, FF_COMPLIANCE_NORMAL);
     // Containers without a list of codecs, as transport streams, say that they do not know.
     const bool isSound = codec.codec_type == AVMEDIA_TYPE_AUDIO;
@@ -50,6 +69,10 @@ bool canHold(const AVOutputFormat& container, const AVCodecParameters& codec) {
 
 std::string describe(const AVStream& stream) {
     const AVCodecParameters& codec = *stream.codecpar;
+    if (codec.codec_type == AVMEDIA_TYPE_ATTACHMENT && hasTag(stream, "filename")) {
+        return fmt::format("stream {} (attachment, {})", stream.index,
+                           av_dict_get(stream.metadata, "filename", nullptr, 0)->value);
+    }
     const char* type = av_get_media_type_string(codec.codec_type);
     char tag[AV_FOURCC_MAX_STRING_SIZE] = {};
     const bool isKnown =
@@ -67,7 +90,16 @@ StreamCopier::StreamCopier(AVFormatContext& to, const AVFormatContext& from, int
     for (unsigned i = 0; i < from.nb_streams; ++i) {
         const AVStream& stream = *from.streams[i];
         if (stream.index == leaveOut || isMadeByContainer(from, stream)) continue;
-        if (canHold(*to.oformat, *stream.codecpar)) {
+        const AVCodecParameters& codec = *stream.codecpar;
+        if (isMotionLog(codec)) {
+            losses_.push_back(describe(stream) +
+                              " is left out: its motion is not that of the stabilized picture");
+        } else if (isMatroska(*to.oformat) && isCover(stream)) {
+            addCover(stream);
+        } else if (isCover(stream) && std::string_view(to.oformat->name) == "mov") {
+            losses_.push_back(describe(stream) + " is left out: mov has no cover pictures");
+        } else if (canHold(*to.oformat, codec) ||
+                   (isMatroska(*to.oformat) && isWholeAttachment(stream))) {
             addStream(stream);
         } else {
             losses_.push_back(fmt::format("{} is left out: {} cannot hold it", describe(stream),
@@ -88,6 +120,23 @@ void StreamCopier::addStream(const AVStream& from) {
     to->sample_aspect_ratio = from.sample_aspect_ratio;
     av_dict_copy(&to->metadata, from.metadata, 0);
     copies_[from.index] = {to, from.time_base};
+}
+
+/// Adds a cover picture as Matroska has it, an attachment: as a video it would be one of one frame.
+void StreamCopier::addCover(const AVStream& from) {
+    AVStream* to = avformat_new_stream(&to_, nullptr);
+    const auto size = static_cast<size_t>(from.attached_pic.size);
+    auto* bytes = static_cast<uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (to == nullptr || bytes == nullptr) throw std::bad_alloc();
+    std::copy_n(from.attached_pic.data, size, bytes);
+    to->codecpar->codec_type = AVMEDIA_TYPE_ATTACHMENT;
+    to->codecpar->codec_id = from.codecpar->codec_id;
+    to->codecpar->extradata = bytes;
+    to->codecpar->extradata_size = from.attached_pic.size;
+    const bool isPng = from.codecpar->codec_id == AV_CODEC_ID_PNG;
+    av_dict_copy(&to->metadata, from.metadata, 0);
+    av_dict_set(&to->metadata, "filename", isPng ? "cover.png" : "cover.jpg", 0);
+    av_dict_set(&to->metadata, "mimetype", isPng ? "image/png" : "image/jpeg", 0);
 }
 
 void StreamCopier::addChapters(const AVFormatContext& from) {

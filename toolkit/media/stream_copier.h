@@ -30,6 +30,7 @@ private:
     };
 
     void addStream(const AVStream& from);
+    void addCover(const AVStream& from);
     void addChapters(const AVFormatContext& from);
 
     AVFormatContext& to_;

@@ -30,6 +30,18 @@ bool isIrregular(const VideoReader& source) {
     return av_q2d(stream.r_frame_rate) > 1.01 * av_q2d(stream.avg_frame_rate);
 }
 
+/// Removes tags that describe how the source was coded and written.
+void removeStaleTags(AVDictionary*& tags) {
+    constexpr const char* kStale[] = {"encoder",       "vendor_id",         "major_brand",
+                                      "minor_version", "compatible_brands", "BPS",
+                                      "DURATION",      "NUMBER_OF_",        "_STATISTICS_"};
+    for (const char* key : kStale) {
+        while (const auto* tag = av_dict_get(tags, key, nullptr, AV_DICT_IGNORE_SUFFIX)) {
+            av_dict_set(&tags, std::string(tag->key).c_str(), nullptr, 0);
+        }
+    }
+}
+
 }  // namespace
 
 VideoWriter::VideoWriter(const OutputName& name, const VideoSettings& settings,
@@ -105,6 +117,8 @@ void VideoWriter::addVideoStream(const VideoReader* source) {
     }
     av_dict_copy(&format_->metadata, source->container().metadata, 0);
     av_dict_copy(&stream_->metadata, source->stream().metadata, 0);
+    removeStaleTags(format_->metadata);
+    removeStaleTags(stream_->metadata);
     stream_->disposition = source->stream().disposition;
 }
 
