@@ -83,6 +83,7 @@ try {
   // The slider moves the edge between the pictures, by mouse and by keyboard.
   const wipe = page.locator(".wipe");
   const edge = async () => (await page.locator(".wipe .edge").boundingBox()).x;
+  await wipe.scrollIntoViewIfNeeded();
   const box = await wipe.boundingBox();
   const before = await edge();
   await page.mouse.click(box.x + 0.2 * box.width, box.y + 0.5 * box.height);
