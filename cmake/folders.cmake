@@ -5,7 +5,7 @@
 # TOGETHER: its sources are compiled as one, which is far quicker where all include CLI11 or the JSON
 # library: each would make its own of what these consist of.
 # USES: what its files may include beside its own folder and third parties, each a sibling's name,
-# a folder of src/ or zpr_framehold.h. The test `includes` holds every include against it.
+# a folder of src/ or a header of include/. The test `includes` holds every include against it.
 function(framehold_folder name)
   cmake_parse_arguments(ARG "TOGETHER" "" "SOURCES;USES;PUBLIC;PRIVATE" ${ARGN})
   set(target framehold_${name})
@@ -24,7 +24,7 @@ function(framehold_folder name)
     if(EXISTS ${PROJECT_SOURCE_DIR}/src/${used})
       target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR}/src)
       target_link_libraries(${target} PUBLIC zpr_framehold_static)
-    elseif(used STREQUAL "zpr_framehold.h")
+    elseif(used MATCHES "^zpr_.*\\.h$")
       target_link_libraries(${target} PUBLIC zpr_framehold_static)
     else()
       target_link_libraries(${target} PUBLIC framehold_${used})

@@ -4,7 +4,9 @@ include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/zpr_framehold)
 install(TARGETS zpr_framehold zpr_framehold_static EXPORT zpr_framehold)
-install(FILES ${PROJECT_SOURCE_DIR}/include/zpr_framehold.h TYPE INCLUDE)
+install(FILES ${PROJECT_SOURCE_DIR}/include/zpr_framehold.h
+    ${PROJECT_SOURCE_DIR}/include/zpr_smoothing_policy.h
+  TYPE INCLUDE)
 install(EXPORT zpr_framehold NAMESPACE zpr_framehold:: DESTINATION ${package_folder}
   FILE zpr_framehold-targets.cmake)
 configure_package_config_file(

@@ -1,4 +1,4 @@
-# The target `reference` makes web pages of the public header's comments, in build/PRESET/reference.
+# The target `reference` makes web pages of the public headers' comments, in build/PRESET/reference.
 # The test of that name does so, too, and fails on what Doxygen warns of.
 find_package(Doxygen QUIET)
 if(NOT DOXYGEN_FOUND)
@@ -14,7 +14,7 @@ set(DOXYGEN_HAVE_DOT NO)
 set(DOXYGEN_QUIET YES)
 set(DOXYGEN_WARN_NO_PARAMDOC YES)
 set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
-doxygen_add_docs(reference ${PROJECT_SOURCE_DIR}/include/zpr_framehold.h)
+doxygen_add_docs(reference ${PROJECT_SOURCE_DIR}/include)
 if(FRAMEHOLD_BUILD_TESTS)
   add_test(NAME reference COMMAND Doxygen::doxygen ${CMAKE_CURRENT_BINARY_DIR}/Doxyfile.reference)
 endif()

@@ -43,7 +43,7 @@ make_package() {
     done
     # shellcheck disable=SC2086
     bindings/android/make_aar.py "$output" "$version" "$ndk" "$java/framehold.jar" \
-        include/zpr_framehold.h $folders
+        include $folders
 }
 
 if [ -n "${ANDROID_NDK_ROOT:-}" ]; then

@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 """Writes the Android package: the Java API, the JNI library, and the C library for prefab.
 
-Usage: make_aar.py OUTPUT VERSION NDK CLASSES_JAR HEADER ABI=FOLDER...
-VERSION: of the library. NDK: major version of the one that built it. FOLDER: holds
-libframehold_jni.so and libzpr_framehold.so for that ABI, stripped.
+Usage: make_aar.py OUTPUT VERSION NDK CLASSES_JAR HEADERS ABI=FOLDER...
+VERSION: of the library. NDK: major version of the one that built it. HEADERS: the folder of the
+public headers. FOLDER: holds libframehold_jni.so and libzpr_framehold.so for that ABI,
+stripped.
 """
 import json
+import os
 import sys
 import zipfile
 
@@ -21,7 +23,7 @@ KEEP_RULES = "-keep class zpr.framehold.Native { *; }\n"
 METADATA = "aarFormatVersion=1.0\naarMetadataVersion=1.0\nminCompileSdk=1\n"
 
 
-def contents(version, ndk, classes_jar, header, folders):
+def contents(version, ndk, classes_jar, headers, folders):
     """Yields the name and the bytes of every file."""
 
     def read(path):
@@ -40,7 +42,8 @@ def contents(version, ndk, classes_jar, header, folders):
         {"schema_version": 2, "name": "framehold", "version": version, "dependencies": []})
     yield f"{MODULE}/module.json", as_json(
         {"export_libraries": [], "library_name": "libzpr_framehold", "android": {}})
-    yield f"{MODULE}/include/zpr_framehold.h", read(header)
+    for name in sorted(os.listdir(headers)):
+        yield f"{MODULE}/include/{name}", read(f"{headers}/{name}")
     for abi, folder in folders:
         library = read(f"{folder}/libzpr_framehold.so")
         yield f"jni/{abi}/libframehold_jni.so", read(f"{folder}/libframehold_jni.so")
@@ -52,10 +55,10 @@ def contents(version, ndk, classes_jar, header, folders):
 
 
 def main():
-    output, version, ndk, classes_jar, header = sys.argv[1:6]
+    output, version, ndk, classes_jar, headers = sys.argv[1:6]
     folders = [argument.split("=", 1) for argument in sys.argv[6:]]
     with zipfile.ZipFile(output, "w", zipfile.ZIP_DEFLATED) as archive:
-        for name, data in contents(version, int(ndk), classes_jar, header, folders):
+        for name, data in contents(version, int(ndk), classes_jar, headers, folders):
             # One date for all: the same input gives the same archive.
             archive.writestr(zipfile.ZipInfo(name, (1980, 1, 1, 0, 0, 0)), data,
                              zipfile.ZIP_DEFLATED)

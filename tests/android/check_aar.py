@@ -75,7 +75,7 @@ def main():
     expected = {
         "AndroidManifest.xml", "META-INF/com/android/build/gradle/aar-metadata.properties", "R.txt",
         "classes.jar", "proguard.txt", "prefab/prefab.json", f"{module}/module.json",
-        f"{module}/include/zpr_framehold.h"}
+        f"{module}/include/zpr_framehold.h", f"{module}/include/zpr_smoothing_policy.h"}
     for abi in abis:
         expected |= {f"jni/{abi}/libframehold_jni.so", f"jni/{abi}/libzpr_framehold.so",
                      f"{module}/libs/android.{abi}/abi.json",
