@@ -328,13 +328,13 @@ static inline void ZPR_PolicyChooseNow(ZPR_SmoothingPolicy* policy, const double
  */
 static inline void ZPR_PolicyChooseAhead(ZPR_SmoothingPolicy* policy,
                                          const ZPR_PolicyTurns* turns) {
-    const double unsure = 0.0025; /* radians */
+    const double unsure = 0.0043; /* radians */
     double cost[11] = {0.0};      /* by level */
     double restless = unsure * unsure;
     int32_t level, best = 1;
     int i;
-    ZPR_PolicyFollow(policy, turns->at[turns->ahead < 4 ? turns->ahead : 4], 0.22, 0.40);
-    for (i = 0; i < 3; ++i) restless += 86.0 * policy->unrest[i];
+    ZPR_PolicyFollow(policy, turns->at[turns->ahead < 4 ? turns->ahead : 4], 0.173, 0.72);
+    for (i = 0; i < 3; ++i) restless += 98.0 * policy->unrest[i];
     for (level = 1; level <= policy->strongest; ++level) {
         const double share = 1.0 - ZPR_PolicyKept(level);
         double after[3];
@@ -343,16 +343,15 @@ static inline void ZPR_PolicyChooseAhead(ZPR_SmoothingPolicy* policy,
         for (i = 0; i < 3; ++i) {
             const double weight = ZPR_PolicyWeight(i) * ZPR_PolicyWeight(i);
             const double step = policy->behind[i] + turns->at[0][i] - after[i];
-            const double off = step - 0.92 * policy->trend[i];
+            const double off = step - 0.86 * policy->trend[i];
             const double change = step - policy->step[i];
-            cost[level] += weight * (off * off + 0.48 * change * change);
+            cost[level] += weight * (off * off + 0.4 * change * change);
         }
         if (cost[level] <= cost[best]) best = level;
     }
-    /* Every change is felt: it has to be worth it, the more so while the camera is held. */
-    if (cost[best] > (policy->level == policy->strongest ? 0.61 : 0.84) * cost[policy->level]) {
-        return;
-    }
+    /* Leaving the strongest level is decided by the prediction alone; later changes have to be worth
+       it, since each of them is felt. */
+    if (policy->level < policy->strongest && cost[best] > 0.8 * cost[policy->level]) return;
     if (best < policy->level) {
         --policy->level;
         policy->sinceChange = 0;
