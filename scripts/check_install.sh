@@ -22,7 +22,7 @@ framehold=build/release/framehold
 $framehold simulate -q "$clip" --size 384x216 --duration 1 --focal 300
 tests/install/live_events.sh "$clip" 0.0299 >"$clip/events.txt"
 ffmpeg -v error -i "$clip/clip.mp4" -f rawvideo -pix_fmt nv12 "$clip/frames.nv12"
-$framehold stabilize -q "$clip/clip.mp4" --delay 5 -o - |
+$framehold stabilize -q "$clip/clip.mp4" --delay 5 --smoothing 9 -o - |
     ffmpeg -v error -i - -f rawvideo -pix_fmt nv12 "$clip/steady.nv12"
 
 # check NAME LINKAGE PROGRAM [EMULATOR...]: runs a program and prints a line of the table.

@@ -32,6 +32,9 @@ const char* nameOf(Engine engine);
 /// A crop that the offline engine chooses.
 constexpr int kAutoCrop = 0;
 
+/// In place of a smoothing: the engine chooses it.
+constexpr int kAutoSmoothing = 0;
+
 /// Options of stabilizing one clip.
 struct ClipOptions {
     Engine engine = Engine::kLive;
@@ -40,12 +43,12 @@ struct ClipOptions {
     std::vector<double> gravity;  // three numbers, or empty
     double gravityRate = 0.0;     // samples per second after the first one
     std::optional<PictureSize> outputSize;
-    int crop = 80;               // percent, or kAutoCrop
-    std::string zoom = "fixed";  // or "dynamic"
-    bool straightens = false;    // shows straight lines as such
-    int smoothing = 9;
-    std::optional<int> delay;  // frames; none: 30
-    double horizon = 0.0;      // percent of the roll that is levelled
+    int crop = 80;                   // percent, or kAutoCrop
+    std::string zoom = "fixed";      // or "dynamic"
+    bool straightens = false;        // shows straight lines as such
+    int smoothing = kAutoSmoothing;  // 1 to 10, or as the engine finds best
+    std::optional<int> delay;        // frames; none: 30
+    double horizon = 0.0;            // percent of the roll that is levelled
 };
 
 }  // namespace framehold

@@ -217,7 +217,10 @@ ClipSettings resolveSettings(const ClipOptions& options, const ClipInputs& clip,
         settings.warnings.push_back(
             "--crop 100 leaves no margin: frames will hardly be stabilized");
     }
-    settings.smoothing = options.smoothing;
+    constexpr int kDefaultSmoothing = 9;
+    const bool isAuto = options.smoothing == kAutoSmoothing;
+    settings.smoothing = isAuto ? kDefaultSmoothing : options.smoothing;
+    settings.choosesSmoothing = isAuto && settings.engine == Engine::kLive;
     settings.camera = resolveCamera(options.camera, clip, found);
     if (settings.engine == Engine::kLive) {
         resolveLive(options, clip, settings);

@@ -25,9 +25,10 @@ struct ClipSettings {
     int crop = 0;                          // percent, or kAutoCrop
     bool zooms = false;                    // shows more than the crop where the path leaves room
     bool straightens = false;              // shows straight lines as such
-    int smoothing = 0;
-    int delay = 0;         // frames; the offline engine has none
-    double horizon = 0.0;  // percent of the roll that the offline engine levels
+    int smoothing = 0;                     // the strongest, if it is chosen for every frame
+    bool choosesSmoothing = false;         // for every frame; the live engine alone
+    int delay = 0;                         // frames; the offline engine has none
+    double horizon = 0.0;                  // percent of the roll that the offline engine levels
     std::vector<std::string> warnings;
 
     /// True for a log of orientations; false for one of rates, or none.

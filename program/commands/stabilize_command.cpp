@@ -73,8 +73,11 @@ void addResultOptions(Command& command, BatchOptions& batch) {
         ->group(result);
     command.add_flag("--straighten", o.clip.straightens, "Show straight lines as such")
         ->group(result);
-    command.addNumber("--smoothing", o.clip.smoothing, "Strength of smoothing", {1, 10})
-        ->capture_default_str()
+    command
+        .addNumberOrWord("--smoothing", o.clip.smoothing,
+                         "Strength of smoothing; auto: 9, and live less in pans", {1, 10}, "auto",
+                         std::to_string(kAutoSmoothing))
+        ->default_str("auto")
         ->group(result);
     command
         .addNumberOrWord("--horizon", o.clip.horizon, "Percent of roll to level; lock: all",

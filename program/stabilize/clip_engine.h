@@ -13,6 +13,7 @@ struct StabilizedFrame {
     AvPtr<AVFrame> original;    // without pixels unless the engine keeps them
     double time = 0.0;          // seconds, of the first row, on the frames' clock
     double milliseconds = 0.0;  // that it took
+    int level = 0;              // of smoothing; 0 if the engine has none
     ObservedPath path;          // empty unless the engine observes it
 };
 

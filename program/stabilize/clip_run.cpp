@@ -52,6 +52,10 @@ void ClipRun::run(const ProgressTarget& progress, RunMessages& messages) {
     if (record_.shake) warnOfShake(*record_.shake, messages);
     record_.param = paramOf(settings_);
     record_.param.cropPercent = crop_;
+    record_.choosesSmoothing = settings_.choosesSmoothing;
+    if (settings_.choosesSmoothing && !record_.frames.empty()) {
+        record_.meanSmoothingLevel = levels_ / static_cast<double>(record_.frames.size());
+    }
     record_.secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
     messages.say(fmt::format("{} in, {} out, {:.1f} frames per second", counted(taken_, "frame"),
                              progress_->done(), progress_->perSecond()));
@@ -84,6 +88,7 @@ void ClipRun::write(const StabilizedFrame& frame) {
     throwIfInterrupted();
     record_.frames.push_back({frame.time, frame.path.measured, frame.path.corrected,
                               frame.path.marginUsed, frame.milliseconds, frame.path.zoom});
+    levels_ += frame.level;
     shake_.addResult(*frame.picture, frame.time);
     output_.write(*frame.picture, frame.original.get());
     progress_->advance();

@@ -57,6 +57,7 @@ private:
     std::unique_ptr<ClipEngine> engine_;
     ShakeComparison shake_;
     std::optional<Progress> progress_;
+    double levels_ = 0.0;  // sum of the frames' smoothing levels
     size_t taken_ = 0;
     size_t backwards_ = 0;    // frames with earlier times than the one before
     double firstTime_ = 0.0;  // seconds on the frames' clock but for the time offset

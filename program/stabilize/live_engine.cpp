@@ -51,6 +51,8 @@ LiveEngine::LiveEngine(const ClipSettings& settings, const std::vector<ZPR_Senso
                        const Extras& extras, Sink sink)
     : param_(paramOf(settings)), samples_(samples), extras_(extras), sink_(std::move(sink)) {
     if (extras_.observesPath) observer_.emplace(param_);
+    if (!settings.choosesSmoothing) return;
+    require(ZPR_StartSmoothingPolicy(&policy_.emplace(), &param_), "ZPR_StartSmoothingPolicy");
 }
 
 void LiveEngine::push(const AVFrame& frame, double time) {
@@ -84,8 +86,19 @@ void LiveEngine::feedUpTo(double time) {
         sample.timestamp += shift_;
         if (extras_.session != nullptr) extras_.session->sample(sample);
         if (observer_) observer_->addSample(sample);
+        if (policy_) ZPR_FeedSmoothingPolicy(&*policy_, &sample);
         require(ZPR_SetSensorData(handle_, &sample), "ZPR_SetSensorData");
     }
+}
+
+/// Chooses the smoothing level for the frame at `time`, on the library's clock.
+void LiveEngine::chooseLevel(double time) {
+    if (!policy_) return;
+    const int32_t level = ZPR_ChooseSmoothingLevel(&*policy_, time);
+    if (level == param_.smoothingLevel) return;
+    param_.smoothingLevel = level;
+    if (extras_.session != nullptr) extras_.session->level(level);
+    if (observer_) observer_->setLevel(level);
 }
 
 /// Keeps what is needed of a frame until it is given out: times, and pixels only if they are shown.
@@ -102,16 +115,19 @@ AvPtr<AVFrame> LiveEngine::keep(const AVFrame& frame) const {
 void LiveEngine::render(const AVFrame& frame, double time) {
     using Clock = std::chrono::steady_clock;
     feedUpTo(time + param_.timeOffset + param_.readoutTime);
+    chooseLevel(time + shift_);
     WaitingFrame& first = waiting_.front();
     StabilizedFrame result;
     result.picture = makeOutput(param_.outputImage, *first.original);
     result.time = first.time;
+    result.level = param_.smoothingLevel;
     const ZPR_Image input = imageOf(frame);
     ZPR_Image output = imageOf(*result.picture);
     if (extras_.session != nullptr) extras_.session->frame(time + shift_, input);
     if (observer_) result.path = observer_->takeFrame(time + shift_).value_or(ObservedPath());
     const Clock::time_point start = Clock::now();
-    const int code = ZPR_Stabilize(handle_, time + shift_, &input, &output, nullptr);
+    const int code =
+        ZPR_Stabilize(handle_, time + shift_, &input, &output, policy_ ? &param_ : nullptr);
     result.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     if (code == ZPR_FRAME_BUFFERED) return;
     require(code, "ZPR_Stabilize");

@@ -6,6 +6,7 @@
 #include "stabilize/padded_frame.h"
 #include "stabilize/path_observer.h"
 #include "zpr_framehold.h"
+#include "zpr_smoothing_policy.h"
 
 #include <deque>
 #include <optional>
@@ -43,6 +44,7 @@ private:
 
     void start(const AVFrame& frame, double time);
     void feedUpTo(double time);
+    void chooseLevel(double time);
     AvPtr<AVFrame> keep(const AVFrame& frame) const;
     void render(const AVFrame& frame, double time);
 
@@ -50,10 +52,11 @@ private:
     const std::vector<ZPR_SensorData>& samples_;
     Extras extras_;
     Sink sink_;
-    std::optional<PathObserver> observer_;  // if the path is asked for
-    std::optional<PaddedFrame> padded_;     // from the first frame on
-    ZPR_Handle handle_ = nullptr;           // likewise
-    double shift_ = 0.0;                    // seconds from the samples' clock to the library's
+    std::optional<PathObserver> observer_;       // if the path is asked for
+    std::optional<ZPR_SmoothingPolicy> policy_;  // if the level is chosen for every frame
+    std::optional<PaddedFrame> padded_;          // from the first frame on
+    ZPR_Handle handle_ = nullptr;                // likewise
+    double shift_ = 0.0;                         // seconds from the samples' clock to the library's
     size_t nextSample_ = 0;
     std::deque<WaitingFrame> waiting_;
     const AVFrame* last_ = nullptr;  // as it was given to the library

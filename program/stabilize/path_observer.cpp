@@ -67,6 +67,11 @@ PathObserver::PathObserver(const ZPR_Param& param)
     plainCrop_ = borderNodes(plain);
 }
 
+void PathObserver::setLevel(int32_t level) {
+    param_.smoothingLevel = level;
+    smoother_.updateParams(param_);
+}
+
 std::optional<ObservedPath> PathObserver::takeFrame(double timestamp) {
     hub_.findOrientationSensor();
     const double time = std::max(0.0, timestamp + param_.timeOffset);

@@ -31,6 +31,9 @@ public:
 
     void addSample(const ZPR_SensorData& sample) { hub_.addSample(sample); }
 
+    /// Sets the smoothing level, as `update` of ZPR_Stabilize does.
+    void setLevel(int32_t level);
+
     /// timestamp: what ZPR_Stabilize is given. Returns the path at the frame that it gives back;
     /// none while it only buffers.
     std::optional<ObservedPath> takeFrame(double timestamp);

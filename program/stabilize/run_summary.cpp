@@ -43,7 +43,12 @@ ordered_json parametersOf(const RunRecord& run) {
     json["axes"] = run.axes;
     json["sensor_mask"] = p.sensorMask;
     json["crop_percent"] = p.cropPercent;
-    json["smoothing"] = p.smoothingLevel;
+    if (run.choosesSmoothing) {
+        json["smoothing"] = "auto";
+        json["mean_smoothing_level"] = run.meanSmoothingLevel;
+    } else {
+        json["smoothing"] = p.smoothingLevel;
+    }
     json["zoom"] = run.zoom;
     json["horizon_percent"] = run.horizon;
     json["delay_frames"] = p.delayFrames;

@@ -51,6 +51,8 @@ RunRecord makeRun() {
     run.shake = ShakeAmounts{0.004, 0.002};
     run.param.fieldOfView = 503.5;
     run.param.fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;
+    run.choosesSmoothing = true;
+    run.meanSmoothingLevel = 7.25;
     run.notes = {"a </script> <!-- note & \xE2\x80\xA8"};
     const Quaternion none(1, 0, 0, 0);
     run.frames.push_back({1.5, none, rotation(0.1, 0, 1, 0), 0.25, 2.5});
@@ -67,6 +69,8 @@ TEST(RunRecord, IsTheSameAfterAFile) {
     const RunRecord read = loadRunRecord(path);
     EXPECT_EQ(read.input, run.input);
     EXPECT_EQ(read.notes, run.notes);
+    EXPECT_TRUE(read.choosesSmoothing);
+    EXPECT_EQ(read.meanSmoothingLevel, 7.25);
     EXPECT_EQ(read.param.fieldOfView, 503.5);
     EXPECT_EQ(read.param.sensorMask, run.param.sensorMask);
     ASSERT_EQ(read.frames.size(), 4u);

@@ -94,7 +94,10 @@ ordered_json parametersOf(const RunRecord& run) {
     add("Time offset", fmt::format("{:.6g} ms", 1000.0 * p.timeOffset));
     add("Picture shown", fmt::format("{} %", p.cropPercent));
     add("Zoom", run.zoom);
-    add("Smoothing level", fmt::format("{} of 10", p.smoothingLevel));
+    add("Smoothing level", run.choosesSmoothing
+                               ? fmt::format("auto: up to {} of 10, {:.1f} in the mean",
+                                             p.smoothingLevel, run.meanSmoothingLevel)
+                               : fmt::format("{} of 10", p.smoothingLevel));
     if (run.horizon > 0.0) add("Roll levelled", fmt::format("{:g} %", run.horizon));
     add("Delay", fmt::format("{} frames", p.delayFrames));
     return rows;

@@ -53,6 +53,8 @@ void visitFields(Run& run, Visit visit) {
 /// The same for fields that runs of earlier versions lack.
 template <class Run, class Visit>
 void visitNewFields(Run& run, Visit visit) {
+    visit("smoothing_chosen", run.choosesSmoothing);
+    visit("mean_smoothing_level", run.meanSmoothingLevel);
     visit("zoom", run.zoom);
     visit("horizon_percent", run.horizon);
     visit("calibrated", run.isCalibrated);

@@ -57,12 +57,14 @@ struct RunRecord {
     std::string motionLog;
     std::string engine;  // by name
     ZPR_Param param{};
-    std::string axes;            // letters, as AxisMapping::fromLetters takes them
-    std::string zoom = "fixed";  // or "dynamic"
-    double horizon = 0.0;        // percent of the roll that was to be levelled
-    bool isCalibrated = false;   // with the clip itself
-    std::string misfit;          // how the log does not fit the pictures; empty: nothing was found
-    std::string remedy;          // options that make it fit; empty: none are known
+    bool choosesSmoothing = false;    // for every frame, up to the level of `param`
+    double meanSmoothingLevel = 0.0;  // over the frames, if so
+    std::string axes;                 // letters, as AxisMapping::fromLetters takes them
+    std::string zoom = "fixed";       // or "dynamic"
+    double horizon = 0.0;             // percent of the roll that was to be levelled
+    bool isCalibrated = false;        // with the clip itself
+    std::string misfit;  // how the log does not fit the pictures; empty: nothing was found
+    std::string remedy;  // options that make it fit; empty: none are known
     std::optional<ShakeAmounts> shake;  // none: not measured
     double framesPerSecond = 0.0;
     double secondsTaken = 0.0;

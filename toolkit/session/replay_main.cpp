@@ -43,14 +43,19 @@ int replay(const char* path) {
         return 1;
     }
     OutputFrame output(session.param().outputImage);
+    ZPR_Param update = session.param();
     int frames = 0;
     for (auto event = session.next(); event != SessionReader::Event::kEnd; event = session.next()) {
         if (event == SessionReader::Event::kSample) {
             ZPR_SetSensorData(handle, &session.sample());
             continue;
         }
+        if (event == SessionReader::Event::kLevel) {
+            update.smoothingLevel = session.level();
+            continue;
+        }
         const ZPR_Image* input = event == SessionReader::Event::kFrame ? &session.frame() : nullptr;
-        const int code = ZPR_Stabilize(handle, session.timestamp(), input, output.image(), nullptr);
+        const int code = ZPR_Stabilize(handle, session.timestamp(), input, output.image(), &update);
         if (code == ZPR_OK) std::printf("%d %016" PRIx64 "\n", frames++, output.checksum());
         if (code != ZPR_OK && code != ZPR_FRAME_BUFFERED) {
             std::printf("ZPR_Stabilize returned %d\n", code);

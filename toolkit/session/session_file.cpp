@@ -13,6 +13,7 @@ constexpr char kHead[] = "FRAMEHOLD SESSION 1\n";
 constexpr char kSampleTag = 'S';
 constexpr char kFrameTag = 'F';
 constexpr char kDrainTag = 'D';
+constexpr char kLevelTag = 'L';
 
 constexpr char kCut[] = ": ends within an event";
 
@@ -87,6 +88,11 @@ void SessionWriter::frame(double timestamp, const ZPR_Image& image) {
     putPlane(out, image.plane[1], image.pitch[1], image.width, image.height / 2);
 }
 
+void SessionWriter::level(int32_t level) {
+    put(file_.stream(), kLevelTag);
+    put(file_.stream(), level);
+}
+
 void SessionWriter::drain() { put(file_.stream(), kDrainTag); }
 
 void SessionWriter::finish() { file_.commit(); }
@@ -155,6 +161,9 @@ SessionReader::Event SessionReader::next() {
                  static_cast<std::streamsize>(pixels_.size()));
         frame_.plane[0] = pixels_.data();
         frame_.plane[1] = pixels_.data() + bytes / 3 * 2;
+    } else if (tag == kLevelTag) {
+        event = Event::kLevel;
+        get(in_, level_);
     } else if (tag != kDrainTag) {
         throw std::runtime_error(path_ + ": damaged: unknown event");
     }

@@ -20,6 +20,8 @@ public:
 
     void sample(const ZPR_SensorData& sample);
     void frame(double timestamp, const ZPR_Image& image);
+    /// Sets the smoothing level from the next frame on; until the first call it is the parameters'.
+    void level(int32_t level);
     /// Writes the event of a call without an input frame.
     void drain();
 
@@ -34,7 +36,7 @@ private:
 /// damaged.
 class SessionReader {
 public:
-    enum class Event { kEnd, kSample, kFrame, kDrain };
+    enum class Event { kEnd, kSample, kFrame, kDrain, kLevel };
 
     /// Refused are pictures with sides below 2 or above 65536, and parameters whose instance would
     /// keep more than 1 GiB of pictures, if that is more than twice the file's size. What is not a
@@ -52,6 +54,7 @@ public:
     const ZPR_SensorData& sample() const { return sample_; }
     double timestamp() const { return timestamp_; }
     const ZPR_Image& frame() const { return frame_; }
+    int32_t level() const { return level_; }
 
 private:
     /// Number of bytes from the current position to the end.
@@ -66,6 +69,7 @@ private:
     double timestamp_ = 0.0;
     ZPR_Image frame_{};
     std::vector<uint8_t> pixels_;
+    int32_t level_ = 0;
 };
 
 }  // namespace framehold
