@@ -90,9 +90,9 @@ void addResultOptions(Command& command, BatchOptions& batch) {
         ->group(result);
     command.addOutputFile("--report", o.report, "Write an HTML page that shows what was done")
         ->group(result);
-    addJsonFlag(command, batch.json, "Print a summary on standard output")->group(result);
 
     const std::string more = "More result options";
+    addJsonFlag(command, batch.json, "Print a summary on standard output")->group(more);
     addDelayOption(command, o.clip.delay, "Frames to look ahead, if live")
         ->default_str("30")
         ->group(more);
