@@ -74,9 +74,8 @@ void addResultOptions(Command& command, BatchOptions& batch) {
     command.add_flag("--straighten", o.clip.straightens, "Show straight lines as such")
         ->group(result);
     command
-        .addNumberOrWord("--smoothing", o.clip.smoothing,
-                         "Strength of smoothing; auto: 9, and live less in pans", {1, 10}, "auto",
-                         std::to_string(kAutoSmoothing))
+        .addNumberOrWord("--smoothing", o.clip.smoothing, "Strength; auto: 9, live as needed",
+                         {1, 10}, "auto", std::to_string(kAutoSmoothing))
         ->default_str("auto")
         ->group(result);
     command
