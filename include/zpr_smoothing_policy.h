@@ -2,9 +2,9 @@
  * @file
  * @brief Framehold: a smoothing level for every frame, chosen by how the camera moves.
  *
- * One level suits one kind of motion: a high one holds the picture still while the camera is held or
- * carried, but in a pan the virtual camera falls behind until it meets the crop limit, and then the
- * shake of the hand comes through. The policy keeps the level of ZPR_Param::smoothingLevel while
+ * One level suits one kind of motion: a high one holds the picture still while the camera is held
+ * or carried, but in a pan the virtual camera falls behind until it meets the crop limit, and then
+ * the shake of the hand comes through. The policy keeps the level of ZPR_Param::smoothingLevel while
  * that is best, lowers it as a pan begins and raises it again as the pan ends. It needs nothing but
  * what the library is given: copies of the samples, and the frames' times.
  *
@@ -23,8 +23,8 @@
  * @endcode
  *
  * All of it is in this header: it exports nothing, allocates nothing and keeps its state in one
- * record of 17 KB. The same calls give the same levels on every machine but for what the rounding of
- * its mathematical functions changes. A record is used by one thread at a time.
+ * record of 17 KB. The same calls give the same levels on every machine but for what the rounding
+ * of its mathematical functions changes. A record is used by one thread at a time.
  */
 #ifndef ZPR_SMOOTHING_POLICY_H
 #define ZPR_SMOOTHING_POLICY_H
@@ -83,7 +83,7 @@ typedef struct ZPR_SmoothingPolicy {
  * @param[out] policy  filled in
  * @param[in] param    what ZPR_Init is given; its smoothingLevel is the strongest that is chosen.
  *     With more than 255 delayed frames that level is chosen for every frame.
- * @return ZPR_ERR_INVALID_PARAM, with nothing written, if `policy` or `param` is null or the images,
+ * @return ZPR_ERR_INVALID_PARAM, with nothing written, if `policy` or `param` is null or the image,
  *         fieldOfView or cropPercent are not above 0; else ZPR_OK
  */
 static inline int ZPR_StartSmoothingPolicy(ZPR_SmoothingPolicy* policy, const ZPR_Param* param) {
@@ -223,8 +223,8 @@ static inline double ZPR_PolicyKept(int32_t level) { return 0.8 + 0.02 * (double
 
 /**
  * Predicts how far the device is from the virtual camera after a frame with this level, as the
- * library finds it: filtered, limited, and pulled by the first of the coming frames that would leave
- * the margin.
+ * library finds it: filtered, limited, and pulled by the first of the coming frames that would
+ * leave the margin.
  */
 static inline void ZPR_PolicyPredict(const ZPR_SmoothingPolicy* policy, int32_t level,
                                      const ZPR_PolicyTurns* turns, double behind[3]) {
@@ -349,8 +349,8 @@ static inline void ZPR_PolicyChooseAhead(ZPR_SmoothingPolicy* policy,
         }
         if (cost[level] <= cost[best]) best = level;
     }
-    /* Leaving the strongest level is decided by the prediction alone; later changes have to be worth
-       it, since each of them is felt. */
+    /* Leaving the strongest level is decided by the prediction alone; later changes have to be
+       worth it, since each of them is felt. */
     if (policy->level < policy->strongest && cost[best] > 0.8 * cost[policy->level]) return;
     if (best < policy->level) {
         --policy->level;

@@ -12,7 +12,7 @@ for delay in 0 30; do
     "$reference/framehold" simulate "$work/clip" --overwrite --quiet --size 640x360 --focal 480 --duration 2 \
         --shake 1.5 --pan 10 --roll 3
     "$reference/framehold" stabilize "$work/clip/clip.mp4" --clip "$work/clip/clip.json" --overwrite --quiet \
-        --delay $delay --record-session "$work/session" -o "$work/stable.mp4"
+        --delay $delay --smoothing 9 --record-session "$work/session" -o "$work/stable.mp4"
     "$reference/framehold_replay" "$work/session" >"$work/expected"
     for build in "$@"; do
         ${build#*=} "${build%%=*}/framehold_replay" "$work/session" >"$work/got"

@@ -20,8 +20,10 @@ shake_left() {
     local clip=$work/pan$1 results=() i
     "$framehold" simulate "$clip" -q --size 640x360 --duration 12 --focal 500 --pan "$1"
     for i in "${!settings[@]}"; do
+        local level="--smoothing 9"
+        case ${settings[i]} in *--smoothing*) level= ;; esac
         # shellcheck disable=SC2086
-        "$framehold" stabilize "$clip/clip.mp4" -q ${settings[i]} -o "$clip/$i.mp4"
+        "$framehold" stabilize "$clip/clip.mp4" -q $level ${settings[i]} -o "$clip/$i.mp4"
         results+=("$clip/$i.mp4")
     done
     "$framehold" measure "$clip/clip.mp4" "${results[@]}" -q --json |
