@@ -1,11 +1,12 @@
 #!/bin/bash
 # Prints how much the virtual camera of the live engine shakes with smoothing level 9, with level 5
-# and with a level for every frame (--smoothing auto), by clip and delay. Clips are simulated ones of
-# few pixels, since shake is found from the path alone; recorded ones are used where they are there.
-# Usage: compare_policies.sh [--record] FRAMEHOLD [RECORDED]
+# and with a level for every frame (--smoothing auto), by clip and delay. Clips are simulated ones
+# of few pixels, since shake is found from the path alone; recorded ones are used where they are there.
+# Usage: compare_policies.sh [--record] FRAMEHOLD [RECORDED [CLIP...]]
 #   --record: keeps what is printed as a dated file, see record.sh
 #   RECORDED: folder of recorded clips with a clip.json each (default ../shared/clips), and of
 #     ../motion/phone-drive-40s.gcsv, what the hand of a passenger did in 40 s
+#   CLIP: some clips, by name
 set -euo pipefail
 if [ "$1" = --record ]; then
     shift
@@ -97,14 +98,18 @@ print(focal * math.sqrt(sum(squares) / len(squares)))
 PYTHON
 }
 
-echo "Shake of the virtual camera: RMS of how far the picture moves from one frame to the next, less"
+echo "Shake of the virtual camera: RMS of how far the picture moves from frame to frame, less"
 echo "what is slower than 1 Hz, in pixels of 640 x 360 (recorded clips: of theirs); crop 80 %."
-echo "auto: with the level chosen for every frame, and as a share of the shake with level 9."
+echo "auto: a level for every frame; also as a share of the shake with level 9."
 printf '%-12s' clip
 for delay in 0 5 15 30; do printf ' | %-23s' "delay $delay: 9, 5, auto"; done
 echo
 while IFS='|' read -r name options; do
-    folder=$(make_clip "$name" "$options") || { echo "$name: skipped, its recording is not there"; continue; }
+    [ $# -lt 3 ] || case " ${*:3} " in *" $name "*) ;; *) continue ;; esac
+    if ! folder=$(make_clip "$name" "$options"); then
+        echo "$name: skipped, its recording is not there"
+        continue
+    fi
     printf '%-12s' "$name"
     for delay in 0 5 15 30; do
         figures=()
