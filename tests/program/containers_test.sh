@@ -70,7 +70,7 @@ CAMM motion log|c|codec_tag_string=camm|data, camm
 mastering display, light levels|d|Mastering|HDR'
 
 failed=0
-table="| kind | $(echo $containers | sed 's/ / | /g') |"$'\n'"|---|---|---|---|---|"
+table="| kind | ${containers// / | } |"$'\n'"|---|---|---|---|---|"
 while IFS='|' read -r kind source shows names; do
     line="| $kind |"
     for container in $containers; do

@@ -20,8 +20,8 @@ struct PlayingClip {
 /// Seconds since the first frame where the part of this length begins that shakes most.
 double shakiestStart(const ClipMeasures& clip, double seconds);
 
-/// Cuts the part of `start` and `seconds` out of both videos; frames are paired as in croppingRatio.
-/// Where this does not work, the result says why. Throws Interrupted.
+/// Cuts the part of `start` and `seconds` out of both videos; frames are paired as in
+/// croppingRatio. Where this does not work, the result says why. Throws Interrupted.
 PlayingClip makePlayingClip(const std::string& original, const std::string& stabilized, int delay,
                             double start, double seconds);
 
