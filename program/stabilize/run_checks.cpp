@@ -1,10 +1,8 @@
 #include "stabilize/run_checks.h"
 
-#include "common/angles.h"
 #include "common/interruption.h"
 #include "inspection/motion_check.h"
 #include "measures/clip_measures.h"
-#include "path/pinhole_camera.h"
 
 #include <algorithm>
 #include <cmath>
@@ -34,32 +32,6 @@ void useTable(const std::string& video, const std::vector<double>& table,
     }
 }
 
-/// Moves features to where a pinhole shows them; leaves out those far out, which it shows farther
-/// still.
-void takeLensOut(const PinholeCamera& camera, std::vector<FeatureTracks>& samples) {
-    constexpr double kWidest = 45.0;  // degrees off the axis
-    PinholeCamera pinhole = camera;
-    pinhole.lens = {};
-    const double farthest = camera.focal * camera.lens.at(toRadians(kWidest)).radius;
-    const auto move = [&](float& x, float& y) {
-        const Eigen::Vector2d seen(x, y);
-        const Eigen::Vector2d centre(camera.width / 2.0, camera.height / 2.0);
-        if (!((seen - centre).norm() < farthest)) return false;
-        const Eigen::Vector2d moved = pinhole.project(camera.ray(seen));
-        x = static_cast<float>(moved.x());
-        y = static_cast<float>(moved.y());
-        return true;
-    };
-    for (FeatureTracks& sample : samples) {
-        for (std::vector<FeatureMotion>& motions : sample.motions) {
-            const auto end = std::remove_if(motions.begin(), motions.end(), [&](FeatureMotion& m) {
-                return !move(m.fromX, m.fromY) || !move(m.toX, m.toY);
-            });
-            motions.erase(end, motions.end());
-        }
-    }
-}
-
 }  // namespace
 
 std::optional<LogFinding> checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
@@ -78,12 +50,9 @@ std::optional<LogFinding> checkBeforeRun(const StabilizeOptions& options, const 
     const CameraSettings& camera = settings.camera;
     const LensDistortion& lens = camera.lens.value;
     const double focal = focalLength(camera.fieldOfView.value, clip.video, lens);
-    if (!lens.isNone()) {
-        takeLensOut({samples[0].width, samples[0].height, focal, 0.0, lens}, samples);
-    }
     const MotionCheck check = checkMotion(samples, clip.log->angularRates(),
                                           {focal, camera.readoutTime.value, camera.timeOffset.value,
-                                           camera.clockDrift.value, camera.axes.value},
+                                           camera.clockDrift.value, camera.axes.value, lens},
                                           throwIfInterrupted);
     for (const LogFinding& finding : check.findings) {
         if (finding.severity == Severity::kFatal && !options.force) {

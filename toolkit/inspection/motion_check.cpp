@@ -4,6 +4,7 @@
 #include "common/angles.h"
 #include "common/median.h"
 #include "common/text_fields.h"
+#include "path/pinhole_camera.h"
 
 #include <algorithm>
 #include <cmath>
@@ -359,6 +360,36 @@ private:
 
 }  // namespace
 
+namespace {
+
+/// Moves features to where a pinhole shows them; leaves out those far out, which it shows farther
+/// still.
+void takeLensOut(const PinholeCamera& camera, std::vector<FeatureTracks>& samples) {
+    constexpr double kWidest = 45.0;  // degrees off the axis
+    PinholeCamera pinhole = camera;
+    pinhole.lens = {};
+    const double farthest = camera.focal * camera.lens.at(toRadians(kWidest)).radius;
+    const auto move = [&](float& x, float& y) {
+        const Eigen::Vector2d seen(x, y);
+        const Eigen::Vector2d centre(camera.width / 2.0, camera.height / 2.0);
+        if (!((seen - centre).norm() < farthest)) return false;
+        const Eigen::Vector2d moved = pinhole.project(camera.ray(seen));
+        x = static_cast<float>(moved.x());
+        y = static_cast<float>(moved.y());
+        return true;
+    };
+    for (FeatureTracks& sample : samples) {
+        for (std::vector<FeatureMotion>& motions : sample.motions) {
+            const auto end = std::remove_if(motions.begin(), motions.end(), [&](FeatureMotion& m) {
+                return !move(m.fromX, m.fromY) || !move(m.toX, m.toY);
+            });
+            motions.erase(end, motions.end());
+        }
+    }
+}
+
+}  // namespace
+
 MotionCheck checkMotion(const std::vector<FeatureTracks>& samples,
                         const std::vector<MotionSample>& rates, const CheckedCamera& camera,
                         const std::function<void()>& onStep) {
@@ -366,6 +397,10 @@ MotionCheck checkMotion(const std::vector<FeatureTracks>& samples,
     std::vector<FeatureTracks> onLogsClock = samples;
     for (FeatureTracks& sample : onLogsClock) {
         for (double& time : sample.frameTimes) time *= 1.0 + camera.clockDrift;
+    }
+    if (!camera.lens.isNone() && camera.focal) {
+        takeLensOut({samples[0].width, samples[0].height, *camera.focal, 0.0, camera.lens},
+                    onLogsClock);
     }
     return Checker(onLogsClock, rates, camera, onStep).run();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/lens_distortion.h"
 #include "inspection/log_findings.h"
 #include "motion/axis_mapping.h"
 #include "motion/motion_log.h"
@@ -19,6 +20,7 @@ struct CheckedCamera {
     double timeOffset = 0.0;      // seconds, from a timestamp to the first row
     double clockDrift = 0.0;      // seconds that the log's clock gains per second
     AxisMapping axes;             // from logged to device axes
+    LensDistortion lens{};        // of no use without a focal length
 };
 
 /// How well a log fits the pictures of its clip.

@@ -82,9 +82,12 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
 
     FeatureTracks onTable = tracks;
     onTable.frameTimes = times;
-    const CheckedCamera camera{metadata.focalLength, result.readoutTime, result.timeOffset,
+    const CheckedCamera camera{metadata.focalLength,
+                               result.readoutTime,
+                               result.timeOffset,
                                metadata.clockDrift.value_or(0.0),
-                               metadata.axes.value_or(log.orientation)};
+                               metadata.axes.value_or(log.orientation),
+                               metadata.lens.value_or(LensDistortion())};
     const std::vector<MotionSample> derived =
         log.rates.empty() ? log.angularRates() : std::vector<MotionSample>();
     const std::vector<MotionSample>& rates = log.rates.empty() ? derived : log.rates;
