@@ -1,6 +1,5 @@
 // Every format of motion log, read from a small sample and from broken ones.
 #include "common/text_fields.h"
-#include "media/stream_copier.h"
 #include "motion/formats/telemetry_formats.h"
 #include "motion/motion_log_reader.h"
 #include "support/temporary_folder.h"
@@ -340,43 +339,6 @@ TEST(VideoTelemetry, IsFoundByTheTypeOfItsTrack) {
     const std::string none = folder.write("none.mov", bytes);
     EXPECT_EQ(errorOf([&] { readMotionLog(none); }),
               none + ": holds no motion telemetry (no GPMF or CAMM track)");
-}
-
-/// Copies all streams of a file into one of another container.
-std::vector<std::string> copyStreams(const std::string& from, const std::string& to,
-                                     const char* container) {
-    AVFormatContext* in = nullptr;
-    AVFormatContext* out = nullptr;
-    EXPECT_EQ(avformat_open_input(&in, from.c_str(), nullptr, nullptr), 0);
-    avformat_alloc_output_context2(&out, nullptr, container, to.c_str());
-    const StreamCopier copier(*out, *in, -1);
-    avio_open(&out->pb, to.c_str(), AVIO_FLAG_WRITE);
-    const bool isOpen = out->nb_streams > 0 && avformat_write_header(out, nullptr) >= 0;
-    const AvPtr<AVPacket> packet = makePacket();
-    while (isOpen && av_read_frame(in, packet.get()) == 0) {
-        EXPECT_EQ(copier.copy(*packet), 0);
-        av_packet_unref(packet.get());
-    }
-    if (isOpen) av_write_trailer(out);
-    avio_closep(&out->pb);
-    avformat_free_context(out);
-    avformat_close_input(&in);
-    return copier.losses();
-}
-
-TEST(VideoTelemetry, GoesAlongWhereTheContainerHoldsIt) {
-    const TemporaryFolder folder;
-    const std::string path = folder.path("clip.mov");
-    writeTelemetryFile(path, {{0.0, 0.1, gpmfPacket(10)}, {0.1, 0.1, gpmfPacket(20)}});
-    for (const char* container : {"mov", "mp4"}) {
-        const std::string copy = folder.path(std::string("copy.") + container);
-        EXPECT_TRUE(copyStreams(path, copy, container).empty()) << container;
-        const MotionLog log = readMotionLog(copy);
-        ASSERT_EQ(log.rates.size(), 20u) << container;
-        EXPECT_NEAR(log.rates[19].time, 0.19, 1e-3) << container;
-    }
-    EXPECT_EQ(copyStreams(path, folder.path("copy.avi"), "avi"),
-              std::vector<std::string>{"stream 0 (data, gpmd) is left out: avi cannot hold it"});
 }
 
 }  // namespace
