@@ -35,11 +35,14 @@ said=$("$framehold" stabilize "$clip" -m "$work/clip/imu.gcsv" --auto --engine l
     -o "$work/steady.mp4" 2>&1)
 [[ $said == *"axes YxZ (found in the clip)"* ]] || fail "stabilize --auto: $said"
 
-# A lens that is no pinhole's is said; a log whose clock is 20 s off is searched to its end.
+# A lens that is no pinhole's is found, or said where a pinhole is asked for. A log whose clock is 20 s
+# off is searched to its end.
 if [ -z "$sanitizers" ]; then
     ffmpeg -v error -i "$clip" -vf lenscorrection=k1=-0.08:k2=0:i=bilinear -crf 12 "$work/lens.mp4" || fail "lenscorrection"
     expect 0 "further out than a pinhole" "$framehold" calibrate "$work/lens.mp4" -m "$work/clip/imu.gcsv" -q \
-        -o "$work/lens.json"
+        -o "$work/pinhole.json" --lens-model none
+    expect 0 "polynomial" "$framehold" calibrate "$work/lens.mp4" -m "$work/clip/imu.gcsv" -q -o "$work/lens.json"
+    grep -q '"k1": 0\.' "$work/lens.json" || fail "no lens in $(cat "$work/lens.json")"
     awk -F, -v OFS=, -v CONVFMT=%.3f 'table { $1 += 20000000 } /^t,/ { table = 1 } 1' "$work/clip/imu.gcsv" >"$work/late.gcsv"
     "$framehold" calibrate "$clip" -m "$work/late.gcsv" -q --overwrite -o "$work/found.json" >/dev/null || fail "a late log"
     near time_offset_s 20.037 0.001
