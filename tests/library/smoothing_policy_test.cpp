@@ -95,7 +95,7 @@ TEST_P(SmoothingPolicy, LowersTheLevelInPansAlone) {
         const double t = 1.0 + k / 30.0;
         const bool isCalm = t < kPanStart - row.delay / 30.0 || t > kPanEnd + 2.0;
         if (isCalm) {
-            EXPECT_EQ(levels[k], row.strongest) << "at " << t << " s";
+            EXPECT_EQ(levels[static_cast<size_t>(k)], row.strongest) << "at " << t << " s";
         }
     }
 }
@@ -143,9 +143,9 @@ TEST(SmoothingPolicyInput, WhatIsWrongIsRefusedOrIgnored) {
     const double times[] = {0.0, kNan, -1e300, kInf, 5.0, 1e11, -1e11, 6.0, 6.0, 6.1, 1e300, 90.0};
     const double rates[] = {0.0, 1e300, kNan, 1e5, -1e5, kInf, 3.0};
     ASSERT_EQ(ZPR_StartSmoothingPolicy(&policy, &good), ZPR_OK);
-    for (int round = 0; round < 500; ++round) {
-        const ZPR_SensorData sample{3 + round % 2,
-                                    times[round % std::size(times)] + round * 0.01,
+    for (size_t round = 0; round < 500; ++round) {
+        const ZPR_SensorData sample{static_cast<int32_t>(3 + round % 2),
+                                    times[round % std::size(times)] + double(round) * 0.01,
                                     {rates[round % std::size(rates)], 0.1, rates[round % 5], 0.0}};
         ZPR_FeedSmoothingPolicy(&policy, &sample);
         const int level = ZPR_ChooseSmoothingLevel(&policy, times[round / 3 % std::size(times)]);

@@ -144,7 +144,7 @@ TEST(Verdict, NamesWhatHoldsTheResultBack) {
         {"log too short",
          with(usedUp,
               [](RunRecord& run) {
-                  for (int i = 0; i < 20; ++i) run.frames[i].measured.reset();
+                  for (size_t i = 0; i < 20; ++i) run.frames[i].measured.reset();
               }),
          Kind::kPartly, "20 of 100 frames have no orientation", "start the motion log"},
         {"something else", runWith("offline", ShakeAmounts{4e-3, 3.6e-3}, 0, 80), Kind::kShaky,
