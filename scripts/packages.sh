@@ -6,8 +6,8 @@ libavutil-dev libswscale-dev libceres-dev libcli11-dev libeigen3-dev libfmt-dev 
 libopencv-calib3d-dev libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev \
 libopencv-video-dev nlohmann-json3-dev"
 test_packages="$build_packages binutils chromium clang-19 clang-format doxygen ffmpeg fish \
-g++-aarch64-linux-gnu g++-arm-linux-gnueabi googletest groff help2man junit5 \
-openjdk-17-jdk-headless python3 qemu-user valgrind zsh"
+g++-aarch64-linux-gnu g++-arm-linux-gnueabi googletest groff help2man junit5 libclang-rt-19-dev \
+llvm-19 openjdk-17-jdk-headless python3 qemu-user valgrind zsh"
 bench_packages="$build_packages ffmpeg gnuplot-nox libopencv-videostab-dev libvidstab-dev python3"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
 package_packages="$build_packages autopkgtest debhelper debootstrap dpkg-dev help2man lintian"

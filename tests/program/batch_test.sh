@@ -9,9 +9,6 @@ cd "$work" || exit 1
 of() { ffprobe -v error -show_entries "$2" -of csv=p=0 "$1" | sed '/^$/d'; }
 frames() { ffmpeg -v error -i "$1" -map 0:v -f framemd5 - | sed '/^#/d;s/.*,//'; }
 stabilize() { "$framehold" stabilize "$@" --preset ultrafast; }
-# libx265, which more than 8 bits go to, loses a little memory of its own.
-echo "leak:libx265" >leaks
-export LSAN_OPTIONS=suppressions=$PWD/leaks:print_suppressions=0
 
 "$framehold" simulate sim --size 320x180 --focal 300 --duration 1 -q || fail "simulate"
 metadata=sim/clip.json
