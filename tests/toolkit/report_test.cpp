@@ -124,6 +124,8 @@ TEST(Verdict, NamesWhatHoldsTheResultBack) {
         {"good", good, Kind::kSteady, "steady: 15 % of the shake", "--crop 90 "},
         {"good, margin touched once", runWith("offline", ShakeAmounts{4e-3, 6e-4}, 1, 80),
          Kind::kSteady, "steady: 15 %", ""},
+        {"good, zooming out", with(good, [](RunRecord& run) { run.zoom = "dynamic"; }),
+         Kind::kSteady, "steady: 15 %", ""},
         {"margin used up", usedUp, Kind::kPartly, "used up in 30 of 100", "--crop 80 "},
         {"margin used up by a small picture",
          with(usedUp, [](RunRecord& run) { run.param.cropPercent = 60; }), Kind::kPartly,

@@ -59,7 +59,9 @@ public:
         const int crop = run_.param.cropPercent;
         const double needed = (100 - crop) * largest_ / kAtLimit;
         const int possible = static_cast<int>(100.0 - std::ceil(needed)) / kStep * kStep;
-        if (run_.frames.empty() || run_.engine == "live" || possible < crop + kSmallestGain) {
+        const bool showsMore = run_.zoom != "fixed";
+        if (run_.frames.empty() || run_.engine == "live" || showsMore ||
+            possible < crop + kSmallestGain) {
             return "";
         }
         return fmt::format(
