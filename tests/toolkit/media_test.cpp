@@ -1,6 +1,7 @@
 // Files and pictures as they are written.
 #include "common/output_file.h"
 #include "common/text_fields.h"
+#include "media/pixel_converter.h"
 #include "media/still_picture.h"
 #include "support/temporary_folder.h"
 
@@ -11,6 +12,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+extern "C" {
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+}
 
 using namespace framehold;
 using namespace zpr_test;
@@ -249,6 +255,33 @@ TEST(WritePng, TakesLevelsByTheFramesRangeAndMatrix) {
         for (int i = 0; i < 3; ++i) {
             EXPECT_NEAR(picture->data[0][5 * picture->linesize[0] + 5 * 3 + i], c.rgb[i], 2)
                 << "range " << c.range << ", matrix " << c.matrix << ", luma " << int{c.yuv[0]};
+        }
+    }
+}
+
+TEST(PixelConverter, CopiesAllPlanesWhereNothingChanges) {
+    const FrameArea area{16, 8};
+    for (const AVPixelFormat format :
+         {AV_PIX_FMT_NV12, AV_PIX_FMT_P010, AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV420P10}) {
+        const AvPtr<AVFrame> from = makeFrame(format, area.width, area.height);
+        const AvPtr<AVFrame> to = makeFrame(format, area.width, area.height);
+        const int planes = av_pix_fmt_count_planes(format);
+        for (int plane = 0; plane < planes; ++plane) {
+            const int rows = plane == 0 ? area.height : area.height / 2;
+            std::memset(from->data[plane], 1, static_cast<size_t>(rows * from->linesize[plane]));
+            std::memset(to->data[plane], 0, static_cast<size_t>(rows * to->linesize[plane]));
+        }
+        PixelConverter().convert(*from, area, *to, area);
+        for (int plane = 0; plane < planes; ++plane) {
+            const int rows = plane == 0 ? area.height : area.height / 2;
+            const auto bytes =
+                static_cast<size_t>(av_image_get_linesize(format, area.width, plane));
+            for (int y = 0; y < rows; ++y) {
+                EXPECT_EQ(std::memcmp(to->data[plane] + y * to->linesize[plane],
+                                      from->data[plane] + y * from->linesize[plane], bytes),
+                          0)
+                    << av_get_pix_fmt_name(format) << ", plane " << plane << ", row " << y;
+            }
         }
     }
 }

@@ -3,6 +3,7 @@
 #include <tuple>
 
 extern "C" {
+#include <libavutil/imgutils.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
@@ -32,6 +33,11 @@ bool PixelConverter::Task::operator==(const Task& other) const {
                           t.toFormat, t.fromFullRange, t.toFullRange, t.matrix);
     };
     return all(*this) == all(other);
+}
+
+bool PixelConverter::Task::isCopy() const {
+    return from.width == to.width && from.height == to.height && fromFormat == toFormat &&
+           fromFullRange == toFullRange;
 }
 
 AvPtr<SwsContext> PixelConverter::makeScaler(const Task& task) {
@@ -71,6 +77,13 @@ void PixelConverter::convert(const AVFrame& from, FrameArea fromArea, AVFrame& t
                     isFullRange(from),
                     isFullRange(to),
                     isRgb(fromFormat) ? to.colorspace : from.colorspace};
+    if (task.isCopy()) {
+        // libswscale leaves out the chroma of two-plane pictures where it has only to copy.
+        const uint8_t* planes[] = {from.data[0], from.data[1], from.data[2], from.data[3]};
+        av_image_copy(to.data, to.linesize, planes, from.linesize, fromFormat, fromArea.width,
+                      fromArea.height);
+        return;
+    }
     if (!scaler_ || !(task == task_)) {
         scaler_ = makeScaler(task);
         task_ = task;

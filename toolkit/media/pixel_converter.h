@@ -32,6 +32,9 @@ private:
         AVColorSpace matrix;
 
         bool operator==(const Task& other) const;
+
+        /// True if the pixels stay as they are.
+        bool isCopy() const;
     };
 
     static AvPtr<SwsContext> makeScaler(const Task& task);
