@@ -142,7 +142,7 @@ std::string describeZoom(const std::vector<View>& views, int crop) {
     const auto isFarther = [](const View& a, const View& b) { return a.zoom < b.zoom; };
     const auto [farthest, nearest] = std::minmax_element(views.begin(), views.end(), isFarther);
     return fmt::format(
-        "zoom: {:.1f} to {:.1f} % of the picture shown, changing by up to {:g} % a second",
+        "zoom: {:.1f} to {:.1f} % of the picture shown, eased by at most {:g} % a second",
         crop / nearest->zoom, crop / farthest->zoom, 100.0 * kZoomSpeed);
 }
 
