@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <iconv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -174,6 +175,35 @@ std::string_view firstLine(std::string_view text) {
     return lines.next() ? lines.line() : std::string_view();
 }
 
+bool startsAsUtf16(std::string_view text) {
+    const std::string_view mark = text.substr(0, 2);
+    return mark == "\xFF\xFE" || mark == "\xFE\xFF";
+}
+
+std::optional<std::string> fromUtf16(std::string_view text) {
+    if (!startsAsUtf16(text)) return std::nullopt;
+    const bool isLittleEndian = text[0] == '\xFF';
+    const iconv_t converter = iconv_open("UTF-8", isLittleEndian ? "UTF-16LE" : "UTF-16BE");
+    if (converter == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
+    constexpr size_t kUnit = 2;           // bytes of UTF-16
+    constexpr size_t kLongestOfUnit = 3;  // bytes of UTF-8
+    text.remove_prefix(kUnit);
+    std::string result(text.size() / kUnit * kLongestOfUnit, '\0');
+    char* in = const_cast<char*>(text.data());  // iconv only reads it
+    size_t inLeft = text.size() / kUnit * kUnit;
+    char* out = result.data();
+    size_t outLeft = result.size();
+    while (iconv(converter, &in, &inLeft, &out, &outLeft) == SIZE_MAX && inLeft >= kUnit) {
+        in += kUnit;
+        inLeft -= kUnit;
+        *out++ = '?';
+        --outLeft;
+    }
+    iconv_close(converter);
+    result.resize(result.size() - outLeft);
+    return result;
+}
+
 std::string readFile(const std::string& path, size_t most) {
     // Deliberate: without blocking. The other end of a pipe may never come.
     const InputFile file(path, O_NONBLOCK);
@@ -214,6 +244,7 @@ bool LineReader::next() {
             fail(fmt::format("is longer than {} bytes", kLongestLine));
         }
         line_ = trim(rest_.substr(0, end));
+        isUnterminated_ = end == std::string_view::npos;
         rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
         if (!line_.empty()) return true;
     }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -47,6 +48,13 @@ constexpr size_t kLongestLine = 65536;
 /// the first `kLongestLine` bytes.
 std::string_view firstLine(std::string_view text);
 
+/// UTF-8 of a text in UTF-16 with a byte order mark, question marks for what is broken; none for
+/// another text.
+std::optional<std::string> fromUtf16(std::string_view text);
+
+/// True for the byte order mark of UTF-16 at the start.
+bool startsAsUtf16(std::string_view text);
+
 /// Content of a regular file, at most its first `most` bytes. Other files, such as pipes, are
 /// refused without waiting for them. Throws FileError, also for files that are empty.
 std::string readFile(const std::string& path, size_t most = SIZE_MAX);
@@ -73,6 +81,12 @@ public:
     /// Throws FileError with the number of the line.
     [[noreturn]] void fail(const std::string& what) const;
 
+    /// True if the text ends in the line: it may have been cut off there.
+    bool isUnterminated() const { return isUnterminated_; }
+
+    /// Number of the line, from 1.
+    int lineNumber() const { return number_; }
+
     /// Number of bytes after the line.
     size_t bytesLeft() const { return rest_.size(); }
 
@@ -84,6 +98,7 @@ private:
     std::string_view rest_;
     std::string_view line_;
     int number_ = 0;
+    bool isUnterminated_ = false;
 };
 
 }  // namespace framehold

@@ -35,7 +35,8 @@ MotionLog parseEuroc(const std::string& name, std::string_view content) {
     constexpr double kNanosecond = 1e-9;
     readRows(lines, layout,
              {vectorReading(0, {1, 2, 3}, kNanosecond, 1.0, log.rates),
-              vectorReading(0, {4, 5, 6}, kNanosecond, 1.0, log.gravity)});
+              vectorReading(0, {4, 5, 6}, kNanosecond, 1.0, log.gravity)},
+             log.notes);
     log.sortByTime();
     return log;
 }

@@ -200,7 +200,7 @@ MotionLog parseGcsv(const std::string& name, std::string_view content) {
         readings.push_back(vectorReading(0, {4, 5, 6}, scales.time,
                                          scales.gravity * kStandardGravity, log.gravity));
     }
-    readRows(lines, layout, readings);
+    readRows(lines, layout, readings, log.notes);
     log.sortByTime();
     return log;
 }

@@ -41,7 +41,7 @@ OrientationSample unitQuaternion(const LineReader& lines, double time,
 }  // namespace
 
 bool detectRotationVector(std::string_view content) {
-    const ColumnLine line = readColumnLine(firstLine(content));
+    const ColumnLine line = readColumnLine(firstLineOfTable(content));
     return !quaternionColumns(line).empty() &&
            timeColumn(line, SensorKind::kOrientation).has_value() &&
            axisColumns(line, SensorKind::kRate, "xyz").empty();
@@ -49,7 +49,7 @@ bool detectRotationVector(std::string_view content) {
 
 MotionLog parseRotationVector(const std::string& name, std::string_view content) {
     LineReader lines(name, content);
-    lines.next();
+    nextOfTable(lines);
     const ColumnLine columns = readColumnLine(lines.line());
     const auto axes = quaternionColumns(columns);
     const auto time = timeColumn(columns, SensorKind::kOrientation);
@@ -67,7 +67,8 @@ MotionLog parseRotationVector(const std::string& name, std::string_view content)
                    log.orientations.push_back(
                        unitQuaternion(lines, t * (unit > 0.0 ? unit : 1.0), values));
                },
-               [&](size_t rows) { log.orientations.reserve(rows); }}});
+               [&](size_t rows) { log.orientations.reserve(rows); }}},
+             log.notes);
     if (unit == 0.0) log.notes.push_back(timeUnitNote(applyLikelyTimeUnit(log.orientations)));
     if (axes.size() == 3) log.notes.emplace_back("w is not logged: made from x, y and z");
     log.sortByTime();

@@ -61,12 +61,12 @@ std::string describeColumns(const ColumnLine& line, const std::vector<Stream>& s
 }  // namespace
 
 bool detectSensorCsv(std::string_view content) {
-    return !findStreams(readColumnLine(firstLine(content))).empty();
+    return !findStreams(readColumnLine(firstLineOfTable(content))).empty();
 }
 
 MotionLog parseSensorCsv(const std::string& name, std::string_view content) {
     LineReader lines(name, content);
-    lines.next();
+    nextOfTable(lines);
     const ColumnLine columns = readColumnLine(lines.line());
     std::vector<Stream> streams = findStreams(columns);
     if (streams.empty()) {
@@ -81,7 +81,7 @@ MotionLog parseSensorCsv(const std::string& name, std::string_view content) {
         readings.push_back(vectorReading(s.time, {s.axes[0], s.axes[1], s.axes[2]},
                                          orOne(s.timeUnit), orOne(s.unit), s.samples));
     }
-    readRows(lines, {columns.names, columns.separator, true}, readings);
+    readRows(lines, {columns.names, columns.separator, true}, readings, log.notes);
     for (Stream& stream : streams) place(name, stream, log);
     log.sortByTime();
     return log;

@@ -148,16 +148,44 @@ ColumnMeaning meaningOf(std::string_view name) {
     return meaning;
 }
 
+std::vector<std::string_view> splitQuoted(std::string_view line, char separator) {
+    constexpr char kQuote = '"';
+    if (line.find(kQuote) == std::string_view::npos) return splitFields(line, separator);
+    std::vector<std::string_view> fields;
+    bool isQuoted = false;
+    size_t start = 0;
+    for (size_t i = 0; i <= line.size(); ++i) {
+        if (i < line.size() && line[i] == kQuote) isQuoted = !isQuoted;
+        if (i < line.size() && (isQuoted || line[i] != separator)) continue;
+        std::string_view field = trim(line.substr(start, i - start));
+        if (field.size() >= 2 && field.front() == kQuote && field.back() == kQuote) {
+            field = trim(field.substr(1, field.size() - 2));
+        }
+        fields.push_back(field);
+        start = i + 1;
+    }
+    return fields;
+}
+
+bool nextOfTable(LineReader& lines) {
+    while (lines.next()) {
+        if (!isComment(lines.line())) return true;
+    }
+    return false;
+}
+
+std::string_view firstLineOfTable(std::string_view content) {
+    LineReader lines({}, content.substr(0, kLongestLine));
+    return nextOfTable(lines) ? lines.line() : std::string_view();
+}
+
 ColumnLine readColumnLine(std::string_view line) {
     ColumnLine columns;
     const auto occurs = [&](char c) { return std::count(line.begin(), line.end(), c); };
     for (const char c : {';', '\t'}) {
         if (occurs(c) > occurs(columns.separator)) columns.separator = c;
     }
-    for (std::string_view field : splitFields(line, columns.separator)) {
-        if (field.size() >= 2 && field.front() == '"' && field.back() == '"') {
-            field = trim(field.substr(1, field.size() - 2));
-        }
+    for (const std::string_view field : splitQuoted(line, columns.separator)) {
         columns.names.emplace_back(field);
         columns.meanings.push_back(meaningOf(field));
     }

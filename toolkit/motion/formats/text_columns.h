@@ -1,5 +1,7 @@
 #pragma once
 
+#include "common/text_fields.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,6 +34,18 @@ struct ColumnMeaning {
 /// "ACCELEROMETER X (m/s2)", "seconds_elapsed", "qw". The accelerometers of iPhones point down at
 /// rest; columns that are known to come from them have a negative unit.
 ColumnMeaning meaningOf(std::string_view name);
+
+/// Trimmed fields of a line, without quotes; a separator in quotes separates nothing.
+std::vector<std::string_view> splitQuoted(std::string_view line, char separator);
+
+/// True for a line that is passed over: its first character is #.
+inline bool isComment(std::string_view line) { return !line.empty() && line[0] == '#'; }
+
+/// First line that is neither blank nor a comment, like `firstLine`.
+std::string_view firstLineOfTable(std::string_view content);
+
+/// Goes to the next line that is no comment; false at the end.
+bool nextOfTable(LineReader& lines);
 
 /// First line of a log, with the names of its columns.
 struct ColumnLine {

@@ -23,16 +23,130 @@ size_t fieldsNeeded(const std::vector<RowReading>& readings) {
     return needed;
 }
 
-/// Far beyond every clock and sensor, and small enough to stay finite in whatever unit.
-double numberInRange(const LineReader& lines, std::string_view field, std::string_view name) {
+/// Number as files have it: with a decimal comma where that is no separator.
+double numberInRow(const LineReader& lines, std::string_view field, std::string_view name) {
+    // Far beyond every clock and sensor, and small enough to stay finite in whatever unit.
     constexpr double kLargest = 1e30;
-    const double value = lines.number(field, name);
+    constexpr size_t kLongestWithComma = 64;
+    const size_t comma = field.find(',');
+    std::string withPoint;
+    if (comma != std::string_view::npos && field.size() <= kLongestWithComma &&
+        field.find('.') == std::string_view::npos) {
+        withPoint = field;
+        withPoint[comma] = '.';
+    }
+    const double value = lines.number(withPoint.empty() ? field : withPoint, name);
     if (!(std::abs(value) <= kLargest)) {
         lines.fail(fmt::format("{}: {} is not within {} and {}", excerpt(name), excerpt(field),
                                -kLargest, kLargest));
     }
     return value;
 }
+
+bool isNan(std::string_view field) {
+    constexpr size_t kLongest = 4;
+    if (field.size() > kLongest) return false;
+    const std::string lower = lowerCase(field);
+    return lower == "nan" || lower == "-nan" || lower == "null";
+}
+
+/// Reads the rows of a table.
+class RowReader {
+public:
+    RowReader(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings)
+        : lines_(lines), layout_(layout), readings_(readings), needed_(fieldsNeeded(readings)),
+          lastTimes_(readings.size(), -HUGE_VAL) {}
+
+    void readAll() {
+        // A row has at least a character in each field, and one between each two.
+        const size_t mostRows = lines_.bytesLeft() / (2 * needed_) + 1;
+        for (const RowReading& reading : readings_) reading.reserve(mostRows);
+        while (nextOfTable(lines_)) {
+            fields_ = splitQuoted(lines_.line(), layout_.separator);
+            isCutOff_ = any_ && lines_.isUnterminated() && !isWhole();
+            if (isCutOff_) break;
+            readRow();
+        }
+        if (!any_) lines_.fail("holds no samples");
+    }
+
+    void addNotes(std::vector<std::string>& notes) const {
+        if (nans_ > 0) {
+            notes.push_back(
+                fmt::format("{} with a value that is not a number (NaN), in line {} "
+                            "first, left out",
+                            counted(nans_, "reading"), firstNanLine_));
+        }
+        if (isCutOff_) {
+            notes.push_back(fmt::format("cut off in its last line, {}, which is left out",
+                                        lines_.lineNumber()));
+        }
+    }
+
+private:
+    /// False for a row that the end of the file has cut off: it has too few fields, one that is no
+    /// number, or a time before that of the row before it.
+    bool isWhole() const {
+        if (fields_.size() < std::max(needed_, layout_.names.size())) return false;
+        try {
+            for (size_t i = 0; i < readings_.size(); ++i) {
+                if (isOmitted(readings_[i])) continue;
+                if (number(readings_[i].time) < lastTimes_[i]) return false;
+                for (const size_t column : readings_[i].values) number(column);
+            }
+        } catch (const FileError&) {
+            return false;
+        }
+        return true;
+    }
+
+    void readRow() {
+        if (fields_.size() < needed_) {
+            lines_.fail(fmt::format("{} fields where {} are expected", fields_.size(), needed_));
+        }
+        for (size_t i = 0; i < readings_.size(); ++i) {
+            const RowReading& reading = readings_[i];
+            if (isOmitted(reading)) continue;
+            const double time = number(reading.time);
+            if (hasNan(reading)) {
+                if (nans_++ == 0) firstNanLine_ = lines_.lineNumber();
+                continue;
+            }
+            values_.clear();
+            for (const size_t column : reading.values) values_.push_back(number(column));
+            reading.take(time, values_);
+            lastTimes_[i] = time;
+            any_ = true;
+        }
+    }
+
+    double number(size_t column) const {
+        return numberInRow(lines_, fields_[column], layout_.names[column]);
+    }
+
+    bool isOmitted(const RowReading& reading) const {
+        return layout_.mayOmit &&
+               std::all_of(reading.values.begin(), reading.values.end(),
+                           [&](size_t column) { return fields_[column].empty(); });
+    }
+
+    bool hasNan(const RowReading& reading) const {
+        return std::any_of(reading.values.begin(), reading.values.end(),
+                           [&](size_t column) { return isNan(fields_[column]); });
+    }
+
+    LineReader& lines_;
+    const RowLayout& layout_;
+    const std::vector<RowReading>& readings_;
+    size_t needed_;  // fields
+    std::vector<std::string_view> fields_;
+    std::vector<double> values_;
+    std::vector<double> lastTimes_;  // of each reading
+    bool any_ = false;
+    bool isCutOff_ = false;
+    size_t nans_ = 0;
+    int firstNanLine_ = 0;
+};
 
 }  // namespace
 
@@ -47,33 +161,11 @@ RowReading vectorReading(size_t time, const std::array<size_t, 3>& axes, double 
         [&into](size_t rows) { into.reserve(rows); }};
 }
 
-void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings) {
-    const size_t needed = fieldsNeeded(readings);
-    // A row has at least a character in each field, and one between each two.
-    const size_t mostRows = lines.bytesLeft() / (2 * needed) + 1;
-    for (const RowReading& reading : readings) reading.reserve(mostRows);
-    std::vector<double> values;
-    bool any = false;
-    while (lines.next()) {
-        const auto fields = splitFields(lines.line(), layout.separator);
-        if (fields.size() < needed) {
-            lines.fail(fmt::format("{} fields where {} are expected", fields.size(), needed));
-        }
-        const auto number = [&](size_t column) {
-            return numberInRange(lines, fields[column], layout.names[column]);
-        };
-        for (const RowReading& reading : readings) {
-            const bool omitted = std::all_of(reading.values.begin(), reading.values.end(),
-                                             [&](size_t column) { return fields[column].empty(); });
-            if (layout.mayOmit && omitted) continue;
-            const double time = number(reading.time);
-            values.clear();
-            for (const size_t column : reading.values) values.push_back(number(column));
-            reading.take(time, values);
-            any = true;
-        }
-    }
-    if (!any) lines.fail("holds no samples");
+void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings,
+              std::vector<std::string>& notes) {
+    RowReader reader(lines, layout, readings);
+    reader.readAll();
+    reader.addNotes(notes);
 }
 
 double likelyTimeUnit(double step) {

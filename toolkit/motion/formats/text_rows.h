@@ -32,9 +32,13 @@ struct RowLayout {
     bool mayOmit = false;  // a row may leave a reading out, with all its values empty
 };
 
-/// Takes the readings of all rows that are left. Throws FileError with line and column name where a
-/// field is missing, not a number or one beyond 1e30, and if no row is left.
-void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings);
+/// Takes the readings of all rows that are left. Numbers may be in quotes, and have a decimal comma
+/// where commas do not separate. Lines that start with # are comments. Left out, and noted in
+/// `notes`: readings with a value that is NaN, and a last row that was cut off within a field or
+/// before one. Throws FileError with line and column name where another field is missing, not a
+/// number or one beyond 1e30, and if no row is left.
+void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings,
+              std::vector<std::string>& notes);
 
 /// Unit of time, in seconds, at which a motion sensor of 10 to 10000 readings per second has
 /// readings `step` units apart.

@@ -30,7 +30,7 @@ bool isRow(std::string_view line) {
 }  // namespace
 
 bool detectXyzCsv(std::string_view content) {
-    const std::string_view line = firstLine(content);
+    const std::string_view line = firstLineOfTable(content);
     return isColumnLine(line) || isRow(line);
 }
 
@@ -39,13 +39,13 @@ MotionLog parseXyzCsv(const std::string& name, std::string_view content) {
     MotionLog log;
     log.format = "x,y,z,timestamp_ns";
     log.detectedBy = "rows of four numbers, the last one of nanoseconds";
-    if (isColumnLine(firstLine(content))) {
-        lines.next();
+    if (isColumnLine(firstLineOfTable(content))) {
+        nextOfTable(lines);
         log.detectedBy = "the columns x, y, z, timestamp_ns";
     }
     constexpr double kNanosecond = 1e-9;
     std::vector<MotionSample> samples;
-    readRows(lines, {kNames}, {vectorReading(3, {0, 1, 2}, kNanosecond, 1.0, samples)});
+    readRows(lines, {kNames}, {vectorReading(3, {0, 1, 2}, kNanosecond, 1.0, samples)}, log.notes);
     placeUnnamed(name, std::move(samples), log);
     log.sortByTime();
     return log;
