@@ -30,10 +30,11 @@ constexpr double kNone = -1.0;
 struct VectorSample {
     const char* file;
     const char* format;
-    double first;         // seconds, of the first rate
-    double step;          // seconds from rate to rate
-    double firstGravity;  // seconds; kNone: no gravity
-    const char* sibling;  // file that is to be found; "": none
+    double first;           // seconds, of the first rate
+    double step;            // seconds from rate to rate
+    double firstGravity;    // seconds; kNone: no gravity
+    const char* sibling;    // file that is to be found; "": none
+    const char* note = "";  // part of one that is to be there; "": any may be
 };
 
 constexpr VectorSample kVectorSamples[] = {
@@ -47,6 +48,14 @@ constexpr VectorSample kVectorSamples[] = {
     {"iphone/Gyroscope.csv", "sensor CSV", 0.01, 0.01, 0.01, "Accelerometer.csv"},
     {"three-files/walk_gyro.csv", "x,y,z,timestamp_ns", 81234.5, 0.0025, 81234.5, "walk_accel.csv"},
     {"euroc/data.csv", "EuRoC", 1500000000.1, 0.005, 1500000000.1, ""},
+    {"rows/decimal-commas.csv", "sensor CSV", 0.1, 0.005, 0.1, ""},
+    {"rows/cut-off.csv", "sensor CSV", 0.1, 0.005, 0.1, "", "cut off in its last line, 12, which"},
+    {"rows/nan.csv", "sensor CSV", 0.1, 0.005, 0.1, "",
+     "2 readings with a value that is not a number (NaN), in line 5 first, left out"},
+    {"rows/utf-16.csv", "sensor CSV", 0.1, 0.005, 0.1, ""},
+    {"rows/polled.csv", "sensor CSV", 0.1, 0.005, 0.1, "",
+     "the gyroscope was read more often than it measures: each value is there 2 times, repeats "
+     "are left out, 200 a second are left"},
 };
 
 TEST(MotionLogs, SamplesOfEveryTextFormat) {
@@ -66,12 +75,43 @@ TEST(MotionLogs, SamplesOfEveryTextFormat) {
             expectNear(log.gravity[0].value, kFirstGravity, 1e-3, "gravity");
             expectNear(log.gravity[9].value, kLastGravity, 1e-3, "last gravity");
         }
+        EXPECT_TRUE(std::any_of(log.notes.begin(), log.notes.end(),
+                                [&](const std::string& note) {
+                                    return note.find(sample.note) != std::string::npos;
+                                }) ||
+                    sample.note[0] == '\0')
+            << sample.note;
         const bool hasSibling = sample.sibling[0] != '\0';
         ASSERT_EQ(log.files.size(), hasSibling ? 2u : 1u);
         if (hasSibling) {
             EXPECT_EQ(std::filesystem::path(log.files[1]).filename(), sample.sibling);
         }
     }
+}
+
+TEST(MotionLogs, OnlyRegularRepeatsAreLeftOut) {
+    // Lengths of runs of equal values, over and over.
+    const std::pair<std::vector<int>, bool> kCases[] = {{{1}, false},
+                                                        {{2}, true},
+                                                        {{1, 2, 1, 2, 2}, true},
+                                                        {{3, 2, 4, 3}, true},
+                                                        {{1, 1, 1, 1, 2}, false},
+                                                        {{1, 1, 1, 1, 10}, false},
+                                                        {{30}, false}};
+    for (const auto& [runs, isPolled] : kCases) {
+        std::vector<MotionSample> samples;
+        for (int value = 0; value < 100; ++value) {
+            for (int i = 0; i < runs[static_cast<size_t>(value) % runs.size()]; ++i) {
+                samples.push_back(
+                    {0.01 * static_cast<double>(samples.size()), {1.0, 2.0, 1.0 * value}});
+            }
+        }
+        const size_t before = samples.size();
+        EXPECT_EQ(dropRepeats(samples).has_value(), isPolled) << runs[0];
+        EXPECT_EQ(samples.size(), isPolled ? 100u : before) << runs[0];
+    }
+    std::vector<MotionSample> still(1000, {0.0, {0.0, 0.0, 0.0}});
+    EXPECT_FALSE(dropRepeats(still));
 }
 
 TEST(MotionLogs, OrientationsInAnyColumnOrder) {

@@ -128,6 +128,36 @@ std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& sam
     return result;
 }
 
+std::optional<double> dropRepeats(std::vector<MotionSample>& samples) {
+    constexpr size_t kFewestValues = 10;
+    constexpr double kFewestTimes = 1.3;
+    constexpr double kMostTimes = 20.0;
+    constexpr double kRegularShare = 0.95;
+    const auto isRepeat = [&](size_t i) { return samples[i].value == samples[i - 1].value; };
+    size_t values = samples.empty() ? 0 : 1;
+    for (size_t i = 1; i < samples.size(); ++i) values += isRepeat(i) ? 0 : 1;
+    if (values < kFewestValues) return std::nullopt;
+    const double times = static_cast<double>(samples.size()) / static_cast<double>(values);
+    if (times < kFewestTimes || times > kMostTimes) return std::nullopt;
+    // A sensor at rest repeats its values too, but never so regularly.
+    size_t regular = 0;
+    for (size_t first = 0, i = 1; i <= samples.size(); ++i) {
+        if (i < samples.size() && isRepeat(i)) continue;
+        const size_t length = i - first;
+        if (std::abs(static_cast<double>(length) - times) <= 1.0) regular += length;
+        first = i;
+    }
+    if (static_cast<double>(regular) < kRegularShare * static_cast<double>(samples.size())) {
+        return std::nullopt;
+    }
+    samples.erase(std::unique(samples.begin(), samples.end(),
+                              [](const MotionSample& a, const MotionSample& b) {
+                                  return a.value == b.value;
+                              }),
+                  samples.end());
+    return times;
+}
+
 void MotionLog::sortByTime() {
     outOfOrder.rates += sortSamples(rates);
     outOfOrder.gravity += sortSamples(gravity);

@@ -40,6 +40,12 @@ std::vector<MotionSample> thinned(const std::vector<MotionSample>& samples, doub
 /// Leaves samples out until at most about `rate` samples per second are left.
 std::vector<OrientationSample> thinned(const std::vector<OrientationSample>& samples, double rate);
 
+/// Leaves out samples that repeat the one before them, if an app has read the sensor more often than
+/// it measures: nearly all values are there about as many times, on average up to 20 times. Other
+/// samples that are equal stay. Returns how many times each value was there; none if all samples
+/// stay. samples: in order of time.
+std::optional<double> dropRepeats(std::vector<MotionSample>& samples);
+
 /// Number of samples of each kind that came after a later one in the file.
 struct OutOfOrder {
     size_t rates = 0;

@@ -178,11 +178,27 @@ void addSibling(const std::string& path, MotionLog& log) {
     }
 }
 
+void dropRepeats(MotionLog& log) {
+    for (const auto& [sensor, samples] : {std::pair("gyroscope", &MotionLog::rates),
+                                          std::pair("accelerometer", &MotionLog::gravity)}) {
+        const auto times = dropRepeats(log.*samples);
+        if (!times) continue;
+        log.notes.push_back(
+            fmt::format("the {} was read more often than it measures: each value is there {:.3g} "
+                        "times, repeats are left out, {:.4g} a second are left",
+                        sensor, *times, samplesPerSecond(log.*samples)));
+    }
+}
+
 }  // namespace
 
 MotionLog parseTextLog(const std::string& name, std::string_view content) {
+    if (const auto text = fromUtf16(content)) return parseTextLog(name, *text);
     for (const TextFormat& format : kTextFormats) {
-        if (format.detect(content)) return format.parse(name, content);
+        if (!format.detect(content)) continue;
+        MotionLog log = format.parse(name, content);
+        dropRepeats(log);
+        return log;
     }
     throw FileError(
         name, 1,
@@ -208,9 +224,10 @@ bool isVideoFile(const std::string& path) {
     // What comes from a pipe can be read only once.
     if (isSpecialFile(path)) return false;
     if (isImageSequence(path)) return true;
-    // Text has no zero bytes, and the start of nearly every video has.
+    // Text has no zero bytes but in UTF-16, and the start of nearly every video has.
     constexpr size_t kHead = 64;
     const std::string head = readFile(path, kHead);
+    if (startsAsUtf16(head)) return false;
     const auto startsWith = [&head](std::string_view text) {
         return std::string_view(head).substr(0, text.size()) == text;
     };
