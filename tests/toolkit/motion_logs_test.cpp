@@ -1,6 +1,7 @@
 // Every format of motion log, read from a small sample and from broken ones.
 #include "common/text_fields.h"
 #include "motion/formats/telemetry_formats.h"
+#include "motion/formats/text_times.h"
 #include "motion/motion_log_reader.h"
 #include "support/temporary_folder.h"
 #include "toolkit/telemetry_builder.h"
@@ -48,6 +49,15 @@ constexpr VectorSample kVectorSamples[] = {
     {"iphone/Gyroscope.csv", "sensor CSV", 0.01, 0.01, 0.01, "Accelerometer.csv"},
     {"three-files/walk_gyro.csv", "x,y,z,timestamp_ns", 81234.5, 0.0025, 81234.5, "walk_accel.csv"},
     {"euroc/data.csv", "EuRoC", 1500000000.1, 0.005, 1500000000.1, ""},
+    {"iphone/rotation-rate.csv", "sensor CSV", 0.1, 0.005, 0.1, ""},
+    {"android/alpha.csv", "sensor CSV", 0.1, 0.005, 0.1, ""},
+    {"android/one-sensor-a-row.csv", "one sensor a row", 0.1, 0.005, 0.1, ""},
+    {"times/date-and-ms.csv", "sensor CSV", 1699999999.98, 0.005, 1699999999.98, ""},
+    {"times/iso-8601.csv", "sensor CSV", 1700000000.1, 0.005, 1700000000.1, ""},
+    {"times/no-names.csv", "rows without names", 0.1, 0.005, 0.1, "",
+     "2 to 4 are taken for the gyroscope, 5 to 7 for the accelerometer, by size"},
+    {"flight/log.csv", "flight-controller log", 0.1, 0.005, 0.1, ""},
+    {"flight/loops.csv", "flight-controller log", 0.0, 0.005, 0.0, ""},
     {"rows/decimal-commas.csv", "sensor CSV", 0.1, 0.005, 0.1, ""},
     {"rows/cut-off.csv", "sensor CSV", 0.1, 0.005, 0.1, "", "cut off in its last line, 12, which"},
     {"rows/nan.csv", "sensor CSV", 0.1, 0.005, 0.1, "",
@@ -86,6 +96,22 @@ TEST(MotionLogs, SamplesOfEveryTextFormat) {
         if (hasSibling) {
             EXPECT_EQ(std::filesystem::path(log.files[1]).filename(), sample.sibling);
         }
+    }
+}
+
+TEST(MotionLogs, DatesWithTimes) {
+    const std::tuple<const char*, double> kCases[] = {
+        {"1970-01-01T00:00:00", 0.0},        {"2024-02-29 12:00:00.25Z", 1709208000.25},
+        {"2023/11/14 22:13:20", 1.7e9},      {"2023-11-14T20:13:20-0200", 1.7e9},
+        {"22:13:20:125", 80000.125},         {"22:13:20,5", 80000.5},
+        {"2023-11-14T23:43:20+01:30", 1.7e9}};
+    for (const auto& [text, seconds] : kCases) {
+        ASSERT_TRUE(secondsOfDate(text)) << text;
+        EXPECT_NEAR(*secondsOfDate(text), seconds, 1e-6) << text;
+    }
+    for (const char* text : {"", "2023-11-14", "2023-13-14T00:00:00", "24:00:00", "1:02:03",
+                             "22:13:20x", "22:13", "2023-11-14T", "20231114T221320", "-1:00:00"}) {
+        EXPECT_FALSE(secondsOfDate(text)) << text;
     }
 }
 
@@ -220,6 +246,15 @@ constexpr BrokenField kBrokenFields[] = {
      ":4: w_RS_S_x [rad s^-1]: '' is not a finite number"},
     {"euroc/data.csv", "a_RS_S_z [m s^-2]", "temperature", ":1: column 7 is not a_RS_S_z [m s^-2]"},
     {"rotation/game.csv", "0.995004", "0.5", ":2: the quaternion's length is 0.51, not 1"},
+    {"times/iso-8601.csv", "20.110", "2O.110",
+     ":4: timestamp: '2023-11-14T23:13:2O.110+01:00' is not a date with a time"},
+    {"flight/log.csv", "\"2048\"", "\"0\"", ":3: acc_1G: 0 is not above 0 and at most 1000000"},
+    {"flight/log.csv", "gyroADC[2]", "gyroADC[3]", ":4: names no columns gyroADC[0] to gyroADC[2]"},
+    {"flight/loops.csv", "looptime", "loops",
+     ":4: names no column of time, and no looptime above the table"},
+    {"android/one-sensor-a-row.csv", "110,gyroscope", "110x,gyroscope",
+     ":8: timestamp_ms: '110x' is not a finite number"},
+    {"times/no-names.csv", "0.1250,", "0.125O,", ":6: time: '0.125O' is not a finite number"},
     {"rotation/short.csv", "1020000,", "now,", ":3: time: 'now' is not a finite number"},
 };
 

@@ -29,8 +29,9 @@ struct TextFormat {
 /// In order of how much a first line must say to be taken for one of the format.
 constexpr TextFormat kTextFormats[] = {
     {detectGcsv, parseGcsv},           {detectEuroc, parseEuroc},
-    {detectXyzCsv, parseXyzCsv},       {detectRotationVector, parseRotationVector},
-    {detectSensorCsv, parseSensorCsv},
+    {detectXyzCsv, parseXyzCsv},       {detectBareRows, parseBareRows},
+    {detectLongRows, parseLongRows},   {detectRotationVector, parseRotationVector},
+    {detectSensorCsv, parseSensorCsv}, {detectFlightLog, parseFlightLog},
 };
 
 /// The name in lower case without extension, words that name a sensor, and separators.

@@ -32,10 +32,10 @@ MotionLog parseEuroc(const std::string& name, std::string_view content) {
     MotionLog log;
     log.format = "EuRoC";
     log.detectedBy = fmt::format("the columns {}, {}, ...", kColumns[0], kColumns[1]);
-    constexpr double kNanosecond = 1e-9;
+    constexpr TimeSource time = {0, 1e-9};
     readRows(lines, layout,
-             {vectorReading(0, {1, 2, 3}, kNanosecond, 1.0, log.rates),
-              vectorReading(0, {4, 5, 6}, kNanosecond, 1.0, log.gravity)},
+             {vectorReading(time, {1, 2, 3}, 1.0, log.rates),
+              vectorReading(time, {4, 5, 6}, 1.0, log.gravity)},
              log.notes);
     log.sortByTime();
     return log;

@@ -195,9 +195,9 @@ MotionLog parseGcsv(const std::string& name, std::string_view content) {
 
     const Scales& scales = header.scales();
     std::vector<RowReading> readings = {
-        vectorReading(0, {1, 2, 3}, scales.time, scales.rate, log.rates)};
+        vectorReading({0, scales.time}, {1, 2, 3}, scales.rate, log.rates)};
     if (hasGravity) {
-        readings.push_back(vectorReading(0, {4, 5, 6}, scales.time,
+        readings.push_back(vectorReading({0, scales.time}, {4, 5, 6},
                                          scales.gravity * kStandardGravity, log.gravity));
     }
     readRows(lines, layout, readings, log.notes);

@@ -52,24 +52,22 @@ MotionLog parseRotationVector(const std::string& name, std::string_view content)
     nextOfTable(lines);
     const ColumnLine columns = readColumnLine(lines.line());
     const auto axes = quaternionColumns(columns);
-    const auto time = timeColumn(columns, SensorKind::kOrientation);
+    const auto time = timeSource(columns, SensorKind::kOrientation, lines);
     if (axes.empty() || !time) {
         lines.fail("names no column of time with a quaternion's x, y and z");
     }
     MotionLog log;
     log.format = "rotation vector";
-    log.detectedBy = fmt::format("the columns {}, {}, ...", excerpt(columns.names[*time]),
+    log.detectedBy = fmt::format("the columns {}, {}, ...", excerpt(columns.names[time->column]),
                                  excerpt(columns.names[axes[0]]));
-    const double unit = columns.meanings[*time].unit;
     readRows(lines, {columns.names, columns.separator, true},
              {{*time, axes,
                [&](double t, const std::vector<double>& values) {
-                   log.orientations.push_back(
-                       unitQuaternion(lines, t * (unit > 0.0 ? unit : 1.0), values));
+                   log.orientations.push_back(unitQuaternion(lines, t, values));
                },
                [&](size_t rows) { log.orientations.reserve(rows); }}},
              log.notes);
-    if (unit == 0.0) log.notes.push_back(timeUnitNote(applyLikelyTimeUnit(log.orientations)));
+    if (time->unit == 0.0) log.notes.push_back(timeUnitNote(applyLikelyTimeUnit(log.orientations)));
     if (axes.size() == 3) log.notes.emplace_back("w is not logged: made from x, y and z");
     log.sortByTime();
     return log;

@@ -14,28 +14,28 @@ constexpr SensorKind kVectorKinds[] = {SensorKind::kRate, SensorKind::kGravity,
 /// One sensor's readings.
 struct Stream {
     SensorKind kind;
-    size_t time;               // column
+    TimeSource time;
     std::vector<size_t> axes;  // columns
-    double timeUnit;           // seconds; 0: not named
     double unit;               // rad/s or m/s^2; 0: not named
     std::vector<MotionSample> samples = {};
 };
 
-std::vector<Stream> findStreams(const ColumnLine& line) {
+/// rows: at the line of names.
+std::vector<Stream> findStreams(const ColumnLine& line, const LineReader& rows) {
     std::vector<Stream> streams;
     for (const SensorKind kind : kVectorKinds) {
         if (kind == SensorKind::kUnnamed && !streams.empty()) break;
         const auto axes = axisColumns(line, kind, "xyz");
-        const auto time = timeColumn(line, kind);
-        if (axes.empty() || !time) continue;
-        streams.push_back(
-            {kind, *time, axes, line.meanings[*time].unit, line.meanings[axes[0]].unit});
+        if (axes.empty()) continue;
+        const auto time = timeSource(line, kind, rows);
+        if (!time) continue;
+        streams.push_back({kind, *time, axes, line.meanings[axes[0]].unit});
     }
     return streams;
 }
 
 void bringToSeconds(Stream& stream, MotionLog& log) {
-    if (stream.timeUnit > 0.0) return;
+    if (stream.time.unit > 0.0) return;
     const std::string note = timeUnitNote(applyLikelyTimeUnit(stream.samples));
     if (log.notes.empty() || log.notes.back() != note) log.notes.push_back(note);
 }
@@ -51,7 +51,7 @@ void place(const std::string& name, Stream& stream, MotionLog& log) {
 
 /// List of the columns that are read, for the user.
 std::string describeColumns(const ColumnLine& line, const std::vector<Stream>& streams) {
-    std::string text = fmt::format("the columns {}", excerpt(line.names[streams[0].time]));
+    std::string text = fmt::format("the columns {}", excerpt(line.names[streams[0].time.column]));
     for (const Stream& stream : streams) {
         for (const size_t axis : stream.axes) text += ", " + excerpt(line.names[axis]);
     }
@@ -61,14 +61,15 @@ std::string describeColumns(const ColumnLine& line, const std::vector<Stream>& s
 }  // namespace
 
 bool detectSensorCsv(std::string_view content) {
-    return !findStreams(readColumnLine(firstLineOfTable(content))).empty();
+    LineReader lines({}, content.substr(0, kLongestLine));
+    return nextOfTable(lines) && !findStreams(readColumnLine(lines.line()), lines).empty();
 }
 
 MotionLog parseSensorCsv(const std::string& name, std::string_view content) {
     LineReader lines(name, content);
     nextOfTable(lines);
     const ColumnLine columns = readColumnLine(lines.line());
-    std::vector<Stream> streams = findStreams(columns);
+    std::vector<Stream> streams = findStreams(columns, lines);
     if (streams.empty()) {
         lines.fail("names no column of time with three axes of a gyroscope or accelerometer");
     }
@@ -77,9 +78,8 @@ MotionLog parseSensorCsv(const std::string& name, std::string_view content) {
     log.detectedBy = describeColumns(columns, streams);
     std::vector<RowReading> readings;
     for (Stream& s : streams) {
-        const auto orOne = [](double unit) { return unit == 0.0 ? 1.0 : unit; };
         readings.push_back(vectorReading(s.time, {s.axes[0], s.axes[1], s.axes[2]},
-                                         orOne(s.timeUnit), orOne(s.unit), s.samples));
+                                         s.unit == 0.0 ? 1.0 : s.unit, s.samples));
     }
     readRows(lines, {columns.names, columns.separator, true}, readings, log.notes);
     for (Stream& stream : streams) place(name, stream, log);

@@ -26,6 +26,7 @@ bool isOneOf(std::string_view text, std::initializer_list<std::string_view> word
 struct NameParts {
     std::string base;
     std::string unit;
+    bool hasAxisInBrackets = false;  // "rotation rate (x)", with base "rotation rate x"
 };
 
 NameParts takeApart(std::string_view name) {
@@ -33,16 +34,18 @@ NameParts takeApart(std::string_view name) {
     const size_t bracket = lower.find_first_of("([");
     if (bracket == std::string::npos) return {lower, ""};
     const size_t end = lower.find_first_of(")]", bracket);
-    return {std::string(trim(std::string_view(lower).substr(0, bracket))),
-            std::string(trim(
-                lower.substr(bracket + 1, end == std::string::npos ? end : end - bracket - 1)))};
+    std::string base(trim(std::string_view(lower).substr(0, bracket)));
+    std::string unit(
+        trim(lower.substr(bracket + 1, end == std::string::npos ? end : end - bracket - 1)));
+    if (unit.size() == 1 && unit[0] >= 'w' && unit[0] <= 'z') return {base + ' ' + unit, "", true};
+    return {std::move(base), std::move(unit)};
 }
 
 /// Seconds of a unit of time, 0 if it is none.
 double secondsOf(std::string_view unit) {
     if (isOneOf(unit, {"ns", "nanos", "nanosec", "nanoseconds"})) return 1e-9;
     if (isOneOf(unit, {"us", "\xC2\xB5s", "micros", "microseconds"})) return 1e-6;
-    if (isOneOf(unit, {"ms", "millis", "milliseconds"})) return 1e-3;
+    if (isOneOf(unit, {"ms", "msec", "millis", "millisecond", "milliseconds"})) return 1e-3;
     if (isOneOf(unit, {"s", "sec", "secs", "seconds"})) return 1.0;
     return 0.0;
 }
@@ -86,6 +89,7 @@ ColumnMeaning timeMeaning(const NameParts& parts) {
     if (!parts.unit.empty() && meaning.unit == 0.0) return meaning;  // a date, or a text
     meaning.kind = SensorKind::kTime;
     meaning.timeOf = owner;
+    meaning.isBareUnit = secondsOf(parts.base) > 0.0;
     return meaning;
 }
 
@@ -106,7 +110,7 @@ char takeAxis(std::string& base) {
 
 SensorKind kindOfBase(std::string_view base) {
     if (base.empty()) return SensorKind::kUnnamed;
-    if (isOneOf(base, {"g", "w", "gyr", "omega"})) return SensorKind::kRate;
+    if (isOneOf(base, {"g", "w", "gyr", "omega", "alpha"})) return SensorKind::kRate;
     if (isOneOf(base, {"a", "acc", "gf"})) return SensorKind::kGravity;
     if (base == "q") return SensorKind::kOrientation;
     const SensorKind named = sensorNamedIn(base);
@@ -134,7 +138,10 @@ SensorKind sensorNamedIn(std::string_view text) {
 
 ColumnMeaning meaningOf(std::string_view name) {
     NameParts parts = takeApart(name);
-    if (contains(parts.base, {"time", "elapsed"}) || parts.base == "t") return timeMeaning(parts);
+    if (contains(parts.base, {"time", "elapsed"}) || isOneOf(parts.base, {"t", "date"}) ||
+        secondsOf(parts.base) > 0.0) {
+        return timeMeaning(parts);
+    }
     ColumnMeaning meaning;
     meaning.axis = takeAxis(parts.base);
     if (meaning.axis == 0) return meaning;
@@ -145,6 +152,10 @@ ColumnMeaning meaningOf(std::string_view name) {
     }
     if (meaning.kind == SensorKind::kRate) meaning.unit = rateUnit(parts.unit);
     if (meaning.kind == SensorKind::kGravity) meaning.unit = gravityUnit(parts.base, parts.unit);
+    // Only apps for iPhones write axes so: with the system's unit and sign.
+    if (meaning.kind == SensorKind::kGravity && parts.hasAxisInBrackets) {
+        meaning.unit = -kStandardGravity;
+    }
     return meaning;
 }
 

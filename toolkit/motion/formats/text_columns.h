@@ -28,10 +28,11 @@ struct ColumnMeaning {
     char axis = 0;                             // x, y, z, w; 0: none
     double unit = 0.0;                         // in seconds, rad/s or m/s^2; 0: not named
     SensorKind timeOf = SensorKind::kUnnamed;  // of a time: the sensor that it belongs to
+    bool isBareUnit = false;                   // of a time: the name is a unit, such as "ms"
 };
 
 /// Reads a column's name as logger apps write it: "gyroTimestamp_sinceReboot(s)", "gx[rad/s]",
-/// "ACCELEROMETER X (m/s2)", "seconds_elapsed", "qw". The accelerometers of iPhones point down at
+/// "ACCELEROMETER X (m/s2)", "seconds_elapsed", "Rotation Rate (X)", "qw". The accelerometers of iPhones point down at
 /// rest; columns that are known to come from them have a negative unit.
 ColumnMeaning meaningOf(std::string_view name);
 

@@ -47,6 +47,26 @@ MotionLog parseXyzCsv(const std::string& name, std::string_view content);
 bool detectRotationVector(std::string_view content);
 MotionLog parseRotationVector(const std::string& name, std::string_view content);
 
+/// Tables with one sensor's reading in a row: columns of time, of the sensor's name ("sensor", "type",
+/// "name") and of three values ("x", "value_x", "v1"). The sensor is a name such as
+/// "accelerometer", or 1 or 4, as Android numbers accelerometer and gyroscope. Other sensors'
+/// rows, uncalibrated ones too, are passed over; gravity is read where there is no accelerometer.
+bool detectLongRows(std::string_view content);
+MotionLog parseLongRows(const std::string& name, std::string_view content);
+
+/// Text logs of flight controllers: lines "key","value", of which acc_1G (reading at 1 g) and looptime
+/// (microseconds) are used, a line of names that starts with loopIteration, and rows with
+/// gyroADC[0] to [2] in deg/s and accSmooth[0] to [2] in units of acc_1G. Times are those of the
+/// column "time (us)" or "time", else loopIteration times looptime.
+bool detectFlightLog(std::string_view content);
+MotionLog parseFlightLog(const std::string& name, std::string_view content);
+
+/// Rows of 4, 7 or 10 numbers without names: a time that rises, three axes of one sensor, and maybe
+/// three of the other and three of a magnetometer. The sensors are found by the size of their values,
+/// one alone by the file's name too; units by size.
+bool detectBareRows(std::string_view content);
+MotionLog parseBareRows(const std::string& name, std::string_view content);
+
 /// Tables that logger apps for Android and iPhones write: a column of time and three axes of a
 /// gyroscope, an accelerometer or both, in any order, found by their names (see meaningOf) and
 /// separated by commas, semicolons or tabs. Where columns are named x, y, z only, the sensor is

@@ -17,7 +17,8 @@ namespace {
 size_t fieldsNeeded(const std::vector<RowReading>& readings) {
     size_t needed = 0;
     for (const RowReading& reading : readings) {
-        needed = std::max(needed, reading.time + 1);
+        needed = std::max(needed, reading.time.column + 1);
+        if (reading.time.milliseconds) needed = std::max(needed, *reading.time.milliseconds + 1);
         for (const size_t column : reading.values) needed = std::max(needed, column + 1);
     }
     return needed;
@@ -91,7 +92,7 @@ private:
         try {
             for (size_t i = 0; i < readings_.size(); ++i) {
                 if (isOmitted(readings_[i])) continue;
-                if (number(readings_[i].time) < lastTimes_[i]) return false;
+                if (time(readings_[i].time) < lastTimes_[i]) return false;
                 for (const size_t column : readings_[i].values) number(column);
             }
         } catch (const FileError&) {
@@ -107,15 +108,15 @@ private:
         for (size_t i = 0; i < readings_.size(); ++i) {
             const RowReading& reading = readings_[i];
             if (isOmitted(reading)) continue;
-            const double time = number(reading.time);
+            const double seconds = time(reading.time);
             if (hasNan(reading)) {
                 if (nans_++ == 0) firstNanLine_ = lines_.lineNumber();
                 continue;
             }
             values_.clear();
             for (const size_t column : reading.values) values_.push_back(number(column));
-            reading.take(time, values_);
-            lastTimes_[i] = time;
+            reading.take(seconds, values_);
+            lastTimes_[i] = seconds;
             any_ = true;
         }
     }
@@ -124,7 +125,24 @@ private:
         return numberInRow(lines_, fields_[column], layout_.names[column]);
     }
 
+    double time(const TimeSource& source) const {
+        constexpr double kMillisecond = 1e-3;
+        const double within =
+            source.milliseconds ? kMillisecond * number(*source.milliseconds) : 0.0;
+        if (source.isDate) {
+            const std::string_view field = fields_[source.column];
+            const auto seconds = secondsOfDate(field);
+            if (!seconds) {
+                lines_.fail(fmt::format("{}: '{}' is not a date with a time",
+                                        excerpt(layout_.names[source.column]), excerpt(field)));
+            }
+            return *seconds + within;
+        }
+        return number(source.column) * (source.unit > 0.0 ? source.unit : 1.0) + within;
+    }
+
     bool isOmitted(const RowReading& reading) const {
+        if (reading.isIn && !reading.isIn(fields_)) return true;
         return layout_.mayOmit &&
                std::all_of(reading.values.begin(), reading.values.end(),
                            [&](size_t column) { return fields_[column].empty(); });
@@ -150,15 +168,14 @@ private:
 
 }  // namespace
 
-RowReading vectorReading(size_t time, const std::array<size_t, 3>& axes, double timeUnit,
-                         double valueUnit, std::vector<MotionSample>& into) {
-    return {
-        time,
-        {axes.begin(), axes.end()},
-        [timeUnit, valueUnit, &into](double t, const std::vector<double>& v) {
-            into.push_back({t * timeUnit, {v[0] * valueUnit, v[1] * valueUnit, v[2] * valueUnit}});
-        },
-        [&into](size_t rows) { into.reserve(rows); }};
+RowReading vectorReading(const TimeSource& time, const std::array<size_t, 3>& axes, double unit,
+                         std::vector<MotionSample>& into) {
+    return {time,
+            {axes.begin(), axes.end()},
+            [unit, &into](double t, const std::vector<double>& v) {
+                into.push_back({t, {v[0] * unit, v[1] * unit, v[2] * unit}});
+            },
+            [&into](size_t rows) { into.reserve(rows); }};
 }
 
 void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings,

@@ -2,7 +2,7 @@
 
 #include "common/median.h"
 #include "common/text_fields.h"
-#include "motion/formats/text_columns.h"
+#include "motion/formats/text_times.h"
 #include "motion/motion_log.h"
 
 #include <array>
@@ -15,15 +15,18 @@ namespace framehold {
 
 /// Sensor reading that each row of a text log holds.
 struct RowReading {
-    size_t time;                 // index of its column
+    TimeSource time;
     std::vector<size_t> values;  // indices of their columns
+    // time: in seconds, or in the column's unit if that is not named.
     std::function<void(double time, const std::vector<double>& values)> take;
     std::function<void(size_t rows)> reserve;  // makes room for at most so many
+    // False for rows that hold another reading; not set: every row holds this one.
+    std::function<bool(const std::vector<std::string_view>& fields)> isIn = {};
 };
 
-/// Reading of three columns that is appended to `into`, times and values multiplied by their units.
-RowReading vectorReading(size_t time, const std::array<size_t, 3>& axes, double timeUnit,
-                         double valueUnit, std::vector<MotionSample>& into);
+/// Reading of three columns that is appended to `into`, values multiplied by their unit.
+RowReading vectorReading(const TimeSource& time, const std::array<size_t, 3>& axes, double unit,
+                         std::vector<MotionSample>& into);
 
 /// Layout of a text log's rows.
 struct RowLayout {

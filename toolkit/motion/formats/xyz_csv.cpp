@@ -45,7 +45,8 @@ MotionLog parseXyzCsv(const std::string& name, std::string_view content) {
     }
     constexpr double kNanosecond = 1e-9;
     std::vector<MotionSample> samples;
-    readRows(lines, {kNames}, {vectorReading(3, {0, 1, 2}, kNanosecond, 1.0, samples)}, log.notes);
+    readRows(lines, {kNames}, {vectorReading({3, kNanosecond}, {0, 1, 2}, 1.0, samples)},
+             log.notes);
     placeUnnamed(name, std::move(samples), log);
     log.sortByTime();
     return log;

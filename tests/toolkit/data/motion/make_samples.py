@@ -53,4 +53,50 @@ def rows():
     write("rows/polled.csv", [head, *polled])
 
 
+def columns():
+    write(
+        "iphone/rotation-rate.csv",
+        ["Timestamp,Acceleration (X),Acceleration (Y),Acceleration (Z),"
+         "Rotation Rate (X),Rotation Rate (Y),Rotation Rate (Z)"]
+        + [numbers([seconds(i), *(-v / 9.81 for v in gravity(i)), *rate(i)], 6)
+           for i in range(COUNT)],
+    )
+    write("android/alpha.csv", ["time,a_x,a_y,a_z,alpha_x,alpha_y,alpha_z"]
+          + [numbers([seconds(i), *gravity(i), *rate(i)]) for i in range(COUNT)])
+    axes = "gyro_x,gyro_y,gyro_z,accel_x,accel_y,accel_z"
+    # 20 ms before a new second.
+    write("times/date-and-ms.csv", ["date,ms," + axes]
+          + [f"2023-11-14 22:13:{19 + (980 + 5 * i) // 1000},{(980 + 5 * i) % 1000},"
+             + numbers(rate(i) + gravity(i)) for i in range(COUNT)])
+    write("times/iso-8601.csv", ["timestamp," + axes]
+          + [f"2023-11-14T23:13:20.{100 + 5 * i:03}+01:00," + numbers(rate(i) + gravity(i))
+             for i in range(COUNT)])
+    write("times/no-names.csv", [row(i) for i in range(COUNT)])
+
+
+def long():
+    lines = ["timestamp_ms,sensor,x,y,z"]
+    for i in range(COUNT):
+        time = f"{1000 * seconds(i):.0f}"
+        lines += [f"{time},gyroscope,{numbers(rate(i))}", f"{time},magnetic field,21.4,-30.1,-18",
+                  f"{time},accelerometer,{numbers(gravity(i))}"]
+    write("android/one-sensor-a-row.csv", lines)
+
+
+def flight():
+    degrees = 57.29577951308232
+    lines = ['"Product","Flight data recorder"', '"looptime","125"', '"acc_1G","2048"',
+             '"loopIteration","time","gyroADC[0]","gyroADC[1]","gyroADC[2]",'
+             '"accSmooth[0]","accSmooth[1]","accSmooth[2]"']
+    for i in range(COUNT):
+        values = [v * degrees for v in rate(i)] + [v / 9.81 * 2048 for v in gravity(i)]
+        lines.append(f"{40 * i},{100000 + 5000 * i}," + numbers(values))
+    write("flight/log.csv", lines)
+    loops = [",".join(line.split(",")[:1] + line.split(",")[2:]) for line in lines[3:]]
+    write("flight/loops.csv", lines[:3] + loops)
+
+
 rows()
+columns()
+long()
+flight()
