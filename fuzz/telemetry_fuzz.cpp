@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                            std::string(reinterpret_cast<const char*>(data) + at + 2, length)});
         at += 2 + length;
     }
-    for (const auto parse : {framehold::parseGpmf, framehold::parseCamm}) {
+    for (const auto parse : {framehold::parseGpmf, framehold::parseCamm, framehold::parseMett}) {
         try {
             zpr_fuzz::useLog(parse("video", packets));
         } catch (const framehold::FileError&) {

@@ -27,9 +27,10 @@ ClipInputs loadClip(const InspectOptions& o) {
         inputs.metadata.focalLength = focalLength(camera.fieldOfView.value, inputs.video);
     }
     if (inputs.log) return inputs;
-    throw std::runtime_error(o.files.video +
-                             ": holds no motion telemetry (no GPMF or CAMM track); give its log "
-                             "with --motion or --clip");
+    throw std::runtime_error(
+        o.files.video +
+        ": holds no motion telemetry (no GPMF, CAMM or mett track); give its log "
+        "with --motion or --clip");
 }
 
 VideoInspection inspectVideoOf(const ClipInputs& clip, const MotionLog& log, bool showsProgress) {

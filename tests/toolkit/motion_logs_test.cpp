@@ -1,5 +1,6 @@
 // Every format of motion log, read from a small sample and from broken ones.
 #include "common/text_fields.h"
+#include "media/metadata_types.h"
 #include "motion/formats/telemetry_formats.h"
 #include "motion/formats/text_times.h"
 #include "motion/motion_log_reader.h"
@@ -54,6 +55,7 @@ constexpr VectorSample kVectorSamples[] = {
     {"android/one-sensor-a-row.csv", "one sensor a row", 0.1, 0.005, 0.1, ""},
     {"times/date-and-ms.csv", "sensor CSV", 1699999999.98, 0.005, 1699999999.98, ""},
     {"times/iso-8601.csv", "sensor CSV", 1700000000.1, 0.005, 1700000000.1, ""},
+    {"timed-metadata.mp4", "mett", 0.1, 0.005, 0.1, ""},
     {"times/no-names.csv", "rows without names", 0.1, 0.005, 0.1, "",
      "2 to 4 are taken for the gyroscope, 5 to 7 for the accelerometer, by size"},
     {"flight/log.csv", "flight-controller log", 0.1, 0.005, 0.1, ""},
@@ -390,6 +392,32 @@ TEST(Camm, ReadsTypesAndNamesWhatIsWrong) {
     }
 }
 
+TEST(Mett, ErrorsNameThePacket) {
+    const std::string reading = camm(0, {0.1F, -0.2F, 0.05F}).substr(4);
+    const std::string nan = reading.substr(0, 8) + bytesOf(0x7FC00000, 4, true);
+    const std::pair<std::string, const char*> kCases[] = {
+        {reading.substr(1), "telemetry packet 2: 11 bytes where 12 or a multiple are expected"},
+        {nan, "telemetry packet 2: holds a value that is not finite"}};
+    for (const auto& [bytes, message] : kCases) {
+        const std::vector<TelemetryPacket> packets = {{0.0, 0.1, reading}, {0.1, 0.1, bytes}};
+        EXPECT_EQ(errorOf([&] { parseMett("clip.mp4", packets); }),
+                  std::string("clip.mp4: ") + message);
+    }
+    EXPECT_EQ(errorOf([&] {
+                  parseMett("clip.mp4", {{0.0, 0.1, reading, true}});
+              }),
+              "clip.mp4: its telemetry has no application/gyro track");
+    // Whatever is in the file, its boxes are read to their end and no further.
+    const TemporaryFolder folder;
+    const std::string file = readFile(kData + "timed-metadata.mp4");
+    for (size_t size = 1; size < file.size(); size += 31) {
+        const std::string path = folder.write("cut.mp4", file.substr(0, size));
+        EXPECT_LE(metadataTypes(path).size(), 2u);
+    }
+    EXPECT_EQ(metadataTypes(kData + "timed-metadata.mp4"),
+              (std::map<int, std::string>{{1, "application/gyro"}, {2, "application/accel"}}));
+}
+
 TEST(VideoTelemetry, IsFoundByTheTypeOfItsTrack) {
     const TemporaryFolder folder;
     const std::string path = folder.path("clip.mov");
@@ -413,7 +441,7 @@ TEST(VideoTelemetry, IsFoundByTheTypeOfItsTrack) {
     for (size_t at; (at = bytes.find("camm")) != std::string::npos;) bytes.replace(at, 4, "abcd");
     const std::string none = folder.write("none.mov", bytes);
     EXPECT_EQ(errorOf([&] { readMotionLog(none); }),
-              none + ": holds no motion telemetry (no GPMF or CAMM track)");
+              none + ": holds no motion telemetry (no GPMF, CAMM or mett track)");
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include "common/interruption.h"
 #include "media/libav.h"
+#include "media/metadata_types.h"
+
+#include <algorithm>
 
 namespace framehold {
 
@@ -18,29 +21,66 @@ std::optional<TelemetryKind> kindOf(const AVStream& stream) {
     }
 }
 
-TelemetryPacket copyOf(const AVPacket& packet, AVRational timeBase) {
+/// A stream that telemetry is read from.
+struct Source {
+    const AVStream* stream;
+    bool isAcceleration = false;
+};
+
+bool hasTimedMetadata(const AVFormatContext& format) {
+    return std::any_of(format.streams, format.streams + format.nb_streams, [](const AVStream* s) {
+        return s->codecpar->codec_tag == MKTAG('m', 'e', 't', 't');
+    });
+}
+
+/// The first stream of each sensor's timed metadata.
+std::vector<Source> timedMetadata(const AVFormatContext& format, const std::string& path) {
+    std::vector<Source> sources;
+    const auto types = metadataTypes(path);
+    for (const auto& [type, isAcceleration] :
+         {std::pair{"application/gyro", false}, std::pair{"application/accel", true}}) {
+        for (unsigned i = 0; i < format.nb_streams; ++i) {
+            const auto found = types.find(format.streams[i]->id);
+            if (found == types.end() || found->second != type) continue;
+            sources.push_back({format.streams[i], isAcceleration});
+            break;
+        }
+    }
+    return sources;
+}
+
+TelemetryPacket copyOf(const AVPacket& packet, const Source& source) {
+    const AVRational timeBase = source.stream->time_base;
     const int64_t stamp = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
     return {static_cast<double>(stamp) * av_q2d(timeBase),
             static_cast<double>(packet.duration) * av_q2d(timeBase),
-            {reinterpret_cast<const char*>(packet.data), static_cast<size_t>(packet.size)}};
+            {reinterpret_cast<const char*>(packet.data), static_cast<size_t>(packet.size)},
+            source.isAcceleration};
 }
 
 }  // namespace
 
 std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path) {
     const AvInput format = openInput(path);
-    const AVStream* track = nullptr;
+    TelemetryTrack telemetry{TelemetryKind::kMett, {}};
+    std::vector<Source> sources;
+    for (unsigned i = 0; i < format->nb_streams && sources.empty(); ++i) {
+        const auto kind = kindOf(*format->streams[i]);
+        if (!kind) continue;
+        telemetry.kind = *kind;
+        sources.push_back({format->streams[i]});
+    }
+    if (sources.empty() && hasTimedMetadata(*format)) sources = timedMetadata(*format, path);
+    if (sources.empty()) return std::nullopt;
+    const auto sourceOf = [&sources](const AVStream* stream) {
+        return std::find_if(sources.begin(), sources.end(),
+                            [&](const Source& source) { return source.stream == stream; });
+    };
+    // Nothing of the pictures is read then.
     for (unsigned i = 0; i < format->nb_streams; ++i) {
         AVStream* stream = format->streams[i];
-        if (track == nullptr && kindOf(*stream)) {
-            track = stream;
-        } else {
-            // Nothing of the pictures is read then.
-            stream->discard = AVDISCARD_ALL;
-        }
+        if (sourceOf(stream) == sources.end()) stream->discard = AVDISCARD_ALL;
     }
-    if (track == nullptr) return std::nullopt;
-    TelemetryTrack telemetry{*kindOf(*track), {}};
     int64_t bytesLeft = avio_size(format->pb);
     const AvPtr<AVPacket> packet = makePacket();
     for (;;) {
@@ -48,10 +88,11 @@ std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path) {
         const int code = av_read_frame(format.get(), packet.get());
         if (code == AVERROR_EOF) return telemetry;
         if (code < 0) throw MediaError(path, "cannot be read on", code);
-        if (packet->stream_index == track->index && packet->size > 0) {
+        const auto source = sourceOf(format->streams[packet->stream_index]);
+        if (source != sources.end() && packet->size > 0) {
             bytesLeft -= packet->size;
             if (bytesLeft < 0) throw MediaError(path, "its telemetry is larger than the file");
-            telemetry.packets.push_back(copyOf(*packet, track->time_base));
+            telemetry.packets.push_back(copyOf(*packet, *source));
         }
         av_packet_unref(packet.get());
     }

@@ -11,9 +11,11 @@ struct TelemetryPacket {
     double time;      // seconds, on the clock of the video's frames
     double duration;  // seconds; 0 if not known
     std::string bytes;
+    bool isAcceleration = false;  // of kMett: application/accel, else application/gyro
 };
 
-enum class TelemetryKind { kGpmf, kCamm };
+/// kMett: timed metadata of type application/gyro and application/accel.
+enum class TelemetryKind { kGpmf, kCamm, kMett };
 
 /// Motion telemetry inside a video file.
 struct TelemetryTrack {
@@ -22,7 +24,7 @@ struct TelemetryTrack {
 };
 
 /// Reads the first telemetry track of a video file, found by the type that MP4 and MOV give to it;
-/// none if there is none. Throws MediaError if FFmpeg cannot read the file, and if the packets are
+/// of kMett the first one of each sensor. None if there is none. Throws MediaError if FFmpeg cannot read the file, and if the packets are
 /// larger than it: they may lie over each other.
 std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path);
 

@@ -208,15 +208,16 @@ MotionLog parseTextLog(const std::string& name, std::string_view content) {
             ".gcsv (first line \"CAMERA IMU LOG\" or \"GYROFLOW IMU LOG\"); CSV whose "
             "first line names a column of time and three axes of a gyroscope, an "
             "accelerometer or a rotation vector; rows of x,y,z,timestamp_ns; EuRoC (first "
-            "line \"#timestamp [ns],...\"); and MP4 or MOV with GPMF or CAMM telemetry",
+            "line \"#timestamp [ns],...\"); and MP4 or MOV with GPMF, CAMM or mett telemetry",
             excerpt(firstLine(content))));
 }
 
 std::optional<MotionLog> readVideoTelemetry(const std::string& path) {
     const std::optional<TelemetryTrack> track = readTelemetryTrack(path);
     if (!track || track->packets.empty()) return std::nullopt;
-    MotionLog log = track->kind == TelemetryKind::kGpmf ? parseGpmf(path, track->packets)
-                                                        : parseCamm(path, track->packets);
+    MotionLog log = track->kind == TelemetryKind::kGpmf   ? parseGpmf(path, track->packets)
+                    : track->kind == TelemetryKind::kCamm ? parseCamm(path, track->packets)
+                                                          : parseMett(path, track->packets);
     log.files = {path};
     return log;
 }
@@ -239,7 +240,7 @@ bool isVideoFile(const std::string& path) {
 MotionLog readMotionLog(const std::string& path) {
     if (isVideoFile(path)) {
         if (auto log = readVideoTelemetry(path)) return *std::move(log);
-        throw FileError(path, 0, "holds no motion telemetry (no GPMF or CAMM track)");
+        throw FileError(path, 0, "holds no motion telemetry (no GPMF, CAMM or mett track)");
     }
     const bool isPipe = isSpecialFile(path);
     MotionLog log = parseTextLog(path, isPipe ? readPipe(path) : readFile(path));

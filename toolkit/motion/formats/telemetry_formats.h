@@ -34,4 +34,9 @@ MotionLog parseGpmf(const std::string& name, const std::vector<TelemetryPacket>&
 /// name: of the file. Throws FileError with the packet and the type.
 MotionLog parseCamm(const std::string& name, const std::vector<TelemetryPacket>& packets);
 
+/// Reads timed metadata of type application/gyro (rad/s) and application/accel (m/s^2): each packet
+/// holds readings of three floats in big-endian order, which are spread evenly over its duration.
+/// Axes are taken for the device's. name: of the file. Throws FileError with the packet.
+MotionLog parseMett(const std::string& name, const std::vector<TelemetryPacket>& packets);
+
 }  // namespace framehold
