@@ -2,6 +2,7 @@
 
 #include "common/nearest_name.h"
 #include "common/text_fields.h"
+#include "motion/formats/text_rows.h"
 
 #include <algorithm>
 #include <cmath>
@@ -182,12 +183,42 @@ LensDistortion lensIn(const json& value) {
 
 }  // namespace
 
+namespace {
+
+/// Times in the first column of a table, with or without a line of names, that rise.
+std::vector<double> readLoggedFrameTimes(LineReader lines) {
+    constexpr double kLargest = 1e30;
+    std::vector<MotionSample> frames;
+    for (bool isFirst = true; nextOfTable(lines); isFirst = false) {
+        const std::string_view field = splitQuoted(lines.line(), ',')[0];
+        const bool isName = field.find_first_of("0123456789") != 0;
+        if (isFirst && isName) {
+            if (lowerCase(field).find("time") != std::string::npos) continue;
+            lines.fail("the first line is not frame,timestamp_s, and names no time first");
+        }
+        const double time = lines.number(field, "timestamp");
+        if (!(std::abs(time) <= kLargest) || (!frames.empty() && time <= frames.back().time)) {
+            lines.fail(
+                fmt::format("timestamp: {} is not above that of the frame before", excerpt(field)));
+        }
+        frames.push_back({time, {}});
+    }
+    if (frames.empty()) lines.fail("holds no times of frames");
+    applyLikelyTimeUnit(frames);
+    std::vector<double> times;
+    for (const MotionSample& frame : frames) times.push_back(frame.time);
+    return times;
+}
+
+}  // namespace
+
 std::vector<double> readFrameTimes(const std::string& path) {
     const std::string text = readFile(path);
     LineReader lines(path, text);
+    const LineReader start = lines;
     if (!lines.next() ||
         splitFields(lines.line()) != std::vector<std::string_view>{"frame", "timestamp_s"}) {
-        lines.fail("the first line is not frame,timestamp_s");
+        return readLoggedFrameTimes(start);
     }
     std::vector<double> times;
     while (lines.next()) {

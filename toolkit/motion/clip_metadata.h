@@ -27,7 +27,8 @@ struct ClipMetadata {
 };
 
 /// Reads the times of frames, in seconds, from a file with the columns frame,timestamp_s, frames
-/// counted from 0. Throws FileError with the line and the column.
+/// counted from 0; or as apps log them, in the first column of a table, in a unit that the size of
+/// their steps says. Throws FileError with the line and the column.
 std::vector<double> readFrameTimes(const std::string& path);
 
 /// Where the files may be that a clip.json names.
