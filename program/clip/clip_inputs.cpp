@@ -4,6 +4,7 @@
 #include "common/output_file.h"
 #include "common/text_fields.h"
 #include "media/results.h"
+#include "motion/log_pairing.h"
 #include "motion/motion_log_reader.h"
 
 #include <algorithm>
@@ -129,13 +130,19 @@ FoundClip findClipFiles(const ClipFiles& named) {
         const std::string log = besideVideo(named.video, extension);
         if (fs::exists(log)) motion = log;
     }
+    if (motion.empty() && looksBeside && !isImageSequence(named.video)) {
+        PairedLogs logs = findPairedLogs(named.video);
+        motion = std::move(logs.motion);
+        const bool hasTimes = !clip.files.frames.empty() || !clip.metadata.frameTimes.empty();
+        if (!hasTimes) clip.files.frames = std::move(logs.frames);
+    }
     if (named.motion.empty()) requireRegular(motion);
     return clip;
 }
 
 std::vector<std::string> filesRead(const ClipFiles& named, const FoundClip& found) {
-    std::vector<std::string> files = {named.video, named.metadata, named.frames, found.files.motion,
-                                      found.metadata.framesFile};
+    std::vector<std::string> files = {named.video, named.metadata, found.files.frames,
+                                      found.files.motion, found.metadata.framesFile};
     if (named.metadata.empty() && named.video != "-") {
         files.push_back(ownMetadata(named.video).string());
         files.push_back(sharedMetadata(named.video).string());

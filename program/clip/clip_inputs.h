@@ -36,8 +36,9 @@ struct FoundClip {
 
 /// Reads the clip.json that is named. If none is, looks beside the video: for metadata in a .json
 /// file of the video's name or in a clip.json that is the video's; and, if these name no motion
-/// log, for one of the video's name (see besideVideo). Throws FileError for metadata that cannot be
-/// read.
+/// log, for one of the video's name (see besideVideo), then for logs as apps name them (see
+/// findPairedLogs), with the times of the frames if none are given. Throws FileError for metadata that
+/// cannot be read, and for several logs of which none is the video's by its name.
 FoundClip findClipFiles(const ClipFiles& named);
 
 /// Paths of all files that are opened to find a clip's files and to load its inputs, as far as they

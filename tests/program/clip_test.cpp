@@ -54,6 +54,27 @@ TEST(ClipFiles, MetadataAndLogAreFoundBesideTheVideo) {
         << "a log beside the video is not that of metadata from elsewhere";
 }
 
+TEST(ClipFiles, LogsOfAppsComeWithTheTimesOfFrames) {
+    const TemporaryFolder folder;
+    ClipFiles named;
+    named.video = folder.write("VID_1.mp4", "");
+    const std::string log = folder.write("VID_1gyro.csv", "");
+    const std::string times = folder.write("VID_1_timestamps.csv", "1000000000\n1040000000\n");
+    const FoundClip found = findClipFiles(named);
+    EXPECT_EQ(found.files.motion, log);
+    EXPECT_EQ(found.files.frames, times);
+    const std::vector<std::string> read = filesRead(named, found);
+    EXPECT_NE(std::find(read.begin(), read.end(), times), read.end());
+    named.frames = folder.write("mine.csv", "");
+    EXPECT_EQ(findClipFiles(named).files.frames, named.frames);
+    named.frames.clear();
+    folder.write("VID_1_gyro.csv", "");
+    EXPECT_NE(errorOf([&] { findClipFiles(named); }).find("several logs could be this video's"),
+              std::string::npos);
+    folder.write("VID_1.csv", "");
+    EXPECT_EQ(findClipFiles(named).files.motion, folder.path("VID_1.csv"));
+}
+
 TEST(ClipInputs, WithoutALogTheVideosTelemetryIsTaken) {
     const TemporaryFolder folder;
     const std::string video = folder.path("clip.mov");
