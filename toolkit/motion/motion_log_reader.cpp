@@ -207,7 +207,8 @@ MotionLog parseTextLog(const std::string& name, std::string_view content) {
             "not a motion log of a format that is known: the first line is \"{}\". Known are "
             ".gcsv (first line \"CAMERA IMU LOG\" or \"GYROFLOW IMU LOG\"); CSV whose "
             "first line names a column of time and three axes of a gyroscope, an "
-            "accelerometer or a rotation vector; rows of x,y,z,timestamp_ns; EuRoC (first "
+            "accelerometer or a rotation vector; rows of x,y,z,timestamp_ns, of a time and "
+            "three axes, or of one sensor each; logs of flight controllers; EuRoC (first "
             "line \"#timestamp [ns],...\"); and MP4 or MOV with GPMF, CAMM or mett telemetry",
             excerpt(firstLine(content))));
 }
