@@ -1,10 +1,8 @@
 // Every format of motion log, read from a small sample and from broken ones.
 #include "common/text_fields.h"
 #include "media/metadata_types.h"
-#include "motion/clip_metadata.h"
 #include "motion/formats/telemetry_formats.h"
 #include "motion/formats/text_times.h"
-#include "motion/log_pairing.h"
 #include "motion/motion_log_reader.h"
 #include "support/temporary_folder.h"
 #include "toolkit/telemetry_builder.h"
@@ -300,108 +298,6 @@ TEST(MotionLogs, FilesOfOneSensor) {
     const TemporaryFolder alone;
     EXPECT_THROW(readMotionLog(alone.write("accel.csv", accel)), FileError);
     EXPECT_THROW(readMotionLog(alone.write("magnetic.csv", accel)), FileError);
-}
-
-struct Pairing {
-    const char* video;
-    std::vector<const char*> others;  // files that are there too
-    const char* motion;               // that is found; "": none; nullptr: an error lists `others`
-    const char* frames = "";
-};
-
-TEST(LogPairing, LogsAreFoundByTheirNamesAndFolders) {
-    const Pairing kCases[] = {
-        {"a.mp4", {"gyro.csv", "b_gyro.csv"}, ""},
-        {"a.mp4", {"agyro.csv", "aaccel.csv", "a_timestamps.csv"}, "agyro.csv", "a_timestamps.csv"},
-        {"a.mp4", {"A_Gyro.CSV"}, "A_Gyro.CSV"},
-        {"VID_20231114_221320.mp4",
-         {"20231114_221320/VID_20231114_221320gyro.csv", "VID_20231114_221320_timestamps.csv"},
-         "20231114_221320/VID_20231114_221320gyro.csv"},
-        {"VID_20231114_1.mp4",
-         {"2023-11-14/VID_20231114_1gyro.csv"},
-         "2023-11-14/VID_20231114_1gyro.csv"},
-        {"VID_20231114_1.mp4", {"20231114/gyroscope.csv"}, "20231114/gyroscope.csv"},
-        {"movie.mp4",
-         {"gyro_accel.csv", "frame_timestamps.txt", "movie_metadata.csv"},
-         "gyro_accel.csv",
-         "frame_timestamps.txt"},
-        {"other.mp4", {"gyro_accel.csv"}, ""},
-        {"a.mp4", {"Gyroscope.csv", "Accelerometer.csv", "a-stable.mp4"}, "Gyroscope.csv"},
-        {"a.mp4", {"Gyroscope.csv", "b.mp4"}, ""},
-        {"a.mp4", {"a/Gyroscope.csv", "b.mp4"}, "a/Gyroscope.csv"},
-        {"20231114.mp4", {"2023-11-14/Gyroscope.csv", "2023-11-14/b.mp4"}, ""},
-        {"clips/VID_...mp4", {"Gyroscope.csv", "clips/b.csv"}, ""},
-        {"a.mp4", {"agyro.csv", "a_gyro.csv"}, nullptr},
-        {"a.mp4", {"agyro.csv", "a/agyro.csv"}, nullptr},
-    };
-    for (const Pairing& pairing : kCases) {
-        SCOPED_TRACE(std::string(pairing.video) + " " + pairing.others[0]);
-        const TemporaryFolder folder;
-        const std::string video = folder.path(pairing.video);
-        std::filesystem::create_directories(std::filesystem::path(video).parent_path());
-        folder.write(pairing.video, "");
-        for (const char* other : pairing.others) {
-            const std::string path = folder.path(other);
-            std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-            folder.write(other, "");
-        }
-        if (pairing.motion == nullptr) {
-            const std::string error = errorOf([&] { findPairedLogs(video); });
-            for (const char* other : pairing.others) {
-                EXPECT_NE(error.find(folder.path(other)), std::string::npos) << error;
-            }
-            continue;
-        }
-        const auto pathOf = [&](const std::string& name) {
-            return name.empty() ? name : folder.path(name);
-        };
-        const PairedLogs logs = findPairedLogs(video);
-        EXPECT_EQ(logs.motion, pathOf(pairing.motion));
-        EXPECT_EQ(logs.frames, pathOf(pairing.frames));
-    }
-}
-
-TEST(LogPairing, TheDocumentHasTheTable) {
-    const std::string text = readFile(FRAMEHOLD_TEST_DATA "/../../../docs/motion-logs.md");
-    std::string rows, folders;
-    const auto code = [](std::string_view name) { return "`" + std::string(name) + "`"; };
-    for (const LogLayout& layout : kLogLayouts) {
-        rows += "| " + (layout.video.empty() ? "any" : code(layout.video)) + " | " +
-                code(layout.motion) + " | " +
-                (layout.frames.empty() ? "" : code(layout.frames) + " ") + "|\n";
-    }
-    EXPECT_NE(text.find("|---|---|---|\n" + rows + "\n"), std::string::npos) << rows;
-    for (const std::string_view folder : kLogFolders) {
-        if (!folder.empty()) folders += (folders.empty() ? "" : ", ") + code(folder);
-    }
-    EXPECT_NE(text.find("a folder there: " + folders + "."), std::string::npos) << folders;
-}
-
-TEST(FrameTimes, AreReadAsAppsLogThem) {
-    const TemporaryFolder folder;
-    const std::pair<const char*, const char*> kCases[] = {
-        {"frame,timestamp_s\n0,195.5\n1,195.54\n2,195.58\n", "none"},
-        {"195500000000\n195540000000\n195580000000\n", "none"},
-        {"Frame timestamp[nanosec],Unix time[nanosec]\n195500000000,1\n195540000000,2\n"
-         "195580000000,3\n",
-         "none"},
-        {"# s\n195.5\n195.54\n195.58", "none"},
-        {"1\n2\n2\n", ":3: timestamp: 2 is not above that of the frame before"},
-        {"1\nx\n", ":2: timestamp: 'x' is not a finite number"},
-        {"time\n", ":1: holds no times of frames"},
-        {"frame,time\n0,1\n",
-         ":1: the first line is not frame,timestamp_s, and names no time first"},
-    };
-    for (const auto& [text, error] : kCases) {
-        SCOPED_TRACE(text);
-        const std::string path = folder.write("frames", text);
-        const bool isGood = std::string(error) == "none";
-        EXPECT_EQ(errorOf([&] { readFrameTimes(path); }), isGood ? error : path + error);
-        if (!isGood) continue;
-        const std::vector<double> times = readFrameTimes(path);
-        ASSERT_EQ(times.size(), 3u);
-        for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(times[i], 195.5 + 0.04 * double(i), 1e-9);
-    }
 }
 
 TEST(Gpmf, SamplesHaveUnitsAxesAndEvenTimes) {
