@@ -1,5 +1,8 @@
 // The extension framehold._core, which the package's Python files are made of.
+#include "common/text_fields.h"
+#include "core/research.h"
 #include "core/stabilizer_class.h"
+#include "media/libav.h"
 
 #include <pybind11/pybind11.h>
 
@@ -9,5 +12,11 @@ PYBIND11_MODULE(_core, module) {
     module.attr("__version__") = std::to_string(version.major) + "." +
                                  std::to_string(version.minor) + "." +
                                  std::to_string(version.build);
+    pybind11::register_exception<framehold::FileError>(module, "FileError", PyExc_RuntimeError);
+    pybind11::register_exception<framehold::MediaError>(module, "MediaError", PyExc_RuntimeError);
+    framehold::keepLibavMessages();
     framehold::addStabilizer(module);
+    framehold::addMotion(module);
+    framehold::addClips(module);
+    framehold::addSimulation(module);
 }

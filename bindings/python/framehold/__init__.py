@@ -5,21 +5,53 @@ rotate device coordinates into world coordinates; the order of their components 
 they are.
 """
 
-from ._core import __version__
+from ._core import FileError, MediaError, __version__
 from .errors import ParameterError
 from .parameters import FieldOfViewMode, Parameters, SensorType, sensor_mask
+from .research import (
+    Calibration,
+    Clip,
+    Lens,
+    Measures,
+    MotionLog,
+    SensorReadings,
+    SimulatedCamera,
+    Value,
+    VirtualPath,
+    calibrate,
+    measure,
+    optimal_path,
+    orientation_track,
+    read_motion_log,
+)
 from .stabilizer import SAMPLE_DTYPE, Frame, Sample, Stabilizer, stabilized
 
 __all__ = [
     "SAMPLE_DTYPE",
+    "Calibration",
+    "Clip",
     "FieldOfViewMode",
+    "FileError",
     "Frame",
+    "Lens",
+    "Measures",
+    "MediaError",
+    "MotionLog",
     "ParameterError",
     "Parameters",
     "Sample",
+    "SensorReadings",
     "SensorType",
+    "SimulatedCamera",
     "Stabilizer",
+    "Value",
+    "VirtualPath",
     "__version__",
+    "calibrate",
+    "measure",
+    "optimal_path",
+    "orientation_track",
+    "read_motion_log",
     "sensor_mask",
     "stabilized",
 ]

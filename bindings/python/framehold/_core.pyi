@@ -15,3 +15,58 @@ class Stabilizer:
     def drain(self, out: Any = None) -> Any: ...
     def reset(self) -> None: ...
     def close(self) -> None: ...
+
+class FileError(RuntimeError): ...
+class MediaError(RuntimeError): ...
+
+def read_motion_log(path: Any) -> dict[str, Any]: ...
+def axis_matrix(letters: str) -> Any: ...
+def orientations_at(times: Any, rate_times: Any, rates: Any) -> Any: ...
+def optimal_path(
+    times: Any,
+    rate_times: Any,
+    rates: Any,
+    width: int,
+    height: int,
+    focal_length: float,
+    readout_time: float,
+    output_width: int,
+    output_height: int,
+    crop: float,
+    smoothing_level: int,
+) -> tuple[Any, Any]: ...
+def calibrate(
+    clips: Any,
+    focal_length: float | None,
+    readout_time: float | None,
+    time_offset: float | None,
+    axes: str | None,
+    finds_lens: bool,
+    range: float,
+    max_frames: int,
+) -> dict[str, Any]: ...
+def measure(video: Any, cutoff: float) -> dict[str, Any]: ...
+
+class SimulatedCamera:
+    def __init__(
+        self,
+        width: int,
+        height: int,
+        focal_length: float,
+        readout_time: float,
+        shake: float,
+        pan: float,
+        walks: bool,
+        seed: int,
+    ) -> None: ...
+    def frame(self, time: float) -> Any: ...
+    def orientations(self, times: Any, steady: bool) -> Any: ...
+    def sensors(
+        self,
+        start: float,
+        end: float,
+        rate: float,
+        rate_noise: float,
+        gravity_noise: float,
+        seed: int,
+    ) -> tuple[Any, Any, Any]: ...

@@ -71,7 +71,7 @@ def _number(field: str, value: object, allowed: str) -> float:
     return number
 
 
-@dataclass(frozen=True, kw_only=True)
+@dataclass(frozen=True, kw_only=True, match_args=False)
 class Parameters:
     """Parameters of a `Stabilizer`. Values out of their range raise `ParameterError`.
 

@@ -1,0 +1,444 @@
+"""Motion logs, calibration, measures, paths and simulated cameras, as arrays.
+
+Long work can be interrupted (Ctrl-C), and other Python threads run meanwhile.
+"""
+
+from __future__ import annotations
+
+import math
+import os
+from collections.abc import Sequence
+from dataclasses import dataclass, replace
+from typing import NamedTuple, Union
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _core
+from .errors import ParameterError
+from .parameters import SensorType
+from .stabilizer import SAMPLE_DTYPE
+
+Doubles = npt.NDArray[np.float64]
+Path = Union[str, "os.PathLike[str]"]
+
+_STANDARD_GRAVITY = 9.81  # m/s^2, as the library has it
+
+
+@dataclass(frozen=True)
+class MotionLog:
+    """Motion log. Samples are in order of time and, until `in_device_axes`, in the logged axes.
+
+    Attributes:
+        format: the format that was found, with its version if it has one.
+        files: what was read.
+        notes: assumptions that were made, and what was left out.
+        headers: keys and values of the log's head.
+        rate_times: seconds, (N,).
+        rates: angular rates about x, y, z in rad/s, (N, 3); each is the mean since the one before.
+        gravity_times: seconds, (M,).
+        gravity: along x, y, z in m/s^2, (M, 3); at rest it points up.
+        orientation_times: seconds, (K,).
+        orientations: unit quaternions w, x, y, z, (K, 4), from the logged axes to the world.
+        axes: from logged to device axes: the logged axis that each device axis is read from, in
+            lower case if negated, as "XYZ" or "YxZ".
+        readout_time: seconds, if the log says it.
+    """
+
+    format: str
+    files: list[str]
+    notes: list[str]
+    headers: dict[str, str]
+    rate_times: Doubles
+    rates: Doubles
+    gravity_times: Doubles
+    gravity: Doubles
+    orientation_times: Doubles
+    orientations: Doubles
+    axes: str
+    readout_time: float | None
+
+    def in_device_axes(self, axes: str | None = None) -> MotionLog:
+        """The log with rates and gravity in device axes, by `axes` or by the log's own.
+
+        Logs of orientations are not turned: ValueError if axes differ from "XYZ".
+        """
+        letters = self.axes if axes is None else axes
+        matrix: Doubles = _core.axis_matrix(letters)
+        if len(self.orientations) and letters != "XYZ":
+            raise ParameterError("axes", letters, "XYZ for a log of orientations")
+        return replace(
+            self, rates=self.rates @ matrix.T, gravity=self.gravity @ matrix.T, axes="XYZ"
+        )
+
+    def samples(self, gravity: Sequence[float] | None = None) -> npt.NDArray[np.void]:
+        """Array of `SAMPLE_DTYPE` to feed to a `Stabilizer`: one of gravity, then all rates.
+
+        Gravity is that of the log's first second; `gravity` (x, y, z in m/s^2) replaces it, and
+        where the log has none, the picture's top is taken for up. Call `in_device_axes` first.
+        """
+        if not len(self.rates):
+            raise ValueError("the log holds no angular rates")
+        if gravity is None:
+            gravity = (_STANDARD_GRAVITY, 0.0, 0.0)
+            first = self.gravity[self.gravity_times <= self.gravity_times[:1].sum() + 1.0]
+            if len(first):
+                # One after the other, so that the last bit is that of the program.
+                gravity = [sum(first[:, axis].tolist()) / len(first) for axis in range(3)]
+        samples = np.zeros(len(self.rates) + 1, SAMPLE_DTYPE)
+        samples["type"] = SensorType.RATE_1
+        samples["time"][1:] = self.rate_times
+        samples["value"][1:, :3] = self.rates
+        samples["type"][0] = SensorType.GRAVITY_1
+        samples["time"][0] = self.rate_times[0]
+        samples["value"][0, :3] = gravity
+        return samples
+
+
+def read_motion_log(path: Path) -> MotionLog:
+    """Reads a motion log of any known format, or the telemetry in a video. Raises FileError."""
+    fields = _core.read_motion_log(os.fsencode(path))
+    return MotionLog(**fields)
+
+
+class Value(NamedTuple):
+    """Value that was found by a calibration."""
+
+    value: float
+    deviation: float
+    """One standard deviation."""
+    confidence: str
+    """"given", "well determined", "weak", or "unobservable": not usable."""
+
+
+class Lens(NamedTuple):
+    """Lens that is no pinhole's, see docs/program.md."""
+
+    model: str
+    k1: Value
+    k2: Value
+
+
+class Clip(NamedTuple):
+    """Clip to calibrate with."""
+
+    video: Path
+    motion: Path | None = None
+    """Motion log; None: the telemetry in the video."""
+    times: Sequence[float] | Doubles = ()
+    """Seconds of each frame, (N,); empty: the video's own timestamps."""
+
+
+@dataclass(frozen=True)
+class Calibration:
+    """Camera and clocks of clips.
+
+    Attributes:
+        width: pixels.
+        height: pixels.
+        focal_length: pixels.
+        readout_time: seconds.
+        time_offsets: for each clip, seconds that are added to a frame's timestamp.
+        clock_drifts: for each clip, seconds that the log's clock gains per second.
+        axes: see `MotionLog.axes`.
+        axes_confidence: see `Value.confidence`.
+        lens: None for a pinhole.
+        reprojection_error: pixels, median distance of tracked features from predicted.
+        reprojection_error_at_rest: the same without the log.
+        explained_variance: share of the picture's shake that the log explains, 0 to 1.
+    """
+
+    width: int
+    height: int
+    focal_length: Value
+    readout_time: Value
+    time_offsets: list[Value]
+    clock_drifts: list[Value]
+    axes: str
+    axes_confidence: str
+    lens: Lens | None
+    reprojection_error: float
+    reprojection_error_at_rest: float
+    explained_variance: float
+
+
+def calibrate(
+    clips: Sequence[Clip],
+    *,
+    focal_length: float | None = None,
+    readout_time: float | None = None,
+    time_offset: float | None = None,
+    axes: str | None = None,
+    finds_lens: bool = False,
+    search_range: float = math.inf,
+    seconds: float = 60.0,
+    frames_per_second: float = 30.0,
+) -> Calibration:
+    """Finds the camera of clips and their clocks; what is given is kept.
+
+    Args:
+        clips: clips of one camera and mode, each with its log.
+        focal_length: pixels.
+        readout_time: seconds.
+        time_offset: seconds.
+        axes: see `MotionLog.axes`.
+        finds_lens: True: looks for a lens where the clips show one; the library knows none.
+        search_range: seconds to either side in which time offsets are searched.
+        seconds: of each clip that are looked at, at frames_per_second.
+
+    Raises FileError and MediaError for files; RuntimeError for clips that are not enough.
+    """
+    files = [
+        (os.fsencode(clip.video), os.fsencode(clip.motion or clip.video), list(clip.times))
+        for clip in clips
+    ]
+    found = _core.calibrate(
+        files,
+        focal_length,
+        readout_time,
+        time_offset,
+        axes,
+        finds_lens,
+        search_range,
+        math.ceil(seconds * frames_per_second),
+    )
+    for field in ("focal_length", "readout_time"):
+        found[field] = Value(*found[field])
+    for field in ("time_offsets", "clock_drifts"):
+        found[field] = [Value(*value) for value in found[field]]
+    if found["lens"] is not None:
+        model, k1, k2 = found["lens"]
+        found["lens"] = Lens(model, Value(*k1), Value(*k2))
+    return Calibration(**found)
+
+
+@dataclass(frozen=True)
+class Measures:
+    """Shake of a clip, see docs/measures.md.
+
+    Attributes:
+        width: pixels.
+        height: pixels.
+        times: seconds of each frame, (N,).
+        path: of the whole picture, (N, 4): pixels to the right, pixels down, radians clockwise for
+            the viewer, natural logarithm of the scale.
+        shake: the part of the path above the cut-off frequency, (N, 4).
+        figures: what `framehold measure` prints, by its names, which end in the unit.
+        lost_frames: number of frames whose motion was not found.
+        losses: what of the video could not be read.
+    """
+
+    width: int
+    height: int
+    times: Doubles
+    path: Doubles
+    shake: Doubles
+    figures: dict[str, float | None]
+    lost_frames: int
+    losses: list[str]
+
+
+def measure(video: Path, *, cutoff: float = 1.0) -> Measures:
+    """Measures a clip. cutoff: Hz; slower motion is not shake. Raises MediaError."""
+    if not 0.05 <= cutoff <= 10.0:
+        raise ParameterError("cutoff", cutoff, "0.05 to 10 (Hz)")
+    return Measures(**_core.measure(os.fsencode(video), cutoff))
+
+
+def _vector(field: str, values: npt.ArrayLike, least: int) -> Doubles:
+    array = np.asarray(values, np.float64)
+    if array.ndim != 1 or len(array) < least or not np.isfinite(array).all():
+        raise ParameterError(
+            field, f"of shape {array.shape}", f"finite numbers of shape (N,), N at least {least}"
+        )
+    if (np.diff(array) < 0.0).any():
+        raise ParameterError(field, "not in order", "seconds in order of time")
+    return array
+
+
+def _rates(times: npt.ArrayLike, rates: npt.ArrayLike) -> tuple[Doubles, Doubles]:
+    seconds = _vector("rate_times", times, 2)
+    array = np.asarray(rates, np.float64)
+    if array.shape != (len(seconds), 3) or not np.isfinite(array).all():
+        raise ParameterError(
+            "rates", f"of shape {array.shape}", f"finite numbers of shape ({len(seconds)}, 3)"
+        )
+    return seconds, array
+
+
+def orientation_track(
+    times: npt.ArrayLike, rate_times: npt.ArrayLike, rates: npt.ArrayLike
+) -> Doubles:
+    """Orientation of a camera over time, by its gyroscope.
+
+    Args:
+        times: seconds, (N,), in order, on the log's clock.
+        rate_times: seconds, (M,).
+        rates: rad/s about the device's axes, (M, 3).
+
+    Returns:
+        Unit quaternions w, x, y, z, (N, 4), from the device's axes to its axes at the first rate.
+    """
+    orientations: Doubles = _core.orientations_at(
+        _vector("times", times, 0), *_rates(rate_times, rates)
+    )
+    return orientations
+
+
+class VirtualPath(NamedTuple):
+    """Path of the virtual camera over a clip."""
+
+    orientations: Doubles
+    """Unit quaternions w, x, y, z, (N, 4), as those of `orientation_track`."""
+    share_used: Doubles
+    """Share of the margin that each frame uses, (N,): 0 for none, 1 if the output's border touches
+    that of the input."""
+
+
+def optimal_path(
+    times: npt.ArrayLike,
+    rate_times: npt.ArrayLike,
+    rates: npt.ArrayLike,
+    *,
+    width: int,
+    height: int,
+    focal_length: float,
+    readout_time: float,
+    output_width: int = 0,
+    output_height: int = 0,
+    crop_percent: float = 80.0,
+    smoothing_level: int = 9,
+) -> VirtualPath:
+    """Path of least speed, acceleration and jerk on which every output pixel has a source: what
+    the program's offline engine follows for a camera without a lens, before it looks at the
+    pictures.
+
+    Args:
+        times: seconds at which each frame's first row is read, (N,), in order, on the log's clock.
+        rate_times: seconds, (M,).
+        rates: rad/s about the device's axes, (M, 3).
+        width: pixels of the input.
+        height: pixels of the input.
+        focal_length: pixels of the input, above 0.
+        readout_time: seconds, at least 0.
+        output_width: pixels; 0: the input's.
+        output_height: pixels; 0: the input's.
+        crop_percent: share of the input's sides that the output shows, above 0, at most 100.
+        smoothing_level: 1 to 10.
+    """
+    for field, value, is_good, allowed in (
+        ("width", width, width >= 2, "at least 2"),
+        ("height", height, height >= 2, "at least 2"),
+        ("focal_length", focal_length, focal_length > 0.0, "above 0 (pixels)"),
+        ("readout_time", readout_time, readout_time >= 0.0, "at least 0 (seconds)"),
+        ("output_width", output_width, output_width >= 0, "at least 0"),
+        ("output_height", output_height, output_height >= 0, "at least 0"),
+        ("crop_percent", crop_percent, 0.0 < crop_percent <= 100.0, "above 0, at most 100"),
+        ("smoothing_level", smoothing_level, 1 <= smoothing_level <= 10, "1 to 10"),
+    ):
+        if not (is_good and math.isfinite(value)):
+            raise ParameterError(field, value, allowed)
+    orientations, share_used = _core.optimal_path(
+        _vector("times", times, 1),
+        *_rates(rate_times, rates),
+        width,
+        height,
+        focal_length,
+        readout_time,
+        output_width or width,
+        output_height or height,
+        crop_percent / 100.0,
+        smoothing_level,
+    )
+    return VirtualPath(orientations, share_used)
+
+
+class SensorReadings(NamedTuple):
+    """Readings of a simulated phone's sensors, in device axes."""
+
+    times: Doubles
+    """Seconds, (N,)."""
+    rates: Doubles
+    """rad/s, (N, 3), each the mean since the reading before."""
+    gravity: Doubles
+    """m/s^2, (N, 3), pointing up, with the camera's acceleration."""
+
+
+class SimulatedCamera:
+    """Hand-held camera with a rolling shutter before a made-up world, all of whose motion is known.
+
+    Args:
+        width: pixels, even, at least 2.
+        height: pixels, even, at least 2.
+        focal_length: pixels, above 0.
+        readout_time: seconds, at least 0.
+        shake: degrees, amplitude of the hand's shake.
+        pan: degrees by which the camera pans to and fro, in 12 s.
+        walks: True: through a street, with steps; False: before a far town.
+        seed: of the shake.
+    """
+
+    def __init__(
+        self,
+        width: int = 1280,
+        height: int = 720,
+        *,
+        focal_length: float = 1000.0,
+        readout_time: float = 0.0299,
+        shake: float = 1.0,
+        pan: float = 20.0,
+        walks: bool = False,
+        seed: int = 1,
+    ) -> None:
+        for field, side in (("width", width), ("height", height)):
+            if not 2 <= side <= 65536 or side % 2 != 0:
+                raise ParameterError(field, side, "even, 2 to 65536")
+        for field, value, is_good, allowed in (
+            ("focal_length", focal_length, focal_length > 0.0, "above 0 (pixels)"),
+            ("readout_time", readout_time, readout_time >= 0.0, "at least 0 (seconds)"),
+            ("shake", shake, shake >= 0.0, "at least 0 (degrees)"),
+            ("pan", pan, True, "a finite number (degrees)"),
+            ("seed", seed, 0 <= seed < 2**32, "0 to 4294967295"),
+        ):
+            if not (is_good and math.isfinite(value)):
+                raise ParameterError(field, value, allowed)
+        self.width = width
+        self.height = height
+        self.focal_length = focal_length
+        self.readout_time = readout_time
+        self._camera = _core.SimulatedCamera(
+            width, height, focal_length, readout_time, shake, pan, walks, seed
+        )
+
+    def frame(self, time: float) -> npt.NDArray[np.uint8]:
+        """Frame whose first row is read at a time in seconds: (height * 3 / 2, width), luma rows
+        above rows of chroma pairs, limited range.
+        """
+        picture: npt.NDArray[np.uint8] = self._camera.frame(time)
+        return picture
+
+    def orientations(self, times: npt.ArrayLike, *, steady: bool = False) -> Doubles:
+        """True orientations at times (N,): unit quaternions w, x, y, z, (N, 4), from device to
+        world. steady: without shake and steps.
+        """
+        track: Doubles = self._camera.orientations(_vector("times", times, 0), steady)
+        return track
+
+    def sensors(
+        self,
+        start: float,
+        end: float,
+        *,
+        rate: float = 200.0,
+        rate_noise: float = 0.0,
+        gravity_noise: float = 0.0,
+        seed: int = 1,
+    ) -> SensorReadings:
+        """Readings from `start` to `end` in seconds, `rate` per second. Standard deviations of the
+        noise: rad/s and m/s^2.
+        """
+        if not (rate > 0.0 and 0.0 <= (end - start) * rate <= 1e8):
+            raise ParameterError("rate", rate, "above 0, and at most 1e8 readings in all")
+        return SensorReadings(
+            *self._camera.sensors(start, end, rate, rate_noise, gravity_noise, seed)
+        )
