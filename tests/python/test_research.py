@@ -1,0 +1,181 @@
+"""Motion logs, paths, measures, calibration and simulation against what is known of them."""
+
+from __future__ import annotations
+
+import os
+import signal
+import struct
+import subprocess
+import sys
+import threading
+from pathlib import Path
+from typing import Any, Callable
+
+import framehold
+import numpy as np
+import pytest
+
+EXAMPLE = Path(__file__).parents[2] / "examples" / "python" / "plot_shake.py"
+SIZE = ["--size", "320x240", "--focal", "280", "--duration", "1.5", "--pan", "0"]
+
+
+@pytest.fixture(scope="module")
+def clip(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    folder = tmp_path_factory.mktemp("clip")
+    program = os.environ["FRAMEHOLD_PROGRAM"]
+    command = [program, "simulate", str(folder), *SIZE, "--shake", "1.5", "--quiet"]
+    subprocess.run(command, check=True)
+    return folder
+
+
+def angle(a: np.ndarray, b: np.ndarray) -> np.ndarray:
+    """Radians between two rotations each."""
+    return 2.0 * np.arccos(np.clip(np.abs((a * b).sum(axis=1)), 0.0, 1.0))
+
+
+def test_log_and_track_follow_the_truth(clip: Path) -> None:
+    log = framehold.read_motion_log(clip / "imu.gcsv").in_device_axes()
+    assert log.format.startswith("gcsv") and log.readout_time == pytest.approx(0.0299)
+    assert log.rates.shape == (len(log.rate_times), 3)
+    assert np.linalg.norm(log.gravity, axis=1).mean() == pytest.approx(9.81, abs=0.02)
+    truth = np.loadtxt(clip / "truth.csv", delimiter=",", skiprows=1)
+    track = framehold.orientation_track(truth[:, 1], log.rate_times, log.rates)
+    # Both are of the same device; their worlds differ by one rotation.
+    turns = [angle(track[:1], track[i : i + 1])[0] for i in range(len(track))]
+    wxyz = truth[:, [5, 2, 3, 4]]
+    wanted = [angle(wxyz[:1], wxyz[i : i + 1])[0] for i in range(len(wxyz))]
+    np.testing.assert_allclose(turns, wanted, atol=2e-4)
+
+
+def test_axes_turn_the_log(clip: Path) -> None:
+    log = framehold.read_motion_log(clip / "imu.gcsv")
+    x, y, z = log.rates.T
+    turned = log.in_device_axes("YxZ")
+    np.testing.assert_array_equal(turned.rates, np.stack([y, -x, z], axis=1))
+
+
+def test_path_is_smoother_and_stays_inside() -> None:
+    camera = framehold.SimulatedCamera(320, 240, focal_length=280.0, pan=0.0)
+    times = 2.0 + np.arange(45) / 30.0
+    sensors = camera.sensors(1.5, 4.0)
+    track = framehold.orientation_track(times, sensors.times, sensors.rates)
+    path = framehold.optimal_path(
+        times,
+        sensors.times,
+        sensors.rates,
+        width=320,
+        height=240,
+        focal_length=280.0,
+        readout_time=camera.readout_time,
+    )
+
+    def speed(q: np.ndarray) -> float:
+        return float(np.sqrt((angle(q[1:], q[:-1]) ** 2).mean()))
+
+    assert speed(path.orientations) < 0.5 * speed(track)
+    assert 0.0 < path.share_used.max() <= 1.001
+
+
+def test_measure_and_calibrate_find_the_simulated_camera(clip: Path) -> None:
+    measures = framehold.measure(clip / "clip.mp4")
+    assert measures.path.shape == measures.shake.shape == (45, 4)
+    shake = measures.figures["shake_px"]
+    assert shake is not None and 1.0 < shake < 20.0
+    found = framehold.calibrate(
+        [framehold.Clip(clip / "clip.mp4", clip / "imu.gcsv")], axes="XYZ", search_range=0.2
+    )
+    assert found.focal_length.confidence in ("well determined", "weak")
+    assert found.focal_length.value == pytest.approx(280.0, rel=0.02)
+    assert found.time_offsets[0].value == pytest.approx(0.0, abs=0.003)
+    assert found.lens is None
+
+
+def checksum(frame: np.ndarray) -> str:
+    """FNV-1a, 64 bits."""
+    value = 0xCBF29CE484222325
+    for byte in frame.tobytes():
+        value = (value ^ byte) * 0x100000001B3 & 0xFFFFFFFFFFFFFFFF
+    return f"{value:016x}"
+
+
+def test_bytes_equal_the_programs_live_engine(clip: Path, tmp_path: Path) -> None:
+    """The program records what it gives the library; the package gets the same clip by itself."""
+    session = tmp_path / "run.session"
+    command = [os.environ["FRAMEHOLD_PROGRAM"], "stabilize", str(clip / "clip.mp4"), "--engine"]
+    command += ["live", "--delay", "5", "--clip", str(clip / "clip.json"), "--quiet"]
+    command += ["--record-session", str(session), "-o", str(tmp_path / "out.mp4")]
+    subprocess.run(command, check=True)
+    printed = subprocess.run(
+        [os.environ["FRAMEHOLD_REPLAY"], str(session)], check=True, capture_output=True, text=True
+    )
+    expected = [line.split()[1] for line in printed.stdout.splitlines()]
+    content = session.read_bytes()
+    at = content.index(b"\n") + 1
+    head = struct.unpack_from("<6id", content, at)
+    width, height = head[1], head[2]
+    frames = []
+    at += struct.calcsize("<6ididdiiii")
+    size = width * height * 3 // 2
+    while at < len(content):
+        tag = content[at : at + 1]
+        if tag == b"S":
+            at += 1 + 4 + 8 + 32
+            continue
+        assert tag == b"F"
+        pixels = np.frombuffer(content, np.uint8, size, at + 9)
+        frames.append(pixels.reshape(-1, width))
+        at += 9 + size
+    times = np.loadtxt(clip / "frames.csv", delimiter=",", skiprows=1)[:, 1]
+    frames = frames[: len(times)]
+    parameters = framehold.Parameters(
+        width=width,
+        height=height,
+        field_of_view=280.0,
+        field_of_view_mode=framehold.FieldOfViewMode.FOCAL_LENGTH,
+        readout_time=0.0299,
+        time_offset=0.0,
+        delay_frames=5,
+    )
+    samples = framehold.read_motion_log(clip / "imu.gcsv").in_device_axes().samples()
+    steady = list(framehold.stabilized(frames, times, samples, parameters))
+    assert [checksum(frame) for frame in steady[::4]] == expected[::4]
+    assert len(steady) == len(expected) == 45
+
+
+REFUSED: list[tuple[str, Callable[[], Any]]] = [
+    ("cutoff is 0", lambda: framehold.measure("x.mp4", cutoff=0.0)),
+    ("width is 3", lambda: framehold.SimulatedCamera(3, 4)),
+    ("rate_times is not in order", lambda: framehold.orientation_track([0], [2, 1], np.eye(2, 3))),
+    ("rates is of shape", lambda: framehold.orientation_track([0], [1, 2], np.eye(3))),
+    ("no.mp4", lambda: framehold.measure("no.mp4")),
+    ("no.gcsv", lambda: framehold.read_motion_log("no.gcsv")),
+]
+
+
+@pytest.mark.parametrize("text,call", REFUSED)
+def test_refusals_name_what_is_wrong(text: str, call: Callable[[], Any]) -> None:
+    with pytest.raises((framehold.ParameterError, framehold.FileError, framehold.MediaError)) as e:
+        call()
+    assert text in str(e.value)
+
+
+def test_interrupt_ends_long_work(clip: Path) -> None:
+    timer = threading.Timer(0.02, os.kill, (os.getpid(), signal.SIGINT))
+    is_done = False
+    with pytest.raises(KeyboardInterrupt):
+        timer.start()
+        framehold.measure(clip / "clip.mp4")
+        is_done = True
+        timer.join()
+    assert not is_done
+
+
+def test_example_shows_less_shake(tmp_path: Path) -> None:
+    pytest.importorskip("matplotlib")
+    picture = tmp_path / "shake.png"
+    run = subprocess.run(
+        [sys.executable, str(EXAMPLE), str(picture)], check=True, capture_output=True, text=True
+    )
+    before, after = (float(word) for word in run.stdout.split() if word[0].isdigit())
+    assert after < 0.7 * before
+    assert picture.stat().st_size > 10000
