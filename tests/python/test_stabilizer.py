@@ -218,6 +218,17 @@ def test_closed_and_reset() -> None:
             call()
 
 
+@pytest.mark.parametrize("count", [0, 1, 4, 9])
+def test_clips_keep_their_length(count: int) -> None:
+    """Also clips that are shorter than the delay."""
+    p = Parameters(**SIZE, delay_frames=5)
+    clip = list(clip_of(p, count))
+    parts = [samples for _, _, samples in clip] or [np.zeros(0, framehold.SAMPLE_DTYPE)]
+    frames, times = [frame for frame, _, _ in clip], [time for _, time, _ in clip]
+    steady = list(framehold.stabilized(frames, times, np.concatenate(parts), p))
+    assert [frame.shape for frame in steady] == [(192, 192)] * count
+
+
 def test_too_much_memory() -> None:
     with pytest.raises(MemoryError):
         Stabilizer(Parameters(width=65536, height=65536, delay_frames=2**31 - 1))

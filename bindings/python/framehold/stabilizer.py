@@ -68,6 +68,9 @@ class Stabilizer(_core.Stabilizer):
         dropped. Raises ParameterError for a type that sensor_mask does not enable; none is taken
         then.
         """
+        if isinstance(sample, np.ndarray) and sample.dtype.names == SAMPLE_DTYPE.names:
+            # NumPy leaves out the record's padding where it joins arrays.
+            sample = sample.astype(SAMPLE_DTYPE, copy=False)
         super().push(sample)
 
     @overload
@@ -186,8 +189,10 @@ def stabilized(
                 waiting += 1
             else:
                 yield steady
-        for i in range(waiting):
-            assert last is not None
-            steady = render(last[0], last[1] + (i + 1) * frame_period)
-            assert steady is not None
-            yield steady
+        repeats = 0
+        while waiting > 0 and last is not None:
+            repeats += 1
+            steady = render(last[0], last[1] + repeats * frame_period)
+            if steady is not None:
+                waiting -= 1
+                yield steady
