@@ -49,8 +49,8 @@ AvPtr<AVFrame> makeOutput(const ZPR_Image& image, const AVFrame& original) {
 
 LiveEngine::LiveEngine(const ClipSettings& settings, const std::vector<ZPR_SensorData>& samples,
                        const Extras& extras, Sink sink)
-    : param_(paramOf(settings)), samples_(samples), extras_(extras), sink_(std::move(sink)) {
-    if (extras_.observesPath) observer_.emplace(param_);
+    : param_(paramOf(settings)), samples_(samples), extras_(extras), sink_(std::move(sink)),
+      observer_(param_) {
     if (!settings.choosesSmoothing) return;
     require(ZPR_StartSmoothingPolicy(&policy_.emplace(), &param_), "ZPR_StartSmoothingPolicy");
 }
@@ -85,7 +85,7 @@ void LiveEngine::feedUpTo(double time) {
         ZPR_SensorData sample = samples_[nextSample_++];
         sample.timestamp += shift_;
         if (extras_.session != nullptr) extras_.session->sample(sample);
-        if (observer_) observer_->addSample(sample);
+        observer_.addSample(sample);
         if (policy_) ZPR_FeedSmoothingPolicy(&*policy_, &sample);
         require(ZPR_SetSensorData(handle_, &sample), "ZPR_SetSensorData");
     }
@@ -98,7 +98,7 @@ void LiveEngine::chooseLevel(double time) {
     if (level == param_.smoothingLevel) return;
     param_.smoothingLevel = level;
     if (extras_.session != nullptr) extras_.session->level(level);
-    if (observer_) observer_->setLevel(level);
+    observer_.setLevel(level);
 }
 
 /// Keeps what is needed of a frame until it is given out: times, and pixels only if they are shown.
@@ -124,7 +124,7 @@ void LiveEngine::render(const AVFrame& frame, double time) {
     const ZPR_Image input = imageOf(frame);
     ZPR_Image output = imageOf(*result.picture);
     if (extras_.session != nullptr) extras_.session->frame(time + shift_, input);
-    if (observer_) result.path = observer_->takeFrame(time + shift_).value_or(ObservedPath());
+    result.path = observer_.takeFrame(time + shift_).value_or(ObservedPath());
     const Clock::time_point start = Clock::now();
     const int code =
         ZPR_Stabilize(handle_, time + shift_, &input, &output, policy_ ? &param_ : nullptr);

@@ -21,7 +21,6 @@ public:
     /// Beside the results.
     struct Extras {
         bool keepsOriginals = false;       // gives results their original's pixels
-        bool observesPath = false;         // gives results their path
         SessionWriter* session = nullptr;  // takes the calls of the library; borrowed, may be null
     };
 
@@ -52,7 +51,7 @@ private:
     const std::vector<ZPR_SensorData>& samples_;
     Extras extras_;
     Sink sink_;
-    std::optional<PathObserver> observer_;       // if the path is asked for
+    PathObserver observer_;
     std::optional<ZPR_SmoothingPolicy> policy_;  // if the level is chosen for every frame
     std::optional<PaddedFrame> padded_;          // from the first frame on
     ZPR_Handle handle_ = nullptr;                // likewise

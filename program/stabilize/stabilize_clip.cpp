@@ -38,7 +38,7 @@ void runLive(const StabilizeOptions& options, const ClipInputs& clip, const Clip
              const RunDisplay& display, const Run& run) {
     const MotionSamples motion = prepareMotion(clip, settings);
     std::optional<SessionWriter> session;
-    LiveEngine::Extras extras{options.sideBySide, true, nullptr};
+    LiveEngine::Extras extras{options.sideBySide, nullptr};
     if (!options.session.empty()) {
         session.emplace(OutputName{options.session, options.overwrites}, paramOf(settings));
         extras.session = &*session;
