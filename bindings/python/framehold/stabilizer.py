@@ -149,7 +149,8 @@ def stabilized(
     *,
     frame_period: float = 1.0 / 30.0,
 ) -> Iterator[_Form]:
-    """Stabilizes a clip as the program's live engine does, and gives each frame in new memory.
+    """Stabilizes a clip as the program's live engine does with a fixed level (`--smoothing 9`), and
+    gives each frame in new memory.
 
     Samples are fed in step with the frames, and the last frame is repeated until those are out
     that were delayed: there are as many frames as were given, and each is that of its input.
