@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 install_packages $test_packages
 
 echo "== format"
-find include src toolkit program bindings examples bench tests fuzz -name '*.h' -o -name '*.c' -o \
+find include src toolkit program bindings plugins examples bench tests fuzz -name '*.h' -o -name '*.c' -o \
     -name '*.cpp' |
     xargs clang-format --dry-run --Werror
 

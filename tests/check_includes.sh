@@ -19,10 +19,10 @@ rule() {
     done
 }
 
-for file in $(find include src toolkit program bindings bench fuzz tests/support -name '*.h' -o -name '*.cpp'); do
+for file in $(find include src toolkit program bindings plugins bench fuzz tests/support -name '*.h' -o -name '*.cpp'); do
     names=$(rule "$file")
-    # A binding that this build leaves out has no rule.
-    case $file in bindings/*) [ -n "$names" ] || continue ;; esac
+    # A binding or plugin that this build leaves out has no rule.
+    case $file in bindings/* | plugins/*) [ -n "$names" ] || continue ;; esac
     [ -n "$names" ] || { echo "$file: no folder above it is a build target with a rule"; status=1; }
     for header in $(quoted "$file"); do
         for name in $names none; do
