@@ -29,10 +29,29 @@ inline void requireGood(const std::vector<framehold::OrientationSample>& samples
     }
 }
 
+inline void requireGood(const std::vector<framehold::LensShift>& shifts) {
+    for (size_t i = 0; i < shifts.size(); ++i) {
+        const auto& [time, x, y] = shifts[i];
+        require(std::isfinite(time) && std::isfinite(x) && std::isfinite(y),
+                "lens shifts are finite");
+        require(i == 0 || shifts[i - 1].time <= time, "lens shifts are in order");
+    }
+}
+
+inline void requireGood(const framehold::FrameMetadata& frame) {
+    for (const auto& length : {frame.exposure, frame.readout, frame.focalLength, frame.width}) {
+        require(!length || (std::isfinite(*length) && *length >= 0.0),
+                "metadata of frames are finite and not negative");
+    }
+    require(!frame.time || std::isfinite(*frame.time), "times of frames are finite");
+}
+
 inline void requireGood(const framehold::MotionLog& log) {
     requireGood(log.rates);
     requireGood(log.gravity);
     requireGood(log.orientations);
+    requireGood(log.lensShifts);
+    for (const auto& frame : log.frames) requireGood(frame);
     require(!log.readoutTime || (std::isfinite(*log.readoutTime) && *log.readoutTime >= 0.0),
             "a readout time is a time");
 }

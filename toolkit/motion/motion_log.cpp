@@ -162,6 +162,7 @@ void MotionLog::sortByTime() {
     outOfOrder.rates += sortSamples(rates);
     outOfOrder.gravity += sortSamples(gravity);
     outOfOrder.orientations += sortSamples(orientations);
+    sortSamples(lensShifts);
 }
 
 std::vector<MotionSample> MotionLog::angularRates() const {
@@ -185,6 +186,10 @@ void MotionLog::stretch(double factor) {
         for (MotionSample& sample : *samples) sample.time *= factor;
     }
     for (OrientationSample& sample : orientations) sample.time *= factor;
+    for (LensShift& shift : lensShifts) shift.time *= factor;
+    for (FrameMetadata& frame : frames) {
+        if (frame.time) *frame.time *= factor;
+    }
 }
 
 }  // namespace framehold

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "motion/axis_mapping.h"
+#include "motion/frame_metadata.h"
 
 #include <cstddef>
 #include <optional>
@@ -24,6 +25,14 @@ struct OrientationSample {
     double x;
     double y;
     double z;
+};
+
+/// Shift of the picture by a lens that moves against shake: how far the principal point lies from where
+/// it is with the lens at rest, in pixels of the sensor's active array, to the right and down.
+struct LensShift {
+    double time;  // seconds
+    double x;
+    double y;
 };
 
 /// Samples per second on average; 0 if there are fewer than two.
@@ -53,7 +62,8 @@ struct OutOfOrder {
     size_t orientations = 0;
 };
 
-/// Motion log. Samples are in order of time, and in the logged axes until `toDeviceAxes`.
+/// Motion log. Samples are in order of time, and in the logged axes until `toDeviceAxes`; lens shifts
+/// are in those of the picture always.
 struct MotionLog {
     std::string format;              // with its version, if it has one: "gcsv 1.3"
     std::string detectedBy;          // the part of the file that shows the format, for the user
@@ -64,6 +74,9 @@ struct MotionLog {
     std::vector<MotionSample> rates;
     std::vector<MotionSample> gravity;            // empty if not logged
     std::vector<OrientationSample> orientations;  // empty if not logged
+    std::vector<LensShift> lensShifts;            // empty if not logged
+    double lensShiftWidth = 0.0;        // pixels of the active array, across; 0 if not known
+    std::vector<FrameMetadata> frames;  // of the video, in its order; empty if not logged
     OutOfOrder outOfOrder;
     AxisMapping orientation;            // from logged to device axes, by the log
     std::optional<double> readoutTime;  // seconds, if the log has it
@@ -79,7 +92,7 @@ struct MotionLog {
     /// orientations and `mapping` mirrors.
     void toDeviceAxes(const AxisMapping& mapping);
 
-    /// Multiplies all times, to correct a clock that runs at another speed.
+    /// Multiplies all times, those of frames too, to correct a clock that runs at another speed.
     void stretch(double factor);
 };
 
