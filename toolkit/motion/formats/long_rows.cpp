@@ -90,8 +90,8 @@ MotionLog parseLongRows(const std::string& name, std::string_view content) {
           std::pair(RowKind::kGravity, &gravity)}) {
         RowReading reading =
             vectorReading(*time, {columns.axes[0], columns.axes[1], columns.axes[2]}, 1.0, *into);
-        reading.isIn = [kind = kind, sensor = columns.sensor](const auto& fields) {
-            return sensor < fields.size() && kindOfRow(fields[sensor]) == kind;
+        reading.isIn = [wanted = kind, sensor = columns.sensor](const auto& fields) {
+            return sensor < fields.size() && kindOfRow(fields[sensor]) == wanted;
         };
         readings.push_back(std::move(reading));
     }
