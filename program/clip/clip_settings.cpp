@@ -1,6 +1,7 @@
 #include "clip/clip_settings.h"
 
 #include "common/library_constants.h"
+#include "motion/sensor_samples.h"
 
 #include <stdexcept>
 
@@ -55,50 +56,6 @@ void chooseSizes(const std::optional<PictureSize>& output, const PictureSize& vi
                         height, video.width, video.height));
     }
     warnAboutOutputSize(video, settings);
-}
-
-/// Samples per second that an instance can hold without losing one it needs.
-double largestSampleRate(int delayFrames, double framesPerSecond, double readoutTime) {
-    // What the public header says of ZPR_Param::delayFrames.
-    double records = 256.0;
-    const double wanted = (delayFrames * kDelayFramePeriod + 1.0) * kSensorRate;
-    while (records < wanted) records *= 2.0;
-    // From one frame before the output frame to a sample past the newest frame's readout; some
-    // frames come late.
-    constexpr double kSlack = 1.05;
-    const double seconds = kSlack * ((delayFrames + 1) / framesPerSecond + readoutTime);
-    return (records - 2.0) / seconds;
-}
-
-/// The first of two types that the mask enables.
-int firstEnabled(int mask, int a, int b, const char* need) {
-    for (const int type : {a, b}) {
-        if ((mask & ZPR_SENSOR_BIT(type)) != 0) return type;
-    }
-    throw std::runtime_error(
-        fmt::format("--sensor-mask: {} enables neither type {} nor type {}; {}", mask, a, b, need));
-}
-
-constexpr int kRates = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
-
-/// Orientations are fed where there are no rates, or where the mask asks for them.
-void chooseSensors(const std::optional<int>& mask, const MotionLog& log, ClipSettings& settings) {
-    constexpr int kOrientations =
-        ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_2);
-    const bool areAsked = (mask.value_or(0) & kOrientations) != 0;
-    if (!log.orientations.empty() && (log.rates.empty() || areAsked)) {
-        settings.sensorMask = mask.value_or(ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1));
-        settings.motionType =
-            firstEnabled(settings.sensorMask, ZPR_SENSOR_ROTATION_1, ZPR_SENSOR_ROTATION_2,
-                         "a log of orientations needs one of them");
-        return;
-    }
-    constexpr const char* kNeed = "a motion log needs both gravity (1 or 2) and rates (3 or 4)";
-    settings.sensorMask = mask.value_or(kRates);
-    settings.gravityType =
-        firstEnabled(settings.sensorMask, ZPR_SENSOR_GRAVITY_1, ZPR_SENSOR_GRAVITY_2, kNeed);
-    settings.motionType =
-        firstEnabled(settings.sensorMask, ZPR_SENSOR_RATE_1, ZPR_SENSOR_RATE_2, kNeed);
 }
 
 /// One sample in place of logged gravity: what the user wants, else what is known of a log without.
@@ -163,7 +120,10 @@ void resolveLive(const ClipOptions& options, const ClipInputs& clip, ClipSetting
     chooseSizes(options.outputSize, {clip.video.width, clip.video.height}, settings);
     settings.largestSampleRate = largestSampleRate(settings.delay, clip.video.framesPerSecond,
                                                    settings.camera.readoutTime.value);
-    chooseSensors(options.sensorMask, *clip.log, settings);
+    const SensorTypes types = chooseSensors(options.sensorMask, "--sensor-mask", *clip.log);
+    settings.sensorMask = types.mask;
+    settings.motionType = types.motion;
+    settings.gravityType = types.gravity;
     settings.gravity = madeUpGravity(options.gravity, clip);
     settings.gravityRate = options.gravityRate;
 }
@@ -196,7 +156,7 @@ void resolveOffline(const ClipOptions& options, const ClipInputs& clip, ClipSett
     Setting<double>& readout = settings.camera.readoutTime;
     if (!clip.log && readout.source == Source::kDefault)
         readout = {0.0, Source::kDefault, "no log"};
-    settings.sensorMask = kRates;
+    settings.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_GRAVITY_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_RATE_1);
     if (!clip.log || !clip.log->rates.empty()) return;
     settings.motionType = ZPR_SENSOR_ROTATION_1;
     settings.sensorMask = ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1);
