@@ -6,11 +6,13 @@ libavutil-dev libswscale-dev libceres-dev libcli11-dev libeigen3-dev libfmt-dev 
 libopencv-calib3d-dev libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev \
 libopencv-video-dev nlohmann-json3-dev"
 test_packages="$build_packages binutils chromium clang-19 clang-format doxygen ffmpeg fish \
-g++-aarch64-linux-gnu g++-arm-linux-gnueabi googletest groff gstreamer1.0-libav \
-gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools help2man junit5 \
-libclang-rt-19-dev libgstreamer-plugins-base1.0-dev libgstreamer1.0-dev llvm-19 mypy \
-openjdk-17-jdk-headless pybind11-dev python3 python3-build python3-dev python3-matplotlib \
-python3-numpy python3-pytest python3-setuptools python3-venv python3-wheel qemu-user valgrind zsh"
+g++-aarch64-linux-gnu g++-arm-linux-gnueabi googletest groff help2man junit5 libclang-rt-19-dev \
+llvm-19 openjdk-17-jdk-headless qemu-user valgrind zsh"
+test_packages="$test_packages mypy pybind11-dev python3 python3-build python3-dev \
+python3-matplotlib python3-numpy python3-pytest python3-setuptools python3-venv python3-wheel"
+test_packages="$test_packages gstreamer1.0-libav gstreamer1.0-plugins-base \
+gstreamer1.0-plugins-good gstreamer1.0-tools libgstreamer-plugins-base1.0-dev libgstreamer1.0-dev"
+test_packages="$test_packages munge python3-dask python3-distributed slurm-wlm"
 bench_packages="$build_packages ffmpeg gnuplot-nox libopencv-videostab-dev libvidstab-dev python3"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
 package_packages="$build_packages autopkgtest debhelper debootstrap dpkg-dev help2man lintian"
