@@ -16,6 +16,34 @@ printf '1\n00:00:00,050 --> 00:00:00,300\nHello\n' >text.srt
 printf 'a font, for all that is known' >some.ttf
 printf 'anything' >notes.bin
 head -c 400 /dev/urandom >log.bin
+# make_mett FROM TO: a GPMF track becomes timed metadata, whose type stands in its sample entry.
+make_mett() {
+    python3 - "$1" "$2" <<'END'
+import struct, sys
+data = open(sys.argv[1], "rb").read()
+texts = b"\0application/gyro\0"
+
+def grown(start, end, path):
+    """The boxes of a part of the file, those on the path to the sample entry with the texts added."""
+    result = b""
+    while start < end:
+        size, kind = struct.unpack(">I4s", data[start:start + 8])
+        content = data[start + 8:start + size]
+        inside = data[start:start + size].find(b"stsd") >= 0 and b"gpmd" in content
+        if kind == b"stsd" and b"gpmd" in content:
+            entry = content[8:24].replace(b"gpmd", b"mett") + texts
+            content = content[:8] + struct.pack(">I", len(entry)) + entry[4:]
+        elif kind == path[0] and inside:
+            content = grown(start + 8, start + size, path[1:])
+        result += struct.pack(">I", len(content) + 8) + kind + content
+        start += size
+    return result
+
+moov = data.rindex(b"moov") - 4
+path = [b"moov", b"trak", b"mdia", b"minf", b"stbl", b""]
+open(sys.argv[2], "wb").write(data[:moov] + grown(moov, len(data), path))
+END
+}
 # shellcheck disable=SC2046
 {
     ffmpeg -v error $(picture) -frames:v 1 cover.jpg
@@ -26,6 +54,7 @@ head -c 400 /dev/urandom >log.bin
     ffmpeg -v error $(picture) -i text.srt -f data -i log.bin -map 0 -map 1 -map 2 -c:v libx264 -preset ultrafast -c:s mov_text -c:d copy \
         -tag:d gpmd -timecode 01:02:03:04 b.mov
     sed 's/gpmd/camm/g' b.mov >c.mov
+    make_mett b.mov e.mov
     ffmpeg -v error $(picture) -pix_fmt yuv420p10le -c:v libx265 -preset ultrafast -color_trc smpte2084 -color_primaries bt2020 \
         -colorspace bt2020nc -x265-params "log-level=none:hdr10=1:max-cll=1000,400:master-display=G(13250,34500)B(7500,3000)R(34000,16000)WP(15635,16450)L(10000000,1)" d.mkv
 }
@@ -45,7 +74,7 @@ for container in $containers; do
     fast="--preset ultrafast"
     [ "$container" = webm ] && fast="--encoder-option deadline=realtime --encoder-option cpu-used=8"
     # shellcheck disable=SC2086
-    "$framehold" stabilize a.mkv b.mov c.mov d.mkv -j 2 --no-motion --focal 200 --readout 0 --crop 90 $fast \
+    "$framehold" stabilize a.mkv b.mov c.mov d.mkv e.mov -j 2 --no-motion --focal 200 --readout 0 --crop 90 $fast \
         -q -o "$container/{name}.$container" 2>"$container.log" || [ $? -eq 3 ] ||
         { cat "$container.log"; exit 1; }
 done
@@ -67,6 +96,7 @@ cover picture|a|mjpeg.*attached_pic=1|video, mjpeg
 time code|b|timecode=01:02:03:04|tmcd
 GPMF motion log|b|codec_tag_string=gpmd|data, gpmd
 CAMM motion log|c|codec_tag_string=camm|data, camm
+timed metadata of sensors|e|codec_tag_string=mett|data, mett) is left out: its motion
 mastering display, light levels|d|Mastering|HDR'
 
 failed=0

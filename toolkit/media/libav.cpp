@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -87,6 +88,12 @@ AVDictionary* inputLimits(bool isPipe) {
 }  // namespace
 
 std::string fileUrl(const std::string& path) { return "file:" + path; }
+
+std::string pathOf(const AVFormatContext& file) {
+    const std::string_view url = file.url;
+    const std::string prefix = fileUrl("");
+    return std::string(url.substr(0, prefix.size()) == prefix ? url.substr(prefix.size()) : "");
+}
 
 void setSequenceRate(double framesPerSecond) { sequenceRate = framesPerSecond; }
 

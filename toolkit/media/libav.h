@@ -40,6 +40,9 @@ using AvInput = std::unique_ptr<AVFormatContext, CloseInput>;
 /// Path as FFmpeg's libraries take it, whatever characters are in it.
 std::string fileUrl(const std::string& path);
 
+/// Path of an open file; empty for one that is not, such as standard input.
+std::string pathOf(const AVFormatContext& file);
+
 /// Sets the frames per second of all image sequences that are opened from now on: their files do not
 /// say it. Greater than 0.
 void setSequenceRate(double framesPerSecond);

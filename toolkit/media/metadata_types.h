@@ -5,6 +5,14 @@
 
 namespace framehold {
 
+// Types of timed metadata that hold a sensor's readings.
+constexpr char kGyroscopeMetadata[] = "application/gyro";
+constexpr char kAccelerometerMetadata[] = "application/accel";
+
+inline bool isSensorMetadata(const std::string& type) {
+    return type == kGyroscopeMetadata || type == kAccelerometerMetadata;
+}
+
 /// MIME types of the timed metadata in an MP4 or MOV file, by the number of the track: of tracks of
 /// type `mett`, whose types FFmpeg does not hand on. Empty for other files; what is broken is left
 /// out. Throws FileError if the file cannot be read.

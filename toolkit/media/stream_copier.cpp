@@ -1,5 +1,7 @@
 #include "media/stream_copier.h"
 
+#include "media/metadata_types.h"
+
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -23,10 +25,20 @@ bool isMadeByContainer(const AVFormatContext& file, const AVStream& stream) {
     return isData && (isTimecode || isChapters);
 }
 
-/// True for logs of the camera's motion, CAMM and GPMF: a stabilized picture moves otherwise.
-bool isMotionLog(const AVCodecParameters& codec) {
-    return codec.codec_type == AVMEDIA_TYPE_DATA && (codec.codec_tag == MKTAG('g', 'p', 'm', 'd') ||
-                                                     codec.codec_tag == MKTAG('c', 'a', 'm', 'm'));
+/// True for logs of the camera's motion, CAMM, GPMF and timed metadata of sensors: a stabilized
+/// picture moves otherwise.
+bool isMotionLog(const AVFormatContext& file, const AVStream& stream) {
+    const AVCodecParameters& codec = *stream.codecpar;
+    if (codec.codec_type != AVMEDIA_TYPE_DATA) return false;
+    if (codec.codec_tag != MKTAG('m', 'e', 't', 't')) {
+        return codec.codec_tag == MKTAG('g', 'p', 'm', 'd') ||
+               codec.codec_tag == MKTAG('c', 'a', 'm', 'm');
+    }
+    const std::string path = pathOf(file);
+    if (path.empty()) return false;
+    const auto types = metadataTypes(path);
+    const auto type = types.find(stream.id);
+    return type != types.end() && isSensorMetadata(type->second);
 }
 
 bool isMatroska(const AVOutputFormat& container) {
@@ -91,7 +103,7 @@ StreamCopier::StreamCopier(AVFormatContext& to, const AVFormatContext& from, int
         const AVStream& stream = *from.streams[i];
         if (stream.index == leaveOut || isMadeByContainer(from, stream)) continue;
         const AVCodecParameters& codec = *stream.codecpar;
-        if (isMotionLog(codec)) {
+        if (isMotionLog(from, stream)) {
             losses_.push_back(describe(stream) +
                               " is left out: its motion is not that of the stabilized picture");
         } else if (isMatroska(*to.oformat) && isCover(stream)) {

@@ -38,7 +38,7 @@ std::vector<Source> timedMetadata(const AVFormatContext& format, const std::stri
     std::vector<Source> sources;
     const auto types = metadataTypes(path);
     for (const auto& [type, isAcceleration] :
-         {std::pair{"application/gyro", false}, std::pair{"application/accel", true}}) {
+         {std::pair{kGyroscopeMetadata, false}, std::pair{kAccelerometerMetadata, true}}) {
         for (unsigned i = 0; i < format.nb_streams; ++i) {
             const auto found = types.find(format.streams[i]->id);
             if (found == types.end() || found->second != type) continue;
