@@ -6,8 +6,8 @@
 #include "common/text_fields.h"
 #include "media/telemetry_track.h"
 #include "motion/formats/telemetry_formats.h"
-#include "motion/formats/text_columns.h"
 #include "motion/formats/text_formats.h"
+#include "motion/other_sensor.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -34,55 +34,6 @@ constexpr TextFormat kTextFormats[] = {
     {detectSensorCsv, parseSensorCsv}, {detectFlightLog, parseFlightLog},
 };
 
-/// The name in lower case without extension, words that name a sensor, and separators.
-std::string nameWithoutSensor(const fs::path& file) {
-    std::string name = lowerCase(file.stem().string());
-    // Longer words before the words that they contain.
-    for (const std::string_view word :
-         {"uncalibrated", "total", "accelerometer", "acceleration", "accel", "acc", "gyroscope",
-          "gyro", "angularvelocity", "rotationrate", "gravity", "_", "-", " ", "."}) {
-        for (size_t at; (at = name.find(word)) != std::string::npos;) name.erase(at, word.size());
-    }
-    return name;
-}
-
-/// Some apps write, beside what they call accelerometer, the sum with gravity and gravity alone;
-/// the accelerometer's is then without it.
-int gravityRank(const fs::path& file) {
-    const std::string name = lowerCase(file.filename().string());
-    if (name.find("total") != std::string::npos) return 2;
-    return name.find("gravity") != std::string::npos ? 1 : 0;
-}
-
-struct Candidates {
-    std::vector<fs::path> byName;  // the best one first
-    std::vector<fs::path> others;
-};
-
-Candidates candidatesBeside(const fs::path& path, SensorKind missing) {
-    Candidates candidates;
-    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        const fs::path& file = entry.path();
-        std::error_code ignored;
-        throwIfInterrupted();
-        if (!entry.is_regular_file(ignored) || fs::equivalent(file, path, ignored)) continue;
-        if (lowerCase(file.extension().string()) != lowerCase(path.extension().string())) continue;
-        const SensorKind kind = sensorNamedIn(file.filename().string());
-        if (kind == missing && nameWithoutSensor(file) == nameWithoutSensor(path)) {
-            candidates.byName.push_back(file);
-        } else if (kind == missing || kind == SensorKind::kUnnamed) {
-            candidates.others.push_back(file);
-        }
-    }
-    std::sort(candidates.others.begin(), candidates.others.end());
-    std::sort(candidates.byName.begin(), candidates.byName.end(),
-              [](const fs::path& a, const fs::path& b) {
-                  return std::pair(-gravityRank(a), a) < std::pair(-gravityRank(b), b);
-              });
-    return candidates;
-}
-
 /// Limits what is read beside a log to a few files, and to a few times its own size.
 class ReadingBudget {
 public:
@@ -94,16 +45,11 @@ public:
         throwIfInterrupted();
         std::error_code failed;
         const uintmax_t size = fs::file_size(file, failed);
-        if (failed || size > bytes_ || files_ == 0) {
-            ++leftOut_;
-            return false;
-        }
+        if (failed || size > bytes_ || files_ == 0) return false;
         bytes_ -= size;
         --files_;
         return true;
     }
-
-    size_t leftOut() const { return leftOut_; }
 
 private:
     static constexpr uintmax_t kTimesLog = 4;
@@ -112,71 +58,32 @@ private:
 
     uintmax_t bytes_;
     int files_ = kFiles;
-    size_t leftOut_ = 0;
 };
 
-bool overlap(const std::vector<MotionSample>& a, const std::vector<MotionSample>& b) {
-    return !a.empty() && !b.empty() && a.front().time <= b.back().time &&
-           b.front().time <= a.back().time;
-}
-
-/// A log that has what is missing; throws if the file cannot be read as a log.
-std::optional<MotionLog> tryRead(const fs::path& file, const MotionLog& log) {
-    MotionLog other = parseTextLog(file.string(), readFile(file.string()));
-    const bool fits =
-        log.gravity.empty() ? overlap(log.rates, other.gravity) : overlap(log.gravity, other.rates);
-    return fits ? std::optional(std::move(other)) : std::nullopt;
-}
-
-void complete(const fs::path& file, MotionLog&& other, MotionLog& log) {
-    if (log.gravity.empty()) {
-        log.gravity = std::move(other.gravity);
-        log.outOfOrder.gravity = other.outOfOrder.gravity;
-    } else {
-        log.rates = std::move(other.rates);
-        log.outOfOrder.rates = other.outOfOrder.rates;
+/// The files beside a log, of its extension.
+std::vector<fs::path> filesBeside(const fs::path& path) {
+    std::vector<fs::path> files;
+    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        const fs::path& file = entry.path();
+        std::error_code ignored;
+        throwIfInterrupted();
+        if (!entry.is_regular_file(ignored) || fs::equivalent(file, path, ignored)) continue;
+        if (lowerCase(file.extension().string()) != lowerCase(path.extension().string())) continue;
+        files.push_back(file);
     }
-    log.files.push_back(file.string());
-    for (const std::string& note : other.notes) {
-        log.notes.push_back(file.filename().string() + ": " + note);
-    }
+    return files;
 }
 
-/// Adds the other sensor to a log that has one of the two only, see readMotionLog. Where several
-/// files fit, a note says so. path: of the log.
+/// Adds the other sensor to a log that has one of the two only. path: of the log.
 void addSibling(const std::string& path, MotionLog& log) {
-    if (!log.orientations.empty() || log.rates.empty() == log.gravity.empty()) return;
-    const SensorKind missing = log.rates.empty() ? SensorKind::kRate : SensorKind::kGravity;
-    const Candidates candidates = candidatesBeside(path, missing);
+    if (!lacksSensor(log)) return;
     ReadingBudget budget(path);
-    for (const fs::path& file : candidates.byName) {
-        if (!budget.allows(file)) continue;
-        if (auto other = tryRead(file, log)) return complete(file, *std::move(other), log);
-    }
-    std::optional<std::pair<fs::path, MotionLog>> found;  // the first
-    size_t fitting = 0;
-    for (const fs::path& file : candidates.others) {
-        if (!budget.allows(file)) continue;
-        try {
-            auto other = tryRead(file, log);
-            if (other && fitting++ == 0) found.emplace(file, *std::move(other));
-        } catch (const FileError&) {
-            // Deliberate: whatever else lies in the folder need not be a log.
-        }
-    }
-    if (budget.leftOut() > 0) {
-        log.notes.push_back(fmt::format(
-            "{} files beside it were not looked at for the other sensor: they are too many or too "
-            "large; name the right one as this one, with gyro or accel for the sensor",
-            budget.leftOut()));
-    } else if (fitting == 1) {
-        return complete(found->first, std::move(found->second), log);
-    } else if (fitting > 1) {
-        log.notes.push_back(fmt::format(
-            "{} files beside it could be the other sensor's, and none was taken; name the right "
-            "one as this one, with gyro or accel for the sensor",
-            fitting));
-    }
+    const ReadLog read = [&budget](const fs::path& file) -> std::optional<MotionLog> {
+        if (!budget.allows(file)) return std::nullopt;
+        return parseTextLog(file.string(), readFile(file.string()));
+    };
+    addOtherSensor(path, filesBeside(path), read, log);
 }
 
 void dropRepeats(MotionLog& log) {
