@@ -42,6 +42,9 @@ private:
 
     Interval find(double time) const;
 
+    /// Index of the first pose after a time from the first one's on and before the last one's.
+    size_t firstAfter(double time) const;
+
     /// Rotation vector from the pose before to pose i > 0.
     Eigen::Vector3d turnTo(size_t i) const;
 
