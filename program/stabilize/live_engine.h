@@ -1,9 +1,9 @@
 #pragma once
 
 #include "clip/clip_settings.h"
+#include "media/padded_frame.h"
 #include "session/session_file.h"
 #include "stabilize/clip_engine.h"
-#include "stabilize/padded_frame.h"
 #include "stabilize/path_observer.h"
 #include "zpr_framehold.h"
 #include "zpr_smoothing_policy.h"

@@ -12,6 +12,9 @@ public:
     /// width: of the padded frame; may be that of the content, which is left alone then.
     PaddedFrame(int contentWidth, int width);
 
+    /// Columns before the content.
+    int left() const { return left_; }
+
     /// Pads a frame: the frame itself if its width will do, else a copy that is valid until the next
     /// call. It keeps the frame's pts and duration.
     const AVFrame* pad(const AVFrame& frame);

@@ -1,4 +1,4 @@
-#include "stabilize/padded_frame.h"
+#include "media/padded_frame.h"
 
 #include <algorithm>
 #include <cstring>
