@@ -11,15 +11,6 @@ namespace framehold {
 
 namespace {
 
-/// True if an output dimension shows more than the input has. The library adds half the size
-/// difference, in input pixels, to the zoom about the centre.
-bool looksOutside(int input, int output, int cropPercent) {
-    const double shown = input * cropPercent / 100.0;
-    const int margin = (input - output) / 2;
-    const double first = margin * shown / output - shown / 2.0 + output / 2.0;
-    return first < 0.0 || first + shown > input;
-}
-
 void warnAboutOutputSize(const PictureSize& video, ClipSettings& settings) {
     const auto& [width, height] = settings.output;
     const std::string size = fmt::format("--output-size {}x{}", width, height);
