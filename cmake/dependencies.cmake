@@ -12,6 +12,7 @@ endif()
 if(FRAMEHOLD_BUILD_TOOLS)
   find_package(nlohmann_json REQUIRED)
   pkg_check_modules(LIBAV REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswscale)
+  pkg_check_modules(LIBZIP REQUIRED IMPORTED_TARGET libzip)
   find_opencv(core imgproc video calib3d features2d)
   # Not by Ceres' own CMake package: through glog it wants a libunwind that libc++'s excludes.
   find_path(CERES_INCLUDE_DIR ceres/ceres.h REQUIRED)

@@ -4,7 +4,7 @@
 build_packages="ca-certificates cmake g++ ninja-build pkg-config libavcodec-dev libavformat-dev \
 libavutil-dev libswscale-dev libceres-dev libcli11-dev libeigen3-dev libfmt-dev \
 libopencv-calib3d-dev libopencv-core-dev libopencv-features2d-dev libopencv-imgproc-dev \
-libopencv-video-dev nlohmann-json3-dev"
+libopencv-video-dev libzip-dev nlohmann-json3-dev"
 test_packages="$build_packages binutils chromium clang-19 clang-format doxygen ffmpeg fish \
 g++-aarch64-linux-gnu g++-arm-linux-gnueabi googletest groff help2man junit5 libclang-rt-19-dev \
 llvm-19 openjdk-17-jdk-headless qemu-user valgrind zsh"

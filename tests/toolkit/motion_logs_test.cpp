@@ -4,6 +4,7 @@
 #include "motion/formats/telemetry_formats.h"
 #include "motion/formats/text_times.h"
 #include "motion/motion_log_reader.h"
+#include "support/archives.h"
 #include "support/temporary_folder.h"
 #include "toolkit/telemetry_builder.h"
 
@@ -298,6 +299,76 @@ TEST(MotionLogs, FilesOfOneSensor) {
     const TemporaryFolder alone;
     EXPECT_THROW(readMotionLog(alone.write("accel.csv", accel)), FileError);
     EXPECT_THROW(readMotionLog(alone.write("magnetic.csv", accel)), FileError);
+}
+
+TEST(Archives, HoldLogsOfOneSession) {
+    const auto sample = [](const std::string& name) {
+        return std::pair("session/" + std::filesystem::path(name).filename().string(),
+                         readFile(kData + name));
+    };
+    const auto gyroscope = sample("iphone/Gyroscope.csv");
+    const auto accelerometer = sample("iphone/Accelerometer.csv");
+    const auto elsewhere = std::pair<std::string, std::string>("b/gyro.csv", gyroscope.second);
+    const auto outside = std::pair<std::string, std::string>("../../gyro.csv", gyroscope.second);
+    using Files = std::vector<std::pair<std::string, std::string>>;
+    // What is taken; or the error.
+    const std::tuple<Files, const char*> kCases[] = {
+        {{gyroscope, accelerometer, {"session/clip.mp4", "video"}, {"session/Metadata.csv", "x\n"}},
+         "taken from the archive: session/Gyroscope.csv and session/Accelerometer.csv"},
+        {{gyroscope, {"session/GyroscopeUncalibrated.csv", "x\n"}, {"__MACOSX/._gyro.csv", "x"}},
+         "taken from the archive: session/Gyroscope.csv"},
+        {{sample("camera-1.3.gcsv"), {"notes.txt", "of the day"}},
+         "taken from the archive: session/camera-1.3.gcsv"},
+        {{outside}, "taken from the archive: ../../gyro.csv"},
+        {{gyroscope, elsewhere},
+         ": holds several logs: session/Gyroscope.csv, b/gyro.csv; unpack the right one and give "
+         "that"},
+        {{{"a.csv", "1"}, {"b.bin", ""}}, "/a.csv:1: not a motion log of a format that is known"},
+        {{{"a.mp4", "1"}}, ": holds no motion log; in it are a.mp4"},
+        {{{"gyro.csv", "seconds_elapsed,x,y,z\n0,1,nonsense,3\n1,1,2,3\n"}},
+         "/gyro.csv:2: y: 'nonsense' is not a finite number"},
+        {{{"gyro.csv", std::string(40 << 20, '0')}},
+         "/gyro.csv: has 41943040 bytes unpacked, more than an archive of this size may hold"},
+        {{accelerometer}, ": holds no motion log"},
+        {Files(10001, {"", ""}), ": holds 10001 files where at most 10000 are allowed"},
+    };
+    for (auto [files, expected] : kCases) {
+        SCOPED_TRACE(expected);
+        const TemporaryFolder folder;
+        const std::string path = folder.path("export.zip");
+        const bool areMany = files.size() > 100;
+        for (size_t i = 0; areMany && i < files.size(); ++i) files[i].first = std::to_string(i);
+        writeArchive(path, files);
+        EXPECT_FALSE(isVideoFile(path));
+        if (expected[0] != 't') {
+            const std::string error = errorOf([&] { readMotionLog(path); });
+            EXPECT_EQ(error.find(path + expected), 0u) << error;
+            continue;
+        }
+        const MotionLog log = readMotionLog(path);
+        EXPECT_EQ(log.rates.size(), 10u);
+        EXPECT_EQ(log.notes.at(0), expected);
+        EXPECT_EQ(log.files, std::vector<std::string>{path});
+        if (files.size() != 4) continue;
+        EXPECT_EQ(log.gravity.size(), 10u);
+        EXPECT_EQ(log.notes.back(),
+                  "session/clip.mp4 in the archive is not used: videos are read unpacked only");
+    }
+    // Of each broken archive there is an error, and nothing is ever written.
+    const TemporaryFolder folder;
+    const std::string path = folder.path("export.zip");
+    writeArchive(path, {gyroscope}, "secret");
+    const std::string error = errorOf([&] { readMotionLog(path); });
+    EXPECT_EQ(error.find(path + "/session/Gyroscope.csv: cannot be unpacked: "), 0u) << error;
+    writeArchive(path, {gyroscope, accelerometer});
+    const std::string whole = readFile(path);
+    for (size_t size = 1; size < whole.size(); size += 13) {
+        folder.write("export.zip", whole.substr(0, size));
+        EXPECT_THROW(readMotionLog(path), FileError) << size;
+    }
+    const auto files =
+        std::filesystem::directory_iterator(std::filesystem::path(path).parent_path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 1);
 }
 
 TEST(Gpmf, SamplesHaveUnitsAxesAndEvenTimes) {

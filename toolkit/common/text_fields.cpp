@@ -180,6 +180,11 @@ bool startsAsUtf16(std::string_view text) {
     return mark == "\xFF\xFE" || mark == "\xFE\xFF";
 }
 
+bool startsAsArchive(std::string_view bytes) {
+    // A first file, or none.
+    return bytes.substr(0, 4) == "PK\x03\x04" || bytes.substr(0, 4) == "PK\x05\x06";
+}
+
 std::optional<std::string> fromUtf16(std::string_view text) {
     if (!startsAsUtf16(text)) return std::nullopt;
     const bool isLittleEndian = text[0] == '\xFF';

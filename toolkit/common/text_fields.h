@@ -55,6 +55,9 @@ std::optional<std::string> fromUtf16(std::string_view text);
 /// True for the byte order mark of UTF-16 at the start.
 bool startsAsUtf16(std::string_view text);
 
+/// True for the first bytes of a zip archive.
+bool startsAsArchive(std::string_view bytes);
+
 /// Content of a regular file, at most its first `most` bytes. Other files, such as pipes, are
 /// refused without waiting for them. Throws FileError, also for files that are empty.
 std::string readFile(const std::string& path, size_t most = SIZE_MAX);

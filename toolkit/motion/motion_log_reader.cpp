@@ -116,7 +116,9 @@ MotionLog parseTextLog(const std::string& name, std::string_view content) {
             "first line names a column of time and three axes of a gyroscope, an "
             "accelerometer or a rotation vector; rows of x,y,z,timestamp_ns, of a time and "
             "three axes, or of one sensor each; logs of flight controllers; EuRoC (first "
-            "line \"#timestamp [ns],...\"); and MP4 or MOV with GPMF, CAMM or mett telemetry",
+            "line \"#timestamp [ns],...\"); zip archives of these; and MP4 or MOV with GPMF, CAMM "
+            "or "
+            "mett telemetry",
             excerpt(firstLine(content))));
 }
 
@@ -137,7 +139,7 @@ bool isVideoFile(const std::string& path) {
     // Text has no zero bytes but in UTF-16, and the start of nearly every video has.
     constexpr size_t kHead = 64;
     const std::string head = readFile(path, kHead);
-    if (startsAsUtf16(head)) return false;
+    if (startsAsUtf16(head) || startsAsArchive(head)) return false;
     const auto startsWith = [&head](std::string_view text) {
         return std::string_view(head).substr(0, text.size()) == text;
     };
@@ -149,6 +151,10 @@ MotionLog readMotionLog(const std::string& path) {
     if (isVideoFile(path)) {
         if (auto log = readVideoTelemetry(path)) return *std::move(log);
         throw FileError(path, 0, "holds no motion telemetry (no GPMF, CAMM or mett track)");
+    }
+    if (isArchive(path)) {
+        LogArchive archive(path);
+        return readArchivedLog(archive);
     }
     const bool isPipe = isSpecialFile(path);
     MotionLog log = parseTextLog(path, isPipe ? readPipe(path) : readFile(path));

@@ -1,0 +1,142 @@
+// The log in a zip archive: which of its files are taken, and what is said of the others.
+#include "common/text_fields.h"
+#include "motion/motion_log_reader.h"
+#include "motion/other_sensor.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+namespace framehold {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string namesOf(const std::vector<ArchiveEntry>& entries) {
+    constexpr size_t kMost = 5;
+    std::vector<std::string> names;
+    for (size_t i = 0; i < std::min(entries.size(), kMost); ++i) {
+        names.push_back(excerpt(entries[i].name));
+    }
+    const std::string end =
+        entries.size() > kMost ? fmt::format(" and {} more", entries.size() - kMost) : "";
+    return fmt::format("{}{}", fmt::join(names, ", "), end);
+}
+
+[[noreturn]] void refuse(const LogArchive& archive, const std::vector<ArchiveEntry>& logs) {
+    throw FileError(
+        archive.path(), 0,
+        fmt::format("holds several logs: {}; unpack the right one and give that", namesOf(logs)));
+}
+
+MotionLog parse(LogArchive& archive, const ArchiveEntry& entry) {
+    MotionLog log = parseTextLog(archive.pathOf(entry), archive.read(entry));
+    log.files = {entry.name};
+    return log;
+}
+
+/// The only log among files that name neither sensor.
+MotionLog findByContent(LogArchive& archive) {
+    constexpr size_t kMostFiles = 16;
+    const std::vector<ArchiveEntry> entries = unnamedLogs(archive);
+    std::vector<ArchiveEntry> found;
+    MotionLog result;
+    size_t leftOut = 0;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (i >= kMostFiles || !archive.allows(entries[i])) {
+            ++leftOut;
+            continue;
+        }
+        try {
+            MotionLog log = parse(archive, entries[i]);
+            if (log.rates.empty() && log.orientations.empty()) continue;
+            found.push_back(entries[i]);
+            if (found.size() == 1) result = std::move(log);
+        } catch (const FileError&) {
+            // Deliberate: whatever else is in the archive need not be a log. The only file must be.
+            if (entries.size() == 1) throw;
+        }
+    }
+    if (found.size() > 1) refuse(archive, found);
+    if (found.empty()) {
+        throw FileError(archive.path(), 0,
+                        archive.entries().empty() ? "holds no files"
+                                                  : fmt::format("holds no motion log; in it are {}",
+                                                                namesOf(archive.entries())));
+    }
+    if (leftOut > 0) {
+        result.notes.push_back(fmt::format(
+            "{} files in the archive were not looked at: they are too many or too large", leftOut));
+    }
+    return result;
+}
+
+/// Files beside an entry, in its folder and of its extension.
+std::vector<fs::path> filesBeside(const fs::path& path, const LogArchive& archive) {
+    std::vector<fs::path> files;
+    for (const ArchiveEntry& entry : archive.entries()) {
+        const fs::path file(entry.name);
+        const bool isBeside =
+            file.parent_path() == path.parent_path() && file != path &&
+            lowerCase(file.extension().string()) == lowerCase(path.extension().string());
+        if (isBeside) files.push_back(file);
+    }
+    return files;
+}
+
+void addSibling(LogArchive& archive, MotionLog& log) {
+    const ReadLog read = [&archive](const fs::path& file) -> std::optional<MotionLog> {
+        const auto& entries = archive.entries();
+        const auto entry = std::find_if(entries.begin(), entries.end(),
+                                        [&](const auto& e) { return e.name == file.string(); });
+        if (entry == entries.end() || !archive.allows(*entry)) return std::nullopt;
+        return parse(archive, *entry);
+    };
+    const fs::path path = log.files.front();
+    if (lacksSensor(log)) addOtherSensor(path, filesBeside(path, archive), read, log);
+}
+
+void addNotes(const LogArchive& archive, MotionLog& log) {
+    std::vector<std::string> taken;
+    for (const std::string& file : log.files) taken.push_back(excerpt(file));
+    log.notes.insert(log.notes.begin(),
+                     fmt::format("taken from the archive: {}", fmt::join(taken, " and ")));
+    const std::pair<std::vector<std::string_view>, const char*> kNotUsed[] = {
+        {{".mp4", ".mov", ".m4v", ".3gp", ".mkv"}, "videos are read unpacked only"},
+        {{".zip"}, "archives in archives are not opened"},
+        {{"timestamps.csv", "timestamps.txt"}, "unpack it to use it, with --frames"}};
+    for (const auto& [ends, reason] : kNotUsed) {
+        for (const ArchiveEntry& entry : archive.entries()) {
+            const std::string name = lowerCase(entry.name);
+            const bool isSo = std::any_of(ends.begin(), ends.end(), [&](std::string_view end) {
+                return name.size() >= end.size() &&
+                       std::string_view(name).substr(name.size() - end.size()) == end;
+            });
+            if (!isSo) continue;
+            log.notes.push_back(
+                fmt::format("{} in the archive is not used: {}", excerpt(entry.name), reason));
+            break;
+        }
+    }
+}
+
+}  // namespace
+
+MotionLog readArchivedLog(LogArchive& archive) {
+    const std::vector<ArchiveEntry> logs = gyroscopeLogs(archive);
+    if (logs.size() > 1) refuse(archive, logs);
+    MotionLog log = logs.empty() ? findByContent(archive) : parse(archive, logs.front());
+    addSibling(archive, log);
+    if (log.rates.empty() && log.orientations.empty()) {
+        throw FileError(archive.path(), 0,
+                        fmt::format("{} holds no gyroscope", excerpt(log.files.front())));
+    }
+    addNotes(archive, log);
+    log.files = {archive.path()};
+    return log;
+}
+
+}  // namespace framehold
