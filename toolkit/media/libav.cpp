@@ -2,12 +2,15 @@
 
 #include "common/image_sequence.h"
 #include "common/interruption.h"
+#include "common/output_file.h"
 #include "common/text_fields.h"
 
+#include <array>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <new>
 #include <string_view>
 
@@ -136,6 +139,22 @@ Source sourceOf(const std::string& path) {
 
 }  // namespace
 
+namespace {
+
+/// Throws MediaError if a file that cannot be read, for which code is below 0, is a zip archive.
+void refuseArchive(const std::string& path, int code) {
+    if (code >= 0 || isSpecialFile(path)) return;
+    std::array<char, 4> head{};
+    std::ifstream(path, std::ios::binary).read(head.data(), head.size());
+    if (!startsAsArchive({head.data(), head.size()})) return;
+    throw MediaError(
+        path,
+        "is a zip archive: unpack the video that it may hold; --motion takes logs in an "
+        "archive as they are");
+}
+
+}  // namespace
+
 AvInput openContainer(const std::string& path) {
     const bool isPipe = path == "-";
     Source source = sourceOf(path);
@@ -158,6 +177,7 @@ AvInput openContainer(const std::string& path) {
                          "transport streams and MP4 made for streaming)" +
                              libavMessage());
     }
+    refuseArchive(path, code);
     if (code < 0) throw MediaError(path, "cannot be opened" + libavMessage(), code);
     return AvInput(format);
 }
@@ -165,6 +185,7 @@ AvInput openContainer(const std::string& path) {
 void readStreamInfo(AVFormatContext& file, const std::string& path) {
     const int code = avformat_find_stream_info(&file, nullptr);
     throwIfInterrupted();
+    refuseArchive(path, code);
     if (code < 0) throw MediaError(path, "cannot be read", code);
 }
 
