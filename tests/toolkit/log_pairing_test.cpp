@@ -3,6 +3,7 @@
 
 #include "common/text_fields.h"
 #include "motion/clip_metadata.h"
+#include "support/archives.h"
 #include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -41,6 +42,13 @@ TEST(LogPairing, LogsAreFoundByTheirNamesAndFolders) {
         {"a.mp4", {"a/Gyroscope.csv", "b.mp4"}, "a/Gyroscope.csv"},
         {"20231114.mp4", {"2023-11-14/Gyroscope.csv", "2023-11-14/b.mp4"}, ""},
         {"clips/VID_...mp4", {"Gyroscope.csv", "clips/b.csv"}, ""},
+        {"a.mp4", {"a.zip", "b.mp4"}, "a.zip"},
+        {"a.mp4", {"a.zip", "session.zip"}, "a.zip"},
+        {"a.mp4", {"session.zip"}, "session.zip"},
+        {"a.mp4", {"session.zip", "b.mp4"}, ""},
+        {"a.mp4", {"session.zip", "Gyroscope.csv"}, "Gyroscope.csv"},
+        {"a.mp4", {"empty.zip", "text.csv"}, ""},
+        {"a.mp4", {"monday.zip", "tuesday.zip"}, nullptr},
         {"a.mp4", {"agyro.csv", "a_gyro.csv"}, nullptr},
         {"a.mp4", {"agyro.csv", "a/agyro.csv"}, nullptr},
     };
@@ -53,7 +61,12 @@ TEST(LogPairing, LogsAreFoundByTheirNamesAndFolders) {
         for (const char* other : pairing.others) {
             const std::string path = folder.path(other);
             std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-            folder.write(other, "");
+            const bool isArchive = std::filesystem::path(other).extension() == ".zip";
+            if (isArchive && std::string(other) != "empty.zip") {
+                writeArchive(path, {{"x/Gyroscope.csv", "1"}});
+            } else {
+                folder.write(other, "");
+            }
         }
         if (pairing.motion == nullptr) {
             const std::string error = errorOf([&] { findPairedLogs(video); });

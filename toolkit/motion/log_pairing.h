@@ -9,7 +9,7 @@ namespace framehold {
 /// its extension. Case does not matter.
 struct LogLayout {
     std::string_view video;   // {name} in lower case; empty: any
-    std::string_view motion;  // the gyroscope's log, or that of both sensors
+    std::string_view motion;  // the gyroscope's log, or that of both sensors, or an archive
     std::string_view frames;  // times of the frames; empty: none
 };
 
@@ -19,6 +19,8 @@ constexpr LogLayout kLogLayouts[] = {
     {"", "{name}_gyro.csv", "{name}_timestamps.csv"},
     {"movie", "gyro_accel.csv", "frame_timestamps.txt"},
     {"", "Gyroscope.csv", ""},
+    {"", "{name}.zip", ""},
+    {"", "*.zip", ""},
 };
 
 /// Folders in which a video's logs are looked for, from the video's own: {name} as above, {time} the
@@ -33,7 +35,8 @@ struct PairedLogs {
 };
 
 /// Looks for the logs of a video as apps write them. A log whose name does not have the video's is
-/// taken only if no other video is in its folder.
+/// taken only if no other video is in its folder. Archives are looked at only where nothing else is
+/// found, that of the video's name first; others must hold a file of a gyroscope's name.
 /// Throws FileError with all candidates if there are several logs.
 PairedLogs findPairedLogs(const std::string& video);
 
