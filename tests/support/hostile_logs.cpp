@@ -2,12 +2,15 @@
 // over them and holds it to 5 s of processor time and to 10 times the log's size in memory beyond
 // what it needs for a small log.
 // Usage: hostile_logs FRAMEHOLD [KIND...]; hostile_logs --write KIND FILE
+#include "support/archives.h"
 #include "support/temporary_folder.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -45,6 +48,18 @@ std::string row(double time) {
     char text[64];
     std::snprintf(text, sizeof text, "%.17g,1,2,3\n", time);
     return text;
+}
+
+/// A zip archive of files with these contents, named 0.csv, 1.csv, ...
+std::string archiveOf(const std::vector<std::string>& contents) {
+    const TemporaryFolder folder;
+    std::vector<std::pair<std::string, std::string>> files;
+    for (const std::string& content : contents) {
+        files.emplace_back(std::to_string(files.size()) + ".csv", content);
+    }
+    zpr_test::writeArchive(folder.path("hostile.zip"), files);
+    std::ifstream file(folder.path("hostile.zip"), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 struct Kind {
@@ -118,6 +133,11 @@ const Kind kKinds[] = {
     {"long_numbers",
      [] { return repeated(kHead + kTable, "0." + std::string(100'000, '1') + ",1,2,3\n"); }},
     {"gravity_only", [] { return repeated("t,ax,ay,az\n", "0,0,0,1\n"); }},
+    {"zip_log", [] { return archiveOf({repeated(kHead + kTable, "0,0,0,0\n")}); }},
+    {"zip_bomb", [] { return archiveOf({std::string(8 * kSize, '0')}); }},
+    {"zip_files", [] { return archiveOf(std::vector<std::string>(kSize / 100)); }},
+    {"zip_logs",
+     [] { return archiveOf(std::vector<std::string>(10, repeated(kTable, "0,0,0,0\n"))); }},
 };
 
 struct Usage {
