@@ -70,21 +70,26 @@ double TurnProducts::predicted(const LoggedCamera& camera) const {
 }
 
 double TurnProducts::explained(const LoggedCamera& camera) const {
-    const Agreement in = agreementOf(camera.axes);
-    const double scale = camera.focal * camera.unit;
-    const double unexplained = seenEnergy[0] + seenEnergy[1] -
-                               2.0 * scale * (in.agreement[0] + in.agreement[1]) +
-                               scale * scale * (in.energy[0] + in.energy[1]) +
-                               lever * (seenEnergy[2] - 2.0 * camera.unit * in.agreement[2] +
-                                        camera.unit * camera.unit * in.energy[2]);
+    return explained(agreementOf(camera.axes), camera.focal, camera.unit);
+}
+
+double TurnProducts::explained(const Agreement& in, double focal, double unit) const {
+    const double scale = focal * unit;
+    const double unexplained =
+        seenEnergy[0] + seenEnergy[1] - 2.0 * scale * (in.agreement[0] + in.agreement[1]) +
+        scale * scale * (in.energy[0] + in.energy[1]) +
+        lever * (seenEnergy[2] - 2.0 * unit * in.agreement[2] + unit * unit * in.energy[2]);
     const double all = seenEnergy[0] + seenEnergy[1] + lever * seenEnergy[2];
     return all > 0.0 ? 1.0 - unexplained / all : 0.0;
 }
 
 double TurnProducts::bestFocal(const AxisMapping& axes, double unit) const {
-    const Agreement in = agreementOf(axes);
-    const double energy = unit * (in.energy[0] + in.energy[1]);
-    return energy > 0.0 ? (in.agreement[0] + in.agreement[1]) / energy : 0.0;
+    return agreementOf(axes).bestFocal(unit);
+}
+
+double TurnProducts::Agreement::bestFocal(double unit) const {
+    const double across = unit * (energy[0] + energy[1]);
+    return across > 0.0 ? (agreement[0] + agreement[1]) / across : 0.0;
 }
 
 TurnComparison::TurnComparison(const std::vector<FeatureTracks>& samples, const GyroPath& gyro)

@@ -48,13 +48,15 @@ struct TurnProducts {
     /// Focal length that explains most; not above 0 if none does.
     double bestFocal(const AxisMapping& axes, double unit) const;
 
-private:
-    /// Sums in device axes of a mapping.
+    /// Sums in device axes of a mapping, for searches that try many cameras with the same axes.
     struct Agreement {
         Eigen::Vector3d agreement;
         Eigen::Vector3d energy;
+
+        double bestFocal(double unit) const;
     };
     Agreement agreementOf(const AxisMapping& axes) const;
+    double explained(const Agreement& in, double focal, double unit) const;
 };
 
 /// Compares the turns of a clip, or of parts of it, with a log at any time offset.
