@@ -18,7 +18,10 @@ ClipInputs loadClip(const InspectOptions& o) {
     ClipInputs inputs =
         loadClipInputs(findClipFiles(o.files), propertiesOf(VideoReader(o.files.video)));
     const CameraSettings camera = resolveCamera(o.camera, inputs);
-    inputs.metadata.timeOffset = camera.timeOffset.value;
+    inputs.metadata.timeOffset.reset();
+    if (camera.timeOffset.source != Source::kDefault) {
+        inputs.metadata.timeOffset = camera.timeOffset.value;
+    }
     inputs.metadata.readoutTime = camera.readoutTime.value;
     inputs.metadata.clockDrift = camera.clockDrift.value;
     inputs.metadata.axes = camera.axes.value;

@@ -35,7 +35,7 @@ void useTable(const std::string& video, const std::vector<double>& table,
 }  // namespace
 
 std::optional<LogFinding> checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
-                                         const ClipSettings& settings, RunMessages& messages) {
+                                         ClipSettings& settings, RunMessages& messages) {
     const std::string& video = clip.files.video;
     if (video == "-") {
         messages.note(
@@ -47,13 +47,26 @@ std::optional<LogFinding> checkBeforeRun(const StabilizeOptions& options, const 
     if (samples.empty()) return std::nullopt;  // the run itself says what is wrong with the video
     const std::vector<double>& table = clip.metadata.frameTimes;
     if (!table.empty()) useTable(video, table, samples);
-    const CameraSettings& camera = settings.camera;
+    CameraSettings& camera = settings.camera;
     const LensDistortion& lens = camera.lens.value;
     const double focal = focalLength(camera.fieldOfView.value, clip.video, lens);
-    const MotionCheck check = checkMotion(samples, clip.log->angularRates(),
-                                          {focal, camera.readoutTime.value, camera.timeOffset.value,
-                                           camera.clockDrift.value, camera.axes.value, lens},
-                                          throwIfInterrupted);
+    const std::vector<MotionSample> rates = clip.log->angularRates();
+    const auto checked = [&] {
+        return checkMotion(samples, rates,
+                           {focal, camera.readoutTime.value, camera.timeOffset.value,
+                            camera.clockDrift.value, camera.axes.value, lens},
+                           throwIfInterrupted);
+    };
+    MotionCheck check = checked();
+    const std::optional<FoundOffset> found = check.foundOffset;
+    if (found && found->isCertain() && camera.timeOffset.source == Source::kDefault) {
+        camera.timeOffset = {found->timeOffset, Source::kFound, "found in the clip"};
+        messages.note(
+            "the frames' clock is not the log's; the time offset was looked for in all of the "
+            "log: " +
+            describe(*found));
+        check = checked();
+    }
     for (const LogFinding& finding : check.findings) {
         if (finding.severity == Severity::kFatal && !options.force) {
             throw std::runtime_error(clip.files.motion + ": " + finding.text +

@@ -12,11 +12,12 @@
 namespace framehold {
 
 /// Compares samples of a clip with what its log predicts, and warns of what does not fit; returns
-/// the worst of it. Only notes that standard input can be read only once. Throws
-/// std::runtime_error, with the remedy, for a log that covers no frame or would make the clip
-/// shakier, unless options.force.
+/// the worst of it. Where the log covers no frame and nothing says the time offset, finds it in all of
+/// the log. Only notes that standard input can be read only once. Throws std::runtime_error, with the
+/// remedy, for a log that would make the clip shakier, or covers no frame at any offset that is well
+/// determined, unless options.force.
 std::optional<LogFinding> checkBeforeRun(const StabilizeOptions& options, const ClipInputs& clip,
-                                         const ClipSettings& settings, RunMessages& messages);
+                                         ClipSettings& settings, RunMessages& messages);
 
 /// Measures how a run changes the shake, on the same short parts of source and result.
 class ShakeComparison {

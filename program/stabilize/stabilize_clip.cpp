@@ -85,7 +85,7 @@ void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDi
     }
     checkOutput(options, video);
     const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
-    const ClipSettings settings = settingsFor(options, clip, display.progress.part(0.0, 0.0));
+    ClipSettings settings = settingsFor(options, clip, display.progress.part(0.0, 0.0));
     if (clip.log) {
         if (const auto finding = checkBeforeRun(options, clip, settings, messages)) {
             record.misfit = finding->text;

@@ -26,8 +26,9 @@ constexpr double kStill = 4e-4;
 constexpr double kFocalRange[] = {0.28, 10.0};  // of the width: 120 degrees to 6
 constexpr double kWholeStep = 0.008;            // seconds between offsets that are tried
 constexpr double kFineStep = 0.001;
-constexpr double kFarthest =
-    150.0;  // seconds from the given offset that are searched, for time's sake
+constexpr double kFarthest = 900.0;     // seconds to either side that are searched, for time's sake
+constexpr double kRivalDistance = 0.5;  // seconds between offsets that are not the same one
+constexpr double kRivalFactor = 1.5;    // of the unexplained variance, at least
 
 /// A way to use the log, and how well that fits.
 struct Use {
@@ -47,11 +48,22 @@ public:
     }
 
     MotionCheck run() {
+        const double first = samples_.front().frameTimes.front() + camera_.timeOffset;
+        const double last = samples_.back().frameTimes.back() + camera_.timeOffset;
+        coversNothing_ = last + camera_.readoutTime < gyro_.firstTime() || first > gyro_.lastTime();
+        if (coversNothing_ &&
+            (!comparison_.isEnough() || std::sqrt(comparison_.variance()) < kStill * width_)) {
+            add(Severity::kFatal,
+                asItIs() +
+                    "; the picture moves too little to find a time offset: give it with "
+                    "--time-offset");
+            return check_;
+        }
         if (!comparison_.isEnough()) return check_;
-        coversNothing_ = given_.offset + camera_.readoutTime / 2.0 < comparison_.smallestOffset() ||
-                         given_.offset - camera_.readoutTime / 2.0 > comparison_.largestOffset();
         if (const auto here = comparison_.at(given_.offset)) {
-            if (!camera_.focal) given_.camera.focal = plausibleFocal(*here, given_.camera);
+            if (!camera_.focal) {
+                given_.camera.focal = plausibleFocal(here->agreementOf(camera_.axes), 1.0);
+            }
             given_.explained = here->explained(given_.camera);
             check_.shake = std::sqrt(here->variance());
             const double predicted = std::sqrt(here->predicted(given_.camera));
@@ -75,8 +87,8 @@ private:
     }
 
     /// The best focal length in a usual range, or the middle of the range if none is.
-    double plausibleFocal(const TurnProducts& products, const LoggedCamera& camera) const {
-        const double best = products.bestFocal(camera.axes, camera.unit);
+    double plausibleFocal(const TurnProducts::Agreement& in, double unit) const {
+        const double best = in.bestFocal(unit);
         if (!(best > 0.0)) return width_;
         return std::clamp(best, kFocalRange[0] * width_, kFocalRange[1] * width_);
     }
@@ -96,44 +108,77 @@ private:
         bool unit = false;
     };
 
-    Use bestAt(double offset, const Freedom& free) const {
-        Use best = given_;
-        best.explained = -INFINITY;
-        const auto products = comparison_.at(offset);
-        if (!products) return best;
+    /// A use that anything fits better than.
+    Use worst() const {
+        Use use = given_;
+        use.explained = -INFINITY;
+        return use;
+    }
+
+    Use bestOf(const TurnProducts& products, double offset, const Freedom& free) const {
+        Use best = worst();
         static const std::vector<double> kUnits = {1.0, toRadians(1.0), toDegrees(1.0)};
         for (size_t i = 0; i < (free.axes ? allAxes().size() : 1); ++i) {
+            Use use = given_;
+            use.offset = offset;
+            if (free.axes) use.camera.axes = allAxes()[i];
+            const TurnProducts::Agreement in = products.agreementOf(use.camera.axes);
             for (size_t u = 0; u < (free.unit ? kUnits.size() : 1); ++u) {
-                Use use = given_;
-                use.offset = offset;
-                if (free.axes) use.camera.axes = allAxes()[i];
                 use.camera.unit = kUnits[u];
-                if (free.focal) use.camera.focal = plausibleFocal(*products, use.camera);
-                use.explained = products->explained(use.camera);
+                if (free.focal) use.camera.focal = plausibleFocal(in, use.camera.unit);
+                use.explained = products.explained(in, use.camera.focal, use.camera.unit);
                 keepBetter(best, use);
             }
         }
         return best;
     }
 
-    Use search(const Freedom& free) const {
-        Use best = bestAt(given_.offset, free);
-        if (free.offset == Range::kNone) return best;
-        double from = given_.offset - kNearby, to = given_.offset + kNearby;
-        if (free.offset == Range::kWhole) {
-            // Where the clocks have nothing in common, log and clip may have been started together.
-            const double around = coversNothing_
-                                      ? gyro_.firstTime() - samples_.front().frameTimes.front()
-                                      : given_.offset;
-            from = std::max(comparison_.smallestOffset(), around - kFarthest);
-            to = std::min(comparison_.largestOffset(), around + kFarthest);
-        }
+    Use bestAt(double offset, const Freedom& free) const {
+        const auto products = comparison_.at(offset);
+        return products ? bestOf(*products, offset, free) : worst();
+    }
+
+    /// Offsets of a search.
+    struct Interval {
+        double from;
+        double to;
+    };
+
+    Interval intervalOf(Range range) const {
+        if (range == Range::kNone) return {given_.offset, given_.offset};
+        if (range == Range::kNear) return {given_.offset - kNearby, given_.offset + kNearby};
+        const double least = comparison_.smallestOffset(), most = comparison_.largestOffset();
+        // Where the clocks have nothing in common, log and clip may have been started together.
+        const double around = coversNothing_ ? least + kFarthest : given_.offset;
+        if (most - least <= 2.0 * kFarthest) return {least, most};
+        return {std::max(least, around - kFarthest), std::min(most, around + kFarthest)};
+    }
+
+    /// The best use for each freedom, in one pass over the offsets. Those near `leftOut` are not tried.
+    std::vector<Use> search(const std::vector<Freedom>& freedoms,
+                            std::optional<double> leftOut = {}) const {
+        std::vector<Use> best(freedoms.size(), worst());
+        const auto tryAt = [&](double offset, Range least) {
+            if (leftOut && std::fabs(offset - *leftOut) < kRivalDistance) return;
+            const auto products = comparison_.at(offset);
+            for (size_t i = 0; products && i < best.size(); ++i) {
+                if (freedoms[i].offset < least) continue;
+                keepBetter(best[i], bestOf(*products, offset, freedoms[i]));
+            }
+        };
+        tryAt(given_.offset, Range::kNone);
+        Range widest = Range::kNone;
+        for (const Freedom& free : freedoms) widest = std::max(widest, free.offset);
+        const auto [from, to] = intervalOf(widest);
         int steps = 0;
         for (double offset = from; offset < to; offset += kWholeStep) {
             if (onStep_ && ++steps % 64 == 0) onStep_();
-            keepBetter(best, bestAt(offset, free));
+            tryAt(offset, widest);
         }
-        return refined(best, free);
+        for (size_t i = 0; i < best.size(); ++i) {
+            if (freedoms[i].offset != Range::kNone) best[i] = refined(best[i], freedoms[i]);
+        }
+        return best;
     }
 
     Use refined(Use best, const Freedom& free) const {
@@ -147,29 +192,75 @@ private:
     void diagnose() {
         const bool focalIsFree = !camera_.focal;
         if (given_.explained > kFitsWell) {
-            const Use nearby = search({Range::kNear, false, true, false});
+            const Use nearby = search({{Range::kNear, false, true, false}})[0];
             report(nearby);
             if (!lookForJumps(nearby)) check_.fittingOffset = nearby.offset;
             return;
         }
         if (lookForJumps(given_)) return;
-        const Use all = search({Range::kWhole, true, true, true});
-        if (all.explained < kFits) return reportNoFit(all);
-        check_.isHarmful = explainsLess_;
-        // The simplest change that does nearly as well as the best one.
-        const Freedom kSimple[] = {
+        // From the simplest change on.
+        const std::vector<Freedom> freedoms = {
             {Range::kNone, false, focalIsFree, true},   {Range::kNone, false, true, false},
             {Range::kWhole, false, focalIsFree, false}, {Range::kNone, true, focalIsFree, false},
-            {Range::kWhole, false, true, false},        {Range::kWhole, true, focalIsFree, false}};
-        Use use = all;
-        for (const Freedom& free : kSimple) {
-            const Use simple = search(free);
-            if (1.0 - simple.explained > 1.5 * (1.0 - all.explained) + 0.02) continue;
-            use = simple;
-            break;
+            {Range::kWhole, false, true, false},        {Range::kWhole, true, focalIsFree, false},
+            {Range::kWhole, true, true, true}};
+        const std::vector<Use> uses = search(freedoms);
+        const Use& all = uses.back();
+        if (all.explained < kFits) return reportNoFit(all);
+        check_.isHarmful = explainsLess_;
+        // The first that does nearly as well as the best one.
+        const auto use = std::find_if(uses.begin(), uses.end(), [&](const Use& simple) {
+            return 1.0 - simple.explained <= 1.5 * (1.0 - all.explained) + 0.02;
+        });
+        if (coversNothing_) {
+            judgeOffset(*use, freedoms[static_cast<size_t>(use - uses.begin())]);
+            if (!check_.foundOffset->isCertain()) {
+                return add(Severity::kFatal,
+                           fmt::format("{}; no time offset is certain: {}; give it with "
+                                       "--time-offset",
+                                       asItIs(), describe(*check_.foundOffset)));
+            }
         }
-        report(use);
-        if (!lookForJumps(use)) check_.fittingOffset = use.offset;
+        report(*use);
+        if (lookForJumps(*use)) {
+            check_.foundOffset.reset();
+        } else {
+            check_.fittingOffset = use->offset;
+        }
+    }
+
+    /// Says how certain an offset is that was found in all of the log. freedom: that it was found with.
+    void judgeOffset(const Use& use, const Freedom& freedom) {
+        constexpr double kReach = 0.004;       // seconds
+        constexpr double kCertain = 0.002;     // seconds; a tenth of a usual readout
+        constexpr double kWeak = 0.006;        // seconds
+        constexpr double kFreedomShare = 0.9;  // the rest goes into taking out slow motion
+        const auto at = [&](double aside) {
+            const auto products = comparison_.at(use.offset + aside);
+            return products ? 1.0 - products->explained(use.camera) : INFINITY;
+        };
+        FoundOffset found;
+        found.timeOffset = use.offset - camera_.readoutTime / 2.0;
+        found.explained = use.explained;
+        const Use rival = search({freedom}, use.offset)[0];
+        found.rivalExplained = std::max(0.0, rival.explained);
+        found.rivalTimeOffset = rival.offset - camera_.readoutTime / 2.0;
+        const auto products = comparison_.at(use.offset);
+        const double left = at(0.0), before = at(-kReach), after = at(kReach);
+        const double curvature = (before - 2.0 * left + after) / (kReach * kReach);
+        if (products && std::isfinite(curvature) && curvature > 0.0) {
+            const double shift = (before - after) / (2.0 * kReach * curvature);
+            found.timeOffset += std::clamp(shift, -kReach, kReach);
+            const double freedoms = kFreedomShare * 3.0 * static_cast<double>(products->pairs);
+            found.deviation = std::sqrt(2.0 * left / (freedoms * curvature));
+            const bool moves = std::sqrt(products->variance()) > kStill * width_;
+            const bool isAlone = 1.0 - found.rivalExplained > kRivalFactor * left;
+            if (moves && isAlone && found.deviation < kWeak) {
+                found.confidence =
+                    found.deviation < kCertain ? Confidence::kWellDetermined : Confidence::kWeak;
+            }
+        }
+        check_.foundOffset = found;
     }
 
     /// How the log fits as it is.
@@ -196,13 +287,11 @@ private:
         if (!check_.explained && !coversNothing_) {
             return add(severity(), text + ": start the log before the video and stop it after");
         }
-        text += best.explained > 0.0
-                    ? fmt::format(
-                          "; no time offset up to {:.0f} s away and no axes explain more "
-                          "than {:.0f} %",
-                          kFarthest, 100.0 * best.explained)
-                    : fmt::format("; no time offset up to {:.0f} s away and no axes mend that",
-                                  kFarthest);
+        const auto [from, to] = intervalOf(Range::kWhole);
+        text += fmt::format("; no time offset from {:.0f} to {:.0f} s and no axes {}", from, to,
+                            best.explained > 0.0
+                                ? fmt::format("explain more than {:.0f} %", 100.0 * best.explained)
+                                : "mend that");
         add(severity(), text +
                             ": it is another clip's log, or the picture moves by itself; give the "
                             "log that was recorded with the clip");
@@ -389,6 +478,14 @@ void takeLensOut(const PinholeCamera& camera, std::vector<FeatureTracks>& sample
 }
 
 }  // namespace
+
+std::string describe(const FoundOffset& found) {
+    return fmt::format(
+        "{:.4f} s +- {:.1f} ms explains {:.0f} % of the shake, the next best, {:.4f} s, {:.0f} %: "
+        "{}",
+        found.timeOffset, 1e3 * found.deviation, 100.0 * found.explained, found.rivalTimeOffset,
+        100.0 * found.rivalExplained, nameOf(found.confidence));
+}
 
 MotionCheck checkMotion(const std::vector<FeatureTracks>& samples,
                         const std::vector<MotionSample>& rates, const CheckedCamera& camera,

@@ -82,16 +82,23 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
 
     FeatureTracks onTable = tracks;
     onTable.frameTimes = times;
-    const CheckedCamera camera{metadata.focalLength,
-                               result.readoutTime,
-                               result.timeOffset,
-                               metadata.clockDrift.value_or(0.0),
-                               metadata.axes.value_or(log.orientation),
-                               metadata.lens.value_or(LensDistortion())};
+    CheckedCamera camera{metadata.focalLength,
+                         result.readoutTime,
+                         result.timeOffset,
+                         metadata.clockDrift.value_or(0.0),
+                         metadata.axes.value_or(log.orientation),
+                         metadata.lens.value_or(LensDistortion())};
     const std::vector<MotionSample> derived =
         log.rates.empty() ? log.angularRates() : std::vector<MotionSample>();
     const std::vector<MotionSample>& rates = log.rates.empty() ? derived : log.rates;
     if (times.size() > 1) result.motion = checkMotion({onTable}, rates, camera, throwIfInterrupted);
+    const std::optional<FoundOffset> found = result.motion.foundOffset;
+    if (found && found->isCertain() && !metadata.timeOffset) {
+        result.found = found;
+        result.timeOffset = camera.timeOffset = found->timeOffset;
+        result.uncovered = countUncovered(times, result);
+        result.motion = checkMotion({onTable}, rates, camera, throwIfInterrupted);
+    }
     // Only near an offset that fits is the regression, which is free to choose anything, certain.
     if (const auto around = result.motion.fittingOffset) {
         result.clock = synchronizeClocks(times, pictureMotions(tracks), rates, *around, kRange);
@@ -104,6 +111,12 @@ std::vector<LogFinding> findingsOf(const VideoInspection& v) {
     const auto add = [&](Severity severity, const std::string& text) {
         findings.push_back({severity, text});
     };
+    if (v.found) {
+        add(Severity::kNote,
+            "the frames' clock is not the log's; stabilize finds the time offset by itself as "
+            "well: " +
+                describe(*v.found));
+    }
     if (v.isApart() && v.motion.findings.empty()) {
         add(Severity::kFatal,
             fmt::format("no frame has motion: the log runs from {} to {}, the frames on the same "

@@ -18,9 +18,11 @@ struct VideoInspection {
     std::vector<std::string> losses;  // what of the video could not be read, for the user
     StampStatistics frames;           // without the time offset
     StampStatistics log;              // of the rates, or orientations where there are none
-    double timeOffset = 0.0;          // seconds, as given
-    double readoutTime = 0.0;         // seconds, as given, else the library's default
-    size_t uncovered = 0;             // frames outside of the log
+    double timeOffset = 0.0;          // seconds, as given or as `found` has it
+    /// Where none is given and the clocks have nothing in common, if it is well determined.
+    std::optional<FoundOffset> found;
+    double readoutTime = 0.0;  // seconds, as given, else the library's default
+    size_t uncovered = 0;      // frames outside of the log
     /// Clock of the times beside a clip.json against the video's own.
     struct TableClock {
         double drift;             // seconds per second that it gains
