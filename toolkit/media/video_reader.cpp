@@ -112,17 +112,31 @@ void VideoReader::notePacket() {
                                                        stream.time_base, {1, AV_TIME_BASE}));
 }
 
+/// Time at which the container says that it ends: that of its longest stream, if streams have durations
+/// of their own. Data does not count: motion may be logged before and after the pictures.
+int64_t VideoReader::statedEnd() const {
+    int64_t end = 0;
+    for (unsigned i = 0; i < format_->nb_streams; ++i) {
+        const AVStream& stream = *format_->streams[i];
+        const bool isData = stream.codecpar->codec_type == AVMEDIA_TYPE_DATA;
+        if (isData || stream.duration <= 0) continue;
+        const int64_t start = stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time;
+        end = std::max(end, av_rescale_q(av_sat_add64(start, stream.duration), stream.time_base,
+                                         AV_TIME_BASE_Q));
+    }
+    return end > 0 ? end : std::max<int64_t>(0, format_->start_time) + format_->duration;
+}
+
 /// code: of the read that gave no packet.
 bool VideoReader::endsEarly(int code) const {
     if (code != AVERROR_EOF || isLastCorrupt_) return true;
     const bool isRaw = std::strcmp(format_->iformat->name, "yuv4mpegpipe") == 0;
     if (isRaw) return avio_tell(format_->pb) > readBytes_;
     if (format_->duration_estimation_method != AVFMT_DURATION_FROM_STREAM) return false;
-    const int64_t start = std::max<int64_t>(0, format_->start_time);
     constexpr double kSlack = 0.1;  // seconds that containers are off, beside two frames
     const double slack = kSlack + 2.0 / framesPerSecond();
     return format_->duration > 0 &&
-           static_cast<double>(start + format_->duration - reachedTime_) > slack * AV_TIME_BASE;
+           static_cast<double>(statedEnd() - reachedTime_) > slack * AV_TIME_BASE;
 }
 
 /// Passes the next packet to the decoder, or signals that there are no more.

@@ -108,6 +108,7 @@ private:
     void feedDecoder();
     void sendPacket();
     void notePacket();
+    int64_t statedEnd() const;
     bool endsEarly(int code) const;
     void completeProperties();
     void convert();
