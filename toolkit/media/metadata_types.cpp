@@ -28,10 +28,10 @@ public:
         size_ = static_cast<uint64_t>(file_.tellg());
     }
 
-    std::map<int, std::string> readTypes() {
-        read({0, size_}, 0);
-        return std::move(types_);
-    }
+    void read() { read({0, size_}, 0); }
+
+    const std::map<int, std::string>& types() const { return types_; }
+    const std::map<int, uint64_t>& positions() const { return positions_; }
 
 private:
     static constexpr int kDeepest = 5;  // moov, trak, mdia, minf, stbl
@@ -98,6 +98,7 @@ private:
     void readSampleEntry(const Span& content) {
         constexpr uint64_t kBeforeEntry = 8, kBeforeTexts = 16;
         const uint64_t entry = content.start + kBeforeEntry;
+        positions_[track_] = entry + 4;
         if (number(entry + 4, 4, content) != typeOf("mett")) return;
         constexpr int kLongest = 256;  // of both texts
         std::string text;
@@ -119,12 +120,21 @@ private:
     int boxes_ = 0;
     int track_ = 0;
     std::map<int, std::string> types_;
+    std::map<int, uint64_t> positions_;
 };
 
 }  // namespace
 
 std::map<int, std::string> metadataTypes(const std::string& path) {
-    return BoxReader(path).readTypes();
+    BoxReader reader(path);
+    reader.read();
+    return reader.types();
+}
+
+std::map<int, uint64_t> trackTypePositions(const std::string& path) {
+    BoxReader reader(path);
+    reader.read();
+    return reader.positions();
 }
 
 }  // namespace framehold

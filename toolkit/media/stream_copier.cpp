@@ -97,15 +97,15 @@ std::string describe(const AVStream& stream) {
 
 }  // namespace
 
-StreamCopier::StreamCopier(AVFormatContext& to, const AVFormatContext& from, int leaveOut)
+StreamCopier::StreamCopier(AVFormatContext& to, const AVFormatContext& from, int leaveOut,
+                           const std::string& whyNoTelemetry)
     : to_(to) {
     for (unsigned i = 0; i < from.nb_streams; ++i) {
         const AVStream& stream = *from.streams[i];
         if (stream.index == leaveOut || isMadeByContainer(from, stream)) continue;
         const AVCodecParameters& codec = *stream.codecpar;
         if (isMotionLog(from, stream)) {
-            losses_.push_back(describe(stream) +
-                              " is left out: its motion is not that of the stabilized picture");
+            losses_.push_back(describe(stream) + " is left out: " + whyNoTelemetry);
         } else if (isMatroska(*to.oformat) && isCover(stream)) {
             addCover(stream);
         } else if (isCover(stream) && std::string_view(to.oformat->name) == "mov") {
@@ -121,6 +121,16 @@ StreamCopier::StreamCopier(AVFormatContext& to, const AVFormatContext& from, int
     addChapters(from);
 }
 
+/// Copies how pictures are to be shown and coded: rotation, HDR metadata, and the like.
+void StreamCopier::copySideData(const AVStream& from, AVStream& to) {
+    for (int i = 0; i < from.nb_side_data; ++i) {
+        const AVPacketSideData& data = from.side_data[i];
+        uint8_t* copy = av_stream_new_side_data(&to, data.type, data.size);
+        if (copy == nullptr) throw std::bad_alloc();
+        std::copy_n(data.data, data.size, copy);
+    }
+}
+
 void StreamCopier::addStream(const AVStream& from) {
     AVStream* to = avformat_new_stream(&to_, nullptr);
     if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0) {
@@ -131,6 +141,7 @@ void StreamCopier::addStream(const AVStream& from) {
     to->disposition = from.disposition;
     to->sample_aspect_ratio = from.sample_aspect_ratio;
     av_dict_copy(&to->metadata, from.metadata, 0);
+    if (from.codecpar->codec_type == AVMEDIA_TYPE_VIDEO) copySideData(from, *to);
     copies_[from.index] = {to, from.time_base};
 }
 

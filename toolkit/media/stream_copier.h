@@ -13,8 +13,11 @@ namespace framehold {
 class StreamCopier {
 public:
     /// Adds a stream to `to`, whose header is not yet written, for each stream of `from` that the
-    /// container can hold, but not for the one of index `leaveOut`. to: borrowed.
-    StreamCopier(AVFormatContext& to, const AVFormatContext& from, int leaveOut);
+    /// container can hold, but not for the one of index `leaveOut`, and none for telemetry.
+    /// to: borrowed. whyNoTelemetry: for the user.
+    StreamCopier(
+        AVFormatContext& to, const AVFormatContext& from, int leaveOut,
+        const std::string& whyNoTelemetry = "its motion is not that of the stabilized picture");
 
     /// Streams that are left out, each a sentence for the user.
     const std::vector<std::string>& losses() const { return losses_; }
@@ -29,6 +32,7 @@ private:
         AVRational sourceTimeBase;
     };
 
+    static void copySideData(const AVStream& from, AVStream& to);
     void addStream(const AVStream& from);
     void addCover(const AVStream& from);
     void addChapters(const AVFormatContext& from);

@@ -5,6 +5,7 @@
 #include "media/metadata_types.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace framehold {
 
@@ -25,7 +26,21 @@ std::optional<TelemetryKind> kindOf(const AVStream& stream) {
 struct Source {
     const AVStream* stream;
     bool isAcceleration = false;
+    int64_t start = 0;  // seconds of its clock at the track's time 0
 };
+
+/// Takes what writeMotionTrack has put into a stream's name.
+void readTrackName(Source& source, TelemetryTrack& track) {
+    const auto* name = av_dict_get(source.stream->metadata, "handler_name", nullptr, 0);
+    if (name == nullptr) return;
+    char axes[4] = "";
+    long long start = 0;
+    const char* const pattern = "camera motion, axes %3[XYZxyz], start %lld s";
+    if (std::sscanf(name->value, pattern, axes, &start) != 2) return;
+    track.axes = axes;
+    constexpr int64_t kLargest = int64_t{1} << 33;  // whose nanoseconds are a number of 64 bits
+    if (start >= -kLargest && start <= kLargest) source.start = start;
+}
 
 bool hasTimedMetadata(const AVFormatContext& format) {
     return std::any_of(format.streams, format.streams + format.nb_streams, [](const AVStream* s) {
@@ -52,7 +67,11 @@ std::vector<Source> timedMetadata(const AVFormatContext& format, const std::stri
 TelemetryPacket copyOf(const AVPacket& packet, const Source& source) {
     const AVRational timeBase = source.stream->time_base;
     const int64_t stamp = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
-    return {static_cast<double>(stamp) * av_q2d(timeBase),
+    const int64_t ticks = av_rescale(stamp, timeBase.num, 1);
+    // In two parts, so that a time with few decimals is the number nearest to them.
+    const double whole =
+        static_cast<double>(source.start) + static_cast<double>(ticks / timeBase.den);
+    return {whole + static_cast<double>(ticks % timeBase.den) / timeBase.den,
             static_cast<double>(packet.duration) * av_q2d(timeBase),
             {reinterpret_cast<const char*>(packet.data), static_cast<size_t>(packet.size)},
             source.isAcceleration};
@@ -61,7 +80,8 @@ TelemetryPacket copyOf(const AVPacket& packet, const Source& source) {
 }  // namespace
 
 std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path) {
-    const AvInput format = openInput(path);
+    // Looking into the streams is not needed, and would change times of readings that start together.
+    const AvInput format = openContainer(path);
     TelemetryTrack telemetry{TelemetryKind::kMett, {}};
     std::vector<Source> sources;
     for (unsigned i = 0; i < format->nb_streams && sources.empty(); ++i) {
@@ -69,6 +89,7 @@ std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path) {
         if (!kind) continue;
         telemetry.kind = *kind;
         sources.push_back({format->streams[i]});
+        readTrackName(sources.back(), telemetry);
     }
     if (sources.empty() && hasTimedMetadata(*format)) sources = timedMetadata(*format, path);
     if (sources.empty()) return std::nullopt;

@@ -1,5 +1,9 @@
 #pragma once
 
+#include "common/output_file.h"
+
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,11 +25,23 @@ enum class TelemetryKind { kGpmf, kCamm, kMett };
 struct TelemetryTrack {
     TelemetryKind kind;
     std::vector<TelemetryPacket> packets;
+    std::string axes =
+        {};  // from logged to device axes, as letters, where writeMotionTrack said it
 };
 
 /// Reads the first telemetry track of a video file, found by the type that MP4 and MOV give to it;
 /// of kMett the first one of each sensor. None if there is none. Throws MediaError if FFmpeg cannot read the file, and if the packets are
 /// larger than it: they may lie over each other.
 std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path);
+
+/// Writes an MP4 or MOV file with a track of kCamm and, if `video` is not empty, the streams of that
+/// file as they are, but for its own telemetry. Times are kept to a nanosecond; to less only if the
+/// track has gaps of more than two seconds. Where the first packet is before the start of the video,
+/// all of the file starts some whole seconds later; without a video, and where it is more than an
+/// hour after it, the track's name says where its clock starts. advance: called after each packet.
+/// Returns what could not be kept, each a sentence for the user. Throws MediaError; Interrupted.
+std::vector<std::string> writeMotionTrack(const OutputName& name, const std::string& video,
+                                          const TelemetryTrack& track,
+                                          const std::function<void()>& advance);
 
 }  // namespace framehold

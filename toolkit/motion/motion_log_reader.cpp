@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 
 #include <fmt/format.h>
 
@@ -128,6 +129,13 @@ std::optional<MotionLog> readVideoTelemetry(const std::string& path) {
     MotionLog log = track->kind == TelemetryKind::kGpmf   ? parseGpmf(path, track->packets)
                     : track->kind == TelemetryKind::kCamm ? parseCamm(path, track->packets)
                                                           : parseMett(path, track->packets);
+    if (!track->axes.empty()) {
+        try {
+            log.orientation = AxisMapping::fromLetters(track->axes);
+        } catch (const std::invalid_argument& error) {
+            throw FileError(path, 0, fmt::format("the name of its motion track: {}", error.what()));
+        }
+    }
     log.files = {path};
     return log;
 }
