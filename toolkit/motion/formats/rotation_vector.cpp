@@ -2,8 +2,6 @@
 #include "motion/formats/text_formats.h"
 #include "motion/formats/text_rows.h"
 
-#include <cmath>
-
 #include <fmt/format.h>
 
 namespace framehold {
@@ -22,27 +20,13 @@ std::vector<size_t> quaternionColumns(const ColumnLine& line) {
     return {};
 }
 
-/// values: x, y, z and, where there is one, w.
-OrientationSample unitQuaternion(const LineReader& lines, double time,
-                                 const std::vector<double>& values) {
-    constexpr double kLargestError = 0.05;
-    double squares = 0.0;
-    for (const double v : values) squares += v * v;
-    const bool hasW = values.size() == 4;
-    const double length = std::sqrt(squares);
-    if (length > 1.0 + kLargestError || (hasW && length < 1.0 - kLargestError)) {
-        lines.fail(fmt::format("the quaternion's length is {:.3g}, not 1", length));
-    }
-    const double w = hasW ? values[3] : std::sqrt(std::max(0.0, 1.0 - squares));
-    const double norm = hasW ? length : std::max(1.0, length);
-    return {time, w / norm, values[0] / norm, values[1] / norm, values[2] / norm};
-}
-
 }  // namespace
 
 bool detectRotationVector(std::string_view content) {
     const ColumnLine line = readColumnLine(firstLineOfTable(content));
-    return !quaternionColumns(line).empty() &&
+    const bool isWide = !ownQuaternionColumns(line).empty() &&
+                        !axisColumns(line, SensorKind::kGravity, "xyz").empty();
+    return !isWide && !quaternionColumns(line).empty() &&
            timeColumn(line, SensorKind::kOrientation).has_value() &&
            axisColumns(line, SensorKind::kRate, "xyz").empty();
 }
@@ -57,16 +41,12 @@ MotionLog parseRotationVector(const std::string& name, std::string_view content)
         lines.fail("names no column of time with a quaternion's x, y and z");
     }
     MotionLog log;
+    readHeaderComments(content, log);
     log.format = "rotation vector";
     log.detectedBy = fmt::format("the columns {}, {}, ...", excerpt(columns.names[time->column]),
                                  excerpt(columns.names[axes[0]]));
     readRows(lines, {columns.names, columns.separator, true},
-             {{*time, axes,
-               [&](double t, const std::vector<double>& values) {
-                   log.orientations.push_back(unitQuaternion(lines, t, values));
-               },
-               [&](size_t rows) { log.orientations.reserve(rows); }}},
-             log.notes);
+             {quaternionReading(lines, *time, axes, log)}, log.notes);
     if (time->unit == 0.0) log.notes.push_back(timeUnitNote(applyLikelyTimeUnit(log.orientations)));
     if (axes.size() == 3) log.notes.emplace_back("w is not logged: made from x, y and z");
     log.sortByTime();

@@ -74,12 +74,17 @@ MotionLog parseSensorCsv(const std::string& name, std::string_view content) {
         lines.fail("names no column of time with three axes of a gyroscope or accelerometer");
     }
     MotionLog log;
+    readHeaderComments(content, log);
     log.format = "sensor CSV";
     log.detectedBy = describeColumns(columns, streams);
     std::vector<RowReading> readings;
     for (Stream& s : streams) {
         readings.push_back(vectorReading(s.time, {s.axes[0], s.axes[1], s.axes[2]},
                                          s.unit == 0.0 ? 1.0 : s.unit, s.samples));
+    }
+    const auto quaternion = ownQuaternionColumns(columns);
+    if (!quaternion.empty()) {
+        readings.push_back(quaternionReading(lines, streams[0].time, quaternion, log));
     }
     readRows(lines, {columns.names, columns.separator, true}, readings, log.notes);
     for (Stream& stream : streams) place(name, stream, log);

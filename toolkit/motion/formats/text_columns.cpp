@@ -215,6 +215,12 @@ std::vector<size_t> axisColumns(const ColumnLine& line, SensorKind kind, std::st
     return columns;
 }
 
+std::vector<size_t> ownQuaternionColumns(const ColumnLine& line) {
+    auto columns = axisColumns(line, SensorKind::kOrientation, "xyzw");
+    if (!columns.empty() && line.names[columns[0]] != "quaternion x") columns.clear();
+    return columns;
+}
+
 std::optional<size_t> timeColumn(const ColumnLine& line, SensorKind kind) {
     const auto rank = [&](const ColumnMeaning& m) {
         if (m.timeOf == kind && kind != SensorKind::kUnnamed) return 3;

@@ -61,6 +61,10 @@ ColumnLine readColumnLine(std::string_view line);
 /// is missing.
 std::vector<size_t> axisColumns(const ColumnLine& line, SensorKind kind, std::string_view axes);
 
+/// Columns of a quaternion's x, y, z and w beside other sensors, by the names that writeTextLog gives
+/// them: those of apps are passed over, where rates are better. Empty if one is missing.
+std::vector<size_t> ownQuaternionColumns(const ColumnLine& line);
+
 /// Index of the column to take the times of a kind from: its own, else one whose unit is named, else
 /// the first one. None if there is none.
 std::optional<size_t> timeColumn(const ColumnLine& line, SensorKind kind);

@@ -185,6 +185,46 @@ void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowR
     reader.addNotes(notes);
 }
 
+void readHeaderComments(std::string_view content, MotionLog& log) {
+    LineReader lines({}, content.substr(0, kLongestLine));
+    while (lines.next() && isComment(lines.line())) {
+        const auto fields = splitFields(lines.line().substr(1));
+        if (fields.size() != 2) continue;
+        try {
+            if (fields[0] == "orientation") {
+                log.orientation = AxisMapping::fromLetters(std::string(fields[1]));
+            } else if (fields[0] == "frame_readout_time") {
+                const double milliseconds = lines.number(fields[1], fields[0]);
+                if (milliseconds >= 0.0) log.readoutTime = milliseconds / 1000.0;
+            }
+        } catch (const std::exception&) {
+            // Deliberate: a comment of somebody else's.
+        }
+    }
+}
+
+RowReading quaternionReading(const LineReader& lines, const TimeSource& time,
+                             const std::vector<size_t>& columns, MotionLog& log) {
+    constexpr double kLargestError = 0.05;
+    constexpr double kRounding = 1e-14;
+    const auto take = [&lines, &log](double t, const std::vector<double>& v) {
+        double squares = 0.0;
+        for (const double part : v) squares += part * part;
+        const bool hasW = v.size() == 4;
+        const double length = std::sqrt(squares);
+        if (length > 1.0 + kLargestError || (hasW && length < 1.0 - kLargestError)) {
+            lines.fail(fmt::format("the quaternion's length is {:.3g}, not 1", length));
+        }
+        const double w = hasW ? v[3] : std::sqrt(std::max(0.0, 1.0 - squares));
+        const double norm = hasW ? length : std::max(1.0, length);
+        // What is a unit quaternion already stays as it is to the last bit.
+        const double divisor = std::abs(norm - 1.0) < kRounding ? 1.0 : norm;
+        log.orientations.push_back(
+            {t, w / divisor, v[0] / divisor, v[1] / divisor, v[2] / divisor});
+    };
+    return {time, columns, take, [&log](size_t rows) { log.orientations.reserve(rows); }};
+}
+
 double likelyTimeUnit(double step) {
     if (step <= 0.1) return 1.0;
     if (step <= 1e2) return 1e-3;

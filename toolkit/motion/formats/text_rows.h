@@ -43,6 +43,15 @@ struct RowLayout {
 void readRows(LineReader& lines, const RowLayout& layout, const std::vector<RowReading>& readings,
               std::vector<std::string>& notes);
 
+/// Takes the log's orientation and the readout from comments above a table, "# orientation,XYZ" and
+/// "# frame_readout_time,16.6" in ms, as writeTextLog writes them. Other comments are passed over.
+void readHeaderComments(std::string_view content, MotionLog& log);
+
+/// Reading of four columns x, y, z and w, or of three without w, that is appended to the log's
+/// orientations. Throws FileError where their length is not 1.
+RowReading quaternionReading(const LineReader& lines, const TimeSource& time,
+                             const std::vector<size_t>& columns, MotionLog& log);
+
 /// Unit of time, in seconds, at which a motion sensor of 10 to 10000 readings per second has
 /// readings `step` units apart.
 double likelyTimeUnit(double step);
