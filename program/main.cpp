@@ -42,6 +42,7 @@ int run(int argc, char** argv) {
     framehold::addCalibrateCommand(program);
     framehold::addSimulateCommand(program);
     framehold::addCompareCommand(program);
+    framehold::addConvertCommand(program);
     framehold::addInspectCommand(program);
     framehold::addMeasureCommand(program);
     framehold::addReportCommand(program);

@@ -9,6 +9,7 @@ void addStabilizeCommand(Command& program);
 void addCalibrateCommand(Command& program);
 void addSimulateCommand(Command& program);
 void addCompareCommand(Command& program);
+void addConvertCommand(Command& program);
 void addInspectCommand(Command& program);
 void addMeasureCommand(Command& program);
 void addReportCommand(Command& program);

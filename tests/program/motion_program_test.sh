@@ -43,6 +43,23 @@ grep -q '"usable": false' "$work/found.json" || fail "json: $(cat "$work/found.j
 offset=$(sed -n '/"fit"/,$s/.*"time_offset_s": \(.*\),/\1/p' "$work/found.json")
 echo "time offset found: $offset s, 500.03 is right"
 awk -v o="${offset:-0}" 'BEGIN { exit !(o > 500.028 && o < 500.032) }' || fail "time offset $offset"
+# Beside the pictures of the video, on their clock, the log goes where the video goes.
+mkdir "$work/with"
+expect 0 "from gcsv 1.3" "$framehold" convert "$sim/imu.gcsv" --video "$clip" --time-offset 0.03 -o "$work/with/walk.mp4"
+expect 0 "75 frames in, 75 out" "$framehold" stabilize "$work/with/walk.mp4" --focal 250 --axes XYZ -o "$work/with/steady.mp4"
+left=$("$framehold" measure "$clip" "$work/with/steady.mp4" -q | sed -n 's/^translation, px.*(\(.*\) %)/\1/p')
+echo "translation left with the motion in the video: $left %"
+[ "${left:-100}" -lt 35 ] || fail "not steadier with the motion in the video: $left %"
+for ending in gcsv csv mp4; do
+    "$framehold" convert "$sim/imu.gcsv" -q -o "$work/a.$ending" &&
+        "$framehold" convert "$work/a.$ending" -q -o "$work/b.$ending" &&
+        cmp "$work/a.$ending" "$work/b.$ending" || fail "$ending is not read back to the same log"
+done
+expect 1 "--overwrite" "$framehold" convert "$sim/imu.gcsv" -o "$work/a.csv"
+expect 2 "give --format" "$framehold" convert "$sim/imu.gcsv" -o "$work/a.txt"
+expect 2 "--video: goes with .mp4 and .mov only" "$framehold" convert "$sim/imu.gcsv" --video "$clip" -o "$work/c.csv"
+expect 3 "orientations are written as the rates between them" \
+    "$framehold" convert "$data/rotation/game.csv" -o "$work/c.gcsv"
 # What stands beside the video is found.
 expect 0 "frames.csv" "$framehold" inspect "$sim/clip.mp4"
 [ $failures -eq 0 ]
