@@ -266,7 +266,7 @@ void FrameFilter::startSession(double time) {
     double start = time + param.timeOffset;
     if (const auto first = motion_.firstTime()) start = std::min(start, *first);
     session_.emplace(param, start);
-    if (!hasLog_ && motion_.holds(SampleKind::kRate)) {
+    if (!hasLog_ && motion_.holds(SampleKind::kRate) && !motion_.hasGravity()) {
         // Rates count from the first gravity on.
         ZPR_SensorData gravity{ZPR_SENSOR_GRAVITY_1, start, {}};
         std::copy(kPictureTop.begin(), kPictureTop.end(), gravity.value);
@@ -331,6 +331,8 @@ bool FrameFilter::isLate(const WaitingFrame& frame) const {
 void FrameFilter::skip(double time, const WaitingFrame& frame) {
     ZPR_Image nothing = output_.description();
     nothing.width = nothing.height = 0;
+    uint8_t unwritten[2] = {};
+    for (int i = 0; i < 2; ++i) nothing.plane[i] = &unwritten[i];
     session_->stabilize(time, input_->latest(), nothing);
     ++statistics_.framesDropped;
     GstBuffer* properties = frame.properties.get();

@@ -166,6 +166,13 @@ std::optional<double> MotionQueue::firstTime() const {
     return samples_[next_].timestamp;
 }
 
+bool MotionQueue::hasGravity() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::any_of(samples_.begin(), samples_.end(), [](const ZPR_SensorData& sample) {
+        return kindOf(sample.type) == SampleKind::kGravity;
+    });
+}
+
 std::optional<ZPR_SensorData> MotionQueue::latestGravity() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return gravity_;

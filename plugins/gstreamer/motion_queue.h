@@ -71,8 +71,11 @@ public:
 
     /// Time of the first sample that will be taken.
     std::optional<double> firstTime() const;
-    /// Latest gravity, in case that what is kept has none.
+    /// True if gravity is among the samples that are kept or wait.
+    bool hasGravity() const;
+    /// Gravity that came last, if any did.
     std::optional<ZPR_SensorData> latestGravity() const;
+    /// True if a sample of a kind has come.
     bool holds(SampleKind kind) const;
     /// Rates or orientations per second of sensor time, measured over a second; 0 before.
     double samplesPerSecond() const;

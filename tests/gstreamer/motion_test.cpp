@@ -1,0 +1,144 @@
+// Motion on its way to the element: records, the queue, and the pad that streams of samples end at.
+#include "element_harness.h"
+#include "gstreamer/motion_queue.h"
+#include "gstreamer/motion_record.h"
+#include "support/test_support.h"
+
+#include <thread>
+
+using namespace zpr_test;
+using framehold::MotionQueue;
+
+namespace {
+
+using std::chrono::milliseconds;
+
+ZPR_SensorData rate(double time) { return sample(ZPR_SENSOR_RATE_1, time, 0.0, 0.0, 0.0); }
+ZPR_SensorData gravity(double time) { return sample(ZPR_SENSOR_GRAVITY_1, time, 9.81, 0.0, 0.0); }
+
+std::vector<double> takeUpTo(MotionQueue& queue, double time) {
+    std::vector<double> times;
+    queue.takeUpTo(time, [&](const ZPR_SensorData& s) { times.push_back(s.timestamp); });
+    return times;
+}
+
+Buffer recordsOf(const std::vector<ZPR_SensorData>& samples, GstClockTime timestamp) {
+    std::vector<uint8_t> bytes(samples.size() * framehold::kMotionRecordSize);
+    for (size_t i = 0; i < samples.size(); ++i) {
+        framehold::writeMotionRecord(samples[i], &bytes[i * framehold::kMotionRecordSize]);
+    }
+    Buffer buffer(gst_buffer_new_memdup(bytes.data(), bytes.size()));
+    GST_BUFFER_PTS(buffer.get()) = timestamp;
+    return buffer;
+}
+
+}  // namespace
+
+TEST(MotionRecord, IsLittleEndian) {
+    uint8_t bytes[framehold::kMotionRecordSize];
+    framehold::writeMotionRecord(sample(5, 1.0, -2.0, 0.5, 0.25, 1e-300), bytes);
+    const uint8_t start[] = {5, 0, 0,    0,    0, 0, 0, 0, 0, 0, 0, 0,
+                             0, 0, 0xf0, 0x3f, 0, 0, 0, 0, 0, 0, 0, 0xc0};
+    EXPECT_EQ(std::memcmp(bytes, start, sizeof start), 0);
+    const ZPR_SensorData read = framehold::readMotionRecord(bytes);
+    EXPECT_EQ(read.type, 5);
+    EXPECT_EQ(read.timestamp, 1.0);
+    EXPECT_EQ(read.value[3], 1e-300);
+}
+
+TEST(MotionQueue, GivesSamplesInOrderOfTimeAndNoLateOnes) {
+    MotionQueue queue;
+    for (const double time : {0.0, 0.02, 0.01, 0.03, 0.05}) EXPECT_TRUE(queue.push(rate(time)));
+    EXPECT_EQ(takeUpTo(queue, 0.015), (std::vector<double>{0.0, 0.01, 0.02}));
+    EXPECT_FALSE(queue.push(rate(0.02)));
+    // Gravity may be later than rates.
+    EXPECT_TRUE(queue.push(gravity(0.012)));
+    EXPECT_EQ(takeUpTo(queue, 0.03), (std::vector<double>{0.012, 0.03}));
+    EXPECT_EQ(takeUpTo(queue, 0.03), std::vector<double>());
+    queue.rewind();
+    EXPECT_EQ(takeUpTo(queue, 0.02), (std::vector<double>{0.0, 0.01, 0.012, 0.02}));
+}
+
+TEST(MotionQueue, ForgetsWhatIsOldAndWhatIsTooMuch) {
+    MotionQueue queue;
+    for (int i = 0; i < 1000; ++i) queue.push(rate(0.01 * i));
+    takeUpTo(queue, 8.0);
+    queue.rewind();
+    EXPECT_GE(queue.firstTime().value(), 8.0 - MotionQueue::kKept - 0.02);
+    for (size_t i = 0; i < MotionQueue::kMostWaiting + 1000; ++i) {
+        queue.push(rate(20.0 + 0.001 * static_cast<double>(i)));
+    }
+    EXPECT_GT(queue.firstTime().value(), 20.9);
+}
+
+TEST(MotionQueue, WaitsEnd) {
+    MotionQueue queue;
+    queue.push(gravity(0.0));
+    queue.push(rate(0.1));
+    EXPECT_EQ(queue.waitFor(0.1, true, milliseconds(0)), MotionQueue::Wait::kReady);
+    EXPECT_EQ(queue.waitFor(0.2, true, milliseconds(1)), MotionQueue::Wait::kTimedOut);
+    // Not again before another sample.
+    EXPECT_EQ(queue.waitFor(0.2, true, std::chrono::hours(1)), MotionQueue::Wait::kTimedOut);
+    std::thread sensor([&] {
+        queue.push(rate(0.15));
+        queue.push(rate(0.25));
+    });
+    sensor.join();
+    EXPECT_EQ(queue.waitFor(0.2, false, std::chrono::hours(1)), MotionQueue::Wait::kReady);
+    queue.setFlushing(true);
+    EXPECT_EQ(queue.waitFor(0.3, false, std::chrono::hours(1)), MotionQueue::Wait::kFlushing);
+    queue.setFlushing(false);
+    queue.setEnded(true);
+    EXPECT_EQ(queue.waitFor(0.3, false, std::chrono::hours(1)), MotionQueue::Wait::kReady);
+}
+
+TEST(MotionQueue, OrientationsKeepTheirSign) {
+    MotionQueue queue;
+    queue.push(sample(5, 0.0, 0.0, 0.0, 0.6, 0.8));
+    queue.push(sample(5, 0.1, 0.0, 0.0, -0.6, -0.8));
+    std::vector<double> w;
+    queue.takeUpTo(1.0, [&](const ZPR_SensorData& s) { w.push_back(s.value[3]); });
+    EXPECT_EQ(w, (std::vector<double>{0.8, 0.8}));
+}
+
+// The same pictures come out, whatever way the samples take and whatever their clock is.
+TEST(MotionPad, TakesRecordsOfAnotherClock) {
+    const Stream stream(128, 96);
+    std::vector<uint64_t> expected;
+    for (const double shift : {0.0, 12345.0}) {
+        const ElementHarness element(stream.caps(), 2);
+        const bool isAnother = shift != 0.0;
+        g_object_set(element.element(), "frame-clock", isAnother ? 0 : 1, nullptr);
+        GstHarness* motion = gst_harness_new_with_element(element.element(), "motion", nullptr);
+        gst_harness_set_src_caps_str(motion, framehold::kMotionMediaType);
+        std::vector<ZPR_SensorData> samples = handSamples(1.0);
+        for (size_t i = 0; i < samples.size(); i += 10) {
+            const auto timestamp = static_cast<GstClockTime>(samples[i].timestamp * GST_SECOND);
+            std::vector<ZPR_SensorData> part(
+                samples.begin() + static_cast<ptrdiff_t>(i),
+                samples.begin() + static_cast<ptrdiff_t>(std::min(i + 10, samples.size())));
+            for (ZPR_SensorData& s : part) s.timestamp += shift;
+            EXPECT_EQ(gst_harness_push(motion, recordsOf(part, timestamp).release()), GST_FLOW_OK);
+        }
+        gst_harness_push_event(motion, gst_event_new_eos());
+        std::vector<uint64_t> sums;
+        for (int n = 0; n < 12; ++n) element.push(stream.frame(n));
+        while (const Buffer buffer = element.pull()) sums.push_back(stream.sumOf(buffer.get()));
+        EXPECT_EQ(sums.size(), 10u);
+        if (expected.empty()) expected = sums;
+        EXPECT_EQ(sums, expected);
+        EXPECT_GT(element.count("samples-taken"), 100u);
+        gst_harness_teardown(motion);
+    }
+}
+
+TEST(MotionPad, RefusesPartsOfRecords) {
+    const ElementHarness element(Stream(128, 96).caps());
+    GstHarness* motion = gst_harness_new_with_element(element.element(), "motion", nullptr);
+    gst_harness_set_src_caps_str(motion, framehold::kMotionMediaType);
+    EXPECT_EQ(gst_harness_push(motion, gst_buffer_new_allocate(nullptr, 50, nullptr)),
+              GST_FLOW_ERROR);
+    EXPECT_EQ(element.message(GST_MESSAGE_ERROR),
+              "motion: a buffer has 50 bytes, which are no whole records of 48");
+    gst_harness_teardown(motion);
+}
