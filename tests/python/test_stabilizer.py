@@ -104,6 +104,33 @@ def test_output_goes_where_it_is_wanted() -> None:
         assert not big[0].any() and not big[-1].any()
 
 
+def addresses(frame: Any) -> list[int]:
+    """Of luma and chroma."""
+    planes = frame if isinstance(frame, tuple) else (frame, frame[SIZE["height"] :])
+    return [plane.__array_interface__["data"][0] for plane in planes]
+
+
+@pytest.mark.parametrize("delay", [0, 3])
+@pytest.mark.parametrize("layout", LAYOUTS)
+def test_the_library_gets_the_arrays_own_memory(layout: Callable[[np.ndarray], Any], delay: int) -> None:
+    p = Parameters(**SIZE, delay_frames=delay)
+    rows_adjacent = layout is np.ascontiguousarray
+    in_place = layout not in (backwards, sparse) and (delay == 0 or rows_adjacent)
+    for out_layout in (np.ascontiguousarray, padded, pair, pair_of_pairs):
+        out = out_layout(black(p))
+        with Stabilizer(p) as stabilizer:
+            assert stabilizer.last_addresses == (0, 0, 0, 0)
+            for frame, time, samples in clip_of(p, delay + 2):
+                given = layout(frame)
+                stabilizer.push(samples)
+                steady = stabilizer.stabilize(given, time, out)
+                assert (list(stabilizer.last_addresses[:2]) == addresses(given)) == in_place
+                assert list(stabilizer.last_addresses[2:]) == addresses(out)
+            assert steady is out
+            fresh = stabilizer.stabilize(given, time + 0.03)
+            assert list(stabilizer.last_addresses[2:]) == addresses(fresh)
+
+
 def test_input_is_read_in_place() -> None:
     """A stabilizer that copied its input would need memory for it at each frame."""
     tracemalloc = pytest.importorskip("tracemalloc")

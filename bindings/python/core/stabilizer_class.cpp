@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include <pybind11/stl.h>
 #include <unistd.h>
 
 namespace framehold {
@@ -194,11 +195,17 @@ py::object StabilizerClass::stabilize(const py::object& frame, double time, cons
     if (!out.is_none()) output.requireApart("out", input);
     isLastPair_ = input.isPair();
     ZPR_Image image = output.image();
+    const ZPR_Image* given;
     int code;
     {
         const py::gil_scoped_release release;
-        code = ZPR_Stabilize(handle_, time, &laidOutForDelay(input.image()), &image, &param_);
+        given = &laidOutForDelay(input.image());
+        code = ZPR_Stabilize(handle_, time, given, &image, &param_);
     }
+    const uint8_t* const planes[] = {given->plane[0], given->plane[1], image.plane[0],
+                                     image.plane[1]};
+    std::transform(std::begin(planes), std::end(planes), lastAddresses_.begin(),
+                   [](const uint8_t* plane) { return reinterpret_cast<uintptr_t>(plane); });
     if (code == ZPR_FRAME_BUFFERED) return py::none();
     require(code, "ZPR_Stabilize");
     return output.object();
@@ -246,6 +253,10 @@ void addStabilizer(py::module_& module) {
         .def("reset", &StabilizerClass::reset)
         .def("close", &StabilizerClass::close)
         .def_property_readonly("closed", &StabilizerClass::isClosed)
+        .def_property_readonly("last_addresses",
+                               [](const StabilizerClass& stabilizer) {
+                                   return py::tuple(py::cast(stabilizer.lastAddresses()));
+                               })
         .def_property("smoothing_level", &StabilizerClass::smoothingLevel,
                       &StabilizerClass::setSmoothingLevel);
 }

@@ -3,6 +3,7 @@
 #include "core/array_planes.h"
 #include "zpr_framehold.h"
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <optional>
@@ -41,6 +42,10 @@ public:
     void close();
     bool isClosed() const { return state_ >= kClosing; }
 
+    /// Addresses that the last `stabilize` gave to the library: luma and chroma of the input, then of
+    /// the output; 0 before.
+    const std::array<uintptr_t, 4>& lastAddresses() const { return lastAddresses_; }
+
     int32_t smoothingLevel() const { return param_.smoothingLevel; }
     void setSmoothingLevel(int32_t level);
 
@@ -74,6 +79,7 @@ private:
     bool isLastPair_ = false;      // the last frame's form
     std::vector<uint8_t> pixels_;  // of `packed_`
     ZPR_Image packed_{};
+    std::array<uintptr_t, 4> lastAddresses_{};
 };
 
 /// Adds the class to the module, as `Stabilizer`.

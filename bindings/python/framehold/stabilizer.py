@@ -63,6 +63,12 @@ class Stabilizer(_core.Stabilizer):
         """What the stabilizer was made with."""
         return self._parameters
 
+    @property
+    def last_addresses(self) -> tuple[int, int, int, int]:
+        """Memory that the last `stabilize` gave to the library: addresses of the luma and the chroma
+        of the input, then of the output. Those of the given arrays, where nothing was copied."""
+        return super().last_addresses
+
     def push(self, sample: Sample | npt.NDArray[np.void]) -> None:
         """Takes a sample, or an array (N,) of `SAMPLE_DTYPE`. Samples that are not finite are
         dropped. Raises ParameterError for a type that sensor_mask does not enable; none is taken
