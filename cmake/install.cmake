@@ -1,5 +1,6 @@
 # What `cmake --install` puts where: the library with what its users' builds look for; the program
-# with its manual pages and completions, where it is built; documents and examples.
+# with its manual pages and completions, the Python package and the GStreamer plugin, where they are
+# built; documents and examples.
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/zpr_framehold)
@@ -45,4 +46,17 @@ if(FRAMEHOLD_BUILD_TOOLS)
     install(FILES ${completions}/framehold.fish
       DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   endif()
+endif()
+
+# Where a Python looks; each has folders of its own.
+set(FRAMEHOLD_PYTHON_FOLDER "" CACHE STRING
+  "Folder for packages of Python's to install the Python package in; empty: it is not installed")
+if(TARGET framehold_python AND FRAMEHOLD_PYTHON_FOLDER)
+  install(TARGETS framehold_python DESTINATION ${FRAMEHOLD_PYTHON_FOLDER}/framehold)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/bindings/python/framehold
+    DESTINATION ${FRAMEHOLD_PYTHON_FOLDER}
+    FILES_MATCHING PATTERN *.py PATTERN *.pyi PATTERN py.typed PATTERN __pycache__ EXCLUDE)
+endif()
+if(TARGET framehold_gstreamer_plugin)
+  install(TARGETS framehold_gstreamer_plugin DESTINATION ${CMAKE_INSTALL_LIBDIR}/gstreamer-1.0)
 endif()

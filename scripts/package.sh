@@ -52,7 +52,7 @@ depends=$(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Pre-Depend
     sed 's/^[A-Za-z-]*: //; s/libzpr-framehold[^,]*//; /^$/d' | paste -sd ,)
 inside apt-get update -qq
 inside apt-get satisfy -y -qq --no-install-recommends \
-    "$depends, autopkgtest, cmake, g++, make, man-db, pkg-config" >"$packages/apt.log" 2>&1 ||
+    "$depends, autopkgtest, cmake, g++, gstreamer1.0-tools, make, man-db, pkg-config" >"$packages/apt.log" 2>&1 ||
     { tail "$packages/apt.log"; exit 1; }
 
 # files: all files of the root but those that any use of it changes.
@@ -65,14 +65,20 @@ files() {
 
 echo "== install, run, remove"
 # A kept root has them from the last time.
-inside dpkg -P framehold libzpr-framehold-dev libzpr-framehold3 >"$packages/dpkg.log" 2>&1
+names="framehold gstreamer1.0-framehold libzpr-framehold-dev libzpr-framehold3 python3-framehold"
+# shellcheck disable=SC2086
+inside dpkg -P $names >"$packages/dpkg.log" 2>&1
 files >"$packages/files_before"
 inside sh -c 'dpkg -i /packages/*.deb' >>"$packages/dpkg.log"
 inside framehold --version
 inside man -w framehold-stabilize
-inside dpkg --verify framehold libzpr-framehold3 libzpr-framehold-dev
+inside python3 -c 'import framehold; print("Python:", framehold.__version__, framehold.__file__)'
+inside env GST_REGISTRY=/tmp/registry gst-inspect-1.0 framehold | grep -e Filename -e Version
+# shellcheck disable=SC2086
+inside dpkg --verify $names
 files >"$packages/files_installed"
-inside dpkg -P framehold libzpr-framehold-dev libzpr-framehold3 >>"$packages/dpkg.log"
+# shellcheck disable=SC2086
+inside dpkg -P $names >>"$packages/dpkg.log"
 files >"$packages/files_after"
 echo "files installed: $(comm -13 "$packages"/files_{before,installed} | wc -l)"
 diff "$packages"/files_{before,after} || { echo "left behind or changed: see above"; exit 1; }

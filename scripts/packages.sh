@@ -15,7 +15,8 @@ gstreamer1.0-plugins-good gstreamer1.0-tools libgstreamer-plugins-base1.0-dev li
 test_packages="$test_packages munge python3-dask python3-distributed slurm-wlm"
 bench_packages="$build_packages ffmpeg gnuplot-nox libopencv-videostab-dev libvidstab-dev python3"
 fuzz_packages="$test_packages clang libclang-rt-14-dev llvm"
-package_packages="$build_packages autopkgtest debhelper debootstrap dpkg-dev help2man lintian"
+package_packages="$build_packages autopkgtest debhelper debootstrap dh-python dpkg-dev \
+help2man libgstreamer-plugins-base1.0-dev lintian pybind11-dev python3-dev"
 arm_packages="ca-certificates clang-19 cmake g++-arm-linux-gnueabi ninja-build qemu-user"
 android_packages="binutils ca-certificates clang-19 cmake g++ g++-aarch64-linux-gnu \
 g++-arm-linux-gnueabi googletest junit5 libeigen3-dev ninja-build openjdk-17-jdk-headless python3"
