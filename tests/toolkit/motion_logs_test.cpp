@@ -65,6 +65,9 @@ constexpr VectorSample kVectorSamples[] = {
     {"rows/cut-off.csv", "sensor CSV", 0.1, 0.005, 0.1, "", "cut off in its last line, 12, which"},
     {"rows/nan.csv", "sensor CSV", 0.1, 0.005, 0.1, "",
      "2 readings with a value that is not a number (NaN), in line 5 first, left out"},
+    {"sessions/whole.pb3", "protobuf session", 0.1, 0.005, 0.1, "",
+     "the phone's estimates of drift and bias are taken from the readings"},
+    {"sessions/stream.pb3", "protobuf session", 0.1, 0.005, 0.1, ""},
     {"rows/utf-16.csv", "sensor CSV", 0.1, 0.005, 0.1, ""},
     {"rows/polled.csv", "sensor CSV", 0.1, 0.005, 0.1, "",
      "the gyroscope was read more often than it measures: each value is there 2 times, repeats "
@@ -461,6 +464,79 @@ TEST(Camm, ReadsTypesAndNamesWhatIsWrong) {
         EXPECT_EQ(errorOf([&] { parseCamm("clip.mp4", wrong); }),
                   std::string("clip.mp4: ") + message);
     }
+}
+
+/// A field of a message: a whole number, or bytes.
+std::string field(int number, uint64_t value) {
+    std::string bytes(1, static_cast<char>(number << 3));
+    for (; value >= 128; value >>= 7) bytes += static_cast<char>((value & 127) | 128);
+    return bytes + static_cast<char>(value);
+}
+
+std::string field(int number, const std::string& value) {
+    return static_cast<char>(number << 3 | 2) + field(0, value.size()).substr(1) + value;
+}
+
+TEST(Sessions, HoldFramesAndLensShifts) {
+    for (const char* file : {"sessions/whole.pb3", "sessions/stream.pb3"}) {
+        SCOPED_TRACE(file);
+        const MotionLog log = readMotionLog(kData + file);
+        EXPECT_EQ(log.lensShiftWidth, 4032.0);
+        ASSERT_EQ(log.frames.size(), 3u);
+        ASSERT_EQ(log.lensShifts.size(), 3u);
+        for (size_t i = 0; i < 3; ++i) {
+            const double number = static_cast<double>(i);
+            EXPECT_NEAR(log.frames[i].time.value(), 0.1 + 0.005 * number, 1e-12);
+            EXPECT_NEAR(log.frames[i].exposure.value(), 0.008, 1e-12);
+            EXPECT_NEAR(log.frames[i].readout.value(), 0.021 + 1e-9 * number, 1e-12);
+            EXPECT_EQ(log.frames[i].focalLength, 1500.0);
+            EXPECT_EQ(log.frames[i].width, 1920.0);
+            EXPECT_NEAR(log.lensShifts[i].time, 0.100001 + 0.005 * number, 1e-12);
+            EXPECT_EQ(log.lensShifts[i].x, 1.5 * number);
+            EXPECT_EQ(log.lensShifts[i].y, -0.5 * number);
+        }
+        // The last message is cut off where a recording ends.
+        const std::string whole = readFile(kData + file);
+        for (size_t less = 1; less < 50; ++less) {
+            const MotionLog cut = parseTextLog("cut", whole.substr(0, whole.size() - less));
+            EXPECT_EQ(cut.rates.size() + cut.frames.size(), 12u) << less;
+            EXPECT_EQ(cut.notes.back(), "cut off in its last message, which is left out");
+        }
+    }
+}
+
+TEST(Sessions, ErrorsNameTheMessageAndTheField) {
+    const std::string vector = camm(2, {0.1F, -0.2F, 0.05F}).substr(4);
+    const std::string time = field(1, uint64_t{100'000'000});
+    std::string good;
+    while (good.size() < 5000) good += field(4, time + field(2, vector));
+    const std::string nan = vector.substr(0, 8) + bytesOf(0x7FC00000, 4, false);
+    const std::pair<std::string, const char*> kCases[] = {
+        {field(4, time), "motion: field 2, the rates, is missing"},
+        {field(4, time + field(2, vector.substr(4))),
+         "motion: field 2: is not three numbers of 4 bytes"},
+        {field(4, field(1, vector) + field(2, vector)), "motion: field 1: is no whole number"},
+        {field(4, time + field(2, nan)), "motion: field 2: nan is not a number from -200 to 200"},
+        {field(4, field(1, ~uint64_t{0}) + field(2, vector)),
+         "motion: field 1: 1.84467e+10 s where at most 9.3e+09 are allowed"},
+        {field(4, time + "\x12"), "motion: does not end with a field"},
+        {field(5, field(3, uint64_t{5})), "frame: field 1, the time, is missing"},
+        {field(5, time + field(10, field(2, uint64_t{1}))),
+         "frame: field 10: lens shift: field 2: is no number of 4 bytes"},
+        {field(9, time), "a message of number 9 is not known"},
+        {field(2, field(12, field(1, uint64_t{1'000'000}))),
+         "camera: field 12: 1000000 pixels are not a width"},
+    };
+    for (const auto& [bytes, message] : kCases) {
+        EXPECT_EQ(errorOf([&] { parseTextLog("session.pb3", good + bytes); }),
+                  std::string("session.pb3: ") + message);
+    }
+    std::string frames = good;
+    while (frames.size() < 100'000) frames += field(5, field(1, uint64_t{1}));
+    EXPECT_EQ(errorOf([&] { parseTextLog("session.pb3", frames); }),
+              "session.pb3: there are more of them than messages of an app's size would be");
+    EXPECT_EQ(errorOf([&] { parseTextLog("session.pb3", field(5, time) + field(5, time)); }),
+              "session.pb3: its messages hold no readings of a gyroscope");
 }
 
 TEST(Mett, ErrorsNameThePacket) {

@@ -40,7 +40,7 @@ bool isPassedOver(const std::string& name) {
 bool isLogName(const fs::path& path) {
     const std::string extension = lowerCase(path.extension().string());
     return extension == ".csv" || extension == ".txt" || extension == ".gcsv" ||
-           extension == ".log" || extension == ".tsv";
+           extension == ".log" || extension == ".tsv" || extension == ".pb" || extension == ".pb3";
 }
 
 std::vector<ArchiveEntry> logsOf(const LogArchive& archive, SensorKind kind) {

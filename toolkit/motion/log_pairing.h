@@ -19,6 +19,7 @@ constexpr LogLayout kLogLayouts[] = {
     {"", "{name}_gyro.csv", "{name}_timestamps.csv"},
     {"movie", "gyro_accel.csv", "frame_timestamps.txt"},
     {"", "Gyroscope.csv", ""},
+    {"video_recording", "video_meta.pb3", ""},
     {"", "{name}.zip", ""},
     {"", "*.zip", ""},
 };

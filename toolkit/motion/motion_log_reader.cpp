@@ -29,10 +29,15 @@ struct TextFormat {
 
 /// In order of how much a first line must say to be taken for one of the format.
 constexpr TextFormat kTextFormats[] = {
-    {detectGcsv, parseGcsv},           {detectEuroc, parseEuroc},
-    {detectXyzCsv, parseXyzCsv},       {detectBareRows, parseBareRows},
-    {detectLongRows, parseLongRows},   {detectRotationVector, parseRotationVector},
-    {detectSensorCsv, parseSensorCsv}, {detectFlightLog, parseFlightLog},
+    {detectCapture, parseCapture},
+    {detectGcsv, parseGcsv},
+    {detectEuroc, parseEuroc},
+    {detectXyzCsv, parseXyzCsv},
+    {detectBareRows, parseBareRows},
+    {detectLongRows, parseLongRows},
+    {detectRotationVector, parseRotationVector},
+    {detectSensorCsv, parseSensorCsv},
+    {detectFlightLog, parseFlightLog},
 };
 
 /// Limits what is read beside a log to a few files, and to a few times its own size.
@@ -117,7 +122,8 @@ MotionLog parseTextLog(const std::string& name, std::string_view content) {
             "first line names a column of time and three axes of a gyroscope, an "
             "accelerometer or a rotation vector; rows of x,y,z,timestamp_ns, of a time and "
             "three axes, or of one sensor each; logs of flight controllers; EuRoC (first "
-            "line \"#timestamp [ns],...\"); zip archives of these; and MP4 or MOV with GPMF, CAMM "
+            "line \"#timestamp [ns],...\"); sessions of protobuf messages; zip "
+            "archives of these; and MP4 or MOV with GPMF, CAMM "
             "or "
             "mett telemetry",
             excerpt(firstLine(content))));
@@ -146,12 +152,13 @@ bool isVideoFile(const std::string& path) {
     if (isImageSequence(path)) return true;
     // Text has no zero bytes but in UTF-16, and the start of nearly every video has.
     constexpr size_t kHead = 64;
-    const std::string head = readFile(path, kHead);
-    if (startsAsUtf16(head) || startsAsArchive(head)) return false;
+    const std::string start = readFile(path, kCaptureHead);
+    if (startsAsUtf16(start) || startsAsArchive(start) || detectCapture(start)) return false;
+    const std::string_view head = std::string_view(start).substr(0, kHead);
     const auto startsWith = [&head](std::string_view text) {
-        return std::string_view(head).substr(0, text.size()) == text;
+        return head.substr(0, text.size()) == text;
     };
-    return head.find('\0') != std::string::npos || startsWith("YUV4MPEG2 ") ||
+    return head.find('\0') != std::string_view::npos || startsWith("YUV4MPEG2 ") ||
            startsWith("\x1A\x45\xDF\xA3");
 }
 

@@ -18,13 +18,14 @@ namespace framehold {
 /// orientations; MediaError for a video that cannot be read.
 MotionLog readMotionLog(const std::string& path);
 
-/// True for files that are neither text nor zip archives, as videos are. A pipe is taken for text.
+/// True for files that are neither text nor another log, as videos are. A pipe is taken for text.
 bool isVideoFile(const std::string& path);
 
 /// Reads the telemetry in a video file; none if it has none. Throws FileError and MediaError.
 std::optional<MotionLog> readVideoTelemetry(const std::string& path);
 
-/// Reads a text log, its format detected by its content; it may hold one sensor only.
+/// Reads a text log or a session of messages, its format detected by its content; it may hold one
+/// sensor only.
 /// name: of the file. Throws FileError with line and field; for an unknown format with its first
 /// line and the formats that are known.
 MotionLog parseTextLog(const std::string& name, std::string_view content);

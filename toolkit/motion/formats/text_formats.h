@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-// Text formats of motion logs, each in a source file of its name. For all of them:
+// Formats of motion logs in files of their own, each in a source file of its name. For all of them:
 // detect: true if the first line of `content` that is not blank is one of the format.
 // parse: reads a log. name: of the file, for messages and for what the columns do not say. Throws
 // FileError with the line and the column.
@@ -75,5 +75,13 @@ MotionLog parseBareRows(const std::string& name, std::string_view content);
 /// degrees are named.
 bool detectSensorCsv(std::string_view content);
 MotionLog parseSensorCsv(const std::string& name, std::string_view content);
+
+/// Sessions of phone recorders in the wire format of protocol buffers: readings of both sensors, the
+/// metadata of frames and lens shifts, see docs/motion-logs.md for the messages. Detected by the
+/// first `kCaptureHead` bytes, in which all must have the right types and ranges. Drift and bias are
+/// taken from the readings. Axes are the device's.
+constexpr size_t kCaptureHead = 4096;
+bool detectCapture(std::string_view content);
+MotionLog parseCapture(const std::string& name, std::string_view content);
 
 }  // namespace framehold

@@ -149,8 +149,56 @@ def timed_metadata():
     (FOLDER / "timed-metadata.mp4").write_bytes(file)
 
 
+def varint(value):
+    return bytes([value]) if value < 128 else bytes([value & 127 | 128]) + varint(value >> 7)
+
+
+def field(number, value):
+    """A field of a message: whole numbers, one of 4 bytes, or a message."""
+    if isinstance(value, int):
+        return varint(number << 3) + varint(value)
+    if isinstance(value, float):
+        return varint(number << 3 | 5) + struct.pack("<f", value)
+    return varint(number << 3 | 2) + varint(len(value)) + value
+
+
+def nanoseconds(i):
+    return round(1e9 * seconds(i))
+
+
+def motion(i):
+    drift = [0.25, 0.5, -0.125]
+    vectors = [[r + d for r, d in zip(rate(i), drift)], drift, gravity(i), [0, 0, 0]]
+    return field(1, nanoseconds(i)) + b"".join(
+        field(2 + n, struct.pack("<3f", *v)) for n, v in enumerate(vectors))
+
+
+def frame(i):
+    shift = field(1, nanoseconds(i) + 1000) + field(2, 1.5 * i) + field(3, -0.5 * i)
+    return (field(1, nanoseconds(i)) + field(2, i) + field(3, 8000000) + field(4, 33000000) +
+            field(5, 21000000 + i) + field(6, 100) + field(7, 4.25) + field(8, 1500.0) +
+            field(10, shift))
+
+
+def sessions():
+    size = field(1, 1920) + field(2, 1080)
+    camera = field(3, 1) + field(11, size) + field(12, field(1, 4032) + field(2, 3024))
+    names = field(1, b"a gyroscope") + field(5, 200.0)
+    motions = [motion(i) for i in range(COUNT)]
+    frames = [frame(i) for i in range(3)]
+    whole = [field(1, field(1, 1700000000)), field(2, camera), field(3, names)]
+    whole += [field(4, m) for m in motions] + [field(5, f) for f in frames]
+    records = [field(1, camera), field(3, names)] + [field(2, m) for m in motions]
+    records[5:5] = [field(4, f) for f in frames]
+    folder = FOLDER / "sessions"
+    folder.mkdir(exist_ok=True)
+    (folder / "whole.pb3").write_bytes(b"".join(whole))
+    (folder / "stream.pb3").write_bytes(b"".join(varint(len(r)) + r for r in records))
+
+
 rows()
 columns()
+sessions()
 timed_metadata()
 long()
 flight()
