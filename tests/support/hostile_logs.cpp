@@ -133,6 +133,13 @@ const Kind kKinds[] = {
     {"long_numbers",
      [] { return repeated(kHead + kTable, "0." + std::string(100'000, '1') + ",1,2,3\n"); }},
     {"gravity_only", [] { return repeated("t,ax,ay,az\n", "0,0,0,1\n"); }},
+    {"messages",
+     [] {
+         const std::string vector = "\x0C" + std::string(12, '\0');
+         return repeated("", "\x22\x1E\x08\x01\x12" + vector + "\x22" + vector);
+     }},
+    {"message_frames",
+     [] { return repeated("", "\x2A\x26\x08\x01\x52\x02\x08\x01" + std::string(32, '\x18')); }},
     {"zip_log", [] { return archiveOf({repeated(kHead + kTable, "0,0,0,0\n")}); }},
     {"zip_bomb", [] { return archiveOf({std::string(8 * kSize, '0')}); }},
     {"zip_files", [] { return archiveOf(std::vector<std::string>(kSize / 100)); }},
