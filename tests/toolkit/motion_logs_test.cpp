@@ -439,7 +439,8 @@ TEST(Camm, ReadsTypesAndNamesWhatIsWrong) {
         {0.5, 0.0, camm(3, {0.4F, 9.78F, 0.3F})},
         {0.5, 0.0, camm(2, {0.1F, -0.2F, 0.05F}) + exposure},
         {0.51, 0.0, camm(0, {0.0F, 0.0F, static_cast<float>(M_PI / 3.0)})},
-        {0.52, 0.0, camm(7, {1.0F, 2.0F, 3.0F})}};
+        {0.52, 0.0, camm(7, {1.0F, 2.0F, 3.0F}) + camm(4, {1.0F, 2.0F, 3.0F})},
+        {0.53, 0.0, camm(5, std::vector<float>(6)) + camm(6, std::vector<float>(14))}};
     const MotionLog log = parseCamm("clip.mp4", packets);
     ASSERT_EQ(log.rates.size(), 1u);
     ASSERT_EQ(log.gravity.size(), 1u);
@@ -451,6 +452,15 @@ TEST(Camm, ReadsTypesAndNamesWhatIsWrong) {
     EXPECT_NEAR(log.orientations[0].w, std::cos(M_PI / 6.0), 1e-7);
     EXPECT_NEAR(log.orientations[0].z, std::sin(M_PI / 6.0), 1e-7);
     EXPECT_NEAR(*log.readoutTime, 0.021, 1e-12);
+    ASSERT_EQ(log.frames.size(), 1u);
+    EXPECT_EQ(log.frames[0].time, 0.5);
+    EXPECT_NEAR(log.frames[0].exposure.value(), 0.008, 1e-12);
+    EXPECT_NEAR(log.frames[0].readout.value(), 0.021, 1e-12);
+    EXPECT_EQ(log.notes,
+              std::vector<std::string>{
+                  "CAMM: 1 positions (type 4), 1 places by satellite (type 5), 1 places "
+                  "by satellite with their accuracy (type 6), 1 magnetic fields (type 7) "
+                  "are there and not used"});
 
     const std::pair<std::string, const char*> kCases[] = {
         {camm(9, {}), "CAMM packet 1: type 9 is not one of 0 to 7"},

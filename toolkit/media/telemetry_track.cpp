@@ -64,6 +64,14 @@ std::vector<Source> timedMetadata(const AVFormatContext& format, const std::stri
     return sources;
 }
 
+/// Number of packets that the file says it has, and may have.
+size_t packetsIn(const std::vector<Source>& sources, int64_t bytes) {
+    constexpr int64_t kSmallestPacket = 8;
+    int64_t count = 0;
+    for (const Source& source : sources) count += std::max<int64_t>(source.stream->nb_frames, 0);
+    return static_cast<size_t>(std::clamp<int64_t>(count, 0, bytes / kSmallestPacket));
+}
+
 TelemetryPacket copyOf(const AVPacket& packet, const Source& source) {
     const AVRational timeBase = source.stream->time_base;
     const int64_t stamp = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
@@ -103,6 +111,7 @@ std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path) {
         if (sourceOf(stream) == sources.end()) stream->discard = AVDISCARD_ALL;
     }
     int64_t bytesLeft = avio_size(format->pb);
+    telemetry.packets.reserve(packetsIn(sources, bytesLeft));
     const AvPtr<AVPacket> packet = makePacket();
     for (;;) {
         throwIfInterrupted();
