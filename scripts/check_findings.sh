@@ -78,7 +78,11 @@ if [ -z "$short" ]; then
     change 1.3 1 >"$work/b/late.gcsv"
     planted "offset 1.3 s" 1 "--time-offset 1\.(29|30)" "$clip" "$work/b/late.gcsv"
     change 70 1 >"$work/b/later.gcsv"
-    planted "offset 70 s" 1 "--time-offset (69\.99|70\.00)" "$clip" "$work/b/later.gcsv"
+    for command in "stabilize --overwrite -o $work/x.mp4" inspect; do
+        # shellcheck disable=SC2086 # a command with its options
+        printed=$("$framehold" $command "$clip" -m "$work/b/later.gcsv" --focal $focal --readout 0.0299 2>&1 </dev/null)
+        line "70 s, ${command%% *}" 0 "(69\.99|70\.00).* well determined" $? "$(grep "well determined" <<<"$printed")"
+    done
     ffmpeg -v error -ss 3 -i "$clip" -crf 18 "$work/b/trimmed.mp4"
     planted "trimmed clip" 1 "--time-offset (2\.9|3\.0)" "$work/b/trimmed.mp4" "$imu"
 fi

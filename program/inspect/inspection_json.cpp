@@ -41,6 +41,14 @@ Json videoJson(const VideoInspection& video) {
     json["frames_outside"] = video.uncovered;
     json["time_offset_s"] = video.timeOffset;
     json["readout_s"] = video.readoutTime;
+    if (video.found) {
+        json["found_offset"] = {{"time_offset_s", video.found->timeOffset},
+                                {"deviation_s", video.found->deviation},
+                                {"explained", video.found->explained},
+                                {"next_best_s", video.found->rivalTimeOffset},
+                                {"next_best_explained", video.found->rivalExplained},
+                                {"confidence", nameOf(video.found->confidence)}};
+    }
     if (video.table) {
         json["frame_table"] = {{"drift", video.table->drift},
                                {"largest_deviation_s", video.table->largestDeviation}};

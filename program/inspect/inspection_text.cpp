@@ -75,8 +75,9 @@ private:
         }
         if (!video.clock) return;
         const ClockSynchronization& clock = *video.clock;
-        row("time offset", "{:.1f} +- {:.1f} ms fits the pictures, {:.1f} ms was given",
-            1e3 * video.fittedTimeOffset(), 1e3 * clock.offsetError, 1e3 * video.timeOffset);
+        row("time offset", "{:.1f} +- {:.1f} ms fits the pictures, {:.1f} ms was {}",
+            1e3 * video.fittedTimeOffset(), 1e3 * clock.offsetError, 1e3 * video.timeOffset,
+            video.found ? "found in the log" : "given");
         row("", "(with a readout of {:.1f} ms; the log explains {:.0f} % of the motion)",
             1e3 * video.readoutTime, 100.0 * clock.explainedVariance);
         if (clock.drift) {

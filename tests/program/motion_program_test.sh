@@ -37,9 +37,12 @@ expect 1 "holds no motion telemetry" "$framehold" inspect "$clip"
 expect 0 "the time offset is wrong by 3" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0
 # A clock of its own: the offset is found all the same.
 awk -F, -v OFS=, -v CONVFMT=%.3f 'table { $1 += 500000000 } /^t,/ { table = 1 } 1' "$sim/imu.gcsv" >"$work/bare/moved.gcsv"
-expect 1 "unusable: no frame has motion" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0
+expect 0 "explains 9.* well determined" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0
+expect 0 "time offset 8 min 20 s (found in the clip)" "$framehold" stabilize "$clip" \
+    --motion "$work/bare/moved.gcsv" --focal 250 --readout 0 -o "$work/moved.mp4"
+expect 1 "no frame has motion" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0 --time-offset 9
 "$framehold" inspect "$clip" -q --json --motion "$work/bare/moved.gcsv" --readout 0 >"$work/found.json" 2>/dev/null
-grep -q '"usable": false' "$work/found.json" || fail "json: $(cat "$work/found.json")"
+grep -q '"confidence": "well determined"' "$work/found.json" || fail "json: $(cat "$work/found.json")"
 offset=$(sed -n '/"fit"/,$s/.*"time_offset_s": \(.*\),/\1/p' "$work/found.json")
 echo "time offset found: $offset s, 500.03 is right"
 awk -v o="${offset:-0}" 'BEGIN { exit !(o > 500.028 && o < 500.032) }' || fail "time offset $offset"

@@ -334,4 +334,44 @@ TEST(MotionCheck, NamesWhatDoesNotFitAndNothingElse) {
     }
 }
 
+TEST(MotionCheck, AnOffsetInAllOfALogIsFoundOrRefused) {
+    constexpr double kClock = 538148.0;
+    struct Case {
+        const char* name;
+        double seconds;  // of the clip
+        double scale;    // of the camera's turns
+        double own;      // pixels of other motion
+        double from;     // seconds, of the log; the clip starts at 100, and the shake is the
+        double to;       // same again every 62.8 s
+        bool isFound;
+        const char* finding;
+    };
+    const Case cases[] = {
+        {"found", 6.0, 1.0, 0.2, 80.0, 140.0, true, "--time-offset 538247.9"},
+        {"moves by itself too", 6.0, 1.0, 1.0, 80.0, 140.0, true, "--time-offset 538247.9"},
+        {"starts before the log", 6.0, 1.0, 0.2, 102.0, 160.0, true, "--time-offset 538247.9"},
+        {"is not in the log", 6.0, 1.0, 0.2, 110.0, 165.0, false, "no frame has motion"},
+        {"twice in the log", 6.0, 1.0, 0.2, 95.0, 180.0, false, "538310.8220 s, 100 %: unobs"},
+        {"hardly moves", 6.0, 0.0, 0.03, 80.0, 140.0, false, "moves too little"},
+        {"short", 0.5, 1.0, 0.2, 80.0, 140.0, false, "moves too little"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<MotionSample> rates;
+        for (double t = c.from; t < c.to; t += 0.01)
+            rates.push_back({kClock + t, shake(t - 0.005)});
+        const FeatureTracks tracks = tracksOf(c.seconds, c.scale, c.own);
+        const MotionCheck check = checkMotion({tracks}, rates, {300.0, 0.02, 0.0, 0.0, {}});
+        ASSERT_EQ(check.findings.size(), 1u);
+        EXPECT_NE(check.findings[0].text.find(c.finding), std::string::npos)
+            << check.findings[0].text;
+        EXPECT_EQ(check.findings[0].severity, Severity::kFatal);
+        EXPECT_EQ(check.foundOffset && check.foundOffset->isCertain(), c.isFound);
+        if (!c.isFound) continue;
+        EXPECT_NEAR(check.foundOffset->timeOffset, kClock + 100.0 - 0.01, 0.001);
+        EXPECT_NEAR(check.foundOffset->timeOffset, kClock + 100.0 - 0.01,
+                    5.0 * check.foundOffset->deviation + 2e-4);
+    }
+}
+
 }  // namespace
