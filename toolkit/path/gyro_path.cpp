@@ -8,8 +8,7 @@ namespace framehold {
 
 GyroPath::GyroPath(const std::vector<MotionSample>& rates)
     : posesPerSecond_(samplesPerSecond(rates)) {
-    Pose pose{Eigen::Quaterniond::Identity(), Eigen::Vector3d::Zero(), rates.front().time,
-              Eigen::Vector3d::Zero()};
+    Pose pose{Eigen::Quaterniond::Identity(), Eigen::Vector3d::Zero(), rates.front().time};
     poses_.reserve(rates.size());
     for (const MotionSample& sample : rates) {
         // No time, no turn: the pose before stays.
@@ -22,7 +21,6 @@ GyroPath::GyroPath(const std::vector<MotionSample>& rates)
         poses_.push_back(pose);
     }
     if (poses_.size() == 1) poses_.push_back(pose);  // an interval, if of no length
-    for (size_t i = 0; i < poses_.size(); ++i) poses_[i].rate = rateAt(i);
 }
 
 size_t GyroPath::firstAfter(double time) const {
@@ -77,8 +75,7 @@ Eigen::Vector3d GyroPath::turnIn(const Interval& in) const {
     const double seconds = poses_[in.end].time - poses_[in.end - 1].time;
     if (seconds * posesPerSecond_ > kGapSteps) return u * turn;
     return u * u * (3.0 - 2.0 * u) * turn +
-           u * (u - 1.0) * seconds *
-               ((u - 1.0) * poses_[in.end - 1].rate + u * poses_[in.end].rate);
+           u * (u - 1.0) * seconds * ((u - 1.0) * rateAt(in.end - 1) + u * rateAt(in.end));
 }
 
 Eigen::Quaterniond GyroPath::at(double time) const {

@@ -33,7 +33,6 @@ private:
         Eigen::Quaterniond orientation;
         Eigen::Vector3d turned;
         double time;
-        Eigen::Vector3d rate;  // rad/s, of the parabola through it and its neighbours
     };
 
     struct Interval {
@@ -49,7 +48,7 @@ private:
     /// Rotation vector from the pose before to pose i > 0.
     Eigen::Vector3d turnTo(size_t i) const;
 
-    /// Pose::rate of a pose.
+    /// Rate at a pose, rad/s: that of the parabola through it and its neighbours.
     Eigen::Vector3d rateAt(size_t i) const;
 
     /// Rotation vector from the start of an interval to a share of it.
