@@ -255,10 +255,16 @@ std::vector<TelemetryPacket> cammPackets(const MotionLog& log, double timeOffset
 }
 
 std::vector<std::string> lossesOf(const MotionLog& log, LogFormat format) {
-    if (format != LogFormat::kGcsv || log.orientations.empty()) return {};
-    return {log.rates.empty()
+    std::vector<std::string> losses;
+    if (format == LogFormat::kGcsv && !log.orientations.empty()) {
+        losses.emplace_back(
+            log.rates.empty()
                 ? "the orientations are written as the rates between them: .gcsv has none"
-                : "the orientations are left out: .gcsv has none"};
+                : "the orientations are left out: .gcsv has none");
+    }
+    if (!log.lensShifts.empty()) losses.emplace_back("the lens shifts are left out");
+    if (!log.frames.empty()) losses.emplace_back("the metadata of the frames are left out");
+    return losses;
 }
 
 }  // namespace framehold
