@@ -1,7 +1,7 @@
 // What `framehold stabilize` feeds the library, what it makes of frames and of the camera's path.
+#include "media/padded_frame.h"
 #include "stabilize/batch_plan.h"
 #include "stabilize/motion_samples.h"
-#include "media/padded_frame.h"
 #include "stabilize/path_observer.h"
 #include "support/test_support.h"
 
