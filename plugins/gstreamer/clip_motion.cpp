@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <initializer_list>
 #include <iterator>
 #include <stdexcept>
 #include <utility>
@@ -34,7 +36,13 @@ void findMotion(const std::string& video, ClipData& clip) {
     clip.log = readVideoTelemetry(video);
     clip.motionFile = video;
     if (clip.log) return;
-    PairedLogs logs = findPairedLogs(video);
+    PairedLogs logs;
+    const std::string name = std::filesystem::path(video).replace_extension().string();
+    for (const char* extension : {".gcsv", ".csv", ".txt", ".log"}) {
+        const std::string log = name + extension;
+        if (logs.motion.empty() && std::filesystem::exists(log)) logs.motion = log;
+    }
+    if (logs.motion.empty()) logs = findPairedLogs(video);
     if (logs.motion.empty()) {
         throw std::runtime_error(video + " holds no telemetry, and no motion log is beside it");
     }

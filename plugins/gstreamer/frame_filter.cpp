@@ -221,8 +221,7 @@ GstFlowReturn FrameFilter::chain(GstHandle<GstBuffer> buffer) try {
     GST_BUFFER_PTS(waiting.properties.get()) = timestamp;
     waiting.runningTime = gst_segment_to_running_time(&segment_, GST_FORMAT_TIME, timestamp);
     if (!input_) input_.emplace(inputInfo_, stream_.paddedWidth(), settings().delay > 0);
-    input_->take(std::move(buffer));
-    statistics_.inputCopies = input_->copies();
+    if (input_->take(std::move(buffer))) ++statistics_.inputCopies;
     if (!session_) startSession(time);
     const ZPR_Param& param = session_->param();
     const double need = time + param.timeOffset + param.readoutTime;
@@ -311,7 +310,7 @@ GstFlowReturn FrameFilter::render(double time) {
         session_->stabilize(time, input_->latest(), image);
     });
     if (flow != GST_FLOW_OK) return flow;
-    statistics_.outputCopies = output_.copies();
+    if (output_.isCopied()) ++statistics_.outputCopies;
     statistics_.smoothingLevel = session_->smoothingLevel();
     return push(std::move(buffer), frame);
 }

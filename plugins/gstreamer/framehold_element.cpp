@@ -177,13 +177,11 @@ GstFlowReturn chainMotion(GstPad*, GstObject* parent, GstBuffer* buffer) {
 /// Nothing of the motion stream goes on downstream.
 gboolean motionEvent(GstPad*, GstObject* parent, GstEvent* event) {
     ElementParts& parts = *elementOf(parent)->parts;
-    gboolean isTaken = TRUE;
     switch (GST_EVENT_TYPE(event)) {
         case GST_EVENT_SEGMENT: {
             const GstSegment* segment = nullptr;
             gst_event_parse_segment(event, &segment);
-            isTaken = segment->format == GST_FORMAT_TIME;
-            if (isTaken) parts.motion.setSegment(*segment);
+            parts.motion.setSegment(*segment);
             break;
         }
         case GST_EVENT_STREAM_START:
@@ -204,7 +202,7 @@ gboolean motionEvent(GstPad*, GstObject* parent, GstEvent* event) {
             break;
     }
     gst_event_unref(event);
-    return isTaken;
+    return TRUE;
 }
 
 gboolean pushSensor(FrameholdElement* self, guint type, gdouble time, gdouble x, gdouble y,

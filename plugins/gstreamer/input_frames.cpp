@@ -6,7 +6,7 @@
 
 namespace framehold {
 
-void InputFrames::take(GstHandle<GstBuffer> buffer) {
+bool InputFrames::take(GstHandle<GstBuffer> buffer) {
     mapped_.reset();
     buffer_ = std::move(buffer);
     mapped_.emplace(info_, buffer_.get(), GST_MAP_READ);
@@ -17,18 +17,19 @@ void InputFrames::take(GstHandle<GstBuffer> buffer) {
     image_.format = ZPR_FORMAT_SEMIPLANAR_1;
     image_.width = paddedWidth_;
     image_.height = info_.height;
-    if (paddedWidth_ == info_.width && liesRight(*mapped_)) {
+    const bool isCopied = paddedWidth_ != info_.width || !liesRight(*mapped_);
+    if (isCopied) {
+        paddedWidth_ == info_.width ? copy(*mapped_) : pad(*mapped_);
+        mapped_.reset();
+        buffer_.reset();
+    } else {
         for (int i = 0; i < 2; ++i) {
             image_.plane[i] = mapped_->plane(i);
             image_.pitch[i] = mapped_->stride(i);
         }
-    } else {
-        paddedWidth_ == info_.width ? copy(*mapped_) : pad(*mapped_);
-        ++copies_;
-        mapped_.reset();
-        buffer_.reset();
     }
     if (pitch_ == 0) pitch_ = image_.pitch[0];
+    return isCopied;
 }
 
 /// The ring takes both planes with the pitch of the first frame's luma, whole rows of it.

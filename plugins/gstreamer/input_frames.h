@@ -19,15 +19,14 @@ public:
         : info_(info), isDelayed_(isDelayed), padded_(info.width, paddedWidth),
           paddedWidth_(paddedWidth) {}
 
-    /// Makes a frame the latest one. Throws std::runtime_error if it cannot be mapped.
-    void take(GstHandle<GstBuffer> buffer);
+    /// Makes a frame the latest one; true if it was copied. Throws std::runtime_error if it cannot be
+    /// mapped.
+    bool take(GstHandle<GstBuffer> buffer);
 
     /// The latest frame as the library takes it. It lasts until the next one is taken.
     const ZPR_Image& latest() const { return image_; }
     /// Columns before the content.
     int left() const { return padded_.left(); }
-    /// Frames that were copied.
-    uint64_t copies() const { return copies_; }
 
 private:
     bool liesRight(const MappedFrame& frame) const;
@@ -43,7 +42,6 @@ private:
     std::optional<MappedFrame> mapped_;  // of buffer_
     std::vector<uint8_t> copy_;
     ZPR_Image image_{};
-    uint64_t copies_ = 0;
 };
 
 }  // namespace framehold

@@ -42,7 +42,7 @@ void MotionPad::followClock(double firstTime, GstClockTime timestamp) {
     constexpr double kFollowing = 10.0;  // seconds
     constexpr double kJump = 1.0;        // seconds
     if (filter_.settings().frameClock != FrameClock::kAuto) return;
-    if (!GST_CLOCK_TIME_IS_VALID(timestamp)) return;
+    if (!GST_CLOCK_TIME_IS_VALID(timestamp) || segment_.format != GST_FORMAT_TIME) return;
     const GstClockTime running = gst_segment_to_running_time(&segment_, GST_FORMAT_TIME, timestamp);
     if (!GST_CLOCK_TIME_IS_VALID(running)) return;
     const double measured = static_cast<double>(running) / GST_SECOND - firstTime;

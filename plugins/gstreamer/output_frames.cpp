@@ -123,7 +123,6 @@ ZPR_Image OutputFrames::imageIn(const MappedFrame& frame) {
 
 void OutputFrames::finish(const MappedFrame& frame) {
     if (!isCopied_) return;
-    ++copies_;
     const uint8_t* from = scratch_.data() + left_;
     for (int i = 0; i < 2; ++i) {
         for (int y = 0; y < info_.height >> i; ++y, from += paddedWidth_) {

@@ -39,7 +39,8 @@ public:
 
     /// Size of what the library writes, without planes.
     ZPR_Image description() const;
-    uint64_t copies() const { return copies_; }
+    /// True if each frame is copied.
+    bool isCopied() const { return isCopied_; }
 
 private:
     bool isPadded() const { return paddedWidth_ != info_.width; }
@@ -54,7 +55,6 @@ private:
     bool isCopied_ = false;
     GstHandle<GstBufferPool> pool_;
     std::vector<uint8_t> scratch_;  // a padded frame
-    uint64_t copies_ = 0;
 };
 
 }  // namespace framehold
