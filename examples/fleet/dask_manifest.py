@@ -54,7 +54,8 @@ def stabilize(clip: str, result: str, options: list[str], wants_picture: bool) -
     try:
         said = json.loads(run.stdout)["clips"][0]
     except ValueError:
-        said = {"status": "failed", "error": run.stderr.strip() or f"exit code {run.returncode}"}
+        why = run.stderr.strip() or f"exit code {run.returncode}"
+        said = {"status": "failed", "error": f"{clip}: {why}"}
     entry = {
         "clip": clip,
         "result": result,
@@ -106,7 +107,9 @@ class Progress:
         text = f"{ended} of {self.clips} clips: {', '.join(parts) or 'none ended'}"
         if 0 < worked and ended < self.clips:
             seconds = (time.time() - self.start) / worked * (self.clips - ended)
-            text += f"; about {seconds / 3600:.1f} hours left"
+            hours = seconds / 3600.0
+            text += f"; about {hours:.0f} hours" if hours >= 2.0 else f"; about {60.0 * hours:.0f} minutes"
+            text += " left"
         return text
 
     def write(self, workers: int, at_once: bool = False) -> None:
@@ -122,7 +125,7 @@ class Progress:
             for e in self.latest
         )
         failures = "".join(
-            f'<li>{html.escape(e["clip"])}: {html.escape(e["error"])}' for e in self.failures[-100:]
+            f"<li>{html.escape(e['error'])}" for e in self.failures[-100:]
         )
         rows = "".join(
             f"<tr><td>{html.escape(name)}<td>{clips:.0f}<td>{frames / max(seconds, 1e-3):.1f}"
@@ -135,7 +138,7 @@ class Progress:
 figure {{ display: inline-block; margin: 0.3em }} td, th {{ padding: 0 1em; text-align: right }}</style>
 <h1>{html.escape(self.text())}</h1>
 <progress max="{self.clips}" value="{ended}"></progress>
-<p>{time.strftime("%F %T")}, {workers} workers</p>
+<p>{time.strftime("%F %T")}, workers: {workers}</p>
 <h2>Last results, each on the right of its source</h2>{pictures or "none yet"}
 <h2>{len(self.failures)} failed</h2><ul>{failures}</ul>
 <h2>Workers</h2><table><tr><th>worker<th>clips<th>frames per second{rows}</table></html>
@@ -167,7 +170,8 @@ def run(client: distributed.Client, clips: list[list[str]], given: argparse.Name
             # The program's failures are in the entry; this is a clip that several workers died of.
             except Exception as error:
                 clip = names[future.key]
-                entry = {"clip": clip, "result": future.key, "status": "failed", "error": repr(error)}
+                entry = {"clip": clip, "result": future.key, "status": "failed"}
+                entry["error"] = f"{clip}: {error!r}"
             future.release()
             progress.add(entry)
             kept = {name: value for name, value in entry.items() if name != "picture"}
