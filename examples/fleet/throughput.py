@@ -67,8 +67,8 @@ def main() -> None:
                 print(f"{size:>10} {engine:>8} {RATE / ratio:14.1f} {ratio:14.2f} {reads:11.1f}", flush=True)
     print(f"\n{given.hours:,.0f} hours at {given.megabits:g} Mbit/s are {seconds * bits / 8e12:,.0f} TB;")
     print(f"results at the same rate, and {NETWORK_BITS / 1e9:g} Gbit/s to the storage:")
-    print(f"{'size':>10} {'engine':>8} {'core-hours':>11} {'cores for 30 days':>18} {'Mbit/s per core':>16}"
-          f" {'cores that fill the network':>28}")
+    print(f"{'size':>10} {'engine':>8} {'core-hours':>11} {'cores for 30 days':>18}", end="")
+    print(f" {'Mbit/s per core':>16} {'cores that fill the network':>28}")
     for size, engine, ratio, reads in rows:
         each = bits * (reads + 1.0) / ratio
         print(f"{size:>10} {engine:>8} {given.hours * ratio:11,.0f} {given.hours * ratio / 720:18,.0f}"
