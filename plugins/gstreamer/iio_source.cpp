@@ -258,6 +258,18 @@ std::vector<ZPR_SensorData> readSamples(SourceParts& parts) {
     return samples;
 }
 
+/// Running time of the first sample; the last one has just come.
+GstClockTime runningTimeOf(GstElement* self, const std::vector<ZPR_SensorData>& samples) {
+    GstClock* clock = gst_element_get_clock(self);
+    if (clock == nullptr) return GST_CLOCK_TIME_NONE;
+    const GstClockTime now = gst_clock_get_time(clock);
+    gst_object_unref(clock);
+    const double length = samples.back().timestamp - samples.front().timestamp;
+    const auto taken = static_cast<GstClockTime>(std::clamp(length, 0.0, 1.0) * GST_SECOND);
+    const GstClockTime start = gst_element_get_base_time(self) + taken;
+    return now > start ? now - start : 0;
+}
+
 GstFlowReturn create(GstPushSrc* base, GstBuffer** buffer) {
     FrameholdIioSource* self = sourceOf(base);
     SourceParts& parts = *self->parts;
@@ -282,6 +294,7 @@ GstFlowReturn create(GstPushSrc* base, GstBuffer** buffer) {
         framehold::writeMotionRecord(samples[i], records.data() + i * framehold::kMotionRecordSize);
     }
     *buffer = gst_buffer_new_memdup(records.data(), records.size());
+    GST_BUFFER_PTS(*buffer) = runningTimeOf(GST_ELEMENT(self), samples);
     return GST_FLOW_OK;
 }
 
@@ -298,7 +311,6 @@ static void framehold_iio_source_init(FrameholdIioSource* self) {
     GstBaseSrc* base = GST_BASE_SRC(self);
     gst_base_src_set_live(base, TRUE);
     gst_base_src_set_format(base, GST_FORMAT_TIME);
-    gst_base_src_set_do_timestamp(base, TRUE);
 }
 
 static void framehold_iio_source_class_init(FrameholdIioSourceClass* klass) {
