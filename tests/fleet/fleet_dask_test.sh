@@ -32,12 +32,14 @@ exec "$framehold" "\$@"
 END
 chmod +x logged_framehold
 export FRAMEHOLD=$work/logged_framehold DASK_LOGGING__DISTRIBUTED=warning
-$python -m distributed.cli.dask_scheduler --host 127.0.0.1 --port 0 --no-dashboard --no-show \
+# They end with this test, even if it is killed.
+run="setpriv --pdeathsig TERM $python"
+$run -m distributed.cli.dask_scheduler --host 127.0.0.1 --port 0 --no-dashboard --no-show \
     --scheduler-file scheduler.json >scheduler.log 2>&1 &
 started+=($!)
 until_true '[ -s scheduler.json ]'
 for i in 1 2; do
-    $python -m distributed.cli.dask_worker --scheduler-file scheduler.json --no-nanny --nthreads 1 \
+    $run -m distributed.cli.dask_worker --scheduler-file scheduler.json --no-nanny --nthreads 1 \
         --no-dashboard --local-directory worker$i >worker$i.log 2>&1 &
     started+=($!)
 done

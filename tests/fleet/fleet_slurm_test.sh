@@ -11,12 +11,12 @@ done
 cd "$work" || exit 1
 
 daemons=()
-# Slurm's daemon waits for what it has started, so it goes first.
+# They end with this test, even if it is killed.
 trap 'kill "${daemons[@]}" 2>/dev/null; wait; rm -rf "$work"' EXIT
 start() {
     local log=$1
     shift
-    "$@" >"$log" 2>&1 &
+    setpriv --pdeathsig TERM "$@" >"$log" 2>&1 &
     daemons=("$!" "${daemons[@]}")
 }
 
