@@ -1,4 +1,5 @@
 // Every format of motion log, read from a small sample and from broken ones.
+#include "common/library_constants.h"
 #include "common/text_fields.h"
 #include "media/metadata_types.h"
 #include "motion/formats/telemetry_formats.h"
@@ -399,6 +400,107 @@ TEST(Gpmf, SamplesHaveUnitsAxesAndEvenTimes) {
     EXPECT_EQ(bare.notes.size(), 2u);
     expectNear(bare.rates[0].value, {0.1, -0.2, 0.05}, 1e-12, "as it is");
     EXPECT_NEAR(bare.rates[9].time, 2.9, 1e-9);  // spread over the packet
+}
+
+/// Big-endian floats.
+std::string floats(const std::vector<float>& values) {
+    std::string bytes;
+    for (const float v : values) {
+        uint32_t bits;
+        std::memcpy(&bits, &v, sizeof bits);
+        bytes += bytesOf(bits, 4, true);
+    }
+    return bytes;
+}
+
+std::string longs(const std::vector<int>& values) {
+    std::string bytes;
+    for (const int v : values) bytes += bytesOf(static_cast<uint64_t>(v), 4, true);
+    return bytes;
+}
+
+std::string device(const std::vector<std::string>& streams) {
+    std::string records = gpmf("DVID", 'L', 4, longs({1}));
+    for (const std::string& stream : streams) records += gpmfInside("STRM", stream);
+    return gpmfInside("DEVC", records);
+}
+
+TEST(Gpmf, EveryGenerationOfCameras) {
+    // All hold rates whose Z, X, Y are these.
+    const Vec3 rate = {0.1, -0.2, 0.05};
+    const std::string scale = gpmf("SCAL", 's', 2, shorts({1000}));
+    const std::string unit = gpmf("SIUN", 'c', 5, "rad/s");
+    const std::string oldest = scale + gpmf("GYRO", 's', 6, shorts({100, -200, 50}));
+    const std::string newer =
+        gpmf("STMP", 'J', 8, bytesOf(123456, 8, true)) + gpmf("TSMP", 'L', 4, longs({1})) + unit;
+    const std::string toZxy = gpmf("MTRX", 'f', 36, floats({0, 0, 1, 0, -1, 0, 1, 0, 0}));
+    const std::string toXyz = gpmf("MTRX", 'f', 36, floats({0, -1, 0, 1, 0, 0, 0, 0, 1}));
+    const std::string turned = scale + gpmf("GYRO", 's', 6, shorts({50, 200, 100}));
+    const std::string temperature = gpmf("TMPC", 'f', 4, floats({40.0F}));
+    const std::string rest =
+        gpmf("SCAL", 's', 2, shorts({32767})) + gpmf("CORI", 's', 8, shorts({32767, 0, 0, 0}));
+    const std::string broken = gpmf("CORI", 's', 8, shorts({0, 0, 0, 0}));
+    const std::string bent = gpmf("IORI", 'f', 16, floats({0.96F, 0.28F, 0.0F, 0.0F}));
+    const std::tuple<const char*, std::string, size_t, const char*> kCases[] = {
+        {"oldest", device({oldest}), 2, "GYRO: SIUN is missing: taken for rad/s"},
+        {"ORIN", device({newer + gpmf("ORIN", 'c', 1, "YxZ") + turned}), 0, ""},
+        {"MTRX", device({newer + toZxy + temperature + turned}), 0, ""},
+        {"MTRX and ORIO",
+         device(
+             {newer + gpmf("ORIN", 'c', 1, "YxZ") + gpmf("ORIO", 'c', 1, "ZXY") + toZxy + turned}),
+         0, ""},
+        {"to X, Y, Z", device({newer + gpmf("ORIO", 'c', 1, "XYZ") + toXyz + turned}), 0, ""},
+        {"l", device({newer + scale + gpmf("GYRO", 'l', 12, longs({100, -200, 50}))}), 1,
+         "GYRO: neither MTRX nor ORIN names the axes: taken for Z, X, Y"},
+        {"f", device({newer + gpmf("GYRO", 'f', 12, floats({0.1F, -0.2F, 0.05F}))}), 1, ""},
+        {"two devices", device({temperature, oldest}) + device({turned}), 2, ""},
+        {"with CORI", device({oldest, rest}), 3,
+         "CORI: the camera's own orientations are not used beside GYRO"},
+        {"broken CORI", device({oldest, broken}), 3, "not used: CORI: is no rotation"},
+        {"IORI", device({oldest, bent}), 3,
+         "IORI: the camera has turned its pictures by up to 32.5 degrees, to stabilize them "
+         "itself: "
+         "they do not move as the log says"},
+    };
+    for (const auto& [name, packet, notes, note] : kCases) {
+        SCOPED_TRACE(name);
+        const MotionLog log = parseGpmf("clip.mp4", {{1.0, 0.1, packet}, {1.1, 0.1, packet}});
+        ASSERT_EQ(log.rates.size(), 2u);
+        expectNear(log.rates[0].value, rate, 1e-6, "rate");
+        EXPECT_EQ(log.notes.size(), notes);
+        if (note[0] == '\0') continue;
+        EXPECT_NE(std::find(log.notes.begin(), log.notes.end(), note), log.notes.end());
+    }
+}
+
+TEST(Gpmf, TheCamerasOwnOrientationsStandInForReadings) {
+    // The camera stands with the picture's top up, and turns about that axis, its Z.
+    std::vector<TelemetryPacket> packets;
+    for (int i = 0; i < 20; ++i) {
+        const auto half = static_cast<float>(0.02 * i);
+        const std::string orientation =
+            gpmf("CORI", 'f', 16, floats({std::cos(half), 0.0F, 0.0F, std::sin(half)}));
+        const std::string down = gpmf("GRAV", 'f', 12, floats({0.0F, 0.0F, -1.0F}));
+        packets.push_back({0.1 * i, 0.1, device({orientation, down})});
+    }
+    const MotionLog log = parseGpmf("clip.mp4", packets);
+    EXPECT_EQ(log.notes.size(), 2u);
+    ASSERT_EQ(log.orientations.size(), 20u);
+    ASSERT_EQ(log.gravity.size(), 20u);
+    const std::vector<MotionSample> rates = log.angularRates();
+    ASSERT_EQ(rates.size(), 19u);
+    for (const MotionSample& sample : rates) {
+        expectNear(sample.value, {0.4, 0.0, 0.0}, 1e-5, "rate");
+    }
+    for (const MotionSample& sample : log.gravity) {
+        expectNear(sample.value, {kStandardGravity, 0.0, 0.0}, 1e-6, "gravity");
+    }
+    for (const OrientationSample& q : log.orientations) {
+        // Device x, in the world.
+        expectNear({1.0 - 2.0 * (q.y * q.y + q.z * q.z), 2.0 * (q.x * q.y + q.w * q.z),
+                    2.0 * (q.x * q.z - q.w * q.y)},
+                   {0.0, 0.0, 1.0}, 1e-6, "up");
+    }
 }
 
 TEST(Gpmf, ErrorsNamePacketAndKey) {
