@@ -129,15 +129,16 @@ void addNotes(const Counts& counts, MotionLog& log) {
 MotionLog parseCamm(const std::string& name, const std::vector<TelemetryPacket>& packets) {
     Counts counts{};
     readPackets(name, packets, [&](uint16_t type, double, const ByteReader&) { ++counts[type]; });
+    const bool isUsable = counts[kRate] > 0 || counts[kOrientation] > 0;
     MotionLog log;
     log.orientations.reserve(counts[kOrientation]);
-    log.frames.reserve(counts[kExposure]);
+    if (isUsable) log.frames.reserve(counts[kExposure]);
     log.rates.reserve(counts[kRate]);
     log.gravity.reserve(counts[kAcceleration]);
     readPackets(name, packets, [&](uint16_t type, double time, const ByteReader& bytes) {
-        addReading(type, time, bytes, log);
+        if (isUsable || type != kExposure) addReading(type, time, bytes, log);
     });
-    if (counts[kRate] == 0 && counts[kOrientation] == 0) {
+    if (!isUsable) {
         throw FileError(name, 0, "its CAMM telemetry has no packets of type 0 or 2");
     }
     addNotes(counts, log);
