@@ -37,7 +37,7 @@ expect 1 "holds no motion telemetry" "$framehold" inspect "$clip"
 expect 0 "the time offset is wrong by 3" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0
 # A clock of its own: the offset is found all the same.
 awk -F, -v OFS=, -v CONVFMT=%.3f 'table { $1 += 500000000 } /^t,/ { table = 1 } 1' "$sim/imu.gcsv" >"$work/bare/moved.gcsv"
-expect 0 "explains 9.* well determined" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0
+expect 0 "%: well determined" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0
 expect 0 "time offset 8 min 20 s (found in the clip)" "$framehold" stabilize "$clip" \
     --motion "$work/bare/moved.gcsv" --focal 250 --readout 0 -o "$work/moved.mp4"
 expect 1 "no frame has motion" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0 --time-offset 9
