@@ -46,7 +46,8 @@ MotionLog findByContent(LogArchive& archive) {
     MotionLog result;
     size_t leftOut = 0;
     for (size_t i = 0; i < entries.size(); ++i) {
-        if (i >= kMostFiles || !archive.allows(entries[i])) {
+        const bool isOnlyOne = entries.size() == 1;  // and its own error is the archive's
+        if (!isOnlyOne && (i >= kMostFiles || !archive.allows(entries[i]))) {
             ++leftOut;
             continue;
         }
@@ -56,8 +57,8 @@ MotionLog findByContent(LogArchive& archive) {
             found.push_back(entries[i]);
             if (found.size() == 1) result = std::move(log);
         } catch (const FileError&) {
-            // Deliberate: whatever else is in the archive need not be a log. The only file must be.
-            if (entries.size() == 1) throw;
+            // Deliberate: whatever else is in the archive need not be a log.
+            if (isOnlyOne) throw;
         }
     }
     if (found.size() > 1) refuse(archive, found);
