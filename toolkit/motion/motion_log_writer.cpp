@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <limits>
+#include <optional>
 
 #include <fmt/format.h>
 #include <fmt/ostream.h>
@@ -196,6 +198,8 @@ void appendBytes(std::string& bytes, uint32_t bits, int count) {
     for (int i = 0; i < count; ++i) bytes += static_cast<char>(bits >> 8 * i & 0xFF);
 }
 
+enum : uint32_t { kOrientation = 0, kExposure = 1, kRate = 2, kAcceleration = 3 };
+
 std::string cammReading(uint32_t type, const Vec3& values) {
     std::string bytes;
     appendBytes(bytes, 0, 2);
@@ -205,6 +209,19 @@ std::string cammReading(uint32_t type, const Vec3& values) {
         uint32_t bits;
         std::memcpy(&bits, &number, sizeof bits);
         appendBytes(bytes, bits, 4);
+    }
+    return bytes;
+}
+
+/// The packet of type 1, with 0 for what is not known or does not fit.
+std::string cammExposure(std::optional<double> exposure, std::optional<double> readout) {
+    std::string bytes;
+    appendBytes(bytes, 0, 2);
+    appendBytes(bytes, kExposure, 2);
+    for (const std::optional<double>& seconds : {exposure, readout}) {
+        const double nanoseconds = std::round(1e9 * seconds.value_or(0.0));
+        const bool fits = nanoseconds >= 0.0 && nanoseconds <= std::numeric_limits<uint32_t>::max();
+        appendBytes(bytes, fits ? static_cast<uint32_t>(nanoseconds) : 0, 4);
     }
     return bytes;
 }
@@ -229,28 +246,26 @@ void writeTextLog(const MotionLog& log, LogFormat format, std::ostream& out,
 }
 
 std::vector<TelemetryPacket> cammPackets(const MotionLog& log, double timeOffset) {
-    enum : uint32_t { kOrientation = 0, kExposure = 1, kRate = 2, kAcceleration = 3 };
+    const auto isEarlier = [](const auto& a, const auto& b) { return a.time < b.time; };
     std::vector<TelemetryPacket> packets;
-    packets.reserve(log.rates.size() + log.gravity.size() + log.orientations.size() + 1);
+    packets.reserve(log.rates.size() + log.gravity.size() + log.orientations.size() +
+                    log.frames.size() + 1);
     const auto add = [&](double time, std::string bytes) {
         packets.push_back({time - timeOffset, 0.0, std::move(bytes)});
     };
+    for (const FrameMetadata& frame : log.frames) {
+        if (frame.time) add(*frame.time, cammExposure(frame.exposure, frame.readout));
+    }
     for (const MotionSample& s : log.rates) add(s.time, cammReading(kRate, s.value));
     for (const MotionSample& s : log.gravity) add(s.time, cammReading(kAcceleration, s.value));
     for (const OrientationSample& s : log.orientations) {
         add(s.time, cammReading(kOrientation, angleAxis(s)));
     }
-    std::stable_sort(packets.begin(), packets.end(),
-                     [](const auto& a, const auto& b) { return a.time < b.time; });
-    constexpr double kLongestReadout = 2.0;  // that fits the field
-    if (log.readoutTime && *log.readoutTime < kLongestReadout && !packets.empty()) {
-        std::string bytes;
-        appendBytes(bytes, 0, 2);
-        appendBytes(bytes, kExposure, 2);
-        appendBytes(bytes, 0, 4);  // exposure time: not known
-        appendBytes(bytes, static_cast<uint32_t>(std::llround(1e9 * *log.readoutTime)), 4);
-        packets.insert(packets.begin(), {packets.front().time, 0.0, std::move(bytes)});
+    if (log.frames.empty() && log.readoutTime && !packets.empty()) {
+        const auto first = std::min_element(packets.begin(), packets.end(), isEarlier);
+        packets.insert(packets.begin(), {first->time, 0.0, cammExposure({}, log.readoutTime)});
     }
+    std::stable_sort(packets.begin(), packets.end(), isEarlier);
     return packets;
 }
 
@@ -263,7 +278,14 @@ std::vector<std::string> lossesOf(const MotionLog& log, LogFormat format) {
                 : "the orientations are left out: .gcsv has none");
     }
     if (!log.lensShifts.empty()) losses.emplace_back("the lens shifts are left out");
-    if (!log.frames.empty()) losses.emplace_back("the metadata of the frames are left out");
+    const auto areLeftOut = [format](const FrameMetadata& frame) {
+        return frame.focalLength || (frame.exposure && (format != LogFormat::kCamm || !frame.time));
+    };
+    if (std::any_of(log.frames.begin(), log.frames.end(), areLeftOut)) {
+        losses.emplace_back(format == LogFormat::kCamm
+                                ? "the focal lengths of the frames are left out"
+                                : "the exposures and focal lengths of the frames are left out");
+    }
     return losses;
 }
 
