@@ -317,8 +317,14 @@ GstFlowReturn FrameFilter::render(double time) {
 
 GstFlowReturn FrameFilter::push(GstHandle<GstBuffer> buffer, const WaitingFrame& frame) {
     copyProperties(frame.properties.get(), buffer.get());
+    const GstFlowReturn flow = gst_pad_push(src_, buffer.release());
+    if (flow == GST_FLOW_NOT_NEGOTIATED && gst_pad_needs_reconfigure(src_)) {
+        // Downstream wants other frames from now on; the next one will be such.
+        ++statistics_.framesDropped;
+        return GST_FLOW_OK;
+    }
     ++statistics_.framesOut;
-    return gst_pad_push(src_, buffer.release());
+    return flow;
 }
 
 bool FrameFilter::isLate(const WaitingFrame& frame) const {

@@ -82,6 +82,7 @@ private:
     };
 
     bool negotiate();
+    bool negotiateOnce();
     void findClip();
     void startSession(double time);
     double frameTime(GstClockTime time, bool isLog);

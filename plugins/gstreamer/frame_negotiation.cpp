@@ -34,8 +34,16 @@ bool FrameFilter::setCaps(GstCaps* caps) {
     return negotiate();
 }
 
-/// The output has the input's size if downstream takes that, else the nearest that is no larger.
+/// Tries again where downstream has changed its mind meanwhile.
 bool FrameFilter::negotiate() {
+    while (!negotiateOnce()) {
+        if (!gst_pad_check_reconfigure(src_)) return false;
+    }
+    return true;
+}
+
+/// The output has the input's size if downstream takes that, else the nearest that is no larger.
+bool FrameFilter::negotiateOnce() {
     const GstHandle<GstCaps> possible(gst_caps_copy(inputCaps_.get()));
     gst_caps_set_simple(possible.get(), "width", GST_TYPE_INT_RANGE, 1, stream_.width, "height",
                         GST_TYPE_INT_RANGE, 1, stream_.height, nullptr);
@@ -75,7 +83,8 @@ void FrameFilter::updateLatency() {
     const ElementSettings wanted = settings();
     const ZPR_Param param = libraryParam(wanted, clip_.value_or(ClipData()), stream_);
     const double readout = std::max(0.0, param.readoutTime + param.timeOffset);
-    const double seconds = param.delayFrames / stream_.framesPerSecond + readout;
+    const double seconds =
+        (param.delayFrames / stream_.framesPerSecond + readout) / std::max(segment_.rate, 1e-3);
     const GstClockTime latency =
         static_cast<GstClockTime>(std::llround(seconds * GST_SECOND)) + wanted.sensorDelay;
     if (latency_.exchange(latency) == latency) return;

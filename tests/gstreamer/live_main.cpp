@@ -26,6 +26,7 @@ struct Settings {
     int height = 240;
     int delay = 10;
     double slack = 0.02;   // seconds that frames may be late
+    double rest = 1.5;     // seconds from one disturbance to the next, at most
     double report = 60.0;  // seconds from one line about memory to the next
     bool isSoak = false;
 };
@@ -89,8 +90,8 @@ public:
             g_signal_emit_by_name(video_, "end-of-stream", &flow);
         }
         const bool hasEnded = settings_.isSoak || !pop(20 * GST_SECOND, GST_MESSAGE_EOS).empty();
-        gst_element_set_state(pipeline_, GST_STATE_NULL);
         printStats();
+        gst_element_set_state(pipeline_, GST_STATE_NULL);
         if (settings_.isSoak) {
             std::printf("%ld seeks, %ld new sizes, %ld frames in, %ld out\n", seeks_, sizes_,
                         static_cast<long>(frames.pushed()), static_cast<long>(shown_));
@@ -114,7 +115,7 @@ private:
         pipeline_ = gst_parse_launch(
             "appsrc name=video is-live=true format=time stream-type=seekable max-buffers=8 "
             "leaky-type=downstream "
-            "! framehold name=filter ! capsfilter name=size ! fakesink name=sink sync=true "
+            "! framehold name=filter ! capsfilter name=size ! queue ! fakesink name=sink sync=true "
             "qos=true "
             "signal-handoffs=true "
             "appsrc name=motion is-live=true format=time stream-type=seekable "
@@ -246,7 +247,7 @@ private:
                              GST_SEEK_TYPE_SET, place, GST_SEEK_TYPE_NONE, -1);
             ++seeks_;
         }
-        return static_cast<GstClockTime>(random_.uniform(0.05, 1.5) * GST_SECOND);
+        return static_cast<GstClockTime>(random_.uniform(0.02, settings_.rest) * GST_SECOND);
     }
 
     /// Text of the next message of a type; empty if none comes in time.
@@ -336,6 +337,7 @@ int main(int argc, char** argv) {
     app.add_option("--height", settings.height);
     app.add_option("--delay", settings.delay, "frames");
     app.add_option("--slack", settings.slack, "seconds that frames may be late");
+    app.add_option("--rest", settings.rest, "seconds between disturbances, at most");
     app.add_option("--report", settings.report, "seconds between lines about memory");
     app.add_flag("--soak", settings.isSoak, "seek and renegotiate at random");
     CLI11_PARSE(app, argc, argv);
