@@ -233,6 +233,24 @@ def mett(m):
                  m.readings[0][0])
 
 
+def varint(value):
+    return bytes([value]) if value < 128 else bytes([value & 127 | 128]) + varint(value >> 7)
+
+
+def message(number, content):
+    """Field of a message: a whole number, or bytes."""
+    if isinstance(content, int):
+        return varint(number << 3) + varint(content)
+    return varint(number << 3 | 2) + varint(len(content)) + content
+
+
+def messages(m):
+    """A stream of records, of motion alone."""
+    records = [message(2, message(1, nanoseconds(t)) + message(2, struct.pack("<3f", *r)) +
+                       message(4, struct.pack("<3f", *a))) for t, r, a in m.readings]
+    return b"".join(varint(len(record)) + record for record in records)
+
+
 def camm(m):
     packets = []
     for _, rate, gravity in m.readings:
@@ -311,6 +329,7 @@ SAMPLES = [
      "xYz", 1.0625, 1e-6),
     ("polled", "walk", {"walk.csv": polled}, "sensor CSV", "Xyz", 1.375, 1e-6),
     ("torn-end", "walk", {"walk.csv": torn}, "sensor CSV", "zxY", 1.75, 1e-6),
+    ("messages", "video_recording", {"video_meta.pb3": messages}, "protobuf session", "zyX", 987.5, 1e-6),
     ("mett", "walk", {"telemetry.bin": mett}, "mett", "YxZ", 1.05, 1e-6),
     ("camm", "walk", {"telemetry.bin": camm}, "CAMM", "xzy", 1.1,
      1e-6),
