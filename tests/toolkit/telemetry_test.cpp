@@ -264,7 +264,8 @@ TEST(Sessions, HoldFramesAndLensShifts) {
         for (size_t less = 1; less < 50; ++less) {
             const MotionLog cut = parseTextLog("cut", whole.substr(0, whole.size() - less));
             EXPECT_EQ(cut.rates.size() + cut.frames.size(), 12u) << less;
-            EXPECT_EQ(cut.notes.back(), "cut off in its last message, which is left out");
+            EXPECT_EQ(cut.notes.back().find("cut off in its last message, or broken: the last "),
+                      0u);
         }
     }
 }

@@ -105,7 +105,7 @@ public:
             if (!field) break;
             readOf(kSession, *field);
         }
-        isCutOff_ = !reader.atEnd();
+        bytesLeft_ = reader.left();
         return messages;
     }
 
@@ -121,11 +121,11 @@ public:
             if (!field || !inside.atEnd()) fail("a record is not one message");
             readOf(kRecord, *field);
         }
-        isCutOff_ = !reader.atEnd();
+        bytesLeft_ = reader.left();
         return messages;
     }
 
-    bool isCutOff() const { return isCutOff_; }
+    bool isCutOff() const { return bytesLeft_ > 0; }
 
     MotionLog finish() {
         log_.lensShiftWidth = arrayWidth_;
@@ -137,7 +137,11 @@ public:
             log_.notes.push_back(
                 "the phone's estimates of drift and bias are taken from the readings");
         }
-        if (isCutOff_) log_.notes.push_back("cut off in its last message, which is left out");
+        if (isCutOff()) {
+            log_.notes.push_back(fmt::format(
+                "cut off in its last message, or broken: the last {} bytes are left out",
+                bytesLeft_));
+        }
         return std::move(log_);
     }
 
@@ -249,7 +253,7 @@ private:
     double pictureWidth_ = 0.0;  // 0: not known
     double arrayWidth_ = 0.0;
     bool hasOffsets_ = false;
-    bool isCutOff_ = false;
+    size_t bytesLeft_ = 0;  // from where no whole message follows
 };
 
 using Read = size_t (CaptureParser::*)(std::string_view);

@@ -26,6 +26,9 @@ public:
 
     bool atEnd() const { return rest_.empty(); }
 
+    /// Number of bytes that are left.
+    size_t left() const { return rest_.size(); }
+
     /// Number in groups of seven bits, the lowest first; none if it does not end, or is too long.
     std::optional<uint64_t> varint() {
         uint64_t value = 0;
