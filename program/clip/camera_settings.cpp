@@ -23,16 +23,18 @@ struct Candidates {
     std::optional<T> option;
     std::optional<T> metadata;
     std::optional<T> found;
+    std::optional<T> frames;  // what is logged of each frame
     std::optional<T> log;
 };
 
 /// The order of precedence of all settings.
 template <class T>
-Setting<T> firstOf(const Candidates<T>& from, const T& otherwise, const ClipFiles& files) {
+Setting<T> firstOf(const Candidates<T>& from, const T& otherwise, const ClipInputs& clip) {
     if (from.option) return {*from.option, Source::kOption, from.optionName};
-    if (from.metadata) return {*from.metadata, Source::kMetadata, files.metadata};
+    if (from.metadata) return {*from.metadata, Source::kMetadata, clip.files.metadata};
     if (from.found) return {*from.found, Source::kFound, "found in the clip"};
-    if (from.log) return {*from.log, Source::kLog, files.motion};
+    if (from.frames) return {*from.frames, Source::kLog, clip.usualFrameFile};
+    if (from.log) return {*from.log, Source::kLog, clip.files.motion};
     return {otherwise, Source::kDefault, "default"};
 }
 
@@ -59,6 +61,8 @@ Candidates<FieldOfView> fieldsOfView(const CameraOptions& options, const ClipInp
     }
     from.metadata = inPixels(clip.metadata.focalLength, scale);
     from.found = inPixels(found.focalLength);
+    const FrameMetadata& usual = clip.usualFrame;
+    from.frames = inPixels(usual.focalLength, usual.width ? clip.video.width / *usual.width : 1.0);
     return from;
 }
 
@@ -81,22 +85,21 @@ CameraSettings resolveCamera(const CameraOptions& options, const ClipInputs& cli
     ZPR_GetDefaultParam(&defaults);
 
     CameraSettings camera;
-    camera.fieldOfView =
-        firstOf(fieldsOfView(options, clip, found),
-                FieldOfView{defaults.fieldOfView, defaults.fieldOfViewMode}, clip.files);
-    camera.lens = firstOf({"--lens", options.lens.lens(), metadata.lens, found.lens, {}},
-                          LensDistortion(), clip.files);
-    camera.readoutTime = firstOf(
-        {"--readout", options.readoutTime, metadata.readoutTime, found.readoutTime, loggedReadout},
-        defaults.readoutTime, clip.files);
+    camera.fieldOfView = firstOf(fieldsOfView(options, clip, found),
+                                 FieldOfView{defaults.fieldOfView, defaults.fieldOfViewMode}, clip);
+    camera.lens = firstOf({"--lens", options.lens.lens(), metadata.lens, found.lens, {}, {}},
+                          LensDistortion(), clip);
+    camera.readoutTime = firstOf({"--readout", options.readoutTime, metadata.readoutTime,
+                                  found.readoutTime, clip.usualFrame.readout, loggedReadout},
+                                 defaults.readoutTime, clip);
     // Not the library's default, which is that of a phone's live camera.
-    camera.timeOffset =
-        firstOf({"--time-offset", options.timeOffset, metadata.timeOffset, found.timeOffset, {}},
-                0.0, clip.files);
-    camera.clockDrift =
-        firstOf({"", {}, metadata.clockDrift, found.clockDrift, {}}, 0.0, clip.files);
+    camera.timeOffset = firstOf(
+        {"--time-offset", options.timeOffset, metadata.timeOffset, found.timeOffset, {}, {}}, 0.0,
+        clip);
+    camera.clockDrift = firstOf({"", {}, metadata.clockDrift, found.clockDrift, {}, {}}, 0.0, clip);
     camera.axes =
-        firstOf({"--axes", axes, metadata.axes, found.axes, loggedAxes}, AxisMapping(), clip.files);
+        firstOf({"--axes", axes, metadata.axes, found.axes, {}, loggedAxes}, AxisMapping(), clip);
+    camera.exposure = firstOf({"", {}, {}, {}, clip.usualFrame.exposure, {}}, 0.0, clip);
     return camera;
 }
 
@@ -126,6 +129,11 @@ std::vector<std::string> describe(const CameraSettings& camera) {
     notes.push_back(fmt::format("readout {:.1f} ms ({}), time offset {} ({})",
                                 1000.0 * camera.readoutTime.value, camera.readoutTime.origin,
                                 durationText(camera.timeOffset.value), camera.timeOffset.origin));
+    if (camera.exposure.value > 0.0) {
+        notes.push_back(fmt::format(
+            "exposure {:.1f} ms: times of frames are those of its middle, for the first row ({})",
+            1000.0 * camera.exposure.value, camera.exposure.origin));
+    }
     if (camera.clockDrift.value != 0.0) {
         notes.push_back(fmt::format("clock drift {:.0f} millionths taken out of the log ({})",
                                     1e6 * camera.clockDrift.value, camera.clockDrift.origin));

@@ -39,6 +39,7 @@ struct CameraSettings {
     Setting<double> timeOffset;   // seconds, added to a frame's timestamp
     Setting<double> clockDrift;   // seconds that the log's clock gains per second
     Setting<AxisMapping> axes;    // from logged to device axes
+    Setting<double> exposure;     // seconds, half of which is in the frames' times; 0: not known
 };
 
 /// Takes each setting from the first source that has it.

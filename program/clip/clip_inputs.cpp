@@ -4,6 +4,7 @@
 #include "common/output_file.h"
 #include "common/text_fields.h"
 #include "media/results.h"
+#include "motion/frame_metadata.h"
 #include "motion/log_pairing.h"
 #include "motion/motion_log_reader.h"
 
@@ -135,14 +136,19 @@ FoundClip findClipFiles(const ClipFiles& named) {
         motion = std::move(logs.motion);
         const bool hasTimes = !clip.files.frames.empty() || !clip.metadata.frameTimes.empty();
         if (!hasTimes) clip.files.frames = std::move(logs.frames);
+        clip.files.frameMetadata = std::move(logs.metadata);
     }
     if (named.motion.empty()) requireRegular(motion);
     return clip;
 }
 
 std::vector<std::string> filesRead(const ClipFiles& named, const FoundClip& found) {
-    std::vector<std::string> files = {named.video, named.metadata, found.files.frames,
-                                      found.files.motion, found.metadata.framesFile};
+    std::vector<std::string> files = {named.video,
+                                      named.metadata,
+                                      found.files.frames,
+                                      found.files.motion,
+                                      found.metadata.framesFile,
+                                      found.files.frameMetadata};
     if (named.metadata.empty() && named.video != "-") {
         files.push_back(ownMetadata(named.video).string());
         files.push_back(sharedMetadata(named.video).string());
@@ -159,9 +165,63 @@ double timeOf(const AVFrame& frame, size_t number, const ClipInputs& clip,
     const std::vector<double>& times = clip.metadata.frameTimes;
     if (times.empty()) return video.seconds(frame);
     if (number < times.size()) return times[number];
-    throw std::runtime_error(fmt::format("frames.csv beside {} has {} frames, the video has more",
-                                         clip.files.metadata, times.size()));
+    throw std::runtime_error(fmt::format("{}: has {} frames, the video has more",
+                                         clip.metadata.framesFile, times.size()));
 }
+
+namespace {
+
+/// Times of all frames that are logged, if there is one for each and they rise; else none.
+std::vector<double> loggedTimes(const std::vector<FrameMetadata>& frames, int64_t expectedFrames) {
+    std::vector<double> times;
+    if (expectedFrames > 0 && frames.size() != static_cast<size_t>(expectedFrames)) return {};
+    for (const FrameMetadata& frame : frames) {
+        if (!frame.time || (!times.empty() && *frame.time <= times.back())) return {};
+        times.push_back(*frame.time);
+    }
+    return times;
+}
+
+/// Takes what is logged of each frame, in a table of its own or in the log. Times are those of the middle
+/// of the first row's exposure.
+void takeFrameMetadata(ClipInputs& inputs) {
+    ClipFiles& files = inputs.files;
+    ClipMetadata& metadata = inputs.metadata;
+    if (files.frameMetadata.empty() && !files.frames.empty() && holdsFrameMetadata(files.frames)) {
+        files.frameMetadata = files.frames;
+    }
+    std::vector<FrameMetadata> frames;
+    if (!files.frameMetadata.empty()) {
+        frames = readFrameMetadata(files.frameMetadata);
+    } else if (inputs.log) {
+        frames = inputs.log->frames;
+    }
+    const std::string& origin = files.frameMetadata.empty() ? files.motion : files.frameMetadata;
+    inputs.usualFrame = usualMetadata(frames);
+    inputs.usualFrameFile = origin;
+    // Times that a clip.json names are those that its author wants.
+    const bool areFinal = files.frames.empty() && !metadata.frameTimes.empty();
+    if (!files.frames.empty()) {
+        metadata.frameTimes = readFrameTimes(files.frames);
+        metadata.framesFile = files.frames;
+    } else if (!areFinal) {
+        metadata.frameTimes = loggedTimes(frames, inputs.video.expectedFrames);
+        metadata.framesFile = origin;
+        if (metadata.frameTimes.empty() && !files.frameMetadata.empty()) {
+            metadata.warnings.push_back(fmt::format(
+                "{}: its times are not used: it has {}, the video {}, or they do not rise", origin,
+                counted(frames.size(), "row"),
+                counted(static_cast<size_t>(inputs.video.expectedFrames), "frame")));
+        }
+    }
+    if (areFinal || metadata.frameTimes.empty()) {
+        inputs.usualFrame.exposure.reset();
+    } else if (inputs.usualFrame.exposure) {
+        moveToMiddleOfExposure(frames, metadata.frameTimes);
+    }
+}
+
+}  // namespace
 
 ClipInputs loadClipInputs(FoundClip clip, const VideoProperties& video) {
     ClipInputs inputs{std::move(clip.files), video, std::move(clip.metadata), {}};
@@ -174,7 +234,7 @@ ClipInputs loadClipInputs(FoundClip clip, const VideoProperties& video) {
         inputs.log = readVideoTelemetry(files.video);
         if (inputs.log) files.motion = files.video;
     }
-    if (!files.frames.empty()) inputs.metadata.frameTimes = readFrameTimes(files.frames);
+    takeFrameMetadata(inputs);
     return inputs;
 }
 

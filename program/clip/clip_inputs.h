@@ -26,6 +26,7 @@ struct ClipFiles {
     std::string frames;               // frame times in place of those of the metadata
     bool allowsOutsidePaths = false;  // the metadata may name files outside of its folder
     bool ignoresMotion = false;       // no log is looked for, and none that is named is read
+    std::string frameMetadata{};      // table of what is logged of each frame
 };
 
 /// A clip's files and what its clip.json says: that names other files, so it is read to find them.
@@ -61,6 +62,8 @@ struct ClipInputs {
     VideoProperties video;
     ClipMetadata metadata;
     std::optional<MotionLog> log;  // in `files.motion`, which is the video where it has telemetry
+    FrameMetadata usualFrame{};  // medians of what is logged of each frame; exposure: if it is used
+    std::string usualFrameFile{};  // that they are from
 };
 
 /// Seconds of a frame on the frames' clock: by the table of frame times if there is one, else by its

@@ -3,6 +3,7 @@
 
 #include "common/text_fields.h"
 #include "motion/clip_metadata.h"
+#include "motion/frame_metadata.h"
 #include "support/archives.h"
 #include "support/temporary_folder.h"
 
@@ -18,6 +19,7 @@ struct Pairing {
     std::vector<const char*> others;  // files that are there too
     const char* motion;               // that is found; "": none; nullptr: an error lists `others`
     const char* frames = "";
+    const char* metadata = "";
 };
 
 TEST(LogPairing, LogsAreFoundByTheirNamesAndFolders) {
@@ -35,7 +37,8 @@ TEST(LogPairing, LogsAreFoundByTheirNamesAndFolders) {
         {"movie.mp4",
          {"gyro_accel.csv", "frame_timestamps.txt", "movie_metadata.csv"},
          "gyro_accel.csv",
-         "frame_timestamps.txt"},
+         "frame_timestamps.txt",
+         "movie_metadata.csv"},
         {"other.mp4", {"gyro_accel.csv"}, ""},
         {"a.mp4", {"Gyroscope.csv", "Accelerometer.csv", "a-stable.mp4"}, "Gyroscope.csv"},
         {"a.mp4", {"Gyroscope.csv", "b.mp4"}, ""},
@@ -81,6 +84,7 @@ TEST(LogPairing, LogsAreFoundByTheirNamesAndFolders) {
         const PairedLogs logs = findPairedLogs(video);
         EXPECT_EQ(logs.motion, pathOf(pairing.motion));
         EXPECT_EQ(logs.frames, pathOf(pairing.frames));
+        EXPECT_EQ(logs.metadata, pathOf(pairing.metadata));
     }
 }
 
@@ -91,9 +95,10 @@ TEST(LogPairing, TheDocumentHasTheTable) {
     for (const LogLayout& layout : kLogLayouts) {
         rows += "| " + (layout.video.empty() ? "any" : code(layout.video)) + " | " +
                 code(layout.motion) + " | " +
-                (layout.frames.empty() ? "" : code(layout.frames) + " ") + "|\n";
+                (layout.frames.empty() ? "" : code(layout.frames) + " ") + "| " +
+                (layout.metadata.empty() ? "" : code(layout.metadata) + " ") + "|\n";
     }
-    EXPECT_NE(text.find("|---|---|---|\n" + rows + "\n"), std::string::npos) << rows;
+    EXPECT_NE(text.find("|---|---|---|---|\n" + rows + "\n"), std::string::npos) << rows;
     for (const std::string_view folder : kLogFolders) {
         if (!folder.empty()) folders += (folders.empty() ? "" : ", ") + code(folder);
     }
@@ -124,6 +129,47 @@ TEST(FrameTimes, AreReadAsAppsLogThem) {
         const std::vector<double> times = readFrameTimes(path);
         ASSERT_EQ(times.size(), 3u);
         for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(times[i], 195.5 + 0.04 * double(i), 1e-9);
+    }
+}
+
+TEST(FrameMetadata, IsReadByColumnsInAnyUnit) {
+    const TemporaryFolder folder;
+    const std::pair<const char*, const char*> kCases[] = {
+        {"Timestamp[nanosec],fx[px],fy[px],Frame No.,Exposure time[nanosec],"
+         "Sensor frame duration[nanosec],Frame readout time[nanosec],ISO,Focal length,width\n"
+         "195500000000,500,501,1,8000000,33333333,20000000,100,4.3,640\n"
+         "195540000000,502,501,2,4000000,33333333,20000000,100,4.3,640\n",
+         "none"},
+        {"width;Rolling shutter skew;exposure_time_us;Focal length (pixels);Unix time (s);t_time\n"
+         "640;20.0;8000;500;1;195500\n640;20.0;4000;502;1;195540\n640;20",
+         "none"},
+        {"exposure,readout,fx,width,exposure mode,time\n"
+         "0.008,0.02,500,640,1,195.5\n0.004,,502,640,x,195.54\n",
+         "none"},
+        {"time,frame\n1,2\n",
+         ":1: the first line names no exposure, readout or focal length in pixels"},
+        {"time,exposure\n1,x\n", ":2: exposure: 'x' is not a finite number"},
+        {"time,exposure\n1\n2,3\n", ":2: exposure is missing"},
+    };
+    for (const auto& [text, error] : kCases) {
+        SCOPED_TRACE(text);
+        const std::string path = folder.write("metadata.csv", text);
+        const bool isGood = std::string(error) == "none";
+        EXPECT_EQ(errorOf([&] { readFrameMetadata(path); }), isGood ? error : path + error);
+        if (!isGood) continue;
+        const std::vector<FrameMetadata> frames = readFrameMetadata(path);
+        ASSERT_EQ(frames.size(), 2u);
+        const FrameMetadata usual = usualMetadata(frames);
+        EXPECT_NEAR(usual.readout.value(), 0.02, 1e-12);
+        EXPECT_NEAR(usual.exposure.value(), 0.008, 1e-12);  // of two, the larger
+        EXPECT_NEAR(usual.focalLength.value(), 502.0, 1e-9);
+        EXPECT_EQ(usual.width.value(), 640.0);
+        EXPECT_NEAR(frames[1].focalLength.value(), 502.0, 1e-9);
+        std::vector<double> times = {195.5, 195.5404, 199.0};
+        moveToMiddleOfExposure(frames, times);
+        EXPECT_NEAR(times[0], 195.504, 1e-9);
+        EXPECT_NEAR(times[1], 195.5424, 1e-9);
+        EXPECT_NEAR(times[2], 199.004, 1e-9);  // of no frame that is logged: by the median
     }
 }
 

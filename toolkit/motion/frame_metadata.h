@@ -1,6 +1,8 @@
 #pragma once
 
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace framehold {
 
@@ -13,5 +15,21 @@ struct FrameMetadata {
     std::optional<double> focalLength;  // pixels, in a picture of `width`
     std::optional<double> width;        // pixels; none: that of the video
 };
+
+/// Reads a table whose first line names columns of a time, an exposure, a readout or rolling-shutter
+/// skew, a focal length in pixels or a width: "Timestamp[nanosec]", "exposure_time_ns", "fx[px]". Other
+/// columns are passed over; what is empty, NaN or not above 0 is none. Units that are not named are
+/// told by size. Throws FileError with the line and the column, and for a table of other columns.
+std::vector<FrameMetadata> readFrameMetadata(const std::string& path);
+
+/// True if the first line of a file names an exposure, a readout or a focal length of frames.
+bool holdsFrameMetadata(const std::string& path);
+
+/// Medians of what frames have; without a time.
+FrameMetadata usualMetadata(const std::vector<FrameMetadata>& frames);
+
+/// Moves starts of the first row's exposure to its middle: by the exposure of the frame that started at
+/// the same time to a millisecond, else by the median exposure. frames: with times, or none does.
+void moveToMiddleOfExposure(const std::vector<FrameMetadata>& frames, std::vector<double>& times);
 
 }  // namespace framehold

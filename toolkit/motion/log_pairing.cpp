@@ -166,7 +166,8 @@ std::vector<PairedLogs> candidates(const std::vector<LogFolder>& folders, const 
             const size_t mostVideos = folder.name.empty() || folder.name == name ? 1 : 0;
             if (!isNamed && folder.files.videos() > mostVideos) continue;
             for (const std::string& motion : logsOf(layout, folder.files, name)) {
-                found.push_back({motion, folder.files.find(filledIn(layout.frames, name))});
+                found.push_back({motion, folder.files.find(filledIn(layout.frames, name)),
+                                 folder.files.find(filledIn(layout.metadata, name))});
             }
         }
     }

@@ -8,16 +8,17 @@ namespace framehold {
 /// Names that apps give to a video and to what they log with it. {name} is the video's name without
 /// its extension. Case does not matter.
 struct LogLayout {
-    std::string_view video;   // {name} in lower case; empty: any
-    std::string_view motion;  // the gyroscope's log, or that of both sensors, or an archive
-    std::string_view frames;  // times of the frames; empty: none
+    std::string_view video;          // {name} in lower case; empty: any
+    std::string_view motion;         // the gyroscope's log, or that of both sensors, or an archive
+    std::string_view frames;         // times of the frames; empty: none
+    std::string_view metadata = {};  // of each frame; empty: none
 };
 
 /// All layouts that are known, see docs/motion-logs.md.
 constexpr LogLayout kLogLayouts[] = {
     {"", "{name}gyro.csv", "{name}_timestamps.csv"},
     {"", "{name}_gyro.csv", "{name}_timestamps.csv"},
-    {"movie", "gyro_accel.csv", "frame_timestamps.txt"},
+    {"movie", "gyro_accel.csv", "frame_timestamps.txt", "movie_metadata.csv"},
     {"", "Gyroscope.csv", ""},
     {"video_recording", "video_meta.pb3", ""},
     {"", "{name}.zip", ""},
@@ -33,6 +34,7 @@ constexpr std::string_view kLogFolders[] = {"", "{name}", "{time}", "{date}", "{
 struct PairedLogs {
     std::string motion;
     std::string frames;
+    std::string metadata;
 };
 
 /// Looks for the logs of a video as apps write them. A log whose name does not have the video's is

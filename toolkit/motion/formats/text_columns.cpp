@@ -43,7 +43,7 @@ NameParts takeApart(std::string_view name) {
 
 /// Seconds of a unit of time, 0 if it is none.
 double secondsOf(std::string_view unit) {
-    if (isOneOf(unit, {"ns", "nanos", "nanosec", "nanoseconds"})) return 1e-9;
+    if (isOneOf(unit, {"ns", "nanos", "nanosec", "nanosecond", "nanoseconds"})) return 1e-9;
     if (isOneOf(unit, {"us", "\xC2\xB5s", "micros", "microseconds"})) return 1e-6;
     if (isOneOf(unit, {"ms", "msec", "millis", "millisecond", "milliseconds"})) return 1e-3;
     if (isOneOf(unit, {"s", "sec", "secs", "seconds"})) return 1.0;
@@ -134,6 +134,11 @@ SensorKind sensorNamedIn(std::string_view text) {
         return SensorKind::kOrientation;
     }
     return SensorKind::kUnnamed;
+}
+
+double timeUnitNamedIn(std::string_view name) {
+    const NameParts parts = takeApart(name);
+    return parts.unit.empty() ? secondsNamedIn(parts.base) : secondsOf(parts.unit);
 }
 
 ColumnMeaning meaningOf(std::string_view name) {

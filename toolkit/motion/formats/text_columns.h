@@ -36,6 +36,10 @@ struct ColumnMeaning {
 /// rest; columns that are known to come from them have a negative unit.
 ColumnMeaning meaningOf(std::string_view name);
 
+/// Unit of time, in seconds, that a column's name holds: "exposure_time_ns", "Timestamp[nanosec]"; 0 if
+/// none.
+double timeUnitNamedIn(std::string_view name);
+
 /// Trimmed fields of a line, without quotes; a separator in quotes separates nothing.
 std::vector<std::string_view> splitQuoted(std::string_view line, char separator);
 
