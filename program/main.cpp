@@ -1,6 +1,7 @@
 #include "cli/exit_codes.h"
 #include "cli/help.h"
 #include "cli/options.h"
+#include "cli/settings_file.h"
 #include "cli/usage_errors.h"
 #include "commands/commands.h"
 #include "common/interruption.h"
@@ -16,6 +17,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -51,14 +53,16 @@ int run(int argc, char** argv) {
     program.set_version_flag("--version", versionText(), "Print the version");
     framehold::keepLibavMessages();
     framehold::catchInterruptions();
-    const std::string wrong = framehold::findWrongWord(
-        program, std::vector<std::string>(argv + std::min(1, argc), argv + argc));
+    std::vector<std::string> words(argv + std::min(1, argc), argv + argc);
+    const std::string wrong = framehold::findWrongWord(program, words);
     if (!wrong.empty()) {
         std::fputs(wrong.c_str(), stderr);
         return framehold::kExitWrongUsage;
     }
+    words = framehold::withPresets(program, words);
     try {
-        program.parse(argc, argv);
+        std::reverse(words.begin(), words.end());
+        program.parse(std::move(words));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
             std::ostringstream text;

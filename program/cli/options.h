@@ -54,6 +54,12 @@ public:
     /// Values of an option or argument of this command; nothing for a flag.
     std::optional<OptionValue> valueOf(const CLI::Option& option) const;
 
+    /// Word that was given to an option in place of a number. name: long, without "--".
+    std::optional<std::string> wordFor(const std::string& name) const {
+        const auto found = words_.find(name);
+        return found == words_.end() ? std::nullopt : std::optional(found->second);
+    }
+
     template <typename Number>
     CLI::Option* addNumber(const std::string& names, Number& value, const std::string& description,
                            const Range& range) {
@@ -62,6 +68,7 @@ public:
     }
 
     /// Adds an option that takes a number, or a word in place of a number that the range may lack.
+    /// names: "--" and the long name.
     template <typename Number>
     CLI::Option* addNumberOrWord(const std::string& names, Number& value,
                                  const std::string& description, const Range& range,
@@ -70,7 +77,9 @@ public:
         return addValue(names, value, description, {"N|" + word, range, {}, false})
             ->transform(CLI::Validator(
                 [=](std::string& text) {
+                    words_.erase(names.substr(2));
                     if (text != word) return orWord(check(text), word);
+                    words_[names.substr(2)] = word;
                     text = meaning;
                     return std::string();
                 },
@@ -182,6 +191,7 @@ private:
     std::vector<std::string> examples_;
     std::vector<const Command*> commands_;
     std::map<const CLI::Option*, OptionValue> values_;
+    std::map<std::string, std::string> words_;  // by the names of the options that have them
 };
 
 // Options that several commands have, the same everywhere. `Number` and `Text` may be optional.

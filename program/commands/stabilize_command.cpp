@@ -1,4 +1,5 @@
 #include "cli/options.h"
+#include "cli/settings_file.h"
 #include "commands/commands.h"
 #include "common/image_sequence.h"
 #include "stabilize/stabilize_batch.h"
@@ -127,16 +128,44 @@ void addResultOptions(Command& command, BatchOptions& batch) {
         ->group(more);
 }
 
+constexpr const char* kWhereSettingsComeFrom =
+    "What is not given is taken from the clip.json, then from the motion log, then from a "
+    "default. Both are looked for beside the video: NAME.json or clip.json, NAME.gcsv, "
+    ".csv, .txt or .log. ";
+
+/// Options for what is the same for every clip of a batch.
+void addBatchOptions(Command& command, BatchOptions& batch) {
+    StabilizeOptions& o = batch.each;
+    command
+        .add_flag("--no-motion", o.files.ignoresMotion,
+                  "Stabilize by the pictures alone, as where there is no log")
+        ->group("More camera options");
+    addOutsidePathsFlag(command, o.files.allowsOutsidePaths)->group("More camera options");
+    command.addNumber("-j,--parallel", batch.parallel, "Clips to stabilize at a time", {1, 64})
+        ->capture_default_str();
+    addQuietFlag(command, o.quiet, "Only warnings and errors");
+    command
+        .addChoice("--engine", o.engineName, "With the whole clip known, or as live on a phone",
+                   {"offline", "live"})
+        ->default_str("offline; live for pipes");
+    addCameraOptions(command, o);
+    addResultOptions(command, batch);
+    addSettingsOptions(command, batch.saveSettings);
+}
+
+void saveIfAsked(const Command& command, const BatchOptions& batch) {
+    if (batch.saveSettings.empty()) return;
+    saveSettings(command, {batch.saveSettings, batch.each.overwrites});
+}
+
 }  // namespace
 
 void addStabilizeCommand(Command& program) {
     auto options = std::make_shared<BatchOptions>();
     StabilizeOptions& o = options->each;
     Command& command = program.addCommand("stabilize", "Stabilize recorded clips");
-    command.setNotes(
-        "What is not given is taken from the clip.json, then from the motion log, then from a "
-        "default. Both are looked for beside the video: NAME.json or clip.json, NAME.gcsv, "
-        ".csv, .txt or .log. Device axes are Android's: x right, y up, z towards the viewer.");
+    command.setNotes(std::string(kWhereSettingsComeFrom) +
+                     "Device axes are Android's: x right, y up, z towards the viewer.");
     command.setExamples(
         {"framehold stabilize walk.mp4 --motion walk.gcsv --focal 1150 -o steady.mp4",
          "framehold stabilize recordings -j 2 -o 'steady/{folder}-{name}.mp4'",
@@ -152,29 +181,17 @@ void addStabilizeCommand(Command& program) {
     addSequenceRateOption(command, options->sequenceRate);
     CLI::Option* motion = command.addInputFile("-m,--motion", o.files.motion,
                                                "Motion log (default: the telemetry in VIDEO)");
-    command
-        .add_flag("--no-motion", o.files.ignoresMotion,
-                  "Stabilize by the pictures alone, as where there is no log")
-        ->excludes(motion)
-        ->group("More camera options");
     command.addInputFile("--clip", o.files.metadata, "clip.json with the recording's metadata");
-    addOutsidePathsFlag(command, o.files.allowsOutsidePaths)->group("More camera options");
-    command.addNumber("-j,--parallel", options->parallel, "Clips to stabilize at a time", {1, 64})
-        ->capture_default_str();
     CLI::Option* overwrite = addOverwriteFlag(command, o.overwrites);
     command
         .add_flag("--skip-existing", options->skipsExisting,
                   "Leave out clips whose results are there and whole")
         ->excludes(overwrite);
-    addQuietFlag(command, o.quiet, "Only warnings and errors");
-    command
-        .addChoice("--engine", o.engineName, "With the whole clip known, or as live on a phone",
-                   {"offline", "live"})
-        ->default_str("offline; live for pipes");
-    addCameraOptions(command, o);
-    addResultOptions(command, *options);
-    command.callback([options] {
+    addBatchOptions(command, *options);
+    motion->excludes("--no-motion");
+    command.callback([options, &command] {
         useSequenceRate(options->inputs, options->sequenceRate);
+        saveIfAsked(command, *options);
         stabilizeAll(*options);
     });
 }

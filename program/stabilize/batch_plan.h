@@ -17,6 +17,7 @@ struct BatchOptions {
     bool skipsExisting = false;       // leaves out clips whose results are there
     bool json = false;                // print a summary on standard output
     std::optional<double> sequenceRate;  // frames per second of image sequences
+    std::string saveSettings;            // file for the options that are given; empty: none
 };
 
 /// Of the result, where no name is given. {same} is the video's extension if it is .mp4, .mov or
