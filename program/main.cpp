@@ -41,6 +41,7 @@ int run(int argc, char** argv) {
     program.set_help_all_flag("--help-all", "Show help with options that are rarely needed");
     program.require_subcommand(1);
     framehold::addStabilizeCommand(program);
+    framehold::addWatchCommand(program);
     framehold::addCalibrateCommand(program);
     framehold::addSimulateCommand(program);
     framehold::addCompareCommand(program);

@@ -6,6 +6,7 @@ namespace framehold {
 
 // Each adds one command to the program; what it does is run when the command line is parsed.
 void addStabilizeCommand(Command& program);
+void addWatchCommand(Command& program);
 void addCalibrateCommand(Command& program);
 void addSimulateCommand(Command& program);
 void addCompareCommand(Command& program);

@@ -3,6 +3,7 @@
 #include "commands/commands.h"
 #include "common/image_sequence.h"
 #include "stabilize/stabilize_batch.h"
+#include "watch/watch_folder.h"
 
 #include <filesystem>
 #include <memory>
@@ -193,6 +194,33 @@ void addStabilizeCommand(Command& program) {
         useSequenceRate(options->inputs, options->sequenceRate);
         saveIfAsked(command, *options);
         stabilizeAll(*options);
+    });
+}
+
+void addWatchCommand(Command& program) {
+    auto options = std::make_shared<WatchOptions>();
+    options->batch.skipsExisting = true;
+    Command& command =
+        program.addCommand("watch", "Stabilize recordings as they arrive in a folder");
+    command.setNotes(std::string(kWhereSettingsComeFrom) +
+                     "A recording is taken when its files have stayed as they are for a while. "
+                     "Those whose results "
+                     "are there are left out, so the command can be started again at any time.");
+    command.setExamples({"framehold watch recordings -o 'steady/{folder}-{name}.mp4' --auto"});
+    command.addPath("FOLDER", options->folder, "Folder to watch, with those in it", "FOLDER")
+        ->required()
+        ->check(CLI::ExistingDirectory);
+    command.addOutputFile("-o,--output", options->batch.each.output,
+                          "Folder, or pattern with {name}, {folder} and {ext} (default: "
+                          "{name}-stable beside the video)");
+    command
+        .addNumber("--settle", options->settleSeconds,
+                   "Seconds for which a recording has to stay as it is", {0.1, 3600.0})
+        ->capture_default_str();
+    addBatchOptions(command, options->batch);
+    command.callback([options, &command] {
+        saveIfAsked(command, options->batch);
+        watchFolder(*options);
     });
 }
 

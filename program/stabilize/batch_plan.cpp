@@ -87,19 +87,6 @@ StabilizeOptions optionsFor(const std::string& video, const StabilizeOptions& ea
     return clip;
 }
 
-/// Options that mean one clip are wrong with several.
-void checkForSeveral(const StabilizeOptions& each) {
-    for (const auto& [option, value] : {std::pair{"--motion", each.files.motion},
-                                        {"--clip", each.files.metadata},
-                                        {"--record-session", each.session}}) {
-        if (!value.empty()) refuse(option, "goes with one video only");
-    }
-    for (const OutputOption& output : kOutputs) {
-        if (namesEach(each.*output.value)) continue;
-        refuse(output.name, "several videos need a folder or a pattern such as out/{name}.mp4");
-    }
-}
-
 /// All files that a clip's run writes, each with its option.
 std::vector<std::pair<const char*, std::string>> filesWritten(const StabilizeOptions& clip) {
     std::vector<std::pair<const char*, std::string>> files;
@@ -248,12 +235,24 @@ std::string nameFor(const std::string& pattern, const std::string& video,
     return pattern;
 }
 
+void requirePatterns(const StabilizeOptions& each) {
+    for (const auto& [option, value] : {std::pair{"--motion", each.files.motion},
+                                        {"--clip", each.files.metadata},
+                                        {"--record-session", each.session}}) {
+        if (!value.empty()) refuse(option, "goes with one video only");
+    }
+    for (const OutputOption& output : kOutputs) {
+        if (namesEach(each.*output.value)) continue;
+        refuse(output.name, "several videos need a folder or a pattern such as out/{name}.mp4");
+    }
+}
+
 std::vector<PlannedClip> planBatch(const BatchOptions& batch) {
     std::vector<PlannedClip> clips;
     for (const std::string& video : findClips(batch.inputs)) {
         clips.push_back({optionsFor(video, batch.each), {}, {}, false});
     }
-    if (clips.size() > 1) checkForSeveral(batch.each);
+    if (clips.size() > 1) requirePatterns(batch.each);
     for (PlannedClip& clip : clips) {
         clip.options.clip.engine = engineFor(clip.options);
         checkReport(clip.options);

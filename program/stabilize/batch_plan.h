@@ -39,6 +39,9 @@ struct PlannedClip {
     bool isSkipped = false;    // its results are there, and stay
 };
 
+/// Throws CLI::ValidationError for options that mean one clip, where there may be several.
+void requirePatterns(const StabilizeOptions& each);
+
 /// Every clip, with its files and its engine: where none is asked for, the offline one, unless the
 /// clip comes from a pipe or an option is given that only the live one has. What would spoil the run
 /// is found here, before the first clip is touched. Throws CLI::ValidationError where options do not
