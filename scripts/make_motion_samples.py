@@ -285,6 +285,32 @@ def gpmf(m):
     return movie([(entry, packets)], m.readings[0][0])
 
 
+def varint(value):
+    return bytes([value]) if value < 128 else bytes([value & 127 | 128]) + varint(value >> 7)
+
+
+def field(number, value):
+    """A field of a message: whole numbers, one of 4 bytes, or a message."""
+    if isinstance(value, int):
+        return varint(number << 3) + varint(value)
+    if isinstance(value, float):
+        return varint(number << 3 | 5) + struct.pack("<f", value)
+    return varint(number << 3 | 2) + varint(len(value)) + value
+
+
+def session(m):
+    camera = field(11, field(1, 320) + field(2, 240)) + field(12, field(1, 640) + field(2, 480))
+    records = [field(1, camera)]
+    for t, rate, gravity in m.readings:
+        records.append(field(2, field(1, nanoseconds(t)) + b"".join(
+            field(2 + i, struct.pack("<3f", *v))
+            for i, v in enumerate((rate, [0] * 3, gravity, [0] * 3)))))
+    for i in range(90):
+        records.append(field(4, field(1, nanoseconds(i / 30 + m.offset)) + field(3, 2000000)
+                             + field(5, 12000000) + field(8, 260.0)))
+    return b"".join(varint(len(r)) + r for r in records)
+
+
 def archive(m):
     bytes_ = io.BytesIO()
     with zipfile.ZipFile(bytes_, "w", zipfile.ZIP_DEFLATED) as file:
@@ -331,6 +357,7 @@ SAMPLES = [
     ("torn-end", "walk", {"walk.csv": torn}, "sensor CSV", "zxY", 1.75, 1e-6),
     ("messages", "video_recording", {"video_meta.pb3": messages}, "protobuf session", "zyX", 987.5, 1e-6),
     ("mett", "walk", {"telemetry.bin": mett}, "mett", "YxZ", 1.05, 1e-6),
+    ("session", "walk", {"telemetry.bin": session}, "protobuf session", "zYX", 902.5, 1e-6),
     ("camm", "walk", {"telemetry.bin": camm}, "CAMM", "xzy", 1.1,
      1e-6),
     ("gpmf", "walk", {"telemetry.bin": gpmf}, "GPMF", "XYZ", 1.15, 1e-4),
@@ -368,7 +395,7 @@ def main():
         if log == "telemetry.bin":
             (folder / name / f"{video}.json").write_text('{"imu": {"file": "telemetry.bin"}}\n')
         lines.append(f'{name},{video},{log},"{kind}",{axes},{offset},{precision},'
-                     f"{int(frame_times in files.values())}")
+                     f"{int(frame_times in files.values() or name == 'session')}")
     (folder / "samples.csv").write_text("\n".join(lines) + "\n")
 
 
