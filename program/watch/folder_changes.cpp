@@ -42,8 +42,7 @@ FolderChanges::~FolderChanges() {
 /// Watches every folder that is there; it does not matter if one is watched already.
 void FolderChanges::watchFolders() {
     namespace fs = std::filesystem;
-    constexpr uint32_t kEvents =
-        IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_MODIFY | IN_ATTRIB | IN_ONLYDIR;
+    constexpr uint32_t kEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_ATTRIB | IN_ONLYDIR;
     bool isWatched = inotify_add_watch(descriptor_, folder_.c_str(), kEvents) >= 0;
     std::error_code error;
     for (fs::recursive_directory_iterator i(folder_, error), end; !error && i != end;
