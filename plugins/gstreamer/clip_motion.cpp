@@ -155,6 +155,9 @@ std::vector<std::string> parameterWarnings(const ElementSettings& settings, cons
             "field-of-view: not known, a view of 65.4 degrees across the width is assumed; set "
             "focal-length, field-of-view or clip-file");
     }
+    if (clip.metadata.lens && !clip.metadata.lens->isNone()) {
+        warnings.emplace_back("clip-file: its lens is ignored, a pinhole is assumed");
+    }
     if (settings.crop == 100) {
         warnings.emplace_back("crop: 100 leaves no margin: frames will hardly be stabilized");
     }

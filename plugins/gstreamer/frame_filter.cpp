@@ -15,11 +15,6 @@ namespace framehold {
 
 namespace {
 
-double secondsOf(GstClockTime time) { return static_cast<double>(time) / GST_SECOND; }
-
-/// Nanoseconds with a sign.
-double signedSeconds(gint sign, guint64 time) { return sign * secondsOf(time); }
-
 /// Copies everything but the pixels, and what belongs to these.
 void copyProperties(GstBuffer* from, GstBuffer* to) {
     constexpr auto kWhat =
@@ -112,20 +107,18 @@ void FrameFilter::stop() {
     clip_.reset();
     hasLog_ = hasStarted_ = hasWarnedOfRate_ = isNegotiated_ = false;
     inputCaps_.reset();
-    gst_segment_init(&segment_, GST_FORMAT_TIME);
+    times_ = FrameTimes();
     earliest_ = 0;
     latency_ = 0;
     const std::lock_guard<std::mutex> lock(axesMutex_);
     liveAxes_.reset();
 }
 
-void FrameFilter::setSegment(const GstSegment& segment) { segment_ = segment; }
-
 void FrameFilter::flush(bool resetsTime) {
     session_.reset();
     input_.reset();
     waiting_.clear();
-    lastTimestamp_ = GST_CLOCK_TIME_NONE;
+    times_.restart();
     earliest_ = 0;
     const FrameClock clock = settings().frameClock;
     const bool isRunningTime = clock == FrameClock::kRunningTime || clock == FrameClock::kAuto;
@@ -152,53 +145,17 @@ void FrameFilter::findClip() {
     clip_ = loadClip(settings(), video);
 }
 
-GstClockTime FrameFilter::timeOf(GstBuffer* buffer) const {
-    if (GST_BUFFER_PTS_IS_VALID(buffer)) return GST_BUFFER_PTS(buffer);
-    if (!GST_CLOCK_TIME_IS_VALID(lastTimestamp_)) return segment_.start;
-    return lastTimestamp_ +
-           static_cast<GstClockTime>(std::llround(GST_SECOND / stream_.framesPerSecond));
-}
-
 /// Seconds of a frame on the clock of the samples, without the time offset.
-double FrameFilter::frameTime(GstClockTime time, bool isLog) {
-    if (isLog && !clip_->metadata.frameTimes.empty()) return tableTime(time);
+double FrameFilter::frameTime(GstClockTime timestamp) {
+    const bool isLog = clip_->log.has_value();
+    if (isLog && !clip_->metadata.frameTimes.empty()) {
+        return times_.take(timestamp, clip_->metadata.frameTimes);
+    }
     FrameClock clock = settings().frameClock;
     if (clock == FrameClock::kAuto) {
         clock = isLog ? FrameClock::kStreamTime : FrameClock::kRunningTime;
     }
-    guint64 value = 0;
-    if (clock == FrameClock::kStreamTime) {
-        const gint sign = gst_segment_to_stream_time_full(&segment_, GST_FORMAT_TIME, time, &value);
-        return signedSeconds(sign, value);
-    }
-    const gint sign = gst_segment_to_running_time_full(&segment_, GST_FORMAT_TIME, time, &value);
-    const double running = signedSeconds(sign, value);
-    if (clock == FrameClock::kRunningTime) return running;
-    return running + secondsOf(gst_element_get_base_time(element_));
-}
-
-/// Frames are counted; after a gap or a seek by their time, as frames of a constant rate.
-double FrameFilter::tableTime(GstClockTime time) {
-    const std::vector<double>& table = clip_->metadata.frameTimes;
-    const double rate = stream_.framesPerSecond;
-    if (GST_CLOCK_TIME_IS_VALID(lastTimestamp_)) {
-        const double passed = (secondsOf(time) - secondsOf(lastTimestamp_)) * rate;
-        frameNumber_ += passed < 1.5 ? 1 : static_cast<size_t>(std::lround(passed));
-    } else {
-        guint64 value = 0;
-        const gint sign = gst_segment_to_stream_time_full(&segment_, GST_FORMAT_TIME, time, &value);
-        frameNumber_ = sign > 0 ? static_cast<size_t>(std::lround(secondsOf(value) * rate)) : 0;
-    }
-    if (frameNumber_ < table.size()) return table[frameNumber_];
-    throw std::runtime_error(fmt::format(
-        "clip-file: its table has the times of {} frames, the video has more", table.size()));
-}
-
-/// True for a frame that does not follow the one before it.
-bool FrameFilter::isApart(GstClockTime time) const {
-    constexpr GstClockTime kLongest = GST_SECOND;
-    if (!GST_CLOCK_TIME_IS_VALID(lastTimestamp_)) return false;
-    return time < lastTimestamp_ || time > lastTimestamp_ + kLongest;
+    return times_.take(timestamp, clock, gst_element_get_base_time(element_));
 }
 
 GstFlowReturn FrameFilter::chain(GstHandle<GstBuffer> buffer) try {
@@ -208,18 +165,19 @@ GstFlowReturn FrameFilter::chain(GstHandle<GstBuffer> buffer) try {
         return GST_PAD_IS_FLUSHING(src_) ? GST_FLOW_FLUSHING : GST_FLOW_NOT_NEGOTIATED;
     }
     if (!isNegotiated_) return GST_FLOW_NOT_NEGOTIATED;
-    const GstClockTime timestamp = timeOf(buffer.get());
-    if (isApart(timestamp)) {
+    const GstClockTime timestamp = times_.timestampOf(buffer.get());
+    if (times_.isApart(timestamp)) {
         const GstFlowReturn flow = drain();
         if (flow != GST_FLOW_OK) return flow;
     }
     ++statistics_.framesIn;
     findClip();
-    const double time = frameTime(timestamp, clip_->log.has_value());
+    const double time = frameTime(timestamp);
     WaitingFrame waiting{GstHandle<GstBuffer>(gst_buffer_new()), GST_CLOCK_TIME_NONE};
     copyProperties(buffer.get(), waiting.properties.get());
     GST_BUFFER_PTS(waiting.properties.get()) = timestamp;
-    waiting.runningTime = gst_segment_to_running_time(&segment_, GST_FORMAT_TIME, timestamp);
+    waiting.runningTime =
+        gst_segment_to_running_time(&times_.segment(), GST_FORMAT_TIME, timestamp);
     if (!input_) input_.emplace(inputInfo_, stream_.paddedWidth(), settings().delay > 0);
     if (input_->take(std::move(buffer))) ++statistics_.inputCopies;
     if (!session_) startSession(time);
@@ -235,7 +193,6 @@ GstFlowReturn FrameFilter::chain(GstHandle<GstBuffer> buffer) try {
     warnOfRate();
     waiting_.push_back(std::move(waiting));
     lastTime_ = time;
-    lastTimestamp_ = timestamp;
     return render(time);
 } catch (const std::exception& error) {
     return fail(error.what());
@@ -342,10 +299,10 @@ void FrameFilter::skip(double time, const WaitingFrame& frame) {
     ++statistics_.framesDropped;
     GstBuffer* properties = frame.properties.get();
     const GstClockTime timestamp = GST_BUFFER_PTS(properties);
-    GstMessage* message =
-        gst_message_new_qos(GST_OBJECT(element_), FALSE, frame.runningTime,
-                            gst_segment_to_stream_time(&segment_, GST_FORMAT_TIME, timestamp),
-                            timestamp, GST_BUFFER_DURATION(properties));
+    GstMessage* message = gst_message_new_qos(
+        GST_OBJECT(element_), FALSE, frame.runningTime,
+        gst_segment_to_stream_time(&times_.segment(), GST_FORMAT_TIME, timestamp), timestamp,
+        GST_BUFFER_DURATION(properties));
     gst_message_set_qos_stats(message, GST_FORMAT_BUFFERS, statistics_.framesOut,
                               statistics_.framesDropped);
     gst_element_post_message(element_, message);
@@ -356,8 +313,9 @@ void FrameFilter::skip(double time, const WaitingFrame& frame) {
 GstFlowReturn FrameFilter::drain() try {
     GstFlowReturn flow = GST_FLOW_OK;
     if (session_ && isNegotiated_) {
+        const double period = 1.0 / stream_.framesPerSecond;
         for (int i = 1; !waiting_.empty() && flow == GST_FLOW_OK; ++i) {
-            flow = render(lastTime_ + i / stream_.framesPerSecond);
+            flow = render(lastTime_ + i * period);
         }
     }
     flush(false);

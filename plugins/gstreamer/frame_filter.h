@@ -2,6 +2,7 @@
 
 #include "gstreamer/clip_motion.h"
 #include "gstreamer/element_settings.h"
+#include "gstreamer/frame_times.h"
 #include "gstreamer/gst_handles.h"
 #include "gstreamer/input_frames.h"
 #include "gstreamer/motion_queue.h"
@@ -37,9 +38,7 @@ struct FilterStatistics {
 class FrameFilter {
 public:
     FrameFilter(GstElement* element, GstPad* sink, GstPad* src)
-        : element_(element), sink_(sink), src_(src) {
-        gst_segment_init(&segment_, GST_FORMAT_TIME);
-    }
+        : element_(element), sink_(sink), src_(src) {}
 
     // Any thread.
     ElementSettings settings() const;
@@ -66,7 +65,7 @@ public:
 
     // Streaming. Errors are posted as messages.
     GstFlowReturn chain(GstHandle<GstBuffer> buffer);
-    void setSegment(const GstSegment& segment);
+    void setSegment(const GstSegment& segment) { times_.setSegment(segment); }
     /// Agrees on the output's size and its buffers; delayed frames are pushed first.
     bool setCaps(GstCaps* caps);
     /// Pushes the frames that are delayed, and starts over with the next one.
@@ -85,10 +84,7 @@ private:
     bool negotiateOnce();
     void findClip();
     void startSession(double time);
-    double frameTime(GstClockTime time, bool isLog);
-    double tableTime(GstClockTime time);
-    GstClockTime timeOf(GstBuffer* buffer) const;
-    bool isApart(GstClockTime time) const;
+    double frameTime(GstClockTime timestamp);
     void feed(double until);
     GstFlowReturn render(double time);
     GstFlowReturn push(GstHandle<GstBuffer> buffer, const WaitingFrame& frame);
@@ -115,7 +111,7 @@ private:
     std::optional<ClipData> clip_;
     bool hasLog_ = false;
     int logMask_ = 0;  // types of the log's samples
-    GstSegment segment_;
+    FrameTimes times_;
     GstHandle<GstCaps> inputCaps_;
     GstVideoInfo inputInfo_{};
     StreamProperties stream_;
@@ -125,9 +121,7 @@ private:
     std::optional<StabilizerSession> session_;
     std::optional<InputFrames> input_;
     std::deque<WaitingFrame> waiting_;
-    double lastTime_ = 0.0;                             // of the frame taken last, for its samples
-    GstClockTime lastTimestamp_ = GST_CLOCK_TIME_NONE;  // likewise, its own
-    size_t frameNumber_ = 0;                            // likewise, in the table of frame times
+    double lastTime_ = 0.0;  // of the frame taken last
     bool hasWarnedOfRate_ = false;
     bool hasStarted_ = false;
 };

@@ -30,6 +30,7 @@ bool FrameFilter::setCaps(GstCaps* caps) {
     if (inputInfo_.fps_n > 0) {
         stream_.framesPerSecond = static_cast<double>(inputInfo_.fps_n) / inputInfo_.fps_d;
     }
+    times_.setFrameRate(stream_.framesPerSecond);
     gst_pad_check_reconfigure(src_);
     return negotiate();
 }
@@ -83,8 +84,8 @@ void FrameFilter::updateLatency() {
     const ElementSettings wanted = settings();
     const ZPR_Param param = libraryParam(wanted, clip_.value_or(ClipData()), stream_);
     const double readout = std::max(0.0, param.readoutTime + param.timeOffset);
-    const double seconds =
-        (param.delayFrames / stream_.framesPerSecond + readout) / std::max(segment_.rate, 1e-3);
+    const double seconds = (param.delayFrames / stream_.framesPerSecond + readout) /
+                           std::max(times_.segment().rate, 1e-3);
     const GstClockTime latency =
         static_cast<GstClockTime>(std::llround(seconds * GST_SECOND)) + wanted.sensorDelay;
     if (latency_.exchange(latency) == latency) return;

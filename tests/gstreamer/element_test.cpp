@@ -53,7 +53,7 @@ std::vector<uint64_t> librarySums(const Stream& stream, int frames, int delay) {
         const double last =
             static_cast<double>(kPeriod * static_cast<GstClockTime>(frames - 1)) * kSeconds;
         const double time = n < frames ? static_cast<double>(kPeriod) * n * kSeconds
-                                       : last + (n - frames + 1) / 30.0;
+                                       : last + (n - frames + 1) * (1.0 / 30.0);
         while (next < samples.size() &&
                (next == 0 || samples[next - 1].timestamp < time + param.readoutTime)) {
             ZPR_SensorData s = samples[next++];
@@ -224,6 +224,26 @@ TEST(Element, DownstreamChoosesTheSize) {
             EXPECT_EQ(element.outputSize(), c.size);
         }
     }
+}
+
+// A filter of caps may change between a frame and the next.
+TEST(Element, AFrameThatIsNoLongerWantedIsDropped) {
+    const Stream stream(128, 96);
+    const ElementHarness element(stream.caps());
+    element.push(stream.frame(0));
+    const auto refuse = [](GstPad* pad, GstPadProbeInfo* info, gpointer) {
+        gst_pad_mark_reconfigure(GST_PAD_PEER(pad));
+        gst_buffer_unref(GST_PAD_PROBE_INFO_BUFFER(info));
+        GST_PAD_PROBE_INFO_FLOW_RETURN(info) = GST_FLOW_NOT_NEGOTIATED;
+        return GST_PAD_PROBE_HANDLED;
+    };
+    const gulong probe = gst_pad_add_probe(element.harness()->sinkpad, GST_PAD_PROBE_TYPE_BUFFER,
+                                           refuse, nullptr, nullptr);
+    EXPECT_EQ(element.push(stream.frame(1)), GST_FLOW_OK);
+    gst_pad_remove_probe(element.harness()->sinkpad, probe);
+    EXPECT_EQ(element.push(stream.frame(2)), GST_FLOW_OK);
+    EXPECT_EQ(element.count("frames-dropped"), 1u);
+    EXPECT_EQ(element.count("frames-out"), 2u);
 }
 
 TEST(Element, LatencyIsThatOfDelayAndReadout) {

@@ -1,5 +1,6 @@
 // Motion on its way to the element: records, the queue, and the pad that streams of samples end at.
 #include "element_harness.h"
+#include "gstreamer/frame_times.h"
 #include "gstreamer/motion_queue.h"
 #include "gstreamer/motion_record.h"
 #include "support/test_support.h"
@@ -99,6 +100,44 @@ TEST(MotionQueue, OrientationsKeepTheirSign) {
     std::vector<double> w;
     queue.takeUpTo(1.0, [&](const ZPR_SensorData& s) { w.push_back(s.value[3]); });
     EXPECT_EQ(w, (std::vector<double>{0.8, 0.8}));
+}
+
+TEST(FrameTimes, AreThoseOfTheClock) {
+    using framehold::FrameClock;
+    constexpr struct {
+        FrameClock clock;
+        double seconds;
+    } kCases[] = {{FrameClock::kStreamTime, 5.5},
+                  {FrameClock::kRunningTime, 1.25},
+                  {FrameClock::kPipelineClock, 101.25}};
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    segment.rate = 2.0;
+    segment.start = 3 * GST_SECOND;
+    segment.time = 4 * GST_SECOND;
+    segment.base = GST_SECOND / 2;
+    for (const auto& c : kCases) {
+        framehold::FrameTimes times;
+        times.setSegment(segment);
+        EXPECT_EQ(times.take(4500 * GST_MSECOND, c.clock, 100 * GST_SECOND), c.seconds);
+    }
+}
+
+TEST(FrameTimes, FramesOfATableAreCounted) {
+    framehold::FrameTimes times;
+    times.setFrameRate(25.0);
+    std::vector<double> table;
+    for (int i = 0; i < 100; ++i) table.push_back(7.0 + 0.041 * i);
+    const auto number = [&](GstClockTime timestamp) {
+        return std::lround((times.take(timestamp, table) - 7.0) / 0.041);
+    };
+    EXPECT_EQ(number(0), 0);
+    EXPECT_EQ(number(40 * GST_MSECOND), 1);
+    EXPECT_EQ(number(95 * GST_MSECOND), 2) << "a frame that is late";
+    EXPECT_EQ(number(215 * GST_MSECOND), 5) << "after two that are missing";
+    times.restart();
+    EXPECT_EQ(number(2 * GST_SECOND), 50) << "after a seek";
+    EXPECT_THROW(number(4100 * GST_MSECOND), std::runtime_error);
 }
 
 // The same pictures come out, whatever way the samples take and whatever their clock is.
