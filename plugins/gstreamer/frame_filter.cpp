@@ -160,11 +160,11 @@ double FrameFilter::frameTime(GstClockTime timestamp) {
 
 GstFlowReturn FrameFilter::chain(GstHandle<GstBuffer> buffer) try {
     if (!inputCaps_) return GST_FLOW_NOT_NEGOTIATED;
-    if (gst_pad_check_reconfigure(src_) && !negotiate()) {
+    // A flush may have cut short what came before.
+    if ((gst_pad_check_reconfigure(src_) || !isNegotiated_) && !negotiate()) {
         gst_pad_mark_reconfigure(src_);
         return GST_PAD_IS_FLUSHING(src_) ? GST_FLOW_FLUSHING : GST_FLOW_NOT_NEGOTIATED;
     }
-    if (!isNegotiated_) return GST_FLOW_NOT_NEGOTIATED;
     const GstClockTime timestamp = times_.timestampOf(buffer.get());
     if (times_.isApart(timestamp)) {
         const GstFlowReturn flow = drain();

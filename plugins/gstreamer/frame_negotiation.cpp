@@ -20,7 +20,7 @@ void fixateSize(GstCaps* caps, int width, int height) {
 }  // namespace
 
 bool FrameFilter::setCaps(GstCaps* caps) {
-    if (inputCaps_ && gst_caps_is_equal(inputCaps_.get(), caps)) return true;
+    if (isNegotiated_ && gst_caps_is_equal(inputCaps_.get(), caps)) return true;
     drain();
     if (!gst_video_info_from_caps(&inputInfo_, caps)) return false;
     inputCaps_.reset(gst_caps_ref(caps));

@@ -246,6 +246,18 @@ TEST(Element, AFrameThatIsNoLongerWantedIsDropped) {
     EXPECT_EQ(element.count("frames-out"), 2u);
 }
 
+TEST(Element, CapsThatAFlushHasCutShortCount) {
+    const Stream stream(128, 96), larger(256, 128);
+    const ElementHarness element(stream.caps());
+    element.push(stream.frame(0));
+    gst_pad_set_active(element.harness()->sinkpad, FALSE);
+    gst_harness_set_src_caps_str(element.harness(), larger.caps().c_str());
+    EXPECT_EQ(element.push(larger.frame(1)), GST_FLOW_FLUSHING);
+    gst_pad_set_active(element.harness()->sinkpad, TRUE);
+    EXPECT_EQ(element.push(larger.frame(2)), GST_FLOW_OK);
+    EXPECT_EQ(element.outputSize(), "256x128");
+}
+
 TEST(Element, LatencyIsThatOfDelayAndReadout) {
     constexpr struct {
         int delay;
