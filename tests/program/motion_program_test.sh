@@ -16,7 +16,7 @@ expect 1 "other.csv:1: not a motion log of a format that is known: the first lin
     "$framehold" inspect "$work/other.csv"
 expect 1 "is not a video" "$framehold" inspect "$work/data.csv" --motion "$work/other.csv"
 python3 -m zipfile -c "$work/export.zip" "$data/iphone/Gyroscope.csv" "$data/iphone/Accelerometer.csv"
-expect 0 "taken from the archive: Gyroscope.csv and Accelerometer.csv" "$framehold" inspect "$work/export.zip"
+expect 0 "taken from the archive: Gyroscope.csv, Accelerometer.csv" "$framehold" inspect "$work/export.zip"
 expect 1 "is a zip archive: unpack the video" "$framehold" stabilize "$work/export.zip" -o "$work/steady.mp4"
 
 # The camera's true orientations are a log as good as the sensors.

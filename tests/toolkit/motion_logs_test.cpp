@@ -315,11 +315,13 @@ TEST(Archives, HoldLogsOfOneSession) {
     // What is taken; or the error.
     const std::tuple<Files, const char*> kCases[] = {
         {{gyroscope, accelerometer, {"session/clip.mp4", "video"}, {"session/Metadata.csv", "x\n"}},
-         "taken from the archive: session/Gyroscope.csv and session/Accelerometer.csv"},
+         "taken from the archive: session/Gyroscope.csv, session/Accelerometer.csv"},
         {{gyroscope, {"session/GyroscopeUncalibrated.csv", "x\n"}, {"__MACOSX/._gyro.csv", "x"}},
          "taken from the archive: session/Gyroscope.csv"},
         {{sample("camera-1.3.gcsv"), {"notes.txt", "of the day"}},
          "taken from the archive: session/camera-1.3.gcsv"},
+        {{{"b/gyro.csv", gyroscope.second}, {"b/x_timestamps.csv", "1.5\n1.6\n"}},
+         "taken from the archive: b/gyro.csv, b/x_timestamps.csv"},
         {{outside}, "taken from the archive: ../../gyro.csv"},
         {{gyroscope, elsewhere},
          ": holds several logs: session/Gyroscope.csv, b/gyro.csv; unpack the right one and give "
@@ -349,6 +351,8 @@ TEST(Archives, HoldLogsOfOneSession) {
         const MotionLog log = readMotionLog(path);
         EXPECT_EQ(log.rates.size(), 10u);
         EXPECT_EQ(log.notes.at(0), expected);
+        EXPECT_EQ(log.frames.size(),
+                  log.notes[0].find("timestamps") == std::string::npos ? 0u : 2u);
         EXPECT_EQ(log.files, std::vector<std::string>{path});
         if (files.size() != 4) continue;
         EXPECT_EQ(log.gravity.size(), 10u);

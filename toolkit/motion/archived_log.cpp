@@ -1,5 +1,6 @@
 // The log in a zip archive: which of its files are taken, and what is said of the others.
 #include "common/text_fields.h"
+#include "motion/clip_metadata.h"
 #include "motion/motion_log_reader.h"
 #include "motion/other_sensor.h"
 
@@ -100,23 +101,57 @@ void addSibling(LogArchive& archive, MotionLog& log) {
     if (lacksSensor(log)) addOtherSensor(path, filesBeside(path, archive), read, log);
 }
 
+bool endsIn(const std::string& name, const std::vector<std::string_view>& ends) {
+    const std::string lower = lowerCase(name);
+    return std::any_of(ends.begin(), ends.end(), [&](std::string_view end) {
+        return lower.size() >= end.size() &&
+               std::string_view(lower).substr(lower.size() - end.size()) == end;
+    });
+}
+
+/// Takes the times of frames from the only file of such a name beside the log.
+void addFrames(LogArchive& archive, MotionLog& log) {
+    const fs::path folder = fs::path(log.files.front()).parent_path();
+    std::vector<ArchiveEntry> found;
+    for (const ArchiveEntry& entry : archive.entries()) {
+        const bool isBeside = fs::path(entry.name).parent_path() == folder;
+        if (isBeside && endsIn(entry.name, {"_timestamps.csv", "_timestamps.txt"})) {
+            found.push_back(entry);
+        }
+    }
+    if (found.size() > 1) {
+        log.notes.push_back(
+            "several files in the archive are named as times of frames, and none is used: " +
+            namesOf(found));
+    }
+    if (found.size() != 1 || !log.frames.empty()) return;
+    try {
+        constexpr size_t kMost = 1'000'000;  // nine hours
+        const std::string path = archive.pathOf(found.front());
+        const std::vector<double> times = parseFrameTimes(path, archive.read(found.front()));
+        if (times.size() > kMost) {
+            throw FileError(path, 0, fmt::format("{} times of frames", times.size()));
+        }
+        log.frames.reserve(times.size());
+        for (const double time : times) log.frames.emplace_back().time = time;
+        log.files.push_back(found.front().name);
+    } catch (const FileError& error) {
+        // Deliberate: the motion can be used without.
+        log.notes.push_back(fmt::format("not used: {}", error.what()));
+    }
+}
+
 void addNotes(const LogArchive& archive, MotionLog& log) {
     std::vector<std::string> taken;
     for (const std::string& file : log.files) taken.push_back(excerpt(file));
     log.notes.insert(log.notes.begin(),
-                     fmt::format("taken from the archive: {}", fmt::join(taken, " and ")));
+                     fmt::format("taken from the archive: {}", fmt::join(taken, ", ")));
     const std::pair<std::vector<std::string_view>, const char*> kNotUsed[] = {
         {{".mp4", ".mov", ".m4v", ".3gp", ".mkv"}, "videos are read unpacked only"},
-        {{".zip"}, "archives in archives are not opened"},
-        {{"timestamps.csv", "timestamps.txt"}, "unpack it to use it, with --frames"}};
+        {{".zip"}, "archives in archives are not opened"}};
     for (const auto& [ends, reason] : kNotUsed) {
         for (const ArchiveEntry& entry : archive.entries()) {
-            const std::string name = lowerCase(entry.name);
-            const bool isSo = std::any_of(ends.begin(), ends.end(), [&](std::string_view end) {
-                return name.size() >= end.size() &&
-                       std::string_view(name).substr(name.size() - end.size()) == end;
-            });
-            if (!isSo) continue;
+            if (!endsIn(entry.name, ends)) continue;
             log.notes.push_back(
                 fmt::format("{} in the archive is not used: {}", excerpt(entry.name), reason));
             break;
@@ -135,6 +170,7 @@ MotionLog readArchivedLog(LogArchive& archive) {
         throw FileError(archive.path(), 0,
                         fmt::format("{} holds no gyroscope", excerpt(log.files.front())));
     }
+    addFrames(archive, log);
     addNotes(archive, log);
     log.files = {archive.path()};
     return log;

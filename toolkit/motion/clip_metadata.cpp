@@ -213,8 +213,11 @@ std::vector<double> readLoggedFrameTimes(LineReader lines) {
 }  // namespace
 
 std::vector<double> readFrameTimes(const std::string& path) {
-    const std::string text = readFile(path);
-    LineReader lines(path, text);
+    return parseFrameTimes(path, readFile(path));
+}
+
+std::vector<double> parseFrameTimes(const std::string& name, std::string_view text) {
+    LineReader lines(name, text);
     const LineReader start = lines;
     if (!lines.next() ||
         splitFields(lines.line()) != std::vector<std::string_view>{"frame", "timestamp_s"}) {

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace framehold {
@@ -30,6 +31,9 @@ struct ClipMetadata {
 /// counted from 0; or as apps log them, in the first column of a table, in a unit that the size of
 /// their steps says. Throws FileError with the line and the column.
 std::vector<double> readFrameTimes(const std::string& path);
+
+/// The same from the content of a file. name: of the file, for messages.
+std::vector<double> parseFrameTimes(const std::string& name, std::string_view text);
 
 /// Where the files may be that a clip.json names.
 enum class NamedPaths {
