@@ -233,21 +233,10 @@ def mett(m):
                  m.readings[0][0])
 
 
-def varint(value):
-    return bytes([value]) if value < 128 else bytes([value & 127 | 128]) + varint(value >> 7)
-
-
-def message(number, content):
-    """Field of a message: a whole number, or bytes."""
-    if isinstance(content, int):
-        return varint(number << 3) + varint(content)
-    return varint(number << 3 | 2) + varint(len(content)) + content
-
-
 def messages(m):
     """A stream of records, of motion alone."""
-    records = [message(2, message(1, nanoseconds(t)) + message(2, struct.pack("<3f", *r)) +
-                       message(4, struct.pack("<3f", *a))) for t, r, a in m.readings]
+    records = [field(2, field(1, nanoseconds(t)) + field(2, struct.pack("<3f", *r)) +
+                     field(4, struct.pack("<3f", *a))) for t, r, a in m.readings]
     return b"".join(varint(len(record)) + record for record in records)
 
 
