@@ -88,6 +88,14 @@ def frame_times(m, frames=90):
     return "".join(f"{nanoseconds(i / 30 + m.offset)}\n" for i in range(frames))
 
 
+def frame_metadata(m, frames=90):
+    lines = ["Timestamp[nanosec],fx[px],fy[px],Frame No.,Exposure time[nanosec],"
+             "Sensor frame duration[nanosec],Frame readout time[nanosec],ISO"]
+    for i in range(frames):
+        lines.append(f"{nanoseconds(i / 30 + m.offset)},260.0,260.0,{i},100000,33333333,12000000,100")
+    return "\n".join(lines) + "\n"
+
+
 def euroc(m):
     return table(m, ["#timestamp [ns],w_RS_S_x [rad s^-1],w_RS_S_y [rad s^-1],w_RS_S_z [rad s^-1],"
                      "a_RS_S_x [m s^-2],a_RS_S_y [m s^-2],a_RS_S_z [m s^-2]"],
@@ -323,7 +331,8 @@ SAMPLES = [
                           f"20231114/{VID}_accel.csv": lambda m: xyz(m, 1),
                           f"20231114/{VID}_timestamps.csv": frame_times},
      "x,y,z,timestamp_ns", "ZYx", 77.5, 1e-6),
-    ("movie", "movie", {"gyro_accel.csv": gyro_accel, "frame_timestamps.txt": frame_times},
+    ("movie", "movie", {"gyro_accel.csv": gyro_accel, "frame_timestamps.txt": frame_times,
+                        "movie_metadata.csv": frame_metadata},
      "sensor CSV", "XZy", 538148.5, 1e-6),
     ("zip", "walk", {"walk.zip": archive}, "sensor CSV", "yZX", 41.5, 1e-6),
     ("gcsv", "walk", {"walk.gcsv": gcsv}, "gcsv 1.3", "xyZ", -0.118, 1e-6),
