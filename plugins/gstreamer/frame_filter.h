@@ -117,6 +117,7 @@ private:
     StreamProperties stream_;
     OutputFrames output_;
     bool isNegotiated_ = false;
+    bool isRefused_ = false;  // downstream takes no such frames, whatever their size
 
     std::optional<StabilizerSession> session_;
     std::optional<InputFrames> input_;

@@ -32,7 +32,8 @@ bool FrameFilter::setCaps(GstCaps* caps) {
     }
     times_.setFrameRate(stream_.framesPerSecond);
     gst_pad_check_reconfigure(src_);
-    return negotiate();
+    // What a flush cuts short is done again with the next frame.
+    return negotiate() || !isRefused_;
 }
 
 /// Tries again where downstream has changed its mind meanwhile.
@@ -53,7 +54,8 @@ bool FrameFilter::negotiateOnce() {
         gst_caps_intersect_full(possible.get(), wanted.get(), GST_CAPS_INTERSECT_FIRST));
     const GstHandle<GstCaps> offered(gst_pad_get_pad_template_caps(src_));
     caps.reset(gst_caps_intersect_full(caps.get(), offered.get(), GST_CAPS_INTERSECT_FIRST));
-    if (gst_caps_is_empty(caps.get())) return false;
+    isRefused_ = gst_caps_is_empty(caps.get());
+    if (isRefused_) return false;
     if (gst_caps_can_intersect(inputCaps_.get(), caps.get())) {
         caps.reset(gst_caps_ref(inputCaps_.get()));
     } else {

@@ -250,10 +250,13 @@ TEST(Element, CapsThatAFlushHasCutShortCount) {
     const Stream stream(128, 96), larger(256, 128);
     const ElementHarness element(stream.caps());
     element.push(stream.frame(0));
-    gst_pad_set_active(element.harness()->sinkpad, FALSE);
+    GstPad* src = GST_PAD(element.element()->srcpads->data);
+    gst_pad_push_event(src, gst_event_new_flush_start());
     gst_harness_set_src_caps_str(element.harness(), larger.caps().c_str());
-    EXPECT_EQ(element.push(larger.frame(1)), GST_FLOW_FLUSHING);
-    gst_pad_set_active(element.harness()->sinkpad, TRUE);
+    gst_pad_push_event(src, gst_event_new_flush_stop(TRUE));
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    gst_harness_push_event(element.harness(), gst_event_new_segment(&segment));
     EXPECT_EQ(element.push(larger.frame(2)), GST_FLOW_OK);
     EXPECT_EQ(element.outputSize(), "256x128");
 }
