@@ -124,16 +124,25 @@ FoundClip findClipFiles(const ClipFiles& named) {
     if (!named.metadata.empty()) clip.metadata = readMetadata(named.metadata, named);
     if (looksBeside) findMetadata(clip);
     std::string& motion = clip.files.motion;
+    std::string& rule = clip.files.motionRule;
     if (named.ignoresMotion) return clip;
-    if (motion.empty()) motion = clip.metadata.motionLog.value_or("");
+    if (!motion.empty()) {
+        rule = "given with --motion";
+    } else if (clip.metadata.motionLog) {
+        motion = *clip.metadata.motionLog;
+        rule = "named by " + clip.files.metadata;
+    }
     for (const char* extension : {".gcsv", ".csv", ".txt", ".log"}) {
         if (!motion.empty() || !looksBeside) break;
         const std::string log = besideVideo(named.video, extension);
-        if (fs::exists(log)) motion = log;
+        if (!fs::exists(log)) continue;
+        motion = log;
+        rule = std::string("the video's name with ") + extension;
     }
     if (motion.empty() && looksBeside && !isImageSequence(named.video)) {
         PairedLogs logs = findPairedLogs(named.video);
         motion = std::move(logs.motion);
+        if (!motion.empty()) rule = "layout " + logs.layout;
         const bool hasTimes = !clip.files.frames.empty() || !clip.metadata.frameTimes.empty();
         if (!hasTimes) clip.files.frames = std::move(logs.frames);
         clip.files.frameMetadata = std::move(logs.metadata);
@@ -148,7 +157,8 @@ std::vector<std::string> filesRead(const ClipFiles& named, const FoundClip& foun
                                       found.files.frames,
                                       found.files.motion,
                                       found.metadata.framesFile,
-                                      found.files.frameMetadata};
+                                      found.files.frameMetadata,
+                                      found.metadata.lensShifts.value_or("")};
     if (named.metadata.empty() && named.video != "-") {
         files.push_back(ownMetadata(named.video).string());
         files.push_back(sharedMetadata(named.video).string());
@@ -232,7 +242,14 @@ ClipInputs loadClipInputs(FoundClip clip, const VideoProperties& video) {
         inputs.log = readMotionLog(files.motion);
     } else if (files.video != "-") {
         inputs.log = readVideoTelemetry(files.video);
-        if (inputs.log) files.motion = files.video;
+        if (inputs.log) {
+            files.motion = files.video;
+            files.motionRule = "telemetry in the video";
+        }
+    }
+    if (inputs.log && inputs.metadata.lensShifts) {
+        inputs.log->lensShifts = readLensShifts(*inputs.metadata.lensShifts);
+        inputs.log->lensShiftWidth = inputs.metadata.width.value_or(0);
     }
     takeFrameMetadata(inputs);
     return inputs;

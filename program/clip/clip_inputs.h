@@ -27,6 +27,7 @@ struct ClipFiles {
     bool allowsOutsidePaths = false;  // the metadata may name files outside of its folder
     bool ignoresMotion = false;       // no log is looked for, and none that is named is read
     std::string frameMetadata{};      // table of what is logged of each frame
+    std::string motionRule{};         // by which `motion` was found, for the user
 };
 
 /// A clip's files and what its clip.json says: that names other files, so it is read to find them.

@@ -74,6 +74,11 @@ void warnAboutInputs(const ClipInputs& clip, ClipSettings& settings) {
             "give --focal or --fov",
             view.value.size));
     }
+    if (settings.engine == Engine::kLive && !clip.log->lensShifts.empty()) {
+        settings.warnings.push_back(
+            clip.files.motion +
+            ": the lens moved against the shake, which only --engine offline takes into account");
+    }
     const OutOfOrder& late = clip.log->outOfOrder;
     const size_t count = settings.feedsOrientations() ? late.orientations : late.rates;
     if (count == 0) return;

@@ -140,6 +140,14 @@ void addSimulateCommand(Command& program) {
     addLensOptions(command, o.lens, "More about the camera");
     addReadoutOption(command, o.camera.readout)->capture_default_str();
     command
+        .addNumber(
+            "--lens-shift", o.camera.lensShift,
+            "Pixels that the lens moves the picture to any side, as optical stabilization does; "
+            "written to lens_shifts.csv",
+            {0.0, 200.0})
+        ->capture_default_str()
+        ->group("More about the camera");
+    command
         .addNumber("--time-offset", o.timeOffset, "Seconds from a timestamp to its first row",
                    {-0.9, 0.9})
         ->capture_default_str();

@@ -93,6 +93,7 @@ public:
     void run() {
         writeVideo();
         writeMotion();
+        if (o_.camera.lensShift > 0.0) writeLensShifts();
         writeFrameTimes();
         writePath("truth.csv", [this](double t) {
             return Pose{motion_->at(t), motion_->positionAt(t)};
@@ -131,6 +132,10 @@ private:
         for (const char* name : {"clip.mp4", "imu.gcsv"}) files.addOutput("FOLDER", clipFile(name));
         for (const char* name : {"frames.csv", "truth.csv", "steady.csv", "clip.json"}) {
             files.addOutput(hidesMetadata() ? "--metadata" : "FOLDER", metadataFile(name));
+        }
+        if (o_.camera.lensShift > 0.0) {
+            files.addOutput(hidesMetadata() ? "--metadata" : "FOLDER",
+                            metadataFile("lens_shifts.csv"));
         }
     }
 
@@ -177,15 +182,32 @@ private:
             }
             fmt::print(out, "tscale,0.000001\ngscale,1\nascale,1\nt,gx,gy,gz,ax,ay,az\n");
             const double clock = 1e6 * (1.0 + 1e-6 * o_.clockDrift);
-            const double from = kFirstFrame - kLogMargin;
-            const double to = exposure(frames_ - 1) + o_.camera.readout + kLogMargin;
-            for (const SensorReading& r : readSensors(*motion_, o_.sensors, from, to)) {
+            for (const SensorReading& r :
+                 readSensors(*motion_, o_.sensors, loggedFrom(), loggedTo())) {
                 const Vec3 rate = axes_.toLogged({r.rate.x(), r.rate.y(), r.rate.z()});
                 const Vec3 gravity = axes_.toLogged({r.gravity.x(), r.gravity.y(), r.gravity.z()});
                 fmt::print(out, "{:.3f},{:.9f},{:.9f},{:.9f},{:.9f},{:.9f},{:.9f}\n",
                            clock * (r.time - kFirstFrame), rate[0], rate[1], rate[2],
                            gravity[0] / kStandardGravity, gravity[1] / kStandardGravity,
                            gravity[2] / kStandardGravity);
+            }
+        });
+    }
+
+    /// A second before the first frame to a second after the last, on the log's clock.
+    double loggedFrom() const { return kFirstFrame - kLogMargin; }
+    double loggedTo() const { return exposure(frames_ - 1) + o_.camera.readout + kLogMargin; }
+    double loggedTime(double time) const {
+        return (1.0 + 1e-6 * o_.clockDrift) * (time - kFirstFrame);
+    }
+
+    void writeLensShifts() const {
+        constexpr double kStep = 0.005;  // seconds
+        writeText(metadataFile("lens_shifts.csv"), [this](std::ostream& out) {
+            fmt::print(out, "time_s,x_px,y_px\n");
+            for (double time = loggedFrom(); time <= loggedTo(); time += kStep) {
+                const Eigen::Vector2d shift = o_.camera.lensShiftAt(time);
+                fmt::print(out, "{:.9f},{:.6f},{:.6f}\n", loggedTime(time), shift.x(), shift.y());
             }
         });
     }
@@ -228,6 +250,7 @@ private:
             {"device_x", axes_.term(0)}, {"device_y", axes_.term(1)}, {"device_z", axes_.term(2)}};
         metadata["focal_px"] = o_.camera.focal;
         metadata["readout_s"] = o_.camera.readout;
+        if (o_.camera.lensShift > 0.0) metadata["lens_shifts_file"] = "lens_shifts.csv";
         if (!o_.camera.lens.isNone()) {
             metadata["lens"]["model"] = nameOf(o_.camera.lens.model());
             for (size_t i = 0; i < 4; ++i) {

@@ -12,7 +12,7 @@ public:
     /// plan: borrowed. keepsOriginals: gives results their original's pixels.
     OfflineEngine(const OfflinePlan& plan, bool keepsOriginals, Sink sink)
         : plan_(plan), keepsOriginals_(keepsOriginals), sink_(std::move(sink)),
-          renderer_(plan.source, plan.output) {}
+          renderer_(plan.source, plan.output, {0, plan.shifts}) {}
 
     void push(const AVFrame& frame, double time) override;
     void finish(double /*framePeriod*/) override {}

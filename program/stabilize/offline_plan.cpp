@@ -40,6 +40,27 @@ OrientationTrack trackOf(const ClipInputs& clip, const ClipSettings& settings) {
     return OrientationTrack(GyroPath(deviceLog(clip, settings).angularRates()));
 }
 
+LensShiftTrack shiftsOf(const ClipInputs& clip, const ClipSettings& settings) {
+    if (!clip.log || clip.log->lensShifts.empty()) return {};
+    MotionLog log;
+    log.lensShifts = clip.log->lensShifts;
+    log.stretch(settings.clockFactor());
+    const double width = clip.log->lensShiftWidth;
+    return {std::move(log.lensShifts), width > 0.0 ? clip.video.width / width : 1.0};
+}
+
+/// The source without what shifts of the lens may take to its edges, for a path that shows no edge.
+PinholeCamera withoutEdges(const PinholeCamera& source, const LensShiftTrack& shifts) {
+    constexpr double kMost = 0.25;  // of the picture
+    PinholeCamera inner = source;
+    const int edge = static_cast<int>(
+        std::ceil(std::min(shifts.largest(), kMost * std::min(source.width, source.height))));
+    inner.width -= 2 * edge;
+    inner.height -= 2 * edge;
+    inner.readout *= static_cast<double>(inner.height) / source.height;
+    return inner;
+}
+
 PinholeCamera sourceOf(const ClipInputs& clip, const ClipSettings& settings,
                        const VideoReader& video) {
     const CameraSettings& camera = settings.camera;
@@ -75,7 +96,7 @@ void limitZooms(const OfflinePlan& plan, std::vector<double>& zooms) {
 void analyse(const ClipInputs& clip, double timeOffset, VideoReader& video,
              const ProgressTarget& target, OfflinePlan& plan, PathSettings& path) {
     FeatureTracker tracker(kTurnTracking);
-    PictureRefinement refinement(plan.source, plan.track);
+    PictureRefinement refinement(plan.source, plan.track, plan.shifts);
     Progress progress("analysing", clip.video.expectedFrames, target);
     while (const AVFrame* frame = video.nextPlanar()) {
         throwIfInterrupted();
@@ -190,7 +211,12 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
     plan.crop = settings.crop == kAutoCrop ? kSmallestCrop : settings.crop;
     plan.output = outputOf(plan.source, settings, plan.crop / 100.0);
     plan.track = trackOf(clip, settings);
+    plan.shifts = shiftsOf(clip, settings);
     if (clip.log) plan.notes = describeMotion(clip, settings);
+    if (!plan.shifts.isAtRest()) {
+        plan.notes.push_back(
+            fmt::format("lens shifts of up to {:.1f} pixels are taken out", plan.shifts.largest()));
+    }
     PathSettings pathSettings;
     pathSettings.smoothing = smoothingSeconds(settings.smoothing);
     StageClock clock;
@@ -210,9 +236,9 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
         throwIfInterrupted();
         solving.reach(static_cast<int64_t>(share * static_cast<double>(frames)));
     };
-    OptimalPath path =
-        findPath({plan.track, plan.rowTimes, plan.source, pathSettings, outputFor, onProgress},
-                 settings, plan);
+    const PinholeCamera inner = withoutEdges(plan.source, plan.shifts);
+    OptimalPath path = findPath(
+        {plan.track, plan.rowTimes, inner, pathSettings, outputFor, onProgress}, settings, plan);
     solving.clear();
     clock.end("path", plan.stageTimes);
     plan.views = std::move(path.views);

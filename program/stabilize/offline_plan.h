@@ -3,6 +3,7 @@
 #include "clip/clip_settings.h"
 #include "common/progress.h"
 #include "media/hdr_metadata.h"
+#include "path/lens_shift_track.h"
 #include "path/orientation_track.h"
 #include "path/pinhole_camera.h"
 #include "path/view.h"
@@ -19,6 +20,7 @@ struct OfflinePlan {
     PinholeCamera output;
     int crop = 0;                    // percent, of `output`
     OrientationTrack track;          // of the source, times as `rowTimes`
+    LensShiftTrack shifts;           // of the source's lens, likewise
     std::vector<double> rowTimes;    // of each frame's first row, in seconds
     std::vector<View> views;         // of each frame
     std::vector<double> marginUsed;  // 0 to 1 at each frame, see FrameRecord

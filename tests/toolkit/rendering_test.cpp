@@ -49,11 +49,12 @@ PinholeCamera outputOf(const PinholeCamera& source, int width, int height, doubl
 
 /// Source pixel by the definition, each step with the track's own orientation.
 Eigen::Vector2d exactPixel(const PinholeCamera& source, const OrientationTrack& track,
-                           const Eigen::Vector3d& world) {
+                           const Eigen::Vector3d& world, const LensShiftTrack& shifts = {}) {
     Eigen::Vector2d pixel(0.0, source.height / 2.0);
     for (int i = 0; i < 60; ++i) {
         const double row = pixel.y();
-        pixel = source.project(track.at(source.rowTime(0.0, row)).conjugate() * world);
+        const double time = source.rowTime(0.0, row);
+        pixel = source.project(track.at(time).conjugate() * world) + shifts.at(time);
         if (std::fabs(pixel.y() - row) < 1e-6) return pixel;
     }
     ADD_FAILURE() << "no row sees it";
@@ -66,21 +67,34 @@ TEST(SourceMesh, IsWithinATwentiethOfAPixelOfTheExactMapping) {
         1920, 1080, 700.0, 0.033, {LensModel::kFisheye, {-0.03, 0.004, 0.0, 0.0}}};
     const PinholeCamera barrel{
         1920, 1080, 1100.0, 0.033, {LensModel::kPolynomial, {-0.2, 0.04, 0.0, 0.0}}};
+    // Every 4 ms, of a picture of 3840 pixels.
+    std::vector<LensShift> shifts;
+    for (double t = -0.1; t < 0.2; t += 0.004) {
+        shifts.push_back({t, 30.0 * std::sin(40.0 * t), 20.0 * std::cos(50.0 * t)});
+    }
+    const LensShiftTrack swinging(shifts, 0.5);
+    EXPECT_NEAR(swinging.at(0.0).y(), 10.0, 0.01);
+    EXPECT_NEAR(swinging.at(-1.0).x(), 15.0 * std::sin(-4.0), 1e-9);
+    EXPECT_NEAR(swinging.largest(), 15.0, 0.1);
     const struct {
         const char* name;
         PinholeCamera source;
         PinholeCamera output;
         double step;   // luma pixels between samples
         double shift;  // by which the shake moves things at least, in pixels
-    } kCases[] = {{"luma", plain, outputOf(plain, 1920, 1080, 0.8), 1.0, 30.0},
-                  {"chroma", plain, outputOf(plain, 1920, 1080, 0.8), 2.0, 30.0},
-                  {"half size", plain, outputOf(plain, 960, 540, 0.8), 1.0, 30.0},
-                  {"portrait", plain, outputOf(plain, 608, 1080, 0.8), 1.0, 30.0},
-                  {"fisheye", fisheye, outputOf(fisheye, 1920, 1080, 0.8), 1.0, 10.0},
-                  {"fisheye chroma", fisheye, outputOf(fisheye, 1920, 1080, 0.8), 2.0, 10.0},
-                  {"straightened fisheye", fisheye, {1920, 1080, 650.0, 0.0}, 1.0, 10.0},
-                  {"straightened fisheye chroma", fisheye, {1920, 1080, 650.0, 0.0}, 2.0, 10.0},
-                  {"straightened barrel", barrel, {1920, 1080, 1300.0, 0.0}, 2.0, 20.0}};
+        LensShiftTrack lens{};
+    } kCases[] = {
+        {"luma", plain, outputOf(plain, 1920, 1080, 0.8), 1.0, 30.0},
+        {"chroma", plain, outputOf(plain, 1920, 1080, 0.8), 2.0, 30.0},
+        {"half size", plain, outputOf(plain, 960, 540, 0.8), 1.0, 30.0},
+        {"portrait", plain, outputOf(plain, 608, 1080, 0.8), 1.0, 30.0},
+        {"fisheye", fisheye, outputOf(fisheye, 1920, 1080, 0.8), 1.0, 10.0},
+        {"fisheye chroma", fisheye, outputOf(fisheye, 1920, 1080, 0.8), 2.0, 10.0},
+        {"straightened fisheye", fisheye, {1920, 1080, 650.0, 0.0}, 1.0, 10.0},
+        {"straightened fisheye chroma", fisheye, {1920, 1080, 650.0, 0.0}, 2.0, 10.0},
+        {"straightened barrel", barrel, {1920, 1080, 1300.0, 0.0}, 2.0, 20.0},
+        {"lens shifts", plain, outputOf(plain, 1920, 1080, 0.8), 1.0, 30.0, swinging},
+        {"lens shifts, chroma", plain, outputOf(plain, 1920, 1080, 0.8), 2.0, 30.0, swinging}};
     const OrientationTrack track = shake(0.02);
     const Eigen::Quaterniond view = track.at(0.0165);
     for (const auto& c : kCases) {
@@ -90,7 +104,7 @@ TEST(SourceMesh, IsWithinATwentiethOfAPixelOfTheExactMapping) {
         const Eigen::Array2d step(c.step, c.step);
         const SampleGrid to{samples(c.output.width), samples(c.output.height), step, step / 2};
         const SampleGrid from{samples(source.width), samples(source.height), step, step / 2};
-        const RowRotations rotations(source, 0.0, track, view);
+        const RowRotations rotations(source, 0.0, track, view, c.lens);
         const int s = SourceMesh::spacingFor(to, c.output, source);
         SourceMesh mesh(to, from, s);
         for (int row = 0; row < mesh.nodeRows(); ++row) mesh.setRow(row, rotations, c.output);
@@ -99,7 +113,8 @@ TEST(SourceMesh, IsWithinATwentiethOfAPixelOfTheExactMapping) {
         for (int y = 0; y < to.height; y += 7) {
             for (int x = 0; x < to.width; x += 7) {
                 const Eigen::Vector2d pixel = Eigen::Array2d(x, y) * to.step + to.offset;
-                const Eigen::Vector2d exact = exactPixel(source, track, view * c.output.ray(pixel));
+                const Eigen::Vector2d exact =
+                    exactPixel(source, track, view * c.output.ray(pixel), c.lens);
                 const double u = x % s / double(s);
                 const double v = y % s / double(s);
                 const auto edge = [&](int row) -> Eigen::Vector2d {

@@ -40,6 +40,14 @@ public:
                 "axes",
                 log_.orientation.letters());
         }
+        if (!log_.lensShifts.empty()) {
+            note(
+                "the lens moved up to {:.1f} pixels{} against the shake: expect residual shake "
+                "with "
+                "--engine live; --engine offline takes it into account",
+                largestShift(log_.lensShifts),
+                log_.lensShiftWidth > 0.0 ? fmt::format(" of {:.0f}", log_.lensShiftWidth) : "");
+        }
         for (const std::string& text : log_.notes) note("{}", text);
         sortFindings(findings_);
         return findings_;

@@ -40,7 +40,7 @@ std::vector<std::string> unknownKeys(const std::string& path, const json& root) 
         "height",        "fps",          "duration_s",      "imu",
         "focal_px",      "lens",         "readout_s",       "axes",
         "time_offset_s", "seed",         "clock_drift_ppm", "gravity_hint_mps2",
-        "motion",        "moving_share", "frames_file"};
+        "motion",        "moving_share", "frames_file",     "lens_shifts_file"};
     constexpr size_t kMostNamed = 5;
     const std::string file = escaped(path);
     std::vector<std::string> warnings;
@@ -237,6 +237,29 @@ std::vector<double> parseFrameTimes(const std::string& name, std::string_view te
     return times;
 }
 
+std::vector<LensShift> readLensShifts(const std::string& path) {
+    const std::string text = readFile(path);
+    LineReader lines(path, text);
+    if (!lines.next() ||
+        splitFields(lines.line()) != std::vector<std::string_view>{"time_s", "x_px", "y_px"}) {
+        lines.fail("the first line is not time_s,x_px,y_px");
+    }
+    std::vector<LensShift> shifts;
+    while (lines.next()) {
+        const auto fields = splitFields(lines.line());
+        if (fields.size() != 3) {
+            lines.fail(fmt::format("{} fields where 3 are expected", fields.size()));
+        }
+        shifts.push_back({lines.number(fields[0], "time_s"), lines.number(fields[1], "x_px"),
+                          lines.number(fields[2], "y_px")});
+        if (shifts.size() > 1 && shifts.back().time <= shifts[shifts.size() - 2].time) {
+            lines.fail(
+                fmt::format("time_s: {} is not above that of the row before", excerpt(fields[0])));
+        }
+    }
+    return shifts;
+}
+
 ClipMetadata readClipMetadata(const std::string& path, NamedPaths paths) {
     const json root = parseJson(path);
     if (!root.is_object()) throw FileError(path, 0, "not a JSON object");
@@ -260,6 +283,8 @@ ClipMetadata readClipMetadata(const std::string& path, NamedPaths paths) {
         if (!v.is_object()) throw std::invalid_argument("is not an object");
         if (v.contains("file")) metadata.motionLog = pathIn(v["file"], folder, paths);
     });
+    readKey(path, root, "lens_shifts_file",
+            [&](const json& v) { metadata.lensShifts = pathIn(v, folder, paths); });
     std::optional<std::string> frames;
     bool hasNone = false;
     readKey(path, root, "frames_file", [&](const json& v) {

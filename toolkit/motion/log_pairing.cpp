@@ -167,7 +167,10 @@ std::vector<PairedLogs> candidates(const std::vector<LogFolder>& folders, const 
             if (!isNamed && folder.files.videos() > mostVideos) continue;
             for (const std::string& motion : logsOf(layout, folder.files, name)) {
                 found.push_back({motion, folder.files.find(filledIn(layout.frames, name)),
-                                 folder.files.find(filledIn(layout.metadata, name))});
+                                 folder.files.find(filledIn(layout.metadata, name)),
+                                 folder.name.empty()
+                                     ? std::string(layout.motion)
+                                     : folder.name + "/" + std::string(layout.motion)});
             }
         }
     }

@@ -35,6 +35,7 @@ struct PairedLogs {
     std::string motion;
     std::string frames;
     std::string metadata;
+    std::string layout;  // pattern of the log's name, with its folder if that is another
 };
 
 /// Looks for the logs of a video as apps write them. A log whose name does not have the video's is

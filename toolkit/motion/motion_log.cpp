@@ -98,6 +98,14 @@ double samplesPerSecond(const std::vector<OrientationSample>& samples) {
     return perSecond(samples);
 }
 
+double largestShift(const std::vector<LensShift>& shifts) {
+    double most = 0.0;
+    for (const LensShift& shift : shifts) {
+        most = std::max({most, std::abs(shift.x), std::abs(shift.y)});
+    }
+    return most;
+}
+
 double medianLength(const std::vector<MotionSample>& samples) {
     std::vector<double> lengths;
     lengths.reserve(samples.size());

@@ -35,6 +35,9 @@ struct LensShift {
     double y;
 };
 
+/// Largest shift along either axis, in its pixels.
+double largestShift(const std::vector<LensShift>& shifts);
+
 /// Samples per second on average; 0 if there are fewer than two.
 double samplesPerSecond(const std::vector<MotionSample>& samples);
 double samplesPerSecond(const std::vector<OrientationSample>& samples);

@@ -236,7 +236,7 @@ double readoutOf(const std::vector<UnexplainedTurn>& turns) {
 }  // namespace
 
 void PictureRefinement::add(double from, double to, const std::vector<FeatureMotion>& motions) {
-    turns_.push_back(findUnexplainedTurn(camera_, track_, from, to, motions));
+    turns_.push_back(findUnexplainedTurn(camera_, track_, from, to, motions, shifts_));
 }
 
 double PictureRefinement::findReadout() {

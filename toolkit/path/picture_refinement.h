@@ -11,9 +11,10 @@ namespace framehold {
 /// motion and how the camera moves from place to place; without a log all motion is in the pictures.
 class PictureRefinement {
 public:
-    /// track: by the log, or at rest.
-    PictureRefinement(const PinholeCamera& camera, OrientationTrack track)
-        : camera_(camera), track_(std::move(track)) {}
+    /// track: by the log, or at rest. shifts: of the lens, on the track's clock.
+    PictureRefinement(const PinholeCamera& camera, OrientationTrack track,
+                      LensShiftTrack shifts = {})
+        : camera_(camera), track_(std::move(track)), shifts_(std::move(shifts)) {}
 
     /// Takes the features' motions from a frame to the next one, with the times of the frames' first
     /// rows on the track's clock. Frames come in order of time.
@@ -39,6 +40,7 @@ public:
 private:
     PinholeCamera camera_;
     OrientationTrack track_;
+    LensShiftTrack shifts_;
     std::vector<UnexplainedTurn> turns_;
 };
 

@@ -229,17 +229,24 @@ Motion trackerVariance(const PinholeCamera& camera) {
 
 UnexplainedTurn findUnexplainedTurn(const PinholeCamera& camera, const OrientationTrack& track,
                                     double from, double to,
-                                    const std::vector<FeatureMotion>& motions) {
+                                    const std::vector<FeatureMotion>& motions,
+                                    const LensShiftTrack& shifts) {
     UnexplainedTurn result;
     result.from = from;
     result.to = to;
     std::vector<Observation> observations;
     for (const FeatureMotion& m : motions) {
         // The centre of the first pixel is (0, 0) for features, and (1/2, 1/2) for the camera.
-        const Eigen::Vector2d start(m.fromX + 0.5, m.fromY + 0.5);
-        const Eigen::Vector2d end(m.toX + 0.5, m.toY + 0.5);
-        const Eigen::Quaterniond before = track.at(camera.rowTime(from, start.y()));
-        const Eigen::Quaterniond after = track.at(camera.rowTime(to, end.y()));
+        Eigen::Vector2d start(m.fromX + 0.5, m.fromY + 0.5);
+        Eigen::Vector2d end(m.toX + 0.5, m.toY + 0.5);
+        const double startTime = camera.rowTime(from, start.y());
+        const double endTime = camera.rowTime(to, end.y());
+        const Eigen::Quaterniond before = track.at(startTime);
+        const Eigen::Quaterniond after = track.at(endTime);
+        if (!shifts.isAtRest()) {
+            start -= shifts.at(startTime);
+            end -= shifts.at(endTime);
+        }
         const int column =
             std::clamp(static_cast<int>(m.fromX * kColumns / float(camera.width)), 0, kColumns - 1);
         const int row =

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "path/lens_shift_track.h"
 #include "path/orientation_track.h"
 #include "path/pinhole_camera.h"
 #include "tracking/feature_tracks.h"
@@ -44,9 +45,10 @@ struct UnexplainedTurn {
 };
 
 /// Finds the turn from the features' motions, with the times of the frames' first rows on the
-/// track's clock.
+/// track's clock. shifts: of the lens, on the same clock.
 UnexplainedTurn findUnexplainedTurn(const PinholeCamera& camera, const OrientationTrack& track,
                                     double from, double to,
-                                    const std::vector<FeatureMotion>& motions);
+                                    const std::vector<FeatureMotion>& motions,
+                                    const LensShiftTrack& shifts = {});
 
 }  // namespace framehold

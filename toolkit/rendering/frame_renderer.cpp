@@ -60,7 +60,7 @@ struct FrameRenderer::Plane {
 
 FrameRenderer::FrameRenderer(const PinholeCamera& source, const PinholeCamera& output,
                              RenderSettings settings)
-    : source_(source), output_(output) {
+    : source_(source), output_(output), shifts_(std::move(settings.shifts)) {
     int threads = settings.threads;
     if (threads <= 0) threads = static_cast<int>(std::thread::hardware_concurrency());
     try {
@@ -135,7 +135,7 @@ AvPtr<AVFrame> FrameRenderer::render(const AVFrame& frame, double firstRowTime,
     result->key_frame = 0;
     result->crop_left = result->crop_right = result->crop_top = result->crop_bottom = 0;
 
-    const RowRotations rotations(source_, firstRowTime, track, view.orientation);
+    const RowRotations rotations(source_, firstRowTime, track, view.orientation, shifts_);
     const PinholeCamera output = view.zoomed(output_);
     const double shrinking = shrinkingOf(view.zoom);
     // One item of work for a row of nodes, a band of source rows, or a row of cells of any plane.

@@ -13,7 +13,8 @@
 namespace framehold {
 
 struct RenderSettings {
-    int threads = 0;  // 0: as many as there are processors
+    int threads = 0;          // 0: as many as there are processors
+    LensShiftTrack shifts{};  // of the source's lens, on the track's clock
 };
 
 /// Renders frames as a virtual camera without a rolling shutter would have seen them: each pixel of
@@ -48,6 +49,7 @@ private:
 
     PinholeCamera source_;
     PinholeCamera output_;
+    LensShiftTrack shifts_;
     PixelConverter converter_;
     // For frames like the last one.
     int format_ = AV_PIX_FMT_NONE;

@@ -14,21 +14,26 @@ constexpr int kRowSpacing = 8;
 }  // namespace
 
 RowRotations::RowRotations(const PinholeCamera& source, double firstRowTime,
-                           const OrientationTrack& track, const Eigen::Quaterniond& view)
+                           const OrientationTrack& track, const Eigen::Quaterniond& view,
+                           const LensShiftTrack& shifts)
     : source_(source) {
     const int count = (source.height + kRowSpacing - 1) / kRowSpacing + 1;
     rotations_.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i) {
         const double time = source.rowTime(firstRowTime, i * kRowSpacing);
         rotations_.push_back((track.at(time).conjugate() * view).toRotationMatrix());
+        if (!shifts.isAtRest()) shifts_.push_back(shifts.at(time));
     }
 }
 
-Eigen::Matrix3d RowRotations::at(double row) const {
+template <class Value>
+Value RowRotations::between(const std::vector<Value>& values, double row) const {
     const double place = std::clamp(row, 0.0, double(source_.height)) / kRowSpacing;
-    const size_t i = std::min(static_cast<size_t>(place), rotations_.size() - 2);
-    return rotations_[i] + (place - static_cast<double>(i)) * (rotations_[i + 1] - rotations_[i]);
+    const size_t i = std::min(static_cast<size_t>(place), values.size() - 2);
+    return values[i] + (place - static_cast<double>(i)) * (values[i + 1] - values[i]);
 }
+
+Eigen::Matrix3d RowRotations::at(double row) const { return between(rotations_, row); }
 
 Eigen::Vector2d RowRotations::sourcePixel(const Eigen::Vector3d& direction, double guess) const {
     constexpr int kMaxSteps = 20;        // each leaves a fifth of the error on the strongest shake
@@ -40,6 +45,7 @@ Eigen::Vector2d RowRotations::sourcePixel(const Eigen::Vector3d& direction, doub
         if (source_.lens.isNone() && seen.z() > -1e-3 * direction.norm())
             return {-source_.width, -source_.height};
         pixel = source_.project(seen);
+        if (!shifts_.empty()) pixel += between(shifts_, row);
         if (std::fabs(pixel.y() - row) < kTolerance) break;
     }
     return pixel;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "path/lens_shift_track.h"
 #include "path/orientation_track.h"
 #include "path/pinhole_camera.h"
 
@@ -9,12 +10,13 @@
 
 namespace framehold {
 
-/// Rotations from a virtual camera to the device at the times at which a frame's rows were read.
+/// Rotations from a virtual camera to the device at the times at which a frame's rows were read, and
+/// shifts of the device's lens.
 class RowRotations {
 public:
     /// source: camera of the frame. view: orientation of the virtual camera, device -> world.
     RowRotations(const PinholeCamera& source, double firstRowTime, const OrientationTrack& track,
-                 const Eigen::Quaterniond& view);
+                 const Eigen::Quaterniond& view, const LensShiftTrack& shifts = {});
 
     /// Pixel of the source that sees a direction of the virtual camera while its row is read.
     /// guess: of the row. A direction behind the camera gets a pixel far outside.
@@ -24,8 +26,13 @@ private:
     /// Rotation at a row; beyond the picture that of its first or last row.
     Eigen::Matrix3d at(double row) const;
 
+    /// Value at a row of values that are kRowSpacing rows apart.
+    template <class Value>
+    Value between(const std::vector<Value>& values, double row) const;
+
     PinholeCamera source_;
     std::vector<Eigen::Matrix3d> rotations_;  // every kRowSpacing rows
+    std::vector<Eigen::Vector2d> shifts_;     // likewise, in pixels; empty: none
 };
 
 /// Samples of a plane: sample i has its centre at pixel i * step + offset, where pixel 0 begins at

@@ -26,8 +26,10 @@ Picture renderFrame(const World& world, const CameraModel& camera, const CameraM
         const double time = camera.rowTime(frameTime, y);
         const Eigen::Matrix3d toWorld = motion.at(time).toRotationMatrix();
         const Eigen::Vector3d from = motion.positionAt(time);
+        const Eigen::Vector2d shift = camera.lensShiftAt(time);
         for (int x = 0; x < camera.width; ++x) {
-            const Colour c = world.look(from, toWorld * camera.ray(x, y), footprint, time);
+            const Colour c = world.look(from, toWorld * camera.ray(x - shift.x(), y - shift.y()),
+                                        footprint, time);
             *luma++ = lumaLevel(c.luma);
             if (x % 2 == 0 && y % 2 == 0) {
                 *chroma++ = chromaLevel(c.cb);

@@ -20,6 +20,14 @@ struct CameraModel {
     double focal = 1000.0;    // pixels
     double readout = 0.0299;  // seconds
     LensDistortion lens{};
+    double lensShift = 0.0;  // pixels that the lens moves the picture to any side
+
+    /// Shift of the picture by the lens, to the right and down, in pixels.
+    Eigen::Vector2d lensShiftAt(double time) const {
+        constexpr double kAcross = 2.0 * 3.14159265358979323846 * 3.7;  // rad/s
+        constexpr double kDown = 2.0 * 3.14159265358979323846 * 5.3;
+        return lensShift * Eigen::Vector2d(std::sin(kAcross * time), std::sin(kDown * time + 1.0));
+    }
 
     /// Time at which row y of a frame is read, in seconds.
     double rowTime(double frameTime, double y) const { return frameTime + readout * y / height; }

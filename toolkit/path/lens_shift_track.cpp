@@ -1,0 +1,28 @@
+#include "path/lens_shift_track.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace framehold {
+
+LensShiftTrack::LensShiftTrack(std::vector<LensShift> shifts, double scale)
+    : shifts_(std::move(shifts)) {
+    for (LensShift& shift : shifts_) {
+        shift.x *= scale;
+        shift.y *= scale;
+    }
+}
+
+Eigen::Vector2d LensShiftTrack::at(double time) const {
+    if (shifts_.empty()) return Eigen::Vector2d::Zero();
+    const auto after =
+        std::upper_bound(shifts_.begin(), shifts_.end(), time,
+                         [](double t, const LensShift& shift) { return t < shift.time; });
+    const LensShift& next = after == shifts_.end() ? shifts_.back() : *after;
+    const LensShift& before = after == shifts_.begin() ? next : *(after - 1);
+    const double seconds = next.time - before.time;
+    const double share = seconds > 0.0 ? (time - before.time) / seconds : 0.0;
+    return {before.x + share * (next.x - before.x), before.y + share * (next.y - before.y)};
+}
+
+}  // namespace framehold

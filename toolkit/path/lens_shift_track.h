@@ -1,0 +1,33 @@
+#pragma once
+
+#include "motion/motion_log.h"
+
+#include <vector>
+
+#include <Eigen/Core>
+
+namespace framehold {
+
+/// Shift of the picture over time by a lens that moves against shake.
+class LensShiftTrack {
+public:
+    /// A lens at rest.
+    LensShiftTrack() = default;
+
+    /// shifts: in order of time. scale: pixels of the video in a pixel of theirs.
+    LensShiftTrack(std::vector<LensShift> shifts, double scale);
+
+    bool isAtRest() const { return shifts_.empty(); }
+
+    /// Pixels of the video, to the right and down: between samples on a straight line, outside of them
+    /// that of the nearest.
+    Eigen::Vector2d at(double time) const;
+
+    /// Largest shift along either axis, in pixels.
+    double largest() const { return largestShift(shifts_); }
+
+private:
+    std::vector<LensShift> shifts_;
+};
+
+}  // namespace framehold
