@@ -14,10 +14,10 @@ namespace framehold {
 
 namespace {
 
-ClipInputs loadClip(const InspectOptions& o) {
+ClipInputs loadClip(const InspectOptions& o, CameraSettings& camera) {
     ClipInputs inputs =
         loadClipInputs(findClipFiles(o.files), propertiesOf(VideoReader(o.files.video)));
-    const CameraSettings camera = resolveCamera(o.camera, inputs);
+    camera = resolveCamera(o.camera, inputs);
     inputs.metadata.timeOffset.reset();
     if (camera.timeOffset.source != Source::kDefault) {
         inputs.metadata.timeOffset = camera.timeOffset.value;
@@ -36,6 +36,39 @@ ClipInputs loadClip(const InspectOptions& o) {
         "with --motion or --clip");
 }
 
+std::vector<Inspection::ClipSource> sourcesOf(const InspectOptions& o, const ClipInputs& clip) {
+    const ClipFiles& files = clip.files;
+    std::vector<Inspection::ClipSource> sources;
+    const auto add = [&](const char* what, const std::string& file, const std::string& rule) {
+        if (!file.empty()) sources.push_back({what, file, rule});
+    };
+    add("metadata", files.metadata,
+        o.files.metadata.empty() ? "beside the video" : "given with --clip");
+    add("motion", files.motion, files.motionRule);
+    const std::string& times = clip.metadata.framesFile;
+    add("frame times", clip.metadata.frameTimes.empty() ? "" : times,
+        times == files.frames || times == files.frameMetadata ? files.motionRule
+                                                              : "with the metadata");
+    add("of each frame", files.frameMetadata, files.motionRule);
+    add("lens shifts", clip.metadata.lensShifts.value_or(""), "named by the metadata");
+    return sources;
+}
+
+/// What is not known of the camera, and what that costs.
+std::vector<LogFinding> findingsOf(const CameraSettings& camera) {
+    std::vector<LogFinding> findings;
+    const auto add = [&](const char* text) { findings.push_back({Severity::kNote, text}); };
+    if (camera.fieldOfView.source == Source::kDefault) {
+        add("the focal length is not known: stabilize takes that of a usual phone, and shake is "
+            "left or overdone by as much as it is wrong; --focal, --auto or framehold calibrate");
+    }
+    if (camera.readoutTime.source == Source::kDefault) {
+        add("the readout is not known: stabilize takes that of a usual phone, and fast shake bends "
+            "the picture; --readout, --auto or framehold calibrate");
+    }
+    return findings;
+}
+
 VideoInspection inspectVideoOf(const ClipInputs& clip, const MotionLog& log, bool showsProgress) {
     Progress progress("tracking", clip.video.expectedFrames, showsProgress);
     return inspectVideo(clip.files.video, clip.metadata, log, [&progress] {
@@ -52,16 +85,23 @@ void inspectFile(const InspectOptions& o) {
         throw std::runtime_error(o.files.video +
                                  ": is not a video; --motion and --clip go with a video");
     }
+    CameraSettings camera;
     ClipInputs clip =
-        isVideo ? loadClip(o) : ClipInputs{o.files, {}, {}, readMotionLog(o.files.video)};
+        isVideo ? loadClip(o, camera) : ClipInputs{o.files, {}, {}, readMotionLog(o.files.video)};
     Inspection result;
     result.log = *std::move(clip.log);
     result.statistics = logStatistics(result.log);
     result.findings = findingsOf(result.log, result.statistics);
     if (isVideo) {
         result.video = inspectVideoOf(clip, result.log, !o.quiet);
-        for (const LogFinding& finding : findingsOf(*result.video))
-            result.findings.push_back(finding);
+        if (const auto& found = result.video->found) {
+            camera.timeOffset = {found->timeOffset, Source::kFound, "found in the clip"};
+        }
+        result.sources = sourcesOf(o, clip);
+        result.camera = describe(camera);
+        for (const auto& findings : {findingsOf(*result.video), findingsOf(camera)}) {
+            result.findings.insert(result.findings.end(), findings.begin(), findings.end());
+        }
         sortFindings(result.findings);
     }
     fmt::print("{}", o.json ? inspectionJson(result) + "\n" : inspectionText(result));

@@ -23,6 +23,15 @@ void inspectFile(const InspectOptions& options);
 
 /// Everything that `framehold inspect` found.
 struct Inspection {
+    /// File that something of a clip comes from.
+    struct ClipSource {
+        std::string what;  // "motion", "frame times", ...
+        std::string file;
+        std::string rule;  // by which it was found
+    };
+
+    std::vector<ClipSource> sources;  // of a video
+    std::vector<std::string> camera;  // its settings with their origins, as stabilize says them
     MotionLog log;
     LogStatistics statistics;
     std::optional<VideoInspection> video;

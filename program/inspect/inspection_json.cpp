@@ -73,6 +73,16 @@ std::string inspectionJson(const Inspection& inspection) {
     json["usable"] = inspection.isUsable();
     json["axes"] = log.orientation.letters();
     if (log.readoutTime) json["readout_s"] = *log.readoutTime;
+    for (const auto& source : inspection.sources) {
+        json["sources"].push_back(
+            {{"what", source.what}, {"file", source.file}, {"rule", source.rule}});
+    }
+    if (!inspection.camera.empty()) json["camera"] = inspection.camera;
+    if (!log.lensShifts.empty()) {
+        json["lens_shifts"] = {{"samples", log.lensShifts.size()},
+                               {"largest_px", largestShift(log.lensShifts)},
+                               {"width_px", log.lensShiftWidth}};
+    }
     for (const auto& [key, value] : log.headers) json["headers"][key] = value;
     const LogStatistics& s = inspection.statistics;
     if (s.rates.stamps.samples > 0) json["gyroscope"] = sensorJson(s.rates);

@@ -10,6 +10,11 @@ namespace {
 class InspectionText {
 public:
     std::string write(const Inspection& inspection) {
+        if (!inspection.sources.empty()) heading("found");
+        for (const auto& source : inspection.sources) {
+            row(source.what.c_str(), "{} ({})", escaped(source.file), escaped(source.rule));
+        }
+        for (const std::string& setting : inspection.camera) row("camera", "{}", escaped(setting));
         writeLog(inspection.log);
         const LogStatistics& s = inspection.statistics;
         if (s.rates.stamps.samples > 0) writeSensor("gyroscope", s.rates, "rad/s");
@@ -40,6 +45,10 @@ private:
         }
         row("axes", "{}", log.orientation.letters());
         if (log.readoutTime) row("readout", "{:.2f} ms", 1e3 * *log.readoutTime);
+        if (!log.lensShifts.empty()) {
+            row("lens shifts", "{}, up to {:.1f} pixels", log.lensShifts.size(),
+                largestShift(log.lensShifts));
+        }
     }
 
     void writeStamps(const StampStatistics& stamps) {
