@@ -219,8 +219,9 @@ std::string cammExposure(std::optional<double> exposure, std::optional<double> r
     appendBytes(bytes, 0, 2);
     appendBytes(bytes, kExposure, 2);
     for (const std::optional<double>& seconds : {exposure, readout}) {
-        const double nanoseconds = std::round(1e9 * seconds.value_or(0.0));
-        const bool fits = nanoseconds >= 0.0 && nanoseconds <= std::numeric_limits<uint32_t>::max();
+        // As 0 is for what is not known, none at all is written as the least that there is.
+        const double nanoseconds = seconds ? std::max(1.0, std::round(1e9 * *seconds)) : 0.0;
+        const bool fits = nanoseconds <= std::numeric_limits<uint32_t>::max();
         appendBytes(bytes, fits ? static_cast<uint32_t>(nanoseconds) : 0, 4);
     }
     return bytes;
