@@ -164,8 +164,8 @@ std::vector<IioDevice> IioDevice::find(const std::string& root, const std::strin
     for (const auto& [number, folder] : folders) {
         const std::string own = (fs::path(root) / folder).string();
         const std::string name = textIn(own + "/name").value_or("");
-        const auto isWanted = [&folder = folder, &name](const std::string& wanted) {
-            return wanted == folder || wanted == name;
+        const auto isWanted = [&id = folder, &name](const std::string& wanted) {
+            return wanted == id || wanted == name;
         };
         if (!names.empty() && std::none_of(names.begin(), names.end(), isWanted)) continue;
         IioDevice device(own, (fs::path(deviceFolder) / folder).string());

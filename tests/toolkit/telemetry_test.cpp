@@ -293,7 +293,8 @@ TEST(Sessions, ErrorsNameTheMessageAndTheField) {
          "camera: field 12: 1000000 pixels are not a width"},
     };
     for (const auto& [bytes, message] : kCases) {
-        EXPECT_EQ(errorOf([&] { parseTextLog("session.pb3", good + bytes); }),
+        const std::string session = good + bytes;
+        EXPECT_EQ(errorOf([&] { parseTextLog("session.pb3", session); }),
                   std::string("session.pb3: ") + message);
     }
     std::string frames = good;
