@@ -45,8 +45,8 @@ LensShiftTrack shiftsOf(const ClipInputs& clip, const ClipSettings& settings) {
     MotionLog log;
     log.lensShifts = clip.log->lensShifts;
     log.stretch(settings.clockFactor());
-    const double width = clip.log->lensShiftWidth;
-    return {std::move(log.lensShifts), width > 0.0 ? clip.video.width / width : 1.0};
+    log.lensShiftWidth = clip.log->lensShiftWidth;
+    return {log, clip.video.width};
 }
 
 /// The source without what shifts of the lens may take to its edges, for a path that shows no edge.

@@ -51,10 +51,14 @@ std::optional<LogFinding> checkBeforeRun(const StabilizeOptions& options, const 
     const LensDistortion& lens = camera.lens.value;
     const double focal = focalLength(camera.fieldOfView.value, clip.video, lens);
     const std::vector<MotionSample> rates = clip.log->angularRates();
+    // Only the offline engine takes them out.
+    const LensShiftTrack shifts = settings.engine == Engine::kOffline
+                                      ? LensShiftTrack(*clip.log, clip.video.width)
+                                      : LensShiftTrack();
     const auto checked = [&] {
         return checkMotion(samples, rates,
                            {focal, camera.readoutTime.value, camera.timeOffset.value,
-                            camera.clockDrift.value, camera.axes.value, lens},
+                            camera.clockDrift.value, camera.axes.value, lens, shifts},
                            throwIfInterrupted);
     };
     MotionCheck check = checked();

@@ -63,6 +63,10 @@ expect 2 "give --format" "$framehold" convert "$sim/imu.gcsv" -o "$work/a.txt"
 expect 2 "--video: goes with .mp4 and .mov only" "$framehold" convert "$sim/imu.gcsv" --video "$clip" -o "$work/c.csv"
 expect 3 "orientations are written as the rates between them" \
     "$framehold" convert "$data/rotation/game.csv" -o "$work/c.gcsv"
+# A lens that moved explains what the gyroscope does not, in the check before the run as well.
+"$framehold" simulate "$work/ois" --lens-shift 4 --size 320x180 --focal 250 --duration 2 --pan 0 -q
+said=$("$framehold" stabilize "$work/ois/clip.mp4" --engine offline -o "$work/ois/steady.mp4" 2>&1) || fail "$said"
+[[ $said == *"up to 4.0 pixels are taken out"* && $said != *warning* ]] || fail "lens shifts: $said"
 # What stands beside the video is found.
 expect 0 "frames.csv" "$framehold" inspect "$sim/clip.mp4"
 [ $failures -eq 0 ]

@@ -5,6 +5,7 @@
 #include "inspection/log_findings.h"
 #include "motion/axis_mapping.h"
 #include "motion/motion_log.h"
+#include "path/lens_shift_track.h"
 #include "tracking/feature_tracks.h"
 
 #include <cmath>
@@ -23,6 +24,7 @@ struct CheckedCamera {
     double clockDrift = 0.0;      // seconds that the log's clock gains per second
     AxisMapping axes;             // from logged to device axes
     LensDistortion lens{};        // of no use without a focal length
+    LensShiftTrack shifts{};      // on the log's clock
 };
 
 /// Time offset that was found by the pictures alone, in all of a log.

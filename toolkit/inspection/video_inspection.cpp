@@ -87,7 +87,8 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
                          result.timeOffset,
                          metadata.clockDrift.value_or(0.0),
                          metadata.axes.value_or(log.orientation),
-                         metadata.lens.value_or(LensDistortion())};
+                         metadata.lens.value_or(LensDistortion()),
+                         {log, tracks.width}};
     const std::vector<MotionSample> derived =
         log.rates.empty() ? log.angularRates() : std::vector<MotionSample>();
     const std::vector<MotionSample>& rates = log.rates.empty() ? derived : log.rates;

@@ -13,6 +13,9 @@ LensShiftTrack::LensShiftTrack(std::vector<LensShift> shifts, double scale)
     }
 }
 
+LensShiftTrack::LensShiftTrack(const MotionLog& log, int width)
+    : LensShiftTrack(log.lensShifts, log.lensShiftWidth > 0.0 ? width / log.lensShiftWidth : 1.0) {}
+
 Eigen::Vector2d LensShiftTrack::at(double time) const {
     if (shifts_.empty()) return Eigen::Vector2d::Zero();
     const auto after =

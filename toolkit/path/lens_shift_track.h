@@ -17,6 +17,9 @@ public:
     /// shifts: in order of time. scale: pixels of the video in a pixel of theirs.
     LensShiftTrack(std::vector<LensShift> shifts, double scale);
 
+    /// The shifts that a log holds, on its clock. width: of the video, in pixels.
+    LensShiftTrack(const MotionLog& log, int width);
+
     bool isAtRest() const { return shifts_.empty(); }
 
     /// Pixels of the video, to the right and down: between samples on a straight line, outside of them
