@@ -473,26 +473,6 @@ void takeLensOut(const PinholeCamera& camera, std::vector<FeatureTracks>& sample
     }
 }
 
-/// Moves features to where a lens at rest would show them.
-void takeShiftsOut(const CheckedCamera& camera, std::vector<FeatureTracks>& samples) {
-    if (camera.shifts.isAtRest()) return;
-    for (FeatureTracks& sample : samples) {
-        const auto move = [&](size_t frame, float& x, float& y) {
-            const double time = sample.frameTimes[frame] + camera.timeOffset +
-                                camera.readoutTime * static_cast<double>(y) / sample.height;
-            const Eigen::Vector2f shift = camera.shifts.at(time).cast<float>();
-            x -= shift.x();
-            y -= shift.y();
-        };
-        for (size_t i = 0; i < sample.motions.size(); ++i) {
-            for (FeatureMotion& motion : sample.motions[i]) {
-                move(i, motion.fromX, motion.fromY);
-                move(i + 1, motion.toX, motion.toY);
-            }
-        }
-    }
-}
-
 }  // namespace
 
 std::string describe(const FoundOffset& found) {
@@ -510,8 +490,8 @@ MotionCheck checkMotion(const std::vector<FeatureTracks>& samples,
     std::vector<FeatureTracks> onLogsClock = samples;
     for (FeatureTracks& sample : onLogsClock) {
         for (double& time : sample.frameTimes) time *= 1.0 + camera.clockDrift;
+        camera.shifts.takeOut(camera.timeOffset, camera.readoutTime, sample);
     }
-    takeShiftsOut(camera, onLogsClock);
     if (!camera.lens.isNone() && camera.focal) {
         takeLensOut({samples[0].width, samples[0].height, *camera.focal, 0.0, camera.lens},
                     onLogsClock);

@@ -28,4 +28,21 @@ Eigen::Vector2d LensShiftTrack::at(double time) const {
     return {before.x + share * (next.x - before.x), before.y + share * (next.y - before.y)};
 }
 
+void LensShiftTrack::takeOut(double timeOffset, double readout, FeatureTracks& tracks) const {
+    if (isAtRest()) return;
+    const auto move = [&](size_t frame, float& x, float& y) {
+        const double time = tracks.frameTimes[frame] + timeOffset +
+                            readout * static_cast<double>(y) / tracks.height;
+        const Eigen::Vector2f shift = at(time).cast<float>();
+        x -= shift.x();
+        y -= shift.y();
+    };
+    for (size_t i = 0; i < tracks.motions.size(); ++i) {
+        for (FeatureMotion& motion : tracks.motions[i]) {
+            move(i, motion.fromX, motion.fromY);
+            move(i + 1, motion.toX, motion.toY);
+        }
+    }
+}
+
 }  // namespace framehold

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "motion/motion_log.h"
+#include "tracking/feature_tracks.h"
 
 #include <vector>
 
@@ -25,6 +26,10 @@ public:
     /// Pixels of the video, to the right and down: between samples on a straight line, outside of them
     /// that of the nearest.
     Eigen::Vector2d at(double time) const;
+
+    /// Moves features to where a lens at rest would show them. timeOffset: seconds from a frame's
+    /// time to its first row. readout: seconds from that to the last row.
+    void takeOut(double timeOffset, double readout, FeatureTracks& tracks) const;
 
     /// Largest shift along either axis, in pixels.
     double largest() const { return largestShift(shifts_); }
