@@ -167,6 +167,36 @@ TEST(ClipMetadata, UnknownKeysAreNamed) {
         << warnings[1];
 }
 
+TEST(ClipMetadata, LensShiftsAreReadFromTheTableThatItNames) {
+    const TemporaryFolder folder;
+    const auto metadata =
+        readClipMetadata(folder.write("clip.json", R"({"lens_shifts_file": "shifts.csv"})"));
+    const std::string path = folder.path("shifts.csv");
+    ASSERT_EQ(metadata.lensShifts, path);
+    const std::pair<const char*, const char*> kCases[] = {
+        {"time_s,x_px,y_px\n0.5,1,-2\n0.6,3,-4\n", "none"},
+        {"time,x,y\n0.5,1,-2\n", ":1: the first line is not time_s,x_px,y_px"},
+        {"time_s,x_px,y_px\n0.5,1\n", ":2: 2 fields where 3 are expected"},
+        {"time_s,x_px,y_px\nx,1,2\n", ":2: time_s: 'x' is not a finite number"},
+        {"time_s,x_px,y_px\n0.5,inf,2\n", ":2: x_px: 'inf' is not a finite number"},
+        {"time_s,x_px,y_px\n0.5,1,2\n0.6,1,\n", ":3: y_px: '' is not a finite number"},
+        {"time_s,x_px,y_px\n0.5,1,2\n0.5,1,2\n",
+         ":3: time_s: 0.5 is not above that of the row before"},
+    };
+    for (const auto& [text, error] : kCases) {
+        SCOPED_TRACE(text);
+        folder.write("shifts.csv", text);
+        const bool isGood = std::string(error) == "none";
+        EXPECT_EQ(errorOf([&] { readLensShifts(path); }), isGood ? error : path + error);
+        if (!isGood) continue;
+        const std::vector<LensShift> shifts = readLensShifts(path);
+        ASSERT_EQ(shifts.size(), 2u);
+        EXPECT_EQ(shifts[1].time, 0.6);
+        EXPECT_EQ(shifts[1].x, 3.0);
+        EXPECT_EQ(shifts[1].y, -4.0);
+    }
+}
+
 TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
     const TemporaryFolder folder;
     folder.write("frames.csv", "frame,timestamp_s\n0,0.5\n1,0.6\n");
@@ -190,6 +220,7 @@ TEST(ClipMetadata, ReadsAndNamesWhatIsWrong) {
         {R"({"focal_px": "x"})", "focal_px: is not a number"},
         {R"({"imu": {"file": 1}})", "imu: is not a text in quotes"},
         {R"({"imu": []})", "imu: is not an object"},
+        {R"({"lens_shifts_file": 1})", "lens_shifts_file: is not a text in quotes"},
         {R"({"axes": {"device_x": "01234567890123456789012345678901234567890123456789",
               "device_y": "+x", "device_z": "+z"}})",
          "axes: '0123456789012345678901234567890123456789...' is not an axis"},
