@@ -192,11 +192,21 @@ std::vector<double> loggedTimes(const std::vector<FrameMetadata>& frames, int64_
     return times;
 }
 
+/// Leaves out a table of frames that was found by its name alone, if it is of something else.
+void dropUnknownTable(ClipInputs& inputs) {
+    std::string& table = inputs.files.frameMetadata;
+    std::error_code ignored;
+    if (table.empty() || (!fs::is_empty(table, ignored) && holdsFrameMetadata(table))) return;
+    inputs.metadata.warnings.push_back(fmt::format("{}: not used: {}", table, kNoFrameMetadata));
+    table.clear();
+}
+
 /// Takes what is logged of each frame, in a table of its own or in the log. Times are those of the middle
 /// of the first row's exposure.
 void takeFrameMetadata(ClipInputs& inputs) {
     ClipFiles& files = inputs.files;
     ClipMetadata& metadata = inputs.metadata;
+    dropUnknownTable(inputs);
     if (files.frameMetadata.empty() && !files.frames.empty() && holdsFrameMetadata(files.frames)) {
         files.frameMetadata = files.frames;
     }

@@ -99,6 +99,9 @@ void inspectFile(const InspectOptions& o) {
         }
         result.sources = sourcesOf(o, clip);
         result.camera = describe(camera);
+        for (const std::string& warning : clip.metadata.warnings) {
+            result.findings.push_back({Severity::kWarning, warning});
+        }
         for (const auto& findings : {findingsOf(*result.video), findingsOf(camera)}) {
             result.findings.insert(result.findings.end(), findings.begin(), findings.end());
         }

@@ -75,6 +75,39 @@ TEST(ClipFiles, LogsOfAppsComeWithTheTimesOfFrames) {
     EXPECT_EQ(findClipFiles(named).files.motion, folder.path("VID_1.csv"));
 }
 
+TEST(ClipInputs, TablesOfFramesThatAreOfSomethingElseAreNamed) {
+    const TemporaryFolder folder;
+    const std::string log = "timestamp,gx,gy,gz\n0,0.1,0,0\n0.01,0.1,0,0\n0.02,0.1,0,0\n";
+    folder.write("gyro_accel.csv", log);
+    const std::string video = folder.write("movie.mp4", "");
+    const std::string table = folder.path("movie_metadata.csv");
+    const auto load = [](const ClipFiles& files) {
+        return loadClipInputs(findClipFiles(files), {800, 600, 30.0, 0});
+    };
+    const std::string unknown =
+        "the first line names no exposure, readout or focal length in pixels";
+    const std::pair<const char*, std::string> kCases[] = {
+        {"time,exposure\n0,0.008\n", ""},
+        {"time,brightness\n0,7\n", table + ": not used: " + unknown},
+        {"", table + ": not used: " + unknown},
+    };
+    for (const auto& [text, warning] : kCases) {
+        SCOPED_TRACE(text);
+        folder.write("movie_metadata.csv", text);
+        const ClipInputs clip = load({video, "", "", ""});
+        EXPECT_EQ(clip.files.motion, folder.path("gyro_accel.csv"));
+        EXPECT_EQ(clip.files.frameMetadata, warning.empty() ? table : "");
+        EXPECT_EQ(clip.usualFrame.exposure.has_value(), warning.empty());
+        const std::vector<std::string> expected(warning.empty() ? 0 : 1, warning);
+        EXPECT_EQ(clip.metadata.warnings, expected);
+    }
+    const std::string named = folder.write("mine.csv", "frame,brightness\n0,7\n");
+    EXPECT_EQ(errorOf([&] {
+                  load({video, "", "", named});
+              }),
+              named + ":1: the first line is not frame,timestamp_s, and names no time first");
+}
+
 TEST(ClipInputs, WithoutALogTheVideosTelemetryIsTaken) {
     const TemporaryFolder folder;
     const std::string video = folder.path("clip.mov");

@@ -110,9 +110,7 @@ std::vector<FrameMetadata> readFrameMetadata(const std::string& path) {
     LineReader lines(path, text);
     const ColumnLine line = nextOfTable(lines) ? readColumnLine(lines.line()) : readColumnLine({});
     const std::vector<FrameColumn> columns = columnsOf(line);
-    if (!isMetadata(columns)) {
-        lines.fail("the first line names no exposure, readout or focal length in pixels");
-    }
+    if (!isMetadata(columns)) lines.fail(kNoFrameMetadata);
     std::vector<FrameMetadata> frames;
     while (nextOfTable(lines)) {
         const auto fields = splitQuoted(lines.line(), line.separator);

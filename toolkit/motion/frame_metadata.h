@@ -16,6 +16,10 @@ struct FrameMetadata {
     std::optional<double> width;        // pixels; none: that of the video
 };
 
+/// What is said of a table that readFrameMetadata does not know.
+constexpr const char* kNoFrameMetadata =
+    "the first line names no exposure, readout or focal length in pixels";
+
 /// Reads a table whose first line names columns of a time, an exposure, a readout or rolling-shutter
 /// skew, a focal length in pixels or a width: "Timestamp[nanosec]", "exposure_time_ns", "fx[px]". Other
 /// columns are passed over; what is empty, NaN or not above 0 is none. Units that are not named are
