@@ -67,6 +67,18 @@ expect 3 "orientations are written as the rates between them" \
 "$framehold" simulate "$work/ois" --lens-shift 4 --size 320x180 --focal 250 --duration 2 --pan 0 -q
 said=$("$framehold" stabilize "$work/ois/clip.mp4" --engine offline -o "$work/ois/steady.mp4" 2>&1) || fail "$said"
 [[ $said == *"up to 4.0 pixels are taken out"* && $said != *warning* ]] || fail "lens shifts: $said"
-# What stands beside the video is found.
-expect 0 "frames.csv" "$framehold" inspect "$sim/clip.mp4"
+# What stands beside the video is found, and is said with the rule that found it.
+said=$("$framehold" inspect "$sim/clip.mp4" -q)
+for found in "metadata      $sim/clip.json (beside the video)" "motion        $sim/imu.gcsv (named by $sim/clip.json)" \
+    "frame times   $sim/frames.csv (with the metadata)"; do
+    [[ $said == *"  $found"$'\n'* ]] || fail "no '$found' in: $said"
+done
+mkdir "$work/app"
+cp "$clip" "$work/app/movie.mp4"
+cp "$work/a.csv" "$work/app/gyro_accel.csv"
+echo "frame,brightness" >"$work/app/movie_metadata.csv"
+said=$("$framehold" inspect "$work/app/movie.mp4" -q --time-offset 0.03)
+for found in "motion        $work/app/gyro_accel.csv (layout " "movie_metadata.csv: not used: the first line names no exposure"; do
+    [[ $said == *"$found"* ]] || fail "no '$found' in: $said"
+done
 [ $failures -eq 0 ]
