@@ -33,6 +33,25 @@ std::optional<T> given(const Setting<T>& setting) {
     return isGiven ? std::optional(setting.value) : std::nullopt;
 }
 
+/// Values that were found for certain and do not belong to one recording.
+ClipMetadata wellDetermined(const Calibration& calibration) {
+    const auto isCertain = [](Confidence confidence) {
+        return confidence == Confidence::kWellDetermined;
+    };
+    ClipMetadata camera;
+    const auto& lens = calibration.lens;
+    // A focal length and a lens that were found together mean nothing one without the other.
+    if (isCertain(calibration.focal.confidence) && (!lens || isCertain(lens->k1.confidence))) {
+        camera.focalLength = calibration.focal.value;
+        if (lens) camera.lens = lens->lens();
+    }
+    if (isCertain(calibration.readout.confidence)) {
+        camera.readoutTime = std::max(0.0, calibration.readout.value);
+    }
+    if (isCertain(calibration.axesConfidence)) camera.axes = calibration.axes;
+    return camera;
+}
+
 }  // namespace
 
 CalibrationSettings givenOf(const CameraSettings& camera, const VideoProperties& video) {
@@ -84,8 +103,8 @@ ClipMetadata metadataOf(const Calibration& calibration, size_t clip) {
     return metadata;
 }
 
-ClipMetadata findUnknownMetadata(const CameraSettings& camera, Engine engine,
-                                 const ClipInputs& clip, const ProgressTarget& progress) {
+FoundMetadata findUnknownMetadata(const CameraSettings& camera, Engine engine,
+                                  const ClipInputs& clip, const ProgressTarget& progress) {
     if (clip.files.video == "-") {
         throw std::runtime_error("--auto: needs a file, standard input can be read only once");
     }
@@ -98,7 +117,7 @@ ClipMetadata findUnknownMetadata(const CameraSettings& camera, Engine engine,
     } catch (const HardlyTurns& still) {
         ClipMetadata nothing;
         nothing.warnings.emplace_back(still.what());
-        return nothing;
+        return {nothing, {}};
     }
     ClipMetadata found = metadataOf(calibration, 0);
     if (!found.axes) {
@@ -125,7 +144,7 @@ ClipMetadata findUnknownMetadata(const CameraSettings& camera, Engine engine,
         found.warnings.push_back(
             fmt::format("{}: shakes too little to determine: {}", clip.files.video, missing));
     }
-    return found;
+    return {found, wellDetermined(calibration)};
 }
 
 }  // namespace framehold

@@ -18,10 +18,16 @@ CalibrationClip trackClip(const ClipInputs& clip, double seconds, const Progress
 /// Values that a calibration found for one of its clips, if they can be used.
 ClipMetadata metadataOf(const Calibration& calibration, size_t clip);
 
+/// Metadata that a calibration with one clip finds.
+struct FoundMetadata {
+    ClipMetadata ofClip;    // what can be used
+    ClipMetadata ofCamera;  // what is well determined and holds for other clips of the camera, too
+};
+
 /// Finds what neither options nor clip.json say of the camera and its clock, from the first seconds
 /// of the clip, which must have a log; a lens only if the engine is one that knows lenses. What it
 /// cannot determine is missing, and a warning names it. Throws as `trackClip` and `calibrate` do.
-ClipMetadata findUnknownMetadata(const CameraSettings& camera, Engine engine,
-                                 const ClipInputs& clip, const ProgressTarget& progress);
+FoundMetadata findUnknownMetadata(const CameraSettings& camera, Engine engine,
+                                  const ClipInputs& clip, const ProgressTarget& progress);
 
 }  // namespace framehold

@@ -175,7 +175,8 @@ std::vector<std::string> withPresets(const Command& program,
     return all;
 }
 
-void saveSettings(const Command& command, const OutputName& file) {
+void saveSettings(const Command& command, const OutputName& file,
+                  const std::vector<std::pair<std::string, std::string>>& more) {
     Json json;
     json[kVersionKey] = kSettingsVersion;
     Json& options = json["options"] = Json::object();
@@ -195,6 +196,7 @@ void saveSettings(const Command& command, const OutputName& file) {
             options[name] = values;
         }
     }
+    for (const auto& [name, value] : more) options[name] = value;
     writeFile(file, json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 

@@ -4,6 +4,7 @@
 #include "common/output_file.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace framehold {
@@ -16,7 +17,9 @@ void addSettingsOptions(Command& command, std::string& save);
 /// Throws FileError with the option for a name that is not known or a value that it does not take.
 std::vector<std::string> withPresets(const Command& program, const std::vector<std::string>& words);
 
-/// Writes the options that the command was given, for --preset-file. Throws std::runtime_error.
-void saveSettings(const Command& command, const OutputName& file);
+/// Writes the options that the command was given, for --preset-file. more: long names of options
+/// that were not given, with the values to write for them. Throws std::runtime_error.
+void saveSettings(const Command& command, const OutputName& file,
+                  const std::vector<std::pair<std::string, std::string>>& more = {});
 
 }  // namespace framehold

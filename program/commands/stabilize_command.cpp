@@ -2,11 +2,18 @@
 #include "cli/settings_file.h"
 #include "commands/commands.h"
 #include "common/image_sequence.h"
+#include "common/text_fields.h"
 #include "stabilize/stabilize_batch.h"
 #include "watch/watch_folder.h"
 
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
 
 namespace framehold {
 
@@ -154,9 +161,38 @@ void addBatchOptions(Command& command, BatchOptions& batch) {
     addSettingsOptions(command, batch.saveSettings);
 }
 
-void saveIfAsked(const Command& command, const BatchOptions& batch) {
+/// Camera options with the values that were found.
+std::vector<std::pair<std::string, std::string>> cameraOptions(const ClipMetadata& found) {
+    std::vector<std::pair<std::string, std::string>> options;
+    if (found.focalLength) options.emplace_back("focal", fmt::format("{:.2f}", *found.focalLength));
+    if (found.lens) {
+        const auto& k = found.lens->coefficients();
+        options.emplace_back("lens-model", nameOf(found.lens->model()));
+        options.emplace_back("lens", fmt::format("{:.6f},{:.6f}", k[0], k[1]));
+    }
+    if (found.readoutTime) {
+        options.emplace_back("readout", fmt::format("{:.6f}", *found.readoutTime));
+    }
+    if (found.axes) options.emplace_back("axes", found.axes->letters());
+    return options;
+}
+
+/// Saves the settings where that is asked for, and says what of the camera is among them.
+void saveIfAsked(const Command& command, const BatchOptions& batch,
+                 const std::optional<ClipMetadata>& found = {}) {
     if (batch.saveSettings.empty()) return;
-    saveSettings(command, {batch.saveSettings, batch.each.overwrites});
+    const auto more = cameraOptions(found.value_or(ClipMetadata()));
+    saveSettings(command, {batch.saveSettings, batch.each.overwrites}, more);
+    if (!batch.each.findsUnknown || batch.each.quiet) return;
+    std::string text;
+    for (const auto& [name, value] : more) text += fmt::format(" --{} {}", name, value);
+    if (!text.empty()) {
+        text = "options, and what was found of the camera:" + text;
+    } else {
+        text = found ? "options only: nothing of the camera was found well determined"
+                     : "options only: what --auto finds is written with a single clip";
+    }
+    fmt::print(stderr, "{}: {}\n", escaped(batch.saveSettings), text);
 }
 
 }  // namespace
@@ -192,8 +228,9 @@ void addStabilizeCommand(Command& program) {
     motion->excludes("--no-motion");
     command.callback([options, &command] {
         useSequenceRate(options->inputs, options->sequenceRate);
-        saveIfAsked(command, *options);
-        stabilizeAll(*options);
+        stabilizeAll(*options, [&](const std::optional<ClipMetadata>& found) {
+            saveIfAsked(command, *options, found);
+        });
     });
 }
 

@@ -142,8 +142,9 @@ void findFiles(PlannedClip& clip) {
 }
 
 /// No file is written twice, and none that is read.
-void checkFiles(const std::vector<PlannedClip>& clips, const StabilizeOptions& each) {
+void checkFiles(const std::vector<PlannedClip>& clips, const BatchOptions& batch) {
     RunFiles files;
+    files.addOutput("--save-settings", batch.saveSettings, "the settings");
     for (const PlannedClip& clip : clips) {
         for (const std::string& file : filesReadBy(clip)) files.addInput(file);
         if (clip.isSkipped) continue;
@@ -151,7 +152,7 @@ void checkFiles(const std::vector<PlannedClip>& clips, const StabilizeOptions& e
             files.addOutput(option, path, clip.options.files.video);
         }
     }
-    files.check(each.overwrites, each.quiet);
+    files.check(batch.each.overwrites, batch.each.quiet);
 }
 
 /// Name of an option that was given and that only the live engine has; null if none was.
@@ -269,7 +270,7 @@ std::vector<PlannedClip> planBatch(const BatchOptions& batch) {
         clip.isSkipped = batch.skipsExisting && isDone(clip.options);
         findFiles(clip);
     }
-    checkFiles(clips, batch.each);
+    checkFiles(clips, batch);
     return clips;
 }
 

@@ -25,8 +25,8 @@ namespace {
 
 class Batch {
 public:
-    explicit Batch(const BatchOptions& options)
-        : options_(options), clips_(planBatch(options)), summaries_(clips_.size()),
+    Batch(const BatchOptions& options, const SettingsSaver& save)
+        : options_(options), save_(save), clips_(planBatch(options)), summaries_(clips_.size()),
           progress_(progressClips(), !isSingle() && !options.each.quiet) {
         for (size_t i = 0; i < clips_.size(); ++i) {
             summaries_[i].record.input = clips_[i].options.files.video;
@@ -36,6 +36,7 @@ public:
 
     void run() {
         makeFolders(options_, clips_);
+        if (save_ && !savesFindings()) save_(std::nullopt);
         const size_t count = std::min(static_cast<size_t>(options_.parallel), clips_.size());
         std::vector<std::future<void>> others;
         for (size_t i = 1; i < count; ++i) {
@@ -52,6 +53,10 @@ private:
     using End = RunSummary::End;
 
     bool isSingle() const { return clips_.size() == 1; }
+
+    bool savesFindings() const {
+        return isSingle() && options_.each.findsUnknown && !clips_[0].isSkipped;
+    }
 
     /// Does one clip after the other until there are no more.
     void work() {
@@ -77,7 +82,9 @@ private:
             isSingle() ? ProgressTarget(!clip.quiet) : ProgressTarget(progress_, number);
         try {
             if (planned.error) std::rethrow_exception(planned.error);
-            stabilizeClip(clip, std::move(planned.found), display, summary.record);
+            const ClipMetadata ofCamera =
+                stabilizeClip(clip, std::move(planned.found), display, summary.record);
+            if (save_ && savesFindings()) save_(ofCamera);
             summary.end = End::kDone;
         } catch (const Interrupted& error) {
             summary.error = error.what();
@@ -166,6 +173,7 @@ private:
     }
 
     const BatchOptions& options_;
+    const SettingsSaver& save_;
     std::vector<PlannedClip> clips_;
     std::vector<RunSummary> summaries_;  // of the same index
     std::atomic<size_t> next_{0};
@@ -174,6 +182,8 @@ private:
 
 }  // namespace
 
-void stabilizeAll(const BatchOptions& options) { Batch(options).run(); }
+void stabilizeAll(const BatchOptions& options, const SettingsSaver& save) {
+    Batch(options, save).run();
+}
 
 }  // namespace framehold

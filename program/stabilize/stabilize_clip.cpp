@@ -23,13 +23,15 @@ namespace framehold {
 namespace {
 
 /// Decides on the settings, with what a calibration finds where that is asked for.
+/// ofCamera: is set to what it finds for other clips, too.
 ClipSettings settingsFor(const StabilizeOptions& options, const ClipInputs& clip,
-                         const ProgressTarget& progress) {
+                         const ProgressTarget& progress, ClipMetadata& ofCamera) {
     const ClipSettings settings = resolveSettings(options.clip, clip);
     if (!options.findsUnknown) return settings;
     if (!clip.log) throw std::runtime_error("--auto needs a motion log: give --motion or --clip");
-    return resolveSettings(options.clip, clip,
-                           findUnknownMetadata(settings.camera, settings.engine, clip, progress));
+    FoundMetadata found = findUnknownMetadata(settings.camera, settings.engine, clip, progress);
+    ofCamera = std::move(found.ofCamera);
+    return resolveSettings(options.clip, clip, found.ofClip);
 }
 
 using Run = std::function<void(const ClipRun::EngineSetup& engine, const ProgressTarget& progress)>;
@@ -74,8 +76,8 @@ void report(const StabilizeOptions& options, bool isQuiet, RunRecord& record) {
 
 }  // namespace
 
-void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDisplay& display,
-                   RunRecord& record) {
+ClipMetadata stabilizeClip(const StabilizeOptions& options, FoundClip found,
+                           const RunDisplay& display, RunRecord& record) {
     RunMessages messages(record, display.label, display.showNotes, display.progress);
     VideoReader video(options.files.video);
     if (!options.takesResults && isMarkedAsResult(video.container())) {
@@ -85,7 +87,8 @@ void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDi
     }
     checkOutput(options, video);
     const ClipInputs clip = loadClipInputs(std::move(found), propertiesOf(video));
-    ClipSettings settings = settingsFor(options, clip, display.progress.part(0.0, 0.0));
+    ClipMetadata ofCamera;
+    ClipSettings settings = settingsFor(options, clip, display.progress.part(0.0, 0.0), ofCamera);
     if (clip.log) {
         if (const auto finding = checkBeforeRun(options, clip, settings, messages)) {
             record.misfit = finding->text;
@@ -108,6 +111,7 @@ void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDi
         messages.say("written: " + options.report);
     }
     messages.say(textOf(verdictOf(record)));
+    return ofCamera;
 }
 
 }  // namespace framehold

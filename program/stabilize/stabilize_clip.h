@@ -17,9 +17,10 @@ struct RunDisplay {
 
 /// Stabilizes one recorded clip, whose files were found: loads what is known of it, decides on the
 /// settings, calibrates if that is asked for, and runs. The result has the source's timestamps and
-/// other streams. Prints messages to standard error and fills `record` as far as it gets.
+/// other streams. Prints messages to standard error and fills `record` as far as it gets. Returns
+/// what a calibration found of the camera that is well determined and holds for other clips, too.
 /// Throws std::exception; nothing stands under the output's name then.
-void stabilizeClip(const StabilizeOptions& options, FoundClip found, const RunDisplay& display,
-                   RunRecord& record);
+ClipMetadata stabilizeClip(const StabilizeOptions& options, FoundClip found,
+                           const RunDisplay& display, RunRecord& record);
 
 }  // namespace framehold

@@ -119,6 +119,7 @@ private:
     void take(const std::vector<std::string>& clips) {
         BatchOptions batch = o_.batch;
         batch.inputs.clear();
+        batch.saveSettings.clear();  // which was done before
         for (const std::string& clip : clips) {
             if (isInterrupted()) return;
             if (isReady(clip)) batch.inputs.push_back(clip);

@@ -10,7 +10,7 @@ sanitizers=${4:-}
 # near KEY TRUTH LIMIT: a number of the found clip.json.
 near() {
     local found
-    found=$(sed -n "s/^ *\"$1\": \([-0-9.e]*\),*$/\1/p" "$work/found.json")
+    found=$(sed -n "s/^ *\"$1\": \"*\([-0-9.e]*\)\"*,*$/\1/p" "$work/found.json")
     awk -v a="$found" -v b="$2" -v most="$3" 'BEGIN { d = a - b; exit !(a != "" && d < most && -d < most) }' ||
         fail "$1: found '$found', true is $2"
 }
@@ -32,8 +32,19 @@ axes=$(sed -n 's/^ *"device_[xyz]": "\(..\)",*$/\1/p' "$work/found.json" | tr -d
 [ "$axes" = "+y-x+z" ] || fail "axes: $axes"
 "$compiler" -std=c99 -fsyntax-only -I"$include" "$work/camera.c" || fail "the snippet"
 said=$("$framehold" stabilize "$clip" -m "$work/clip/imu.gcsv" --auto --engine live \
-    -o "$work/steady.mp4" 2>&1)
+    -o "$work/steady.mp4" --save-settings "$work/phone.json" 2>&1)
 [[ $said == *"axes YxZ (found in the clip)"* ]] || fail "stabilize --auto: $said"
+# What holds for other clips of the camera is among the settings.
+[[ $said == *"phone.json: options, and what was found of the camera: --focal "*" --axes YxZ"* ]] || fail "settings: $said"
+found=$(<"$work/phone.json")
+[[ $found == *'"auto": true'*'"axes": "YxZ"'* && $found != *offset* ]] || fail "settings: $found"
+cp "$work/found.json" "$work/calibrated.json"
+cp "$work/phone.json" "$work/found.json"
+near focal 300 3
+near readout 0.024 0.002
+cp "$work/calibrated.json" "$work/found.json"
+expect 0 "options only: what --auto finds is written with a single clip" "$framehold" stabilize "$clip" \
+    -m "$work/clip/imu.gcsv" --auto --skip-existing -o "$work/steady.mp4" --save-settings "$work/options.json"
 
 # A lens that is no pinhole's is found, or said where a pinhole is asked for. A log whose clock is 20 s
 # off is searched to its end.

@@ -14,6 +14,7 @@ settings=$work/settings.json
 expect 0 "written" "$framehold" stabilize "$folder/first/walk.mp4" -o "$work/a.mp4" --focal 130 --crop auto \
     --smoothing 7 --encoder-option crf=30 --encoder-option bf=0 --no-motion --save-settings "$settings"
 expect 1 "--overwrite" "$framehold" stabilize "$folder/first/walk.mp4" -o "$work/b.mp4" --save-settings "$settings"
+expect 2 "written for the settings and for" "$framehold" stabilize "$folder/first/walk.mp4" -o "$work/x.mp4" --save-settings "$work/x.mp4"
 for wanted in '"crop": "auto"' '"smoothing": "7"' '"no-motion": true' '"crf=30"'; do
     grep -q -- "$wanted" "$settings" || fail "no $wanted in $(cat "$settings")"
 done
