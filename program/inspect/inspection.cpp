@@ -71,7 +71,7 @@ std::vector<LogFinding> findingsOf(const CameraSettings& camera) {
 
 VideoInspection inspectVideoOf(const ClipInputs& clip, const MotionLog& log, bool showsProgress) {
     Progress progress("tracking", clip.video.expectedFrames, showsProgress);
-    return inspectVideo(clip.files.video, clip.metadata, log, [&progress] {
+    return inspectVideo(clip.files.video, clip.metadata, log, false, [&progress] {
         throwIfInterrupted();
         progress.advance();
     });

@@ -51,7 +51,8 @@ size_t countUncovered(const std::vector<double>& frameTimes, const VideoInspecti
 }  // namespace
 
 VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metadata,
-                             const MotionLog& log, const std::function<void()>& onFrame) {
+                             const MotionLog& log, bool drawsCurves,
+                             const std::function<void()>& onFrame) {
     constexpr double kRange = 0.1;  // seconds
     TrackSettings settings;
     settings.maxFeatures = 200;
@@ -103,6 +104,10 @@ VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metad
     // Only near an offset that fits is the regression, which is free to choose anything, certain.
     if (const auto around = result.motion.fittingOffset) {
         result.clock = synchronizeClocks(times, pictureMotions(tracks), rates, *around, kRange);
+    }
+    if (drawsCurves && times.size() > 1) {
+        const double offset = result.clock ? result.fittedTimeOffset() : result.timeOffset;
+        result.curves = synchronizationCurves(onTable, rates, camera, offset);
     }
     return result;
 }

@@ -2,6 +2,7 @@
 
 #include "calibration/clock_synchronization.h"
 #include "inspection/motion_check.h"
+#include "inspection/synchronization_curves.h"
 #include "motion/clip_metadata.h"
 #include "motion/motion_log.h"
 
@@ -28,9 +29,10 @@ struct VideoInspection {
         double drift;             // seconds per second that it gains
         double largestDeviation;  // seconds, from times with this drift
     };
-    std::optional<TableClock> table;            // none without such times
-    std::optional<ClockSynchronization> clock;  // none: the pictures do not follow the log
-    MotionCheck motion;                         // of the whole video
+    std::optional<TableClock> table;              // none without such times
+    std::optional<ClockSynchronization> clock;    // none: the pictures do not follow the log
+    MotionCheck motion;                           // of the whole video
+    std::optional<SynchronizationCurves> curves;  // if they are asked for
 
     /// Time offset by `clock`, which must be there, for the first row, in seconds.
     double fittedTimeOffset() const { return clock->offset - readoutTime / 2.0; }
@@ -43,11 +45,12 @@ struct VideoInspection {
 };
 
 /// Tracks the video's features to compare them with the log and to find the offset and drift of its
-/// clock. metadata: of the camera and the frame times, as far as they are known. `onFrame` is called
-/// after each frame. Throws MediaError; std::runtime_error if there are fewer frame times than
-/// frames.
+/// clock. metadata: of the camera and the frame times, as far as they are known. drawsCurves: asks
+/// for `curves`. `onFrame` is called after each frame. Throws MediaError; std::runtime_error if there
+/// are fewer frame times than frames.
 VideoInspection inspectVideo(const std::string& video, const ClipMetadata& metadata,
-                             const MotionLog& log, const std::function<void()>& onFrame);
+                             const MotionLog& log, bool drawsCurves,
+                             const std::function<void()>& onFrame);
 
 /// Findings from a video and its log, in the order of an inspection.
 std::vector<LogFinding> findingsOf(const VideoInspection& inspection);
