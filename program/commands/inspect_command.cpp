@@ -17,7 +17,8 @@ void addInspectCommand(Command& program) {
         "What is not given is looked for beside the video, as stabilize does.");
     command.setExamples({"framehold inspect walk.gcsv",
                          "framehold inspect walk.mp4 --motion walk.gcsv",
-                         "framehold inspect walk.mp4 --clip clip.json --json"});
+                         "framehold inspect walk.mp4 --clip clip.json --json",
+                         "framehold inspect walk.mp4 --report walk.html"});
     command.addClip("FILE", o.files.video, "A motion log, or a video")->required();
     command.addInputFile("-m,--motion", o.files.motion, "The video's log");
     command.addInputFile("--clip", o.files.metadata, "clip.json with the video's metadata");
@@ -27,6 +28,9 @@ void addInspectCommand(Command& program) {
     addTimeOffsetOption(command, o.camera.timeOffset);
     addReadoutOption(command, o.camera.readoutTime);
     addAxesOption(command, o.camera.axes);
+    command.addOutputFile("--report", o.page.path,
+                          "Write an HTML page with pictures of rates and clocks");
+    addOverwriteFlag(command, o.page.replaces);
     addJsonFlag(command, o.json);
     addQuietFlag(command, o.quiet);
     command.callback([options, rate] {

@@ -3,6 +3,7 @@
 #include "cli/run_files.h"
 #include "common/interruption.h"
 #include "common/progress.h"
+#include "common/text_fields.h"
 #include "media/video_reader.h"
 #include "motion/motion_log_reader.h"
 
@@ -69,9 +70,22 @@ std::vector<LogFinding> findingsOf(const CameraSettings& camera) {
     return findings;
 }
 
-VideoInspection inspectVideoOf(const ClipInputs& clip, const MotionLog& log, bool showsProgress) {
-    Progress progress("tracking", clip.video.expectedFrames, showsProgress);
-    return inspectVideo(clip.files.video, clip.metadata, log, false, [&progress] {
+/// Refuses a page in place of a file that is read.
+void checkPage(const InspectOptions& o, const ClipInputs& clip) {
+    RunFiles files;
+    files.addInput(o.files.video);
+    for (const std::string& file : filesRead(o.files, {clip.files, clip.metadata})) {
+        files.addInput(file);
+    }
+    for (const std::string& file : clip.log->files) files.addInput(file);
+    files.addOutput("--report", o.page.path);
+    files.check(o.page.replaces, o.quiet);
+}
+
+VideoInspection inspectVideoOf(const InspectOptions& o, const ClipInputs& clip,
+                               const MotionLog& log) {
+    Progress progress("tracking", clip.video.expectedFrames, !o.quiet);
+    return inspectVideo(clip.files.video, clip.metadata, log, !o.page.path.empty(), [&progress] {
         throwIfInterrupted();
         progress.advance();
     });
@@ -88,12 +102,13 @@ void inspectFile(const InspectOptions& o) {
     CameraSettings camera;
     ClipInputs clip =
         isVideo ? loadClip(o, camera) : ClipInputs{o.files, {}, {}, readMotionLog(o.files.video)};
+    checkPage(o, clip);
     Inspection result;
     result.log = *std::move(clip.log);
     result.statistics = logStatistics(result.log);
     result.findings = findingsOf(result.log, result.statistics);
     if (isVideo) {
-        result.video = inspectVideoOf(clip, result.log, !o.quiet);
+        result.video = inspectVideoOf(o, clip, result.log);
         if (const auto& found = result.video->found) {
             camera.timeOffset = {found->timeOffset, Source::kFound, "found in the clip"};
         }
@@ -107,7 +122,11 @@ void inspectFile(const InspectOptions& o) {
         }
         sortFindings(result.findings);
     }
+    if (!o.page.path.empty()) writeFile(o.page, inspectionPage(result));
     fmt::print("{}", o.json ? inspectionJson(result) + "\n" : inspectionText(result));
+    if (!o.page.path.empty() && !o.quiet) {
+        fmt::print(stderr, "written: {}\n", escaped(o.page.path));
+    }
     if (!result.isUsable()) throw std::runtime_error(o.files.video + ": is not usable as it is");
     if (result.video) reportLosses(result.video->losses);
 }

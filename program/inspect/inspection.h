@@ -1,6 +1,7 @@
 #pragma once
 
 #include "clip/camera_settings.h"
+#include "common/output_file.h"
 #include "inspection/video_inspection.h"
 
 #include <optional>
@@ -13,6 +14,7 @@ namespace framehold {
 struct InspectOptions {
     ClipFiles files;  // in place of the video may be a log
     CameraOptions camera;
+    OutputName page;  // to write; no path: none
     bool json = false;
     bool quiet = false;
 };
@@ -42,6 +44,10 @@ struct Inspection {
 
 /// For people: a table, then the findings.
 std::string inspectionText(const Inspection& inspection);
+
+/// HTML with pictures of the rates, the time steps and, with a video, the synchronization; it needs
+/// nothing else.
+std::string inspectionPage(const Inspection& inspection);
 
 /// For programs.
 std::string inspectionJson(const Inspection& inspection);
