@@ -41,6 +41,14 @@ expect 0 "%: well determined" "$framehold" inspect "$clip" --motion "$work/bare/
 expect 0 "time offset 8 min 20 s (found in the clip)" "$framehold" stabilize "$clip" \
     --motion "$work/bare/moved.gcsv" --focal 250 --readout 0 -o "$work/moved.mp4"
 expect 1 "no frame has motion" "$framehold" inspect "$clip" --motion "$work/bare/moved.gcsv" --readout 0 --time-offset 9
+# The page shows the same, and nothing in it is taken for HTML.
+hostile="$work/bare/<img src=x>&.gcsv"
+cp "$work/bare/moved.gcsv" "$hostile"
+expect 0 "written: $work/page.html" "$framehold" inspect "$clip" -m "$hostile" --readout 0 --report "$work/page.html"
+[ "$(grep -c '<path class="line [a-z]*" d="M[0-9]' "$work/page.html")" -eq 11 ] || fail "not 11 lines in the page"
+grep -q 'bare/&lt;img src=x&gt;&amp;.gcsv</h1>' "$work/page.html" && ! grep -q '<img' "$work/page.html" || fail "page: names"
+expect 1 "--overwrite" "$framehold" inspect "$hostile" --report "$work/page.html"
+expect 1 "is the input itself" "$framehold" inspect "$clip" -m "$hostile" --overwrite --report "$hostile"
 "$framehold" inspect "$clip" -q --json --motion "$work/bare/moved.gcsv" --readout 0 >"$work/found.json" 2>/dev/null
 grep -q '"confidence": "well determined"' "$work/found.json" || fail "json: $(cat "$work/found.json")"
 offset=$(sed -n '/"fit"/,$s/.*"time_offset_s": \(.*\),/\1/p' "$work/found.json")
