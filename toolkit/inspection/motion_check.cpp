@@ -140,8 +140,7 @@ private:
 
     /// Offsets of a search.
     struct Interval {
-        double from;
-        double to;
+        double from, to;
     };
 
     Interval intervalOf(Range range) const {
@@ -337,8 +336,7 @@ private:
 
     /// Offset of a piece of the clip, with the time of its middle.
     struct PieceOffset {
-        double time;
-        double offset;
+        double time, offset;
     };
 
     /// Pieces of the samples, of about a second and a half each.
