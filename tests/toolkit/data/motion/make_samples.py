@@ -2,9 +2,13 @@
 """Writes the samples of layouts that apps write, beside this file. All hold the same motion."""
 
 import struct
+import sys
 from pathlib import Path
 
 FOLDER = Path(__file__).parent
+sys.path.insert(0, str(FOLDER.parents[3] / "scripts"))
+from sample_containers import SCALE, box, field, movie, varint
+
 COUNT = 10
 
 
@@ -97,69 +101,13 @@ def flight():
     write("flight/loops.csv", lines[:3] + loops)
 
 
-def box(name, *content):
-    data = b"".join(content)
-    return struct.pack(">I", 8 + len(data)) + name + data
-
-
-def full(name, *content):
-    return box(name, bytes(4), *content)
-
-
-def metadata_track(number, mime, offset):
-    """A track of COUNT readings of 12 bytes each, 5 ms apart from 0.1 s on."""
-    scale, matrix = 1000, struct.pack(">9I", 65536, 0, 0, 0, 65536, 0, 0, 0, 0x40000000)
-    length = 5 * COUNT
-    edits = struct.pack(">IIiIIiI", 2, 100, -1, 65536, length, 0, 65536)
-    table = box(
-        b"stbl",
-        full(b"stsd", struct.pack(">I", 1),
-             box(b"mett", bytes(6), struct.pack(">H", 1), bytes(1), mime.encode() + bytes(1))),
-        full(b"stts", struct.pack(">III", 1, COUNT, 5)),
-        full(b"stsc", struct.pack(">IIII", 1, 1, COUNT, 1)),
-        full(b"stsz", struct.pack(">II", 12, COUNT)),
-        full(b"stco", struct.pack(">II", 1, offset)),
-    )
-    return box(
-        b"trak",
-        full(b"tkhd", struct.pack(">5I", 0, 0, number, 0, 100 + length), bytes(16), matrix,
-             bytes(8)),
-        box(b"edts", full(b"elst", edits)),
-        box(
-            b"mdia",
-            full(b"mdhd", struct.pack(">5I", 0, 0, scale, length, 0)),
-            full(b"hdlr", bytes(4), b"meta", bytes(13)),
-            box(b"minf", full(b"nmhd"),
-                box(b"dinf", full(b"dref", struct.pack(">I", 1), box(b"url ", b"\0\0\0\1"))),
-                table),
-        ),
-    )
-
-
 def timed_metadata():
-    kind = box(b"ftyp", b"isom", bytes(4), b"isom")
-    readings = [struct.pack(">3f", *values(i)) for values in (rate, gravity) for i in range(COUNT)]
-    start = len(kind) + 8
-    matrix = struct.pack(">9I", 65536, 0, 0, 0, 65536, 0, 0, 0, 0x40000000)
-    head = full(b"mvhd", struct.pack(">6I", 0, 0, 1000, 150, 65536, 0x01000000), bytes(8), matrix,
-                bytes(24), struct.pack(">I", 3))
-    tracks = [metadata_track(1, "application/gyro", start),
-              metadata_track(2, "application/accel", start + 12 * COUNT)]
-    file = kind + box(b"mdat", *readings) + box(b"moov", head, *tracks)
+    def track(mime, values):
+        entry = box(b"mett", bytes(6), struct.pack(">H", 1), bytes(1), mime + bytes(1))
+        return entry, [(struct.pack(">3f", *values(i)), SCALE // 200) for i in range(COUNT)]
+
+    file = movie([track(b"application/gyro", rate), track(b"application/accel", gravity)], seconds(0))
     (FOLDER / "timed-metadata.mp4").write_bytes(file)
-
-
-def varint(value):
-    return bytes([value]) if value < 128 else bytes([value & 127 | 128]) + varint(value >> 7)
-
-
-def field(number, value):
-    """A field of a message: whole numbers, one of 4 bytes, or a message."""
-    if isinstance(value, int):
-        return varint(number << 3) + varint(value)
-    if isinstance(value, float):
-        return varint(number << 3 | 5) + struct.pack("<f", value)
-    return varint(number << 3 | 2) + varint(len(value)) + value
 
 
 def nanoseconds(i):
