@@ -4,6 +4,7 @@
 #include "motion/motion_log_reader.h"
 #include "motion/motion_log_writer.h"
 #include "support/temporary_folder.h"
+#include "toolkit/sample_logs.h"
 
 #include <cmath>
 #include <filesystem>
@@ -14,8 +15,6 @@ using namespace framehold;
 using namespace zpr_test;
 
 namespace {
-
-const std::string kData = FRAMEHOLD_TEST_DATA "/motion/";
 
 void write(const MotionLog& log, LogFormat format, const std::string& path) {
     if (format == LogFormat::kCamm) {
@@ -57,7 +56,7 @@ constexpr Kind kKinds[] = {{LogFormat::kGcsv, "log.gcsv", 3e-16},
 class LogWriting : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(LogWriting, IsReadBackToTheLastDigit) {
-    const MotionLog log = readMotionLog(kData + GetParam());
+    const MotionLog log = readMotionLog(kSampleLogs + GetParam());
     const TemporaryFolder folder;
     for (const Kind& kind : kKinds) {
         SCOPED_TRACE(kind.name);
@@ -137,7 +136,7 @@ TEST(LogWritingOfEverything, KeepsEachSensorsTimes) {
 /// The digits that a text log has are those that come out of telemetry's 32-bit floats.
 TEST(LogWritingOfEverything, TelemetryKeepsPrintedDigits) {
     const TemporaryFolder folder;
-    const MotionLog log = readMotionLog(kData + "android/wide-table.csv");
+    const MotionLog log = readMotionLog(kSampleLogs + "android/wide-table.csv");
     write(log, LogFormat::kCsv, folder.path("straight.csv"));
     write(log, LogFormat::kCamm, folder.path("log.mov"));
     write(readMotionLog(folder.path("log.mov")), LogFormat::kCsv, folder.path("by-mov.csv"));

@@ -4,6 +4,7 @@
 #include "motion/motion_log_reader.h"
 #include "support/archives.h"
 #include "support/temporary_folder.h"
+#include "toolkit/sample_logs.h"
 
 #include <cmath>
 #include <cstring>
@@ -15,17 +16,6 @@ using namespace zpr_test;
 
 namespace {
 
-const std::string kData = FRAMEHOLD_TEST_DATA "/motion/";
-
-void expectNear(const Vec3& got, const Vec3& expected, double tolerance, const char* what) {
-    for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(got[i], expected[i], tolerance) << what << " " << i;
-}
-
-// All samples hold the same made-up motion in their own units, axes and times.
-const Vec3 kFirstRate = {0.1, -0.2, 0.05};
-const Vec3 kLastRate = {0.19, -0.02, 0.005};
-const Vec3 kFirstGravity = {0.4, 9.78, 0.3};
-const Vec3 kLastGravity = {0.58, 9.69, 0.75};
 constexpr double kNone = -1.0;
 
 struct VectorSample {
@@ -75,7 +65,7 @@ constexpr VectorSample kVectorSamples[] = {
 TEST(MotionLogs, SamplesOfEveryTextFormat) {
     for (const VectorSample& sample : kVectorSamples) {
         SCOPED_TRACE(sample.file);
-        const MotionLog log = readMotionLog(kData + sample.file);
+        const MotionLog log = readMotionLog(kSampleLogs + sample.file);
         EXPECT_EQ(log.format, sample.format);
         ASSERT_EQ(log.rates.size(), 10u);
         // Nanoseconds since 1970 are good to a quarter of a microsecond in seconds.
@@ -151,7 +141,7 @@ TEST(MotionLogs, OrientationsInAnyColumnOrder) {
         {"rotation/Orientation.csv", 0, 0.02}};
     for (const auto& [file, first, step] : kCases) {
         SCOPED_TRACE(file);
-        MotionLog log = readMotionLog(kData + file);
+        MotionLog log = readMotionLog(kSampleLogs + file);
         EXPECT_EQ(log.format, "rotation vector");
         ASSERT_EQ(log.orientations.size(), 10u);
         for (size_t i = 0; i < 10; ++i) {
@@ -177,7 +167,7 @@ TEST(MotionLogs, OrientationsInAnyColumnOrder) {
 }
 
 TEST(MotionLogs, HeaderFieldsOfGcsv) {
-    const MotionLog log = readMotionLog(kData + "camera-1.3.gcsv");
+    const MotionLog log = readMotionLog(kSampleLogs + "camera-1.3.gcsv");
     EXPECT_EQ(log.orientation.letters(), "xzY");
     EXPECT_EQ(log.readoutTime, 0.01523);
     EXPECT_EQ(log.headers.size(), 16u);
@@ -265,7 +255,7 @@ constexpr BrokenField kBrokenFields[] = {
 TEST(MotionLogs, ErrorsNameFileLineAndField) {
     for (const BrokenField& broken : kBrokenFields) {
         SCOPED_TRACE(std::string(broken.file) + " with " + broken.bad);
-        const std::string path = kData + broken.file;
+        const std::string path = kSampleLogs + broken.file;
         std::string text = readFile(path);
         const size_t at = text.find(broken.good);
         ASSERT_NE(at, std::string::npos);
@@ -277,8 +267,8 @@ TEST(MotionLogs, ErrorsNameFileLineAndField) {
 
 TEST(MotionLogs, FilesOfOneSensor) {
     const TemporaryFolder folder;
-    const std::string gyro = readFile(kData + "three-files/walk_gyro.csv");
-    const std::string accel = readFile(kData + "three-files/walk_accel.csv");
+    const std::string gyro = readFile(kSampleLogs + "three-files/walk_gyro.csv");
+    const std::string accel = readFile(kSampleLogs + "three-files/walk_accel.csv");
     // Names that say nothing: found by the values, and the only one that fits is taken.
     const std::string first = folder.write("a.csv", gyro);
     EXPECT_TRUE(readMotionLog(first).gravity.empty());
@@ -305,7 +295,7 @@ TEST(MotionLogs, FilesOfOneSensor) {
 TEST(Archives, HoldLogsOfOneSession) {
     const auto sample = [](const std::string& name) {
         return std::pair("session/" + std::filesystem::path(name).filename().string(),
-                         readFile(kData + name));
+                         readFile(kSampleLogs + name));
     };
     const auto gyroscope = sample("iphone/Gyroscope.csv");
     const auto accelerometer = sample("iphone/Accelerometer.csv");

@@ -5,6 +5,7 @@
 #include "motion/formats/telemetry_formats.h"
 #include "motion/motion_log_reader.h"
 #include "support/temporary_folder.h"
+#include "toolkit/sample_logs.h"
 #include "toolkit/telemetry_builder.h"
 
 #include <algorithm>
@@ -16,16 +17,6 @@ using namespace framehold;
 using namespace zpr_test;
 
 namespace {
-
-const std::string kData = FRAMEHOLD_TEST_DATA "/motion/";
-
-void expectNear(const Vec3& got, const Vec3& expected, double tolerance, const char* what) {
-    for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(got[i], expected[i], tolerance) << what << " " << i;
-}
-
-// What the packets hold.
-const Vec3 kFirstRate = {0.1, -0.2, 0.05};
-const Vec3 kFirstGravity = {0.4, 9.78, 0.3};
 
 TEST(Gpmf, SamplesHaveUnitsAxesAndEvenTimes) {
     // Packets come a little early or late; the third is missing.
@@ -244,7 +235,7 @@ std::string field(int number, const std::string& value) {
 TEST(Sessions, HoldFramesAndLensShifts) {
     for (const char* file : {"sessions/whole.pb3", "sessions/stream.pb3"}) {
         SCOPED_TRACE(file);
-        const MotionLog log = readMotionLog(kData + file);
+        const MotionLog log = readMotionLog(kSampleLogs + file);
         EXPECT_EQ(log.lensShiftWidth, 4032.0);
         ASSERT_EQ(log.frames.size(), 3u);
         ASSERT_EQ(log.lensShifts.size(), 3u);
@@ -260,7 +251,7 @@ TEST(Sessions, HoldFramesAndLensShifts) {
             EXPECT_EQ(log.lensShifts[i].y, -0.5 * number);
         }
         // The last message is cut off where a recording ends.
-        const std::string whole = readFile(kData + file);
+        const std::string whole = readFile(kSampleLogs + file);
         for (size_t less = 1; less < 50; ++less) {
             const MotionLog cut = parseTextLog("cut", whole.substr(0, whole.size() - less));
             EXPECT_EQ(cut.rates.size() + cut.frames.size(), 12u) << less;
@@ -322,12 +313,12 @@ TEST(Mett, ErrorsNameThePacket) {
               "clip.mp4: its telemetry has no application/gyro track");
     // Whatever is in the file, its boxes are read to their end and no further.
     const TemporaryFolder folder;
-    const std::string file = readFile(kData + "timed-metadata.mp4");
+    const std::string file = readFile(kSampleLogs + "timed-metadata.mp4");
     for (size_t size = 1; size < file.size(); size += 31) {
         const std::string path = folder.write("cut.mp4", file.substr(0, size));
         EXPECT_LE(metadataTypes(path).size(), 2u);
     }
-    EXPECT_EQ(metadataTypes(kData + "timed-metadata.mp4"),
+    EXPECT_EQ(metadataTypes(kSampleLogs + "timed-metadata.mp4"),
               (std::map<int, std::string>{{1, "application/gyro"}, {2, "application/accel"}}));
 }
 
