@@ -10,10 +10,18 @@
 #include <fstream>
 #include <string>
 
+#include <fmt/format.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define FRAMEHOLD_HAS_ADDRESS_CHECKS
+#include <sanitizer/allocator_interface.h>
+#endif
+#endif
 
 using namespace zpr_test;
 
@@ -47,10 +55,19 @@ double cpuSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-double memoryMegabytes() {
+/// Memory of the process. With address checks, which keep records and freed memory of their own, also
+/// what is allocated at the moment.
+std::string memoryText() {
     size_t pages = 0, resident = 0;
     std::ifstream("/proc/self/statm") >> pages >> resident;
-    return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
+    std::string text =
+        fmt::format("{:.1f} MB", static_cast<double>(resident) *
+                                     static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6);
+#ifdef FRAMEHOLD_HAS_ADDRESS_CHECKS
+    text += fmt::format(", {:.1f} MB allocated",
+                        static_cast<double>(__sanitizer_get_current_allocated_bytes()) / 1e6);
+#endif
+    return text;
 }
 
 class LiveRun {
@@ -204,8 +221,8 @@ private:
         int64_t seen = 0;
         while (passed() < settings_.seconds) {
             if (settings_.isSoak && passed() >= nextReport) {
-                std::printf("%5.0f s: %ld frames, %ld seeks, %ld new sizes, %.1f MB\n", passed(),
-                            static_cast<long>(shown_), seeks_, sizes_, memoryMegabytes());
+                std::printf("%5.0f s: %ld frames, %ld seeks, %ld new sizes, %s\n", passed(),
+                            static_cast<long>(shown_), seeks_, sizes_, memoryText().c_str());
                 std::fflush(stdout);
                 nextReport += settings_.report;
             }
@@ -222,7 +239,7 @@ private:
                 return false;
             }
         }
-        if (settings_.isSoak) std::printf("%5.0f s: %.1f MB\n", passed(), memoryMegabytes());
+        if (settings_.isSoak) std::printf("%5.0f s: %s\n", passed(), memoryText().c_str());
         return true;
     }
 
