@@ -4,6 +4,7 @@
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "media/still_picture.h"
+#include "media/upright_frame.h"
 #include "media/video_reader.h"
 #include "media/video_writer.h"
 
@@ -17,10 +18,12 @@ namespace framehold {
 
 namespace {
 
-VideoSettings settingsFor(const VideoReader& left, const VideoReader& right) {
+VideoSettings settingsFor(const VideoReader& left, const VideoReader& right, int turns) {
+    const FrameArea before = turned(sizeOf(left), turns);
+    const FrameArea after = turned(sizeOf(right), turns);
     VideoSettings settings;
-    settings.width = left.width() + kDivider + right.width();
-    settings.height = left.height();
+    settings.width = before.width + kDivider + after.width;
+    settings.height = before.height;
     settings.timeBase = left.timeBase();
     settings.frameRate = left.frameRate();
     return settings;
@@ -66,9 +69,12 @@ void compareClips(const CompareOptions& options) {
     VideoReader after(options.after);
     before.acceptCutInput();
     after.acceptCutInput();
+    const int turns = quarterTurns(before);
     std::optional<VideoWriter> writer;
-    if (!options.video.empty())
-        writer.emplace(OutputName{options.video, options.overwrites}, settingsFor(before, after));
+    if (!options.video.empty()) {
+        writer.emplace(OutputName{options.video, options.overwrites},
+                       settingsFor(before, after, turns));
+    }
     MeanFrame mean;
     Progress progress("comparing", before.expectedFrames(), !options.quiet);
     const int64_t end = int64_t{options.firstFrame} + options.frames;
@@ -77,7 +83,7 @@ void compareClips(const CompareOptions& options) {
         const AVFrame* left = before.next();
         const AVFrame* right = after.next();
         if (left == nullptr || right == nullptr) break;
-        AvPtr<AVFrame> both = sideBySide(*left, *right);
+        AvPtr<AVFrame> both = sideBySide(*turned(*left, turns), *turned(*right, turns));
         both->pts = left->pts;
         if (writer) writer->write(*both);
         if (progress.done() >= options.firstFrame && progress.done() < end) mean.add(*both);

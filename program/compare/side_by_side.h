@@ -25,7 +25,7 @@ struct CompareOptions {
     bool quiet = false;
 };
 
-/// Writes two clips side by side. Throws std::exception.
+/// Writes two clips side by side, upright as the first one says. Throws std::exception.
 void compareClips(const CompareOptions& options);
 
 }  // namespace framehold

@@ -59,6 +59,15 @@ END
         -colorspace bt2020nc -x265-params "log-level=none:hdr10=1:max-cll=1000,400:master-display=G(13250,34500)B(7500,3000)R(34000,16000)WP(15635,16450)L(10000000,1)" d.mkv
 }
 
+# Turned recordings are compared as players show them, which ffmpeg's own turning stands for.
+for angle in 90 180 270; do
+    ffmpeg -v error -y -i b.mov -map 0:v -c copy -metadata:s:v rotate=$angle turned.mp4
+    "$framehold" compare turned.mp4 turned.mp4 -q --overwrite --video pair.mp4
+    psnr=$(ffmpeg -i turned.mp4 -i pair.mp4 -lavfi '[1]crop=(iw-4)/2:ih:0:0[left];[0][left]psnr' -f null - 2>&1 |
+        sed -n 's/.*average:\([0-9]*\).*/\1/p')
+    [ "${psnr:-0}" -ge 30 ] || { echo "turned by $angle degrees: $psnr dB from upright"; exit 1; }
+done
+
 # What the encoder does not know or take is refused before the clip is read.
 while IFS='|' read -r text options; do
     # shellcheck disable=SC2086

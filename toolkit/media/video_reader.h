@@ -139,6 +139,9 @@ private:
     int64_t nextPts_ = 0;         // for a frame without a timestamp
 };
 
+/// Size of the frames that `next` gives.
+inline FrameArea sizeOf(const VideoReader& video) { return {video.width(), video.height()}; }
+
 /// Timestamps of a video's frames in seconds, in order, by its packets alone: nothing is decoded.
 /// Throws MediaError.
 std::vector<double> frameTimestamps(const std::string& video);

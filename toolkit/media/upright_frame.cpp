@@ -1,0 +1,57 @@
+#include "media/upright_frame.h"
+
+#include <cmath>
+#include <cstring>
+
+extern "C" {
+#include <libavutil/display.h>
+}
+
+namespace framehold {
+
+namespace {
+
+/// Turns a plane clockwise by a quarter. Sample: of all components of a pixel.
+template <class Sample>
+void turnPlane(const AVFrame& from, AVFrame& to, int plane, int width, int height) {
+    for (int y = 0; y < height; ++y) {
+        const uint8_t* row = from.data[plane] + ptrdiff_t{y} * from.linesize[plane];
+        uint8_t* column = to.data[plane] + sizeof(Sample) * (height - 1 - y);
+        for (int x = 0; x < width; ++x) {
+            std::memcpy(column + ptrdiff_t{x} * to.linesize[plane], row + sizeof(Sample) * x,
+                        sizeof(Sample));
+        }
+    }
+}
+
+AvPtr<AVFrame> turnedByQuarter(const AVFrame& frame) {
+    AvPtr<AVFrame> turned = makeNv12Frame(frame.height, frame.width);
+    if (av_frame_copy_props(turned.get(), &frame) < 0) throw std::bad_alloc();
+    turnPlane<uint8_t>(frame, *turned, 0, frame.width, frame.height);
+    turnPlane<uint8_t[2]>(frame, *turned, 1, frame.width / 2, frame.height / 2);
+    return turned;
+}
+
+}  // namespace
+
+int quarterTurns(const VideoReader& video) {
+    const uint8_t* data =
+        av_stream_get_side_data(&video.stream(), AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+    if (data == nullptr) return 0;
+    int32_t matrix[9];
+    std::memcpy(matrix, data, sizeof matrix);
+    // Rows (a, b) and (c, d) of a rotation: a = d and b = -c.
+    if (matrix[0] != matrix[4] || matrix[1] != -matrix[3]) return 0;
+    const double turns = -av_display_rotation_get(matrix) / 90.0;  // that is counterclockwise
+    const auto whole = static_cast<int>(std::lround(turns));
+    return std::abs(turns - whole) < 1e-3 ? (whole + 4) % 4 : 0;
+}
+
+AvPtr<AVFrame> turned(const AVFrame& frame, int quarterTurns) {
+    AvPtr<AVFrame> result(av_frame_clone(&frame));
+    if (!result) throw std::bad_alloc();
+    for (int i = 0; i < quarterTurns; ++i) result = turnedByQuarter(*result);
+    return result;
+}
+
+}  // namespace framehold
