@@ -1,5 +1,6 @@
 #include "compare/clip_report.h"
 
+#include "media/upright_frame.h"
 #include "report/page_data.h"
 #include "report/report_page.h"
 
@@ -18,6 +19,7 @@ std::optional<ShakeAmounts> makeReport(const ReportRequest& request) {
     content.cutoff = request.settings.cutoff;
     content.before = std::move(clips[0]);
     content.after = std::move(clips[1]);
+    content.quarterTurns = quarterTurns(VideoReader(request.original));
     content.pictures = takePictures(request.original, request.stabilized, request.settings.delay);
     constexpr double kSeconds = 4.0;
     content.clip = makePlayingClip(request.original, request.stabilized, request.settings.delay,

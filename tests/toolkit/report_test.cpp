@@ -249,6 +249,29 @@ TEST(PageData, HasFramesWithoutOrientationAndOnePixelSize) {
     EXPECT_EQ(pageData(zooming)["run"]["zoom"].dump(), "[1.0,1.0,1.0,1.25]");
 }
 
+TEST(PageData, HasDirectionsOfTheUprightPicture) {
+    ReportContent content = makeContent();
+    content.before.shake.x = {3.0, 3.0};
+    content.before.shake.y = {5.0, 5.0};
+    content.run->frames[3].measured = rotation(toRadians(-10.0), 1, 0, 0);  // to the right
+    struct Case {
+        int turns;
+        double x, y, pan, tilt;
+    };
+    constexpr Case kCases[] = {
+        {0, 3, 5, 10, 0}, {1, -5, 3, 0, -10}, {2, -3, -5, -10, 0}, {3, 5, -3, 0, 10}};
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.turns);
+        content.quarterTurns = c.turns;
+        const auto data = pageData(content);
+        EXPECT_EQ(data["shake"]["before"]["x"][0], c.x);
+        EXPECT_EQ(data["shake"]["before"]["y"][0], c.y);
+        EXPECT_NEAR(data["run"]["measured"]["pan"][3].get<double>(), c.pan, 1e-4);
+        EXPECT_NEAR(data["run"]["measured"]["tilt"][3].get<double>(), c.tilt, 1e-4);
+        EXPECT_EQ(data["width"] > data["height"], c.turns % 2 == 0);
+    }
+}
+
 TEST(ReportPage, HoldsItsDataAndNothingFromOutside) {
     const zpr_test::TemporaryFolder folder;
     const std::string path = folder.path("page.html");

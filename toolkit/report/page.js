@@ -300,7 +300,9 @@
     const { before, after } = data.shake;
     byId("shake-hint").textContent =
       `What the picture as a whole moves faster than ${data.cutoff} Hz, found by following its ` +
-      "features from frame to frame; in pixels of the original's size.";
+      "features from frame to frame; in pixels of the original's size." +
+      (data.turned ? ` The recording is shown turned by ${data.turned}°, as players show it: directions are those of ` +
+       "the upright picture." : "");
     const [time, ...rows] = uPlot.join([
       [before.time, before.x, before.y, before.rotation],
       [after.time, after.x, after.y, after.rotation],

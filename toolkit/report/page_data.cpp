@@ -2,6 +2,7 @@
 
 #include "common/angles.h"
 #include "measures/measure_rows.h"
+#include "media/upright_frame.h"
 #include "report/camera_angles.h"
 #include "report/parameter_snippet.h"
 #include "report/verdict.h"
@@ -36,10 +37,19 @@ ordered_json series(const std::vector<FrameRecord>& frames, Value value) {
     return result;
 }
 
+/// Orientation of the camera as if it had been held so that its pictures are upright.
+/// turns: quarter turns clockwise of the pictures.
+std::optional<Quaternion> upright(const std::optional<Quaternion>& orientation, int turns) {
+    if (!orientation) return std::nullopt;
+    const double half = toRadians(45.0 * turns);
+    return *orientation * Quaternion(std::cos(half), 0.0, 0.0, std::sin(half));
+}
+
 ordered_json anglesOf(const std::vector<FrameRecord>& frames,
-                      std::optional<Quaternion> FrameRecord::*which, const Quaternion& reference) {
+                      std::optional<Quaternion> FrameRecord::*which, const Quaternion& reference,
+                      int turns) {
     std::vector<std::optional<Quaternion>> orientations;
-    for (const FrameRecord& frame : frames) orientations.push_back(frame.*which);
+    for (const FrameRecord& frame : frames) orientations.push_back(upright(frame.*which, turns));
     ordered_json result = {{"pan", ordered_json::array()},
                            {"tilt", ordered_json::array()},
                            {"roll", ordered_json::array()}};
@@ -103,7 +113,8 @@ ordered_json parametersOf(const RunRecord& run) {
     return rows;
 }
 
-ordered_json runOf(const RunRecord& run) {
+/// turns: quarter turns clockwise by which pictures are shown.
+ordered_json runOf(const RunRecord& run, int turns) {
     ordered_json result;
     const std::vector<FrameRecord>& frames = run.frames;
     result["frames"] = frames.size();
@@ -113,11 +124,11 @@ ordered_json runOf(const RunRecord& run) {
     Quaternion reference(1.0, 0.0, 0.0, 0.0);
     for (const FrameRecord& frame : frames) {
         if (!frame.measured) continue;
-        reference = *frame.measured;
+        reference = *upright(frame.measured, turns);
         break;
     }
-    result["measured"] = anglesOf(frames, &FrameRecord::measured, reference);
-    result["corrected"] = anglesOf(frames, &FrameRecord::corrected, reference);
+    result["measured"] = anglesOf(frames, &FrameRecord::measured, reference, turns);
+    result["corrected"] = anglesOf(frames, &FrameRecord::corrected, reference, turns);
     result["margin"] = series(frames, [](const FrameRecord& f) {
         return f.measured ? ordered_json(rounded(100.0 * f.marginUsed)) : ordered_json();
     });
@@ -134,13 +145,17 @@ ordered_json runOf(const RunRecord& run) {
     return result;
 }
 
-/// factor: from the clip's pixels to the original's.
-ordered_json shakeOf(const ClipMeasures& clip, double factor) {
+/// factor: from the clip's pixels to the original's. turns: quarter turns clockwise.
+ordered_json shakeOf(const ClipMeasures& clip, double factor, int turns) {
     ordered_json result;
     result["time"] = ordered_json::array();
     for (const double time : clip.times) result["time"].push_back(rounded(time - clip.times[0]));
-    result["x"] = rounded(clip.shake.x, factor);
-    result["y"] = rounded(clip.shake.y, factor);
+    // A quarter turn clockwise takes what went up to the right, and what went right down.
+    const bool areSwapped = turns % 2 != 0;
+    const double toRight = turns == 1 || turns == 2 ? -factor : factor;
+    const double toBottom = turns >= 2 ? -factor : factor;
+    result["x"] = rounded(areSwapped ? clip.shake.y : clip.shake.x, toRight);
+    result["y"] = rounded(areSwapped ? clip.shake.x : clip.shake.y, toBottom);
     result["rotation"] = rounded(clip.shake.rotation, toDegrees(1.0));
     return result;
 }
@@ -197,22 +212,25 @@ ordered_json pageData(const ReportContent& content) {
     ordered_json data;
     data["original"] = std::filesystem::path(content.original).filename().string();
     data["stabilized"] = std::filesystem::path(content.stabilized).filename().string();
-    data["width"] = content.before.width;
-    data["height"] = content.before.height;
+    const int turns = content.quarterTurns;
+    const FrameArea shown = turned(FrameArea{content.before.width, content.before.height}, turns);
+    data["width"] = shown.width;
+    data["height"] = shown.height;
+    data["turned"] = 90 * turns;
     data["cutoff"] = content.cutoff;
     data["lost"] = {content.before.lostFrames, content.after.lostFrames};
     data["verdict"] = verdictIn(content);
     data["clip"] = clipIn(content.clip);
     data["measures"] = measuresOf(content);
     const double factor = content.before.width / static_cast<double>(content.after.width);
-    data["shake"] = {{"before", shakeOf(content.before, 1.0)},
-                     {"after", shakeOf(content.after, factor)}};
+    data["shake"] = {{"before", shakeOf(content.before, 1.0, turns)},
+                     {"after", shakeOf(content.after, factor, turns)}};
     data["pictures"] = ordered_json::array();
     for (const PicturePair& pair : content.pictures) {
         data["pictures"].push_back(
             {{"label", pair.label}, {"before", pair.before}, {"after", pair.after}});
     }
-    if (content.run) data["run"] = runOf(*content.run);
+    if (content.run) data["run"] = runOf(*content.run, turns);
     return data;
 }
 

@@ -13,8 +13,8 @@ struct PicturePair {
 };
 
 /// Pictures of three moments, and the mean of a number of frames, in which only what stands still is
-/// sharp. Frames are paired as in croppingRatio; pictures wider than 960 pixels are scaled down.
-/// Throws MediaError.
+/// sharp. Frames are paired as in croppingRatio; pictures of more than 960 pixels a side are scaled down. All are
+/// upright as the original says. Throws MediaError.
 std::vector<PicturePair> takePictures(const std::string& original, const std::string& stabilized,
                                       int delay);
 

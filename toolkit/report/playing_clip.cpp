@@ -2,6 +2,7 @@
 
 #include "common/interruption.h"
 #include "media/embedded_video.h"
+#include "media/upright_frame.h"
 #include "media/video_reader.h"
 
 #include <algorithm>
@@ -22,12 +23,12 @@ int even(double size) { return std::max(2, static_cast<int>(std::lround(size / 2
 /// Makes frames that show two others beside each other.
 class PairPainter {
 public:
-    PairPainter(const VideoReader& left, const VideoReader& right) {
-        const double longer = std::max(left.width(), left.height());
+    PairPainter(FrameArea left, FrameArea right) {
+        const double longer = std::max(left.width, left.height);
         const double scale = std::min(1.0, kSide / longer);
-        height_ = even(scale * left.height());
-        leftWidth_ = even(scale * left.width());
-        rightWidth_ = even(static_cast<double>(height_) * right.width() / right.height());
+        height_ = even(scale * left.height);
+        leftWidth_ = even(scale * left.width);
+        rightWidth_ = even(static_cast<double>(height_) * right.width / right.height);
     }
 
     int width() const { return leftWidth_ + kDivider + rightWidth_; }
@@ -70,7 +71,8 @@ PlayingClip cut(const std::string& original, const std::string& stabilized, int 
     const VideoReader& source = before.reader();
     const double rate = source.framesPerSecond();
     const int step = std::max(1, static_cast<int>(std::ceil(rate / kFastest)));
-    PairPainter painter(source, after.reader());
+    const int turns = quarterTurns(source);
+    PairPainter painter(turned(sizeOf(source), turns), turned(sizeOf(after.reader()), turns));
     VideoSettings settings;
     settings.width = painter.width();
     settings.height = painter.height();
@@ -90,7 +92,8 @@ PlayingClip cut(const std::string& original, const std::string& stabilized, int 
         throwIfInterrupted();
         if (before.time() >= clip.start + seconds) break;
         if (i % step == 0) {
-            const AvPtr<AVFrame> both = painter.paint(*left, *right);
+            const AvPtr<AVFrame> both =
+                painter.paint(*turned(*left, turns), *turned(*right, turns));
             if (!first) first = left->pts;
             both->pts = left->pts - *first;
             both->pkt_duration = left->pkt_duration * step;

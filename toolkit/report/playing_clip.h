@@ -21,7 +21,7 @@ struct PlayingClip {
 double shakiestStart(const ClipMeasures& clip, double seconds);
 
 /// Cuts the part of `start` and `seconds` out of both videos; frames are paired as in
-/// croppingRatio. Where this does not work, the result says why. Throws Interrupted.
+/// croppingRatio, and are upright as the original says. Where this does not work, the result says why. Throws Interrupted.
 PlayingClip makePlayingClip(const std::string& original, const std::string& stabilized, int delay,
                             double start, double seconds);
 

@@ -23,6 +23,7 @@ struct ReportContent {
     ClipMeasures after;
     std::vector<PicturePair> pictures;
     PlayingClip clip;
+    int quarterTurns = 0;  // clockwise, 0 to 3, by which pictures are turned to be upright
 };
 
 /// Throws std::runtime_error in a program that was built without the page's assets; for a check
