@@ -114,6 +114,10 @@ void resolveLive(const ClipOptions& options, const ClipInputs& clip, ClipSetting
     }
     settings.delay = options.delay.value_or(kDefaultDelay);
     chooseSizes(options.outputSize, {clip.video.width, clip.video.height}, settings);
+    if (settings.input.width != clip.video.width) {
+        // An angle is that of the video, without what pads it.
+        settings.view = {focalLength(settings.view, clip.video), ZPR_FOV_FOCAL_LENGTH};
+    }
     settings.largestSampleRate = largestSampleRate(settings.delay, clip.video.framesPerSecond,
                                                    settings.camera.readoutTime.value);
     const SensorTypes types = chooseSensors(options.sensorMask, "--sensor-mask", *clip.log);
@@ -178,6 +182,7 @@ ClipSettings resolveSettings(const ClipOptions& options, const ClipInputs& clip,
     settings.smoothing = isAuto ? kDefaultSmoothing : options.smoothing;
     settings.choosesSmoothing = isAuto && settings.engine == Engine::kLive;
     settings.camera = resolveCamera(options.camera, clip, found);
+    settings.view = settings.camera.fieldOfView.value;
     if (settings.engine == Engine::kLive) {
         resolveLive(options, clip, settings);
     } else {
@@ -193,8 +198,8 @@ ZPR_Param paramOf(const ClipSettings& settings) {
     ZPR_GetDefaultParam(&param);
     param.inputImage = imageOf(settings.input);
     param.outputImage = imageOf(settings.output);
-    param.fieldOfView = camera.fieldOfView.value.size;
-    param.fieldOfViewMode = camera.fieldOfView.value.mode;
+    param.fieldOfView = settings.view.size;
+    param.fieldOfViewMode = settings.view.mode;
     param.readoutTime = camera.readoutTime.value;
     param.timeOffset = camera.timeOffset.value * settings.clockFactor();
     param.sensorMask = settings.sensorMask;

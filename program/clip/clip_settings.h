@@ -13,6 +13,7 @@ namespace framehold {
 struct ClipSettings {
     Engine engine = Engine::kLive;
     CameraSettings camera;
+    FieldOfView view;  // of the frames that the engine gets
     int sensorMask = 0;
     int motionType = 0;  // ZPR_SENSOR_...: of rates or orientations, whatever is used
     int gravityType =

@@ -214,6 +214,15 @@ TEST(CameraSettings, FieldOfViewAndAxes) {
         EXPECT_EQ(view.value.mode, mode);
         EXPECT_EQ(view.origin, "--fov");
         EXPECT_NEAR(focalLength(view.value, s.clip.video), focal, 1e-9);
+        // Frames of 800 columns are padded to 896, those of 1280 are not.
+        ZPR_Param param = paramOf(s.resolve());
+        EXPECT_EQ(param.fieldOfViewMode, ZPR_FOV_FOCAL_LENGTH);
+        EXPECT_NEAR(param.fieldOfView, focal, 1e-9);
+        s.clip.video.width = 1280;
+        param = paramOf(s.resolve());
+        EXPECT_EQ(param.fieldOfViewMode, mode);
+        EXPECT_EQ(param.fieldOfView, 90.0);
+        s.clip.video.width = 800;
     }
     options.focalLength = 500.0;
     EXPECT_EQ(s.resolve().camera.fieldOfView.origin, "--focal");
