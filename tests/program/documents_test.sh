@@ -33,6 +33,7 @@ commands() {
           if (!more) { print line; line = "" } }' "$root/$1"
 }
 
+longest=200  # seconds for one command
 count=0
 cd "$root" || exit 1
 for document in README.md CONTRIBUTING.md docs/*.md; do
@@ -61,8 +62,11 @@ for document in README.md CONTRIBUTING.md docs/*.md; do
                     [ "$before" = -o ] && rm -f -- "$word"
                     before=$word
                 done
-                printed=$(bash -o pipefail -c "${line//build\/release\//}" 2>&1 </dev/null) ||
-                    fail "$document: $line: $printed"
+                printed=$(timeout -k 10 $longest bash -o pipefail \
+                    -c "${line//build\/release\//}" 2>&1 </dev/null)
+                code=$?
+                [ $code -ne 124 ] || printed="not done after $longest s, $printed"
+                [ $code -eq 0 ] || fail "$document: $line: $printed"
                 count=$((count + 1))
                 ;;
             scripts/*) [ -x "$root/$1" ] || fail "$document: $line: no such script" ;;
