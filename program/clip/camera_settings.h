@@ -1,7 +1,7 @@
 #pragma once
 
-#include "clip/clip_inputs.h"
 #include "clip/clip_options.h"
+#include "recording/clip_inputs.h"
 
 #include <string>
 #include <vector>

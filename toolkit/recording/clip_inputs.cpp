@@ -1,4 +1,4 @@
-#include "clip/clip_inputs.h"
+#include "recording/clip_inputs.h"
 
 #include "common/image_sequence.h"
 #include "common/output_file.h"
