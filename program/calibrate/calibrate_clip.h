@@ -1,7 +1,7 @@
 #pragma once
 
 #include "calibration/calibration.h"
-#include "clip/camera_settings.h"
+#include "clip/camera_options.h"
 #include "common/progress.h"
 
 #include <string>

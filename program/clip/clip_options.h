@@ -1,24 +1,13 @@
 #pragma once
 
-#include "cli/lens_options.h"
 #include "cli/picture_size.h"
+#include "clip/camera_options.h"
 
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace framehold {
-
-/// Options that describe a camera and its clock. Those not given are taken from elsewhere.
-struct CameraOptions {
-    std::optional<double> focalLength;  // pixels
-    std::optional<double> fieldOfView;  // degrees
-    std::string fieldOfViewAcross = "width";
-    LensOptions lens;
-    std::optional<double> readoutTime;  // seconds
-    std::optional<double> timeOffset;   // seconds
-    std::optional<std::string> axes;    // letters
-};
 
 /// Ways to stabilize a clip.
 enum class Engine {

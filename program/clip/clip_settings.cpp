@@ -201,7 +201,7 @@ ZPR_Param paramOf(const ClipSettings& settings) {
     param.fieldOfView = settings.view.size;
     param.fieldOfViewMode = settings.view.mode;
     param.readoutTime = camera.readoutTime.value;
-    param.timeOffset = camera.timeOffset.value * settings.clockFactor();
+    param.timeOffset = camera.timeOffset.value * settings.camera.clockFactor();
     param.sensorMask = settings.sensorMask;
     param.cropPercent = settings.crop;
     param.smoothingLevel = settings.smoothing;

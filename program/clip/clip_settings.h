@@ -1,6 +1,6 @@
 #pragma once
 
-#include "clip/camera_settings.h"
+#include "clip/clip_options.h"
 #include "zpr_framehold.h"
 
 #include <optional>
@@ -34,8 +34,6 @@ struct ClipSettings {
 
     /// True for a log of orientations; false for one of rates, or none.
     bool feedsOrientations() const { return motionType != 0 && gravityType == 0; }
-    /// Seconds of the frames' clock in a second of the log's.
-    double clockFactor() const { return 1.0 / (1.0 + camera.clockDrift.value); }
 };
 
 /// Decides on everything before the run. found: by a calibration with the clip.

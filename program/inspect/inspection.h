@@ -1,6 +1,6 @@
 #pragma once
 
-#include "clip/camera_settings.h"
+#include "clip/camera_options.h"
 #include "common/output_file.h"
 #include "inspection/video_inspection.h"
 

@@ -115,10 +115,10 @@ void ClipRun::warnAboutCoverage(RunMessages& messages) const {
     const ZPR_Param param = paramOf(settings_);
     const MotionLog& log = *clip_.log;
     const bool isFed = settings_.feedsOrientations();
-    const double from =
-        settings_.clockFactor() * (isFed ? log.orientations.front().time : log.rates.front().time);
-    const double to =
-        settings_.clockFactor() * (isFed ? log.orientations.back().time : log.rates.back().time);
+    const double from = settings_.camera.clockFactor() *
+                        (isFed ? log.orientations.front().time : log.rates.front().time);
+    const double to = settings_.camera.clockFactor() *
+                      (isFed ? log.orientations.back().time : log.rates.back().time);
     const double first = firstTime_ + param.timeOffset;
     const double last = lastTime_ + param.timeOffset + param.readoutTime;
     if (from <= first && to >= last) return;

@@ -24,7 +24,7 @@ std::vector<std::string> describeMotion(const ClipInputs& clip, const ClipSettin
 
 MotionSamples prepareMotion(const ClipInputs& clip, const ClipSettings& settings) {
     MotionLog log = *clip.log;
-    log.stretch(settings.clockFactor());
+    log.stretch(settings.camera.clockFactor());
     MotionSamples motion{{}, describeMotion(clip, settings)};
     log.toDeviceAxes(settings.camera.axes.value);
     const SensorTypes types{settings.sensorMask, settings.motionType, settings.gravityType};

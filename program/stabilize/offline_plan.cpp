@@ -30,7 +30,7 @@ constexpr double kAnalysis = 0.9;  // share of the work that is not for the path
 /// The clip's log on the frames' clock, in device axes.
 MotionLog deviceLog(const ClipInputs& clip, const ClipSettings& settings) {
     MotionLog log = *clip.log;
-    log.stretch(settings.clockFactor());
+    log.stretch(settings.camera.clockFactor());
     log.toDeviceAxes(settings.camera.axes.value);
     return log;
 }
@@ -44,7 +44,7 @@ LensShiftTrack shiftsOf(const ClipInputs& clip, const ClipSettings& settings) {
     if (!clip.log || clip.log->lensShifts.empty()) return {};
     MotionLog log;
     log.lensShifts = clip.log->lensShifts;
-    log.stretch(settings.clockFactor());
+    log.stretch(settings.camera.clockFactor());
     log.lensShiftWidth = clip.log->lensShiftWidth;
     return {log, clip.video.width};
 }
@@ -220,7 +220,7 @@ OfflinePlan planOffline(const ClipInputs& clip, const ClipSettings& settings,
     PathSettings pathSettings;
     pathSettings.smoothing = smoothingSeconds(settings.smoothing);
     StageClock clock;
-    analyse(clip, settings.camera.timeOffset.value * settings.clockFactor(), video,
+    analyse(clip, settings.camera.timeOffset.value * settings.camera.clockFactor(), video,
             progress.part(0.0, kAnalysis), plan, pathSettings);
     plan.hdr = video.hdrMetadata();
     clock.end("analysis", plan.stageTimes);

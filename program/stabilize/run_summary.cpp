@@ -1,6 +1,6 @@
 #include "stabilize/run_summary.h"
 
-#include "clip/camera_settings.h"
+#include "clip/camera_options.h"
 #include "common/text_fields.h"
 #include "report/verdict.h"
 

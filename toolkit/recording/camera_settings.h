@@ -1,10 +1,8 @@
 #pragma once
 
-#include "clip/clip_options.h"
 #include "recording/clip_inputs.h"
 
 #include <string>
-#include <vector>
 
 namespace framehold {
 
@@ -40,22 +38,18 @@ struct CameraSettings {
     Setting<double> clockDrift;   // seconds that the log's clock gains per second
     Setting<AxisMapping> axes;    // from logged to device axes
     Setting<double> exposure;     // seconds, half of which is in the frames' times; 0: not known
+
+    /// Seconds of the frames' clock in a second of the log's.
+    double clockFactor() const { return 1.0 / (1.0 + clockDrift.value); }
 };
 
-/// Takes each setting from the first source that has it.
-/// found: by a calibration with the clip. Throws std::invalid_argument for letters that are no axes.
-CameraSettings resolveCamera(const CameraOptions& options, const ClipInputs& clip,
-                             const ClipMetadata& found = {});
+/// Takes each setting from the first source that has it, options aside. found: by a calibration with
+/// the clip.
+CameraSettings knownCamera(const ClipInputs& clip, const ClipMetadata& found = {});
 
 /// Focal length in pixels, in the middle of the picture, of a camera whose frames have this size. A
 /// field of view is that which the lens shows.
 double focalLength(const FieldOfView& view, const VideoProperties& video,
                    const LensDistortion& lens = {});
-
-/// Sentences that name each value and its source; none for a field of view that is a default.
-std::vector<std::string> describe(const CameraSettings& camera);
-
-/// "width", "height" or "diagonal"; mode: one of these.
-const char* sideOf(int fieldOfViewMode);
 
 }  // namespace framehold
