@@ -50,6 +50,7 @@ class CLibrary:
     def __init__(self, p: framehold.Parameters) -> None:
         self.library = ctypes.CDLL(os.environ["FRAMEHOLD_LIBRARY"])
         self.parameters = p
+        self.process = os.getpid()
         self.param = Param()
         self.handle = ctypes.c_void_p()
         assert self.library.ZPR_GetDefaultParam(ctypes.byref(self.param)) == 0
@@ -62,6 +63,8 @@ class CLibrary:
         assert code == 0
 
     def __del__(self) -> None:
+        if self.process != os.getpid():  # a forked child has none of its threads
+            return
         self.library.ZPR_Deinit(ctypes.byref(self.handle))
 
     def push(self, samples: np.ndarray) -> None:
