@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace framehold {
 
@@ -57,6 +60,75 @@ Bytes bytesOf(const ZPR_Image& image, int plane) {
 }
 
 bool meet(const Bytes& a, const Bytes& b) { return a.begin < b.end && b.begin < a.end; }
+
+/// Memory of outputs that no array looks at any more, for the next ones: that of a new array is
+/// cleared by the kernel page by page. Used under the interpreter's lock.
+class FreeMemory {
+public:
+    /// The only one. Deliberate: never destroyed, arrays may die later than static objects.
+    static FreeMemory& instance() {
+        static FreeMemory& memory = *new FreeMemory;
+        return memory;
+    }
+
+    /// Takes memory of a size, with any content.
+    py::array_t<uint8_t> take(py::ssize_t size) {
+        ++taken_;
+        const auto isOfSize = [size](const Entry& entry) { return entry.memory.size() == size; };
+        const auto newest = std::find_if(entries_.rbegin(), entries_.rend(), isOfSize);
+        if (newest == entries_.rend()) {
+            dropIdle();
+            return py::array_t<uint8_t>(size);
+        }
+        py::array_t<uint8_t> memory = std::move(newest->memory);
+        entries_.erase(std::next(newest).base());
+        dropIdle();
+        return memory;
+    }
+
+    /// Keeps memory, of `kMost` outputs in all.
+    void put(py::array_t<uint8_t> memory) {
+        if (entries_.size() == kMost) entries_.erase(entries_.begin());
+        entries_.push_back({std::move(memory), taken_});
+    }
+
+private:
+    static constexpr size_t kMost = 4;
+    static constexpr uint64_t kIdle = 64;  // outputs that may go by before memory is freed
+
+    struct Entry {
+        py::array_t<uint8_t> memory;
+        uint64_t since;  // `taken_` when it was put here
+    };
+
+    FreeMemory() { entries_.reserve(kMost); }
+
+    void dropIdle() {
+        const auto isIdle = [this](const Entry& entry) { return taken_ - entry.since > kIdle; };
+        entries_.erase(std::remove_if(entries_.begin(), entries_.end(), isIdle), entries_.end());
+    }
+
+    std::vector<Entry> entries_;  // oldest first
+    uint64_t taken_ = 0;
+};
+
+/// Memory for an output, and what puts it back when the last array on it is gone.
+struct OutputMemory {
+    explicit OutputMemory(py::ssize_t size) {
+        py::array_t<uint8_t> array = FreeMemory::instance().take(size);
+        bytes = array.mutable_data();
+        owner = py::capsule(static_cast<const void*>(array.ptr()), &putBack);
+        array.release();
+    }
+
+    static void putBack(void* array) {
+        const py::handle handle(static_cast<PyObject*>(array));
+        FreeMemory::instance().put(py::reinterpret_steal<py::array_t<uint8_t>>(handle));
+    }
+
+    uint8_t* bytes;
+    py::object owner;
+};
 
 }  // namespace
 
@@ -131,15 +203,17 @@ void ArrayPlanes::takePlane(const std::string& name, const py::object& object, i
 }
 
 ArrayPlanes ArrayPlanes::makeBlack(int width, int height, bool isPair) {
-    const auto fresh = [width](int rows) {
-        return py::array_t<uint8_t>({py::ssize_t{rows}, py::ssize_t{width}});
-    };
     const ptrdiff_t lumaBytes = ptrdiff_t{width} * height;
+    const OutputMemory memory(lumaBytes / 2 * 3);
+    const auto arrayAt = [width, &memory](ptrdiff_t offset, int rows) {
+        return py::array_t<uint8_t>({py::ssize_t{rows}, py::ssize_t{width}}, memory.bytes + offset,
+                                    memory.owner);
+    };
     py::object frame;
     if (isPair) {
-        frame = py::make_tuple(fresh(height), fresh(height / 2));
+        frame = py::make_tuple(arrayAt(0, height), arrayAt(lumaBytes, height / 2));
     } else {
-        frame = fresh(height / 2 * 3);
+        frame = arrayAt(0, height / 2 * 3);
     }
     ArrayPlanes planes("out", frame, width, height, Use::kWrite);
     {

@@ -30,7 +30,7 @@ public:
     ArrayPlanes(const std::string& name, const pybind11::object& frame, int width, int height,
                 Use use);
 
-    /// A black frame in new memory, in the form of another one: as one array or as two.
+    /// A black frame in memory that no other array looks at: as one array or as two.
     static ArrayPlanes makeBlack(int width, int height, bool isPair);
 
     /// True for a frame in two arrays.

@@ -98,8 +98,8 @@ class Stabilizer(_core.Stabilizer):
             time: when it was taken, in seconds.
             out: array or arrays of output_width x output_height to write to, in the form of any
                 `Frame`, whose memory is not the input's; bytes of a row adjacent, rows in order.
-                Pixels without a source keep what they hold. Default: new memory, black, in the
-                input's form. Giving the same array again and again is faster.
+                Pixels without a source keep what they hold. Default: a new frame, black before,
+                in the input's form. Giving the same array again and again is a little faster.
 
         Returns:
             `out`, or the new frame; None for the first delay_frames frames.
@@ -156,7 +156,7 @@ def stabilized(
     frame_period: float = 1.0 / 30.0,
 ) -> Iterator[_Form]:
     """Stabilizes a clip as the program's live engine does with a fixed level (`--smoothing 9`), and
-    gives each frame in new memory.
+    gives each as a new frame.
 
     Samples are fed in step with the frames, and the last frame is repeated until those are out
     that were delayed: there are as many frames as were given, and each is that of its input.
