@@ -97,6 +97,9 @@ void checkFiles(const CalibrateOptions& options, const std::vector<ClipInputs>& 
 }  // namespace
 
 void calibrateCamera(const CalibrateOptions& options) {
+    if (options.json && options.output == "-") {
+        throw CLI::ValidationError("--json", "the clip.json takes up standard output");
+    }
     CalibrationSettings known = knownOf(options.known);
     known.range = options.range;
     const std::string output = outputOf(options);
@@ -112,13 +115,17 @@ void calibrateCamera(const CalibrateOptions& options) {
         clips.push_back(trackClip(clip, options.seconds, !options.quiet));
     }
     const Calibration found = calibrate(clips, known, throwIfInterrupted);
-    fmt::print("{}", options.json ? textOf(jsonOf(found, files)) + "\n" : tableOf(found, files));
+    const bool isPiped = output == "-";  // then standard output is for nothing else
+    if (!isPiped || !options.quiet) {
+        fmt::print(isPiped ? stderr : stdout, "{}",
+                   options.json ? textOf(jsonOf(found, files)) + "\n" : tableOf(found, files));
+    }
     const nlohmann::ordered_json preset = presetOf(found, files, output);
     writeFile({output, options.overwrites}, textOf(preset) + "\n");
     if (!options.snippet.empty())
         writeFile({options.snippet, options.overwrites}, snippetOf(found));
     if (!options.quiet) {
-        fmt::print(stderr, "written: {}\n", escaped(output));
+        fmt::print(stderr, "written: {}\n", escaped(writtenName(output)));
         if (namesOutside(preset)) fmt::print(stderr, "{}\n", outsidePathsNote(output));
     }
     std::vector<std::string> losses;

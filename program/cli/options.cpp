@@ -104,6 +104,14 @@ CLI::Validator Command::fileCheck() {
         "");
 }
 
+CLI::Validator Command::outputFileCheck() {
+    return CLI::Validator(
+        [](std::string& text) {
+            return text == "-" ? "a file is needed, not standard output" : std::string();
+        },
+        "");
+}
+
 CLI::Validator Command::clipCheck() {
     return CLI::Validator(
         [isFile = fileCheck()](std::string& text) {

@@ -145,8 +145,15 @@ public:
         return addValue(names, value, description, {placeholder, {}, {}, true});
     }
 
+    /// Adds an option that takes the name of a file to write, not "-".
     CLI::Option* addOutputFile(const std::string& names, std::string& value,
                                const std::string& description) {
+        return addPath(names, value, description, "FILE")->check(outputFileCheck());
+    }
+
+    /// Adds an option that takes the name of a command's result, or "-" for standard output.
+    CLI::Option* addResult(const std::string& names, std::string& value,
+                           const std::string& description) {
         return addPath(names, value, description, "FILE");
     }
 
@@ -183,6 +190,7 @@ private:
     static std::string orWord(const std::string& error, const std::string& word);
     static CLI::Validator pictureSizeCheck();
     static CLI::Validator fileCheck();
+    static CLI::Validator outputFileCheck();
     static CLI::Validator clipCheck();
     static CLI::Validator axesCheck();
     static CLI::Validator coefficientsCheck();

@@ -33,8 +33,6 @@ std::string losable(const std::string& path, const char* inPlaceOfDash) {
 /// Some inputs are only looked for.
 bool isThere(const std::string& path) { return identityOf(path).path.empty(); }
 
-std::string nameOf(const std::string& path) { return path == "-" ? "standard output" : path; }
-
 }  // namespace
 
 void RunFiles::addInput(const std::string& path) {
@@ -74,7 +72,7 @@ void RunFiles::checkAgainstInputs() const {
         if (input == inputs.end()) continue;
         const bool isSameName = input->second == output.path;
         throw std::runtime_error(fmt::format("{}: {} is the input itself{}", output.option,
-                                             nameOf(output.path),
+                                             writtenName(output.path),
                                              isSameName ? "" : " (" + input->second + ")"));
     }
 }
@@ -109,6 +107,8 @@ void RunFiles::checkExisting() const {
     }
     if (!existing.empty()) refuseExisting({existing.front()}, existing.size() - 1);
 }
+
+std::string writtenName(const std::string& path) { return path == "-" ? "standard output" : path; }
 
 void reportLosses(const std::vector<std::string>& losses) {
     for (const std::string& loss : losses) fmt::print(stderr, "warning: {}\n", escaped(loss));

@@ -38,6 +38,9 @@ private:
     std::vector<Output> outputs_;
 };
 
+/// Name of what was written, for the user.
+std::string writtenName(const std::string& path);
+
 /// Prints what could not be read of a run's inputs; throws DoneWithLosses if that is anything.
 void reportLosses(const std::vector<std::string>& losses);
 

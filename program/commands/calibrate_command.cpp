@@ -24,8 +24,8 @@ void addCalibrateCommand(Command& program) {
          "framehold calibrate a.mp4 b.mp4 --motion a.gcsv b.gcsv --snippet camera.c"});
     command.addClip("VIDEO", o.videos, "Clips of one camera in one mode")->required();
     command.addInputFile("-m,--motion", o.motions, "Their motion logs (default: beside VIDEO)");
-    command.addOutputFile("-o,--output", o.output,
-                          "clip.json to write (default: VIDEO's name.json)");
+    command.addResult("-o,--output", o.output,
+                      "clip.json to write, - for standard output (default: VIDEO's name.json)");
     command.addOutputFile("--snippet", o.snippet, "Write C code that fills in the parameters");
     addOverwriteFlag(command, o.overwrites);
     addJsonFlag(command, o.json, "Print all numbers on standard output");

@@ -19,7 +19,8 @@ void addCompareCommand(Command& program) {
     command.addClip("BEFORE", o.before, "One clip")->required();
     command.addClip("AFTER", o.after, "The other one")->required();
     addSequenceRateOption(command, *rate);
-    command.addOutputFile("--video", o.video, "Write both beside each other to this file");
+    command.addResult("--video", o.video,
+                      "Write both beside each other to this file, or - for y4m on standard output");
     command.addOutputFile("--picture", o.picture,
                           "Write the mean of some frames to this .png file");
     command.addNumber("--from", o.firstFrame, "First frame of the picture", {0, 1000000})

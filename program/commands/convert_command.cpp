@@ -20,7 +20,7 @@ void addConvertCommand(Command& program) {
                          "framehold convert walk.gcsv --video walk.mp4 -o walk-with-motion.mp4",
                          "framehold convert walk-with-motion.mp4 -o walk.csv"});
     command.addInputFile("LOG", o.log, "Motion log to read")->required();
-    command.addOutputFile("-o,--output", o.output, "File to write")->required();
+    command.addResult("-o,--output", o.output, "File to write; - is standard output")->required();
     command.addChoice("--format", o.format, "Format of the file (default: by its ending)",
                       {"gcsv", "csv", "mp4"});
     CLI::Option* video =

@@ -1,6 +1,7 @@
 #include "cli/options.h"
 #include "cli/run_files.h"
 #include "commands/commands.h"
+#include "common/text_fields.h"
 #include "compare/clip_report.h"
 #include "report/run_record.h"
 
@@ -30,7 +31,8 @@ void addReportCommand(Command& program) {
     command.addClip("ORIGINAL", r.original, "The shaky clip")->required();
     command.addClip("STABILIZED", r.stabilized, "What was made from it, by any stabilizer")
         ->required();
-    command.addOutputFile("-o,--output", r.page.path, "HTML page to write")->required();
+    command.addResult("-o,--output", r.page.path, "HTML page to write; - is standard output")
+        ->required();
     command.addInputFile("--run", options->run, "File that stabilize --save-run wrote");
     addSequenceRateOption(command, options->rate);
     addCutoffOption(command, r.settings.cutoff);
@@ -49,7 +51,8 @@ void addReportCommand(Command& program) {
         files.check(request.page.replaces, request.settings.quiet);
         if (!options->run.empty()) request.run = loadRunRecord(options->run);
         makeReport(request);
-        if (!request.settings.quiet) fmt::print(stderr, "written: {}\n", request.page.path);
+        if (!request.settings.quiet)
+            fmt::print(stderr, "written: {}\n", escaped(writtenName(request.page.path)));
     });
 }
 

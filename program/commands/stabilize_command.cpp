@@ -212,9 +212,9 @@ void addStabilizeCommand(Command& program) {
                  "PATH")
         ->required()
         ->check(isInput());
-    command.addOutputFile("-o,--output", o.output,
-                          "File, folder, pattern with {name}, {folder} and {ext}, or - for y4m on "
-                          "standard output (default: {name}-stable beside VIDEO)");
+    command.addResult("-o,--output", o.output,
+                      "File, folder, pattern with {name}, {folder} and {ext}, or - for y4m on "
+                      "standard output (default: {name}-stable beside VIDEO)");
     addSequenceRateOption(command, options->sequenceRate);
     CLI::Option* motion = command.addInputFile("-m,--motion", o.files.motion,
                                                "Motion log (default: the telemetry in VIDEO)");

@@ -78,8 +78,8 @@ void convertLog(const ConvertOptions& o) {
     progress.clear();
     if (!o.quiet) {
         for (const std::string& note : log.notes) fmt::print(stderr, "{}\n", escaped(note));
-        fmt::print(stderr, "written: {} ({}, from {})\n", escaped(o.output), contentOf(log),
-                   escaped(log.format));
+        fmt::print(stderr, "written: {} ({}, from {})\n", escaped(writtenName(o.output)),
+                   contentOf(log), escaped(log.format));
     }
     reportLosses(losses);
 }

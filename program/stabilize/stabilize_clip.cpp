@@ -1,6 +1,7 @@
 #include "stabilize/stabilize_clip.h"
 
 #include "calibrate/calibrate_clip.h"
+#include "cli/run_files.h"
 #include "compare/clip_report.h"
 #include "media/results.h"
 #include "report/run_record.h"
@@ -105,7 +106,7 @@ ClipMetadata stabilizeClip(const StabilizeOptions& options, FoundClip found,
     if (!options.exportPath.empty())
         writePathTable({options.exportPath, options.overwrites}, record);
     if (!options.saveRun.empty()) saveRunRecord({options.saveRun, options.overwrites}, record);
-    messages.say("written: " + (options.output == "-" ? "standard output" : options.output));
+    messages.say("written: " + writtenName(options.output));
     if (!options.report.empty()) {
         report(options, !display.showNotes, record);
         messages.say("written: " + options.report);

@@ -55,7 +55,8 @@ if [ -z "$sanitizers" ]; then
     expect 0 "polynomial" "$framehold" calibrate "$work/lens.mp4" -m "$work/clip/imu.gcsv" -q -o "$work/lens.json"
     grep -q '"k1": 0\.' "$work/lens.json" || fail "no lens in $(cat "$work/lens.json")"
     awk -F, -v OFS=, -v CONVFMT=%.3f 'table { $1 += 20000000 } /^t,/ { table = 1 } 1' "$work/clip/imu.gcsv" >"$work/late.gcsv"
-    "$framehold" calibrate "$clip" -m "$work/late.gcsv" -q --overwrite -o "$work/found.json" >/dev/null || fail "a late log"
+    "$framehold" calibrate "$clip" -m "$work/late.gcsv" -o - >"$work/found.json" 2>"$work/said" &&
+        python3 -m json.tool "$work/found.json" >/dev/null && grep -q "time offset" "$work/said" || fail "a late log"
     near time_offset_s 20.037 0.001
 fi
 

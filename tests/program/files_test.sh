@@ -54,6 +54,11 @@ done <<'END'
 2|--save-run: up/../x.mp4 is what --output writes, too|stabilize rec/walk.mp4 -o x.mp4 --save-run up/../x.mp4
 2|would be written for|stabilize rec second -o '{name}.mp4'
 1|--csv: rec/walk.mp4 is the input itself|measure rec/walk.mp4 --csv rec/walk.mp4
+2|--csv: a file is needed, not standard output|measure rec/walk.mp4 --csv -
+2|--save-run: a file is needed|stabilize rec/walk.mp4 -o x.mp4 --save-run -
+2|--save-settings: a file is needed|stabilize rec/walk.mp4 -o x.mp4 --save-settings -
+2|--picture: a file is needed|"$framehold" compare rec/walk.mp4 steady.mp4 --picture -
+2|--report: a file is needed|"$framehold" inspect rec/imu.gcsv --report -
 1|--video: rec/walk.mp4 is the input itself|compare rec/walk.mp4 steady.mp4 --video rec/walk.mp4
 1|--picture: steady.mp4 is the input itself|compare rec/walk.mp4 steady.mp4 --picture steady.mp4
 2|--picture: x.mp4 is what --video writes, too|compare rec/walk.mp4 steady.mp4 --video x.mp4 --picture x.mp4
@@ -200,5 +205,6 @@ done <<'END'
 "$framehold" measure rec/walk.mp4 --json -q
 "$framehold" stabilize rec/walk.mp4 -o - -q
 stabilize rec/walk.mp4 -o cut-out.mp4 --overwrite -q --json
+"$framehold" convert rec/imu.gcsv -o - --format csv -q
 END
 [ $failures -eq 0 ]

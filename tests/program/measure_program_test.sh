@@ -30,7 +30,9 @@ expect 1 "/nowhere/x.csv: cannot be written" "$framehold" measure "$clip" --csv 
 
 page=$work/page.html
 if [ "$reports" = ON ]; then
-    expect 0 "written: $page" "$framehold" report "$clip" "$steady" --run "$work/run.json" -o "$page"
+    "$framehold" report "$clip" "$steady" --run "$work/run.json" -o - >"$page" 2>"$work/said" &&
+        grep -q "written: standard output" "$work/said" || fail "report: $(cat "$work/said")"
+    [[ $(head -c 15 "$page")$(tail -c 8 "$page") == "<!DOCTYPE html></html>" ]] || fail "more than a page"
     expect 0 "" "$framehold" stabilize "$clip" --clip "$work/sim/clip.json" -q -o "$work/again.mp4" \
         --report "$work/again.html"
     for file in "$page" "$work/again.html"; do

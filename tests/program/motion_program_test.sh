@@ -65,6 +65,8 @@ for ending in gcsv csv mp4; do
     "$framehold" convert "$sim/imu.gcsv" -q -o "$work/a.$ending" &&
         "$framehold" convert "$work/a.$ending" -q -o "$work/b.$ending" &&
         cmp "$work/a.$ending" "$work/b.$ending" || fail "$ending is not read back to the same log"
+    [ $ending = mp4 ] || "$framehold" convert "$sim/imu.gcsv" --format $ending -o - 2>/dev/null |
+        cmp - "$work/a.$ending" || fail "$ending on standard output"
 done
 expect 1 "--overwrite" "$framehold" convert "$sim/imu.gcsv" -o "$work/a.csv"
 expect 2 "give --format" "$framehold" convert "$sim/imu.gcsv" -o "$work/a.txt"

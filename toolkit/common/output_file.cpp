@@ -121,7 +121,8 @@ std::string followLinks(const std::string& path) {
 
 void refuseExisting(const OutputName& name, size_t others) {
     struct stat status {};
-    if (name.replaces || !find(name.path, status) || isSpecialFile(name.path)) return;
+    if (name.replaces || name.path == "-" || !find(name.path, status) || isSpecialFile(name.path))
+        return;
     if (S_ISDIR(status.st_mode)) fail(name.path, EISDIR);
     if (others > 0) {
         throw std::runtime_error(name.path + " and " + std::to_string(others) +
@@ -131,6 +132,13 @@ void refuseExisting(const OutputName& name, size_t others) {
 }
 
 OutputFile::OutputFile(const OutputName& name) : path_(name.path) {
+    if (path_ == "-") {
+        path_ = "standard output";
+        temporary_ = "/dev/stdout";
+        descriptor_ = dup(STDOUT_FILENO);
+        if (descriptor_ < 0) fail(path_, errno);
+        return;
+    }
     refuseExisting(name);
     struct stat status {};
     replaces_ = find(path_, status);

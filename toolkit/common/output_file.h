@@ -8,7 +8,7 @@
 
 namespace framehold {
 
-/// Name of a file to write, and what becomes of a file that has the name already.
+/// Name of a file to write, "-" for standard output, and what becomes of a file that has the name already.
 struct OutputName {
     std::string path;
     bool replaces = false;  // else such a file is an error
@@ -39,8 +39,8 @@ void refuseExisting(const OutputName& name, size_t others = 0);
 /// A file that appears as a whole or not at all: it is written under a temporary name in its folder
 /// and gets its own name when it is committed. Without a commit nothing is left behind. Of several
 /// writers of one name one succeeds, the others fail. A file that is replaced keeps its mode, and a
-/// symbolic link stays one: the file that it leads to is written. Pipes and character devices are
-/// written in place; other special files are refused.
+/// symbolic link stays one: the file that it leads to is written. Pipes, character devices and
+/// standard output are written in place; other special files are refused.
 class OutputFile {
 public:
     /// Makes the temporary file. Throws std::runtime_error with the file's name and the reason.
