@@ -42,7 +42,7 @@ inline std::vector<double> vectorOf(const Doubles& array) {
     return {array.data(), array.data() + array.size()};
 }
 
-// What these add to the module is described in framehold/research.py.
+// What these add to the module is described in framehold/paths.py and research.py.
 
 /// Adds read_motion_log, orientations_at and optimal_path.
 void addMotion(pybind11::module_& module);

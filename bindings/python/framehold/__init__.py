@@ -8,6 +8,7 @@ they are.
 from ._core import FileError, MediaError, __version__
 from .errors import ParameterError
 from .parameters import FieldOfViewMode, Parameters, SensorType, sensor_mask
+from .paths import VirtualPath, optimal_path, orientation_track
 from .research import (
     Calibration,
     Clip,
@@ -17,11 +18,8 @@ from .research import (
     SensorReadings,
     SimulatedCamera,
     Value,
-    VirtualPath,
     calibrate,
     measure,
-    optimal_path,
-    orientation_track,
     read_motion_log,
 )
 from .stabilizer import SAMPLE_DTYPE, Frame, Sample, Stabilizer, stabilized

@@ -1,4 +1,4 @@
-"""Motion logs, calibration, measures, paths and simulated cameras, as arrays.
+"""Motion logs, calibration, measures and simulated cameras, as arrays.
 
 Long work can be interrupted (Ctrl-C), and other Python threads run meanwhile.
 """
@@ -15,11 +15,11 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from .checks import Doubles, require, times_of
 from .errors import ParameterError
 from .parameters import SensorType
 from .stabilizer import SAMPLE_DTYPE
 
-Doubles = npt.NDArray[np.float64]
 Path = Union[str, "os.PathLike[str]"]
 
 _STANDARD_GRAVITY = 9.81  # m/s^2, as the library has it
@@ -245,114 +245,6 @@ def measure(video: Path, *, cutoff: float = 1.0) -> Measures:
     return Measures(**_core.measure(os.fsencode(video), cutoff))
 
 
-def _vector(field: str, values: npt.ArrayLike, least: int) -> Doubles:
-    array = np.asarray(values, np.float64)
-    if array.ndim != 1 or len(array) < least or not np.isfinite(array).all():
-        raise ParameterError(
-            field, f"of shape {array.shape}", f"finite numbers of shape (N,), N at least {least}"
-        )
-    if (np.diff(array) < 0.0).any():
-        raise ParameterError(field, "not in order", "seconds in order of time")
-    return array
-
-
-def _rates(times: npt.ArrayLike, rates: npt.ArrayLike) -> tuple[Doubles, Doubles]:
-    seconds = _vector("rate_times", times, 2)
-    array = np.asarray(rates, np.float64)
-    if array.shape != (len(seconds), 3) or not np.isfinite(array).all():
-        raise ParameterError(
-            "rates", f"of shape {array.shape}", f"finite numbers of shape ({len(seconds)}, 3)"
-        )
-    return seconds, array
-
-
-def orientation_track(
-    times: npt.ArrayLike, rate_times: npt.ArrayLike, rates: npt.ArrayLike
-) -> Doubles:
-    """Orientation of a camera over time, by its gyroscope.
-
-    Args:
-        times: seconds, (N,), in order, on the log's clock.
-        rate_times: seconds, (M,).
-        rates: rad/s about the device's axes, (M, 3).
-
-    Returns:
-        Unit quaternions w, x, y, z, (N, 4), from the device's axes to its axes at the first rate.
-    """
-    orientations: Doubles = _core.orientations_at(
-        _vector("times", times, 0), *_rates(rate_times, rates)
-    )
-    return orientations
-
-
-class VirtualPath(NamedTuple):
-    """Path of the virtual camera over a clip."""
-
-    orientations: Doubles
-    """Unit quaternions w, x, y, z, (N, 4), as those of `orientation_track`."""
-    share_used: Doubles
-    """Share of the margin that each frame uses, (N,): 0 for none, 1 if the output's border touches
-    that of the input."""
-
-
-def optimal_path(
-    times: npt.ArrayLike,
-    rate_times: npt.ArrayLike,
-    rates: npt.ArrayLike,
-    *,
-    width: int,
-    height: int,
-    focal_length: float,
-    readout_time: float,
-    output_width: int = 0,
-    output_height: int = 0,
-    crop_percent: float = 80.0,
-    smoothing_level: int = 9,
-) -> VirtualPath:
-    """Path of least speed, acceleration and jerk on which every output pixel has a source: what
-    the program's offline engine follows for a camera without a lens, before it looks at the
-    pictures.
-
-    Args:
-        times: seconds at which each frame's first row is read, (N,), in order, on the log's clock.
-        rate_times: seconds, (M,).
-        rates: rad/s about the device's axes, (M, 3).
-        width: pixels of the input.
-        height: pixels of the input.
-        focal_length: pixels of the input, above 0.
-        readout_time: seconds, at least 0.
-        output_width: pixels; 0: the input's.
-        output_height: pixels; 0: the input's.
-        crop_percent: share of the input's sides that the output shows, above 0, at most 100.
-        smoothing_level: 1 to 10.
-    """
-    for field, value, is_good, allowed in (
-        ("width", width, width >= 2, "at least 2"),
-        ("height", height, height >= 2, "at least 2"),
-        ("focal_length", focal_length, focal_length > 0.0, "above 0 (pixels)"),
-        ("readout_time", readout_time, readout_time >= 0.0, "at least 0 (seconds)"),
-        ("output_width", output_width, output_width >= 0, "at least 0"),
-        ("output_height", output_height, output_height >= 0, "at least 0"),
-        ("crop_percent", crop_percent, 0.0 < crop_percent <= 100.0, "above 0, at most 100"),
-        ("smoothing_level", smoothing_level, 1 <= smoothing_level <= 10, "1 to 10"),
-    ):
-        if not (is_good and math.isfinite(value)):
-            raise ParameterError(field, value, allowed)
-    orientations, share_used = _core.optimal_path(
-        _vector("times", times, 1),
-        *_rates(rate_times, rates),
-        width,
-        height,
-        focal_length,
-        readout_time,
-        output_width or width,
-        output_height or height,
-        crop_percent / 100.0,
-        smoothing_level,
-    )
-    return VirtualPath(orientations, share_used)
-
-
 class SensorReadings(NamedTuple):
     """Readings of a simulated phone's sensors, in device axes."""
 
@@ -393,15 +285,13 @@ class SimulatedCamera:
         for field, side in (("width", width), ("height", height)):
             if not 2 <= side <= 65536 or side % 2 != 0:
                 raise ParameterError(field, side, "even, 2 to 65536")
-        for field, value, is_good, allowed in (
+        require(
             ("focal_length", focal_length, focal_length > 0.0, "above 0 (pixels)"),
             ("readout_time", readout_time, readout_time >= 0.0, "at least 0 (seconds)"),
             ("shake", shake, shake >= 0.0, "at least 0 (degrees)"),
             ("pan", pan, True, "a finite number (degrees)"),
             ("seed", seed, 0 <= seed < 2**32, "0 to 4294967295"),
-        ):
-            if not (is_good and math.isfinite(value)):
-                raise ParameterError(field, value, allowed)
+        )
         self.width = width
         self.height = height
         self.focal_length = focal_length
@@ -421,7 +311,7 @@ class SimulatedCamera:
         """True orientations at times (N,): unit quaternions w, x, y, z, (N, 4), from device to
         world. steady: without shake and steps.
         """
-        track: Doubles = self._camera.orientations(_vector("times", times, 0), steady)
+        track: Doubles = self._camera.orientations(times_of("times", times, 0), steady)
         return track
 
     def sensors(
