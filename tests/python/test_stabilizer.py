@@ -216,6 +216,31 @@ def test_frames_that_do_not_fit(field: str, arguments: dict[str, Any], value: st
         assert stabilizer.stabilize(FRAME, 1.0) is not None
 
 
+def test_levels_are_those_of_the_frames() -> None:
+    """Chosen by what a stabilizer is fed, they are those of the samples alone; also after a reset."""
+    p = Parameters(**SIZE, smoothing_level=8)
+    clip = list(clip_of(p, 40))
+    samples = np.concatenate([part for _, _, part in clip])
+    samples["value"][(samples["time"] > 1.5) & (samples["type"] == 3), 0] += 1.0
+    times = [time for _, time, _ in clip]
+    levels = framehold.smoothing_levels(times, samples, p)
+    assert levels.shape == (40,) and levels[0] == 8 and levels.min() < 8
+    fed = 0
+    with Stabilizer(p, chooses_level=True) as stabilizer:
+        for _ in range(2):
+            seen = []
+            for time in times:
+                end = time + p.time_offset + p.readout_time
+                until = int((samples["time"] < end).sum()) + 1
+                stabilizer.push(samples[fed:until])
+                fed = until
+                stabilizer.stabilize(FRAME, time)
+                seen.append(stabilizer.smoothing_level)
+            assert seen == levels.tolist()
+            stabilizer.reset()
+            fed = 0
+
+
 def test_samples_that_are_not_enabled() -> None:
     samples = np.zeros(3, framehold.SAMPLE_DTYPE)
     samples["type"] = [1, 3, 5]
@@ -240,6 +265,9 @@ def test_closed_and_reset() -> None:
         stabilizer.smoothing_level = 11
     stabilizer.reset()
     assert list(stabilizer.flush()) == []
+    with Stabilizer(p, chooses_level=True) as chooser:
+        with pytest.raises(ParameterError, match="is chosen for every frame"):
+            chooser.smoothing_level = 3
     assert stabilizer.parameters is p and not stabilizer.closed
     stabilizer.close()
     stabilizer.close()

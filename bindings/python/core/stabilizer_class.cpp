@@ -73,6 +73,46 @@ void requireEnabled(int32_t type, int32_t mask) {
                          "1 to 6, of those that sensor_mask " + std::to_string(mask) + " enables");
 }
 
+using Samples = py::array_t<ZPR_SensorData, py::array::c_style>;
+
+/// Samples of an array (N,) of SAMPLE_DTYPE, all enabled.
+Samples samplesOf(const py::object& object, int32_t mask) {
+    const auto given = py::reinterpret_borrow<py::array>(object);
+    if (!given.dtype().is(py::dtype::of<ZPR_SensorData>()) &&
+        !given.dtype().equal(py::dtype::of<ZPR_SensorData>())) {
+        throw parameterError("sample", "an array of " + textOf(given.dtype()),
+                             "a Sample, or an array of SAMPLE_DTYPE");
+    }
+    if (given.ndim() != 1) {
+        throw parameterError("sample", "an array of shape " + textOf(given.attr("shape")),
+                             "an array of shape (N,)");
+    }
+    auto samples = Samples::ensure(given);
+    if (!samples) throw py::error_already_set();
+    for (py::ssize_t i = 0; i < samples.size(); ++i) requireEnabled(samples.data()[i].type, mask);
+    return samples;
+}
+
+/// Levels that a policy chooses for frames at `times`, before each of which so many samples have
+/// been fed as `fed` says, which grows.
+py::array_t<int32_t> smoothingLevels(const py::object& parameters, const py::array& samples,
+                                     const py::array_t<double, py::array::c_style>& times,
+                                     const py::array_t<int64_t, py::array::c_style>& fed) {
+    const ZPR_Param param = paramOf(parameters);
+    const Samples all = samplesOf(samples, param.sensorMask);
+    ZPR_SmoothingPolicy policy;
+    require(ZPR_StartSmoothingPolicy(&policy, &param), "ZPR_StartSmoothingPolicy");
+    py::array_t<int32_t> levels(times.size());
+    int64_t next = 0;
+    for (py::ssize_t i = 0; i < times.size(); ++i) {
+        for (; next < fed.data()[i]; ++next) {
+            ZPR_FeedSmoothingPolicy(&policy, all.data() + next);
+        }
+        levels.mutable_data()[i] = ZPR_ChooseSmoothingLevel(&policy, times.data()[i]);
+    }
+    return levels;
+}
+
 }  // namespace
 
 StabilizerClass::Use::Use(StabilizerClass& owner) : owner_(owner) {
@@ -90,13 +130,19 @@ StabilizerClass::Use::~Use() {
     if (!owner_.state_.compare_exchange_strong(busy, kIdle)) owner_.release();
 }
 
-StabilizerClass::StabilizerClass(const py::object& parameters)
-    : param_(paramOf(parameters)), process_(getpid()) {
+StabilizerClass::StabilizerClass(const py::object& parameters, bool choosesLevel)
+    : param_(paramOf(parameters)), strongest_(param_.smoothingLevel), process_(getpid()) {
+    if (choosesLevel) startPolicy();
     const py::gil_scoped_release release;
     require(ZPR_Init(nullptr, &param_, &handle_), "ZPR_Init");
 }
 
 StabilizerClass::~StabilizerClass() { close(); }
+
+void StabilizerClass::startPolicy() {
+    param_.smoothingLevel = strongest_;
+    require(ZPR_StartSmoothingPolicy(&policy_.emplace(), &param_), "ZPR_StartSmoothingPolicy");
+}
 
 /// A forked child has none of the instance's workers: the library must not be called for it there.
 bool StabilizerClass::isForeign() const { return getpid() != process_; }
@@ -124,22 +170,9 @@ void StabilizerClass::push(const py::object& object) {
         require(feed(&sample, 1), "ZPR_SetSensorData");
         return;
     }
-    const auto given = py::reinterpret_borrow<py::array>(object);
-    using Samples = py::array_t<ZPR_SensorData, py::array::c_style>;
-    if (!given.dtype().is(py::dtype::of<ZPR_SensorData>()) &&
-        !given.dtype().equal(py::dtype::of<ZPR_SensorData>())) {
-        throw parameterError("sample", "an array of " + textOf(given.dtype()),
-                             "a Sample, or an array of SAMPLE_DTYPE");
-    }
-    if (given.ndim() != 1) {
-        throw parameterError("sample", "an array of shape " + textOf(given.attr("shape")),
-                             "an array of shape (N,)");
-    }
-    const auto samples = Samples::ensure(given);
-    if (!samples) throw py::error_already_set();
+    const Samples samples = samplesOf(object, param_.sensorMask);
     const ZPR_SensorData* first = samples.data();
     const auto count = static_cast<size_t>(samples.size());
-    for (size_t i = 0; i < count; ++i) requireEnabled(first[i].type, param_.sensorMask);
     const Use use(*this);
     int code;
     {
@@ -152,6 +185,7 @@ void StabilizerClass::push(const py::object& object) {
 int StabilizerClass::feed(const ZPR_SensorData* samples, size_t count) {
     int code = ZPR_OK;
     for (size_t i = 0; i < count && code == ZPR_OK; ++i) {
+        if (policy_) ZPR_FeedSmoothingPolicy(&*policy_, samples + i);
         code = ZPR_SetSensorData(handle_, samples + i);
     }
     return code;
@@ -200,6 +234,7 @@ py::object StabilizerClass::stabilize(const py::object& frame, double time, cons
     {
         const py::gil_scoped_release release;
         given = &laidOutForDelay(input.image());
+        if (policy_) param_.smoothingLevel = ZPR_ChooseSmoothingLevel(&*policy_, time);
         code = ZPR_Stabilize(handle_, time, given, &image, &param_);
     }
     const uint8_t* const planes[] = {given->plane[0], given->plane[1], image.plane[0],
@@ -230,12 +265,17 @@ py::object StabilizerClass::drain(const py::object& out) {
 void StabilizerClass::reset() {
     const Use use(*this);
     require(ZPR_Reset(handle_), "ZPR_Reset");
+    if (policy_) startPolicy();
 }
 
 void StabilizerClass::setSmoothingLevel(int32_t level) {
     constexpr int32_t kLargest = 10;
     if (level < 1 || level > kLargest) {
         throw parameterError("smoothing_level", std::to_string(level), "1 to 10");
+    }
+    if (policy_) {
+        throw parameterError("smoothing_level", std::to_string(level),
+                             "none to be set, it is chosen for every frame");
     }
     const Use use(*this);
     param_.smoothingLevel = level;
@@ -245,7 +285,7 @@ void addStabilizer(py::module_& module) {
     PYBIND11_NUMPY_DTYPE_EX(ZPR_SensorData, type, "type", timestamp, "time", value, "value");
     module.attr("SAMPLE_DTYPE") = py::dtype::of<ZPR_SensorData>();
     py::class_<StabilizerClass>(module, "Stabilizer")
-        .def(py::init<const py::object&>(), py::arg("parameters"))
+        .def(py::init<const py::object&, bool>(), py::arg("parameters"), py::arg("chooses_level"))
         .def("push", &StabilizerClass::push, py::arg("sample"))
         .def("stabilize", &StabilizerClass::stabilize, py::arg("frame"), py::arg("time"),
              py::arg("out") = py::none())
@@ -259,6 +299,8 @@ void addStabilizer(py::module_& module) {
                                })
         .def_property("smoothing_level", &StabilizerClass::smoothingLevel,
                       &StabilizerClass::setSmoothingLevel);
+    module.def("smoothing_levels", &smoothingLevels, py::arg("parameters"), py::arg("samples"),
+               py::arg("times"), py::arg("fed"));
 }
 
 }  // namespace framehold

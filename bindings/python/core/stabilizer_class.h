@@ -2,6 +2,7 @@
 
 #include "core/array_planes.h"
 #include "zpr_framehold.h"
+#include "zpr_smoothing_policy.h"
 
 #include <array>
 #include <atomic>
@@ -21,8 +22,9 @@ namespace framehold {
 /// usual and releases the instance.
 class StabilizerClass {
 public:
-    /// parameters: a framehold.Parameters. Throws std::bad_alloc.
-    explicit StabilizerClass(const pybind11::object& parameters);
+    /// parameters: a framehold.Parameters. choosesLevel: the smoothing level of every frame, by
+    /// zpr_smoothing_policy.h. Throws std::bad_alloc.
+    StabilizerClass(const pybind11::object& parameters, bool choosesLevel);
     ~StabilizerClass();
     StabilizerClass(const StabilizerClass&) = delete;
     StabilizerClass& operator=(const StabilizerClass&) = delete;
@@ -46,6 +48,7 @@ public:
     /// the output; 0 before.
     const std::array<uintptr_t, 4>& lastAddresses() const { return lastAddresses_; }
 
+    /// Level of the next frame; if it is chosen, of the last one.
     int32_t smoothingLevel() const { return param_.smoothingLevel; }
     void setSmoothingLevel(int32_t level);
 
@@ -66,6 +69,7 @@ private:
         StabilizerClass& owner_;
     };
 
+    void startPolicy();
     bool isForeign() const;
     void release();
     ArrayPlanes outputFor(const pybind11::object& out, bool isPair) const;
@@ -73,6 +77,8 @@ private:
     int feed(const ZPR_SensorData* samples, size_t count);
 
     ZPR_Param param_{};
+    int32_t strongest_;                          // level of the parameters
+    std::optional<ZPR_SmoothingPolicy> policy_;  // if it chooses the level
     ZPR_Handle handle_ = nullptr;
     pid_t process_;  // that the instance and its workers belong to
     std::atomic<int> state_{kIdle};
@@ -82,7 +88,7 @@ private:
     std::array<uintptr_t, 4> lastAddresses_{};
 };
 
-/// Adds the class to the module, as `Stabilizer`.
+/// Adds the class to the module, as `Stabilizer`, and smoothing_levels.
 void addStabilizer(pybind11::module_& module);
 
 }  // namespace framehold

@@ -22,7 +22,7 @@ from .research import (
     measure,
     read_motion_log,
 )
-from .stabilizer import SAMPLE_DTYPE, Frame, Sample, Stabilizer, stabilized
+from .stabilizer import SAMPLE_DTYPE, Frame, Sample, Stabilizer, smoothing_levels, stabilized
 
 __all__ = [
     "SAMPLE_DTYPE",
@@ -51,5 +51,6 @@ __all__ = [
     "orientation_track",
     "read_motion_log",
     "sensor_mask",
+    "smoothing_levels",
     "stabilized",
 ]

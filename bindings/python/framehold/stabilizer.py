@@ -10,6 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from .checks import times_of
 from .parameters import Parameters
 
 Plane = npt.NDArray[np.uint8]
@@ -39,6 +40,12 @@ class Sample(NamedTuple):
     w: float = 0.0
 
 
+def _checked(parameters: Parameters) -> Parameters:
+    if not isinstance(parameters, Parameters):
+        raise TypeError(f"parameters is {parameters!r}; allowed: a Parameters")
+    return parameters
+
+
 class Stabilizer(_core.Stabilizer):
     """Stabilizes the frames of one camera, from them and the samples of its motion sensors.
 
@@ -51,11 +58,16 @@ class Stabilizer(_core.Stabilizer):
     forked process. While the library works, other Python threads run.
     """
 
-    def __init__(self, parameters: Parameters) -> None:
-        """Makes a stabilizer. Raises MemoryError if memory or threads are exhausted."""
-        if not isinstance(parameters, Parameters):
-            raise TypeError(f"parameters is {parameters!r}; allowed: a Parameters")
-        super().__init__(parameters)
+    def __init__(self, parameters: Parameters, *, chooses_level: bool = False) -> None:
+        """Makes a stabilizer. Raises MemoryError if memory or threads are exhausted.
+
+        Args:
+            parameters: of the camera and the output.
+            chooses_level: True: the smoothing level is chosen for every frame, as the program's
+                `--smoothing auto` does: that of the parameters, and less in pans. Then
+                `smoothing_level` is the last frame's, and cannot be set.
+        """
+        super().__init__(_checked(parameters), chooses_level)
         self._parameters = parameters
 
     @property
@@ -147,6 +159,21 @@ class Stabilizer(_core.Stabilizer):
         self.close()
 
 
+def _shift(first_time: float, samples: npt.NDArray[np.void], parameters: Parameters) -> float:
+    """Seconds from the samples' clock to one on which all times of a clip are positive."""
+    start = float(samples["time"][0]) if len(samples) else 0.0
+    return 1.0 - min(first_time + parameters.time_offset, start)
+
+
+def _fed(
+    times: npt.ArrayLike, samples: npt.NDArray[np.void], parameters: Parameters
+) -> npt.NDArray[np.int64]:
+    """Number of samples that are fed before frames at times, (N,)."""
+    ends = np.asarray(times, np.float64) + parameters.time_offset + parameters.readout_time
+    first_after = np.searchsorted(samples["time"], ends, side="left")
+    return np.minimum(first_after + 1, len(samples)).astype(np.int64)
+
+
 def stabilized(
     frames: Iterable[_Form],
     times: Iterable[float],
@@ -154,9 +181,9 @@ def stabilized(
     parameters: Parameters,
     *,
     frame_period: float = 1.0 / 30.0,
+    chooses_level: bool = False,
 ) -> Iterator[_Form]:
-    """Stabilizes a clip as the program's live engine does with a fixed level (`--smoothing 9`), and
-    gives each as a new frame.
+    """Stabilizes a clip as the program's live engine does, and gives each as a new frame.
 
     Samples are fed in step with the frames, and the last frame is repeated until those are out
     that were delayed: there are as many frames as were given, and each is that of its input.
@@ -168,16 +195,16 @@ def stabilized(
             `MotionLog.samples`.
         parameters: of the stabilizer.
         frame_period: seconds between the frames that repeat the last one.
+        chooses_level: False: the smoothing level of the parameters (the program's `--smoothing 9`
+            or another one); True: one for every frame (`--smoothing auto`).
     """
-    with Stabilizer(parameters) as stabilizer:
+    with Stabilizer(parameters, chooses_level=chooses_level) as stabilizer:
         fed = 0
         shift = 0.0
 
         def render(frame: _Form, time: float) -> _Form | None:
             nonlocal fed
-            end = time + parameters.time_offset + parameters.readout_time
-            first = int(np.searchsorted(samples["time"], end, side="left"))
-            until = max(fed, min(first + 1, len(samples)))
+            until = max(fed, int(_fed(time, samples, parameters)))
             batch = samples[fed:until].copy()
             batch["time"] += shift
             stabilizer.push(batch)
@@ -188,8 +215,7 @@ def stabilized(
         last: tuple[_Form, float] | None = None
         for frame, time in zip(frames, times):
             if last is None:
-                start = float(samples["time"][0]) if len(samples) else 0.0
-                shift = 1.0 - min(time + parameters.time_offset, start)
+                shift = _shift(time, samples, parameters)
             last = (frame, time)
             steady = render(frame, time)
             if steady is None:
@@ -203,3 +229,33 @@ def stabilized(
             if steady is not None:
                 waiting -= 1
                 yield steady
+
+
+def smoothing_levels(
+    times: npt.ArrayLike, samples: npt.NDArray[np.void], parameters: Parameters
+) -> npt.NDArray[np.int32]:
+    """Smoothing level of every frame that `stabilized` with chooses_level gives to the library,
+    from motion alone.
+
+    With delay_frames of n, frame i is rendered with the level of frame i + n, and the last n with
+    those of repeated frames.
+
+    Args:
+        times: seconds of each frame, (N,), in order of time.
+        samples: array (M,) of `SAMPLE_DTYPE`, as for `stabilized`.
+        parameters: of the stabilizer; smoothing_level is the strongest that is chosen.
+
+    Returns:
+        Levels, 1 to 10, (N,).
+    """
+    seconds = times_of("times", times, 0)
+    if not len(seconds):
+        return np.zeros(0, np.int32)
+    shift = _shift(seconds[0], samples, _checked(parameters))
+    fed = _fed(seconds, samples, parameters)
+    shifted = samples.astype(SAMPLE_DTYPE)
+    shifted["time"] += shift
+    levels: npt.NDArray[np.int32] = _core.smoothing_levels(
+        parameters, shifted, seconds + shift, fed
+    )
+    return levels
