@@ -1,17 +1,12 @@
 #include "gstreamer/clip_motion.h"
 
-#include "common/angles.h"
 #include "common/library_constants.h"
 #include "gstreamer/stabilizer_session.h"
-#include "motion/log_pairing.h"
-#include "motion/motion_log_reader.h"
 #include "motion/sensor_samples.h"
 
 #include <algorithm>
-#include <cmath>
-#include <filesystem>
-#include <initializer_list>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -31,60 +26,24 @@ auto naming(const char* property, const Function& function) {
     }
 }
 
-/// The log of a video: the telemetry in it, else what an app has written beside it.
-void findMotion(const std::string& video, ClipData& clip) {
-    clip.log = readVideoTelemetry(video);
-    clip.motionFile = video;
-    if (clip.log) return;
-    PairedLogs logs;
-    const std::string name = std::filesystem::path(video).replace_extension().string();
-    for (const char* extension : {".gcsv", ".csv", ".txt", ".log"}) {
-        const std::string log = name + extension;
-        if (logs.motion.empty() && std::filesystem::exists(log)) logs.motion = log;
+/// The camera and its clock: properties go before what the clip's files say.
+CameraSettings cameraOf(const ElementSettings& settings, const ClipInputs& clip) {
+    std::optional<FieldOfView> view;
+    if (settings.fieldOfView) view = {*settings.fieldOfView, settings.fieldOfViewMode};
+    if (settings.focalLength) view = {*settings.focalLength, ZPR_FOV_FOCAL_LENGTH};
+    std::optional<AxisMapping> axes;
+    if (!settings.axes.empty()) {
+        axes = naming("axes", [&] { return AxisMapping::fromLetters(settings.axes); });
     }
-    if (logs.motion.empty()) logs = findPairedLogs(video);
-    if (logs.motion.empty()) {
-        throw std::runtime_error(video + " holds no telemetry, and no motion log is beside it");
+    CameraSettings camera = knownCamera(clip);
+    if (camera.fieldOfView.source == Source::kDefault) {
+        camera.fieldOfView.value.mode = settings.fieldOfViewMode;
     }
-    clip.log = readMotionLog(logs.motion);
-    clip.motionFile = std::move(logs.motion);
-    if (clip.metadata.frameTimes.empty() && !logs.frames.empty()) {
-        clip.metadata.frameTimes = readFrameTimes(logs.frames);
-    }
-}
-
-/// Seconds of the frames' clock in a second of the log's.
-double clockFactor(const ClipData& clip) {
-    return 1.0 / (1.0 + clip.metadata.clockDrift.value_or(0.0));
-}
-
-/// Focal length in pixels of a pinhole with an angle across a side.
-double focalLengthOf(double degrees, int mode, const StreamProperties& stream) {
-    double side = stream.width;
-    if (mode == ZPR_FOV_HEIGHT) side = stream.height;
-    if (mode == ZPR_FOV_DIAGONAL) side = std::hypot(stream.width, stream.height);
-    return side / 2.0 / std::tan(toRadians(degrees / 2.0));
-}
-
-void setFieldOfView(const ElementSettings& settings, const ClipData& clip,
-                    const StreamProperties& stream, ZPR_Param& param) {
-    const ClipMetadata& metadata = clip.metadata;
-    const auto inPixels = [&](double focalLength) {
-        param.fieldOfViewMode = ZPR_FOV_FOCAL_LENGTH;
-        param.fieldOfView = focalLength;
-    };
-    if (settings.focalLength) return inPixels(*settings.focalLength);
-    if (!settings.fieldOfView && metadata.focalLength) {
-        // Metadata is that of the clip's own size; the video may have been scaled since.
-        const double scale =
-            metadata.width ? static_cast<double>(stream.width) / *metadata.width : 1.0;
-        return inPixels(*metadata.focalLength * scale);
-    }
-    param.fieldOfViewMode = settings.fieldOfViewMode;
-    if (settings.fieldOfView) param.fieldOfView = *settings.fieldOfView;
-    if (stream.paddedWidth() == stream.width) return;
-    // The angle is that of the frame without its padding.
-    inPixels(focalLengthOf(param.fieldOfView, param.fieldOfViewMode, stream));
+    camera.fieldOfView.prefer(view, settings.focalLength ? "focal-length" : "field-of-view");
+    camera.readoutTime.prefer(settings.readoutTime, "readout-time");
+    camera.timeOffset.prefer(settings.timeOffset, "time-offset");
+    camera.axes.prefer(axes, "axes");
+    return camera;
 }
 
 ZPR_Image imageOf(int width, int height) {
@@ -103,18 +62,22 @@ std::optional<int> maskOf(const ElementSettings& settings) {
 
 }  // namespace
 
-ClipData loadClip(const ElementSettings& settings, const std::string& video) {
-    ClipData clip;
-    if (!settings.clipFile.empty()) {
-        clip.metadata = naming("clip-file", [&] { return readClipMetadata(settings.clipFile); });
-    }
-    const bool isNamed = !settings.motionFile.empty();
-    if (isNamed || clip.metadata.motionLog) {
-        clip.motionFile = isNamed ? settings.motionFile : *clip.metadata.motionLog;
-        clip.log = naming(isNamed ? "motion-file" : "clip-file",
-                          [&] { return readMotionLog(clip.motionFile); });
-    } else if (settings.motionFromVideo && !video.empty()) {
-        naming("motion-from-video", [&] { findMotion(video, clip); });
+ClipInputs loadClip(const ElementSettings& settings, const std::string& video) {
+    ClipFiles named;
+    named.video = video.empty() ? "-" : video;
+    named.metadata = settings.clipFile;
+    named.motion = settings.motionFile;
+    const char* finder = settings.clipFile.empty() ? "motion-from-video" : "clip-file";
+    FoundClip found = naming(finder, [&] { return findClipFiles(named); });
+    const char* reader = settings.motionFile.empty() ? finder : "motion-file";
+    ClipInputs clip = naming(reader, [&] {
+        const bool isKnown = !video.empty();
+        return loadClipInputs(std::move(found),
+                              isKnown ? propertiesOf(VideoReader(video)) : VideoProperties());
+    });
+    if (!clip.log && !video.empty()) {
+        throw std::runtime_error("motion-from-video: " + video +
+                                 " holds no telemetry, and no motion log is beside it");
     }
     return clip;
 }
@@ -124,21 +87,23 @@ int StreamProperties::paddedWidth() const {
     return (width + kMeshStep - 1) / kMeshStep * kMeshStep;
 }
 
-ZPR_Param libraryParam(const ElementSettings& settings, const ClipData& clip,
+ZPR_Param libraryParam(const ElementSettings& settings, const ClipInputs& clip,
                        const StreamProperties& stream) {
-    const ClipMetadata& metadata = clip.metadata;
+    const CameraSettings camera = cameraOf(settings, clip);
     ZPR_Param param{};
     ZPR_GetDefaultParam(&param);
     param.inputImage = imageOf(stream.paddedWidth(), stream.height);
     param.outputImage =
         stream.keepsSize() ? param.inputImage : imageOf(stream.outputWidth, stream.outputHeight);
-    setFieldOfView(settings, clip, stream, param);
-    const std::optional<double> logged = clip.log ? clip.log->readoutTime : std::nullopt;
-    param.readoutTime = settings.readoutTime.value_or(
-        metadata.readoutTime.value_or(logged.value_or(param.readoutTime)));
-    // Not the library's default, which is that of one phone's live camera.
-    param.timeOffset =
-        settings.timeOffset.value_or(metadata.timeOffset.value_or(0.0)) * clockFactor(clip);
+    FieldOfView view = camera.fieldOfView.value;
+    if (stream.paddedWidth() != stream.width) {
+        // The angle is that of the frame without its padding.
+        view = {focalLength(view, clip.video), ZPR_FOV_FOCAL_LENGTH};
+    }
+    param.fieldOfView = view.size;
+    param.fieldOfViewMode = view.mode;
+    param.readoutTime = camera.readoutTime.value;
+    param.timeOffset = camera.timeOffset.value * camera.clockFactor();
     param.sensorMask = static_cast<int>(settings.sensorMask);
     param.cropPercent = settings.crop;
     param.smoothingLevel =
@@ -147,16 +112,17 @@ ZPR_Param libraryParam(const ElementSettings& settings, const ClipData& clip,
     return param;
 }
 
-std::vector<std::string> parameterWarnings(const ElementSettings& settings, const ClipData& clip,
+std::vector<std::string> parameterWarnings(const ElementSettings& settings, const ClipInputs& clip,
                                            const StreamProperties& stream) {
+    const CameraSettings camera = cameraOf(settings, clip);
     std::vector<std::string> warnings = clip.metadata.warnings;
-    if (!settings.focalLength && !settings.fieldOfView && !clip.metadata.focalLength) {
+    if (camera.fieldOfView.source == Source::kDefault) {
         warnings.emplace_back(
             "field-of-view: not known, a view of 65.4 degrees across the width is assumed; set "
             "focal-length, field-of-view or clip-file");
     }
-    if (clip.metadata.lens && !clip.metadata.lens->isNone()) {
-        warnings.emplace_back("clip-file: its lens is ignored, a pinhole is assumed");
+    if (!camera.lens.value.isNone()) {
+        warnings.push_back(camera.lens.origin + ": its lens is ignored, a pinhole is assumed");
     }
     if (settings.crop == 100) {
         warnings.emplace_back("crop: 100 leaves no margin: frames will hardly be stabilized");
@@ -171,19 +137,16 @@ std::vector<std::string> parameterWarnings(const ElementSettings& settings, cons
     return warnings;
 }
 
-AxisMapping axesOf(const ElementSettings& settings, const ClipData& clip) {
-    if (!settings.axes.empty()) {
-        return naming("axes", [&] { return AxisMapping::fromLetters(settings.axes); });
-    }
-    if (clip.metadata.axes) return *clip.metadata.axes;
-    return clip.log ? clip.log->orientation : AxisMapping();
+AxisMapping axesOf(const ElementSettings& settings, const ClipInputs& clip) {
+    return cameraOf(settings, clip).axes.value;
 }
 
-std::vector<ZPR_SensorData> logSamples(const ElementSettings& settings, const ClipData& clip,
+std::vector<ZPR_SensorData> logSamples(const ElementSettings& settings, const ClipInputs& clip,
                                        double framesPerSecond, ZPR_Param& param) {
+    const CameraSettings camera = cameraOf(settings, clip);
     MotionLog log = *clip.log;
-    log.stretch(clockFactor(clip));
-    naming("axes", [&] { log.toDeviceAxes(axesOf(settings, clip)); });
+    log.stretch(camera.clockFactor());
+    naming("axes", [&] { log.toDeviceAxes(camera.axes.value); });
     const SensorTypes types = chooseSensors(maskOf(settings), "sensor-mask", log);
     param.sensorMask = types.mask;
     limitRate(log, types, largestSampleRate(settings.delay, framesPerSecond, param.readoutTime));

@@ -1,12 +1,9 @@
 #pragma once
 
 #include "gstreamer/element_settings.h"
-#include "motion/axis_mapping.h"
-#include "motion/clip_metadata.h"
-#include "motion/motion_log.h"
+#include "recording/camera_settings.h"
 #include "zpr_framehold.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,17 +12,10 @@ namespace framehold {
 /// Gravity of a camera that is held level, in device axes, where it is not known.
 constexpr Vec3 kPictureTop{9.81, 0.0, 0.0};  // m/s^2
 
-/// Files that describe a stream, read once.
-struct ClipData {
-    ClipMetadata metadata;
-    std::string motionFile;  // empty: samples come live
-    std::optional<MotionLog> log;
-};
-
-/// Reads the clip-file and the motion log: the motion-file, else that of the clip-file, else what is
-/// in or beside the video. video: path of the video, or empty.
+/// Reads the clip-file and the motion-file and, for a video, what is in it and beside it: as the
+/// program does. video: path, or empty. Without a log samples come live.
 /// Throws std::runtime_error with the name of the property.
-ClipData loadClip(const ElementSettings& settings, const std::string& video);
+ClipInputs loadClip(const ElementSettings& settings, const std::string& video);
 
 /// Properties of the frames of a stream.
 struct StreamProperties {
@@ -41,21 +31,22 @@ struct StreamProperties {
     int paddedWidth() const;
 };
 
-/// Parameters of the library for a stream, without a sensor mask that is not set.
+/// Parameters of the library for a stream, without a sensor mask that is not set. clip: `video` is
+/// that of the stream.
 /// Throws std::runtime_error with the name and the range of the property.
-ZPR_Param libraryParam(const ElementSettings& settings, const ClipData& clip,
+ZPR_Param libraryParam(const ElementSettings& settings, const ClipInputs& clip,
                        const StreamProperties& stream);
 
 /// Warnings about the parameters, for the user.
-std::vector<std::string> parameterWarnings(const ElementSettings& settings, const ClipData& clip,
+std::vector<std::string> parameterWarnings(const ElementSettings& settings, const ClipInputs& clip,
                                            const StreamProperties& stream);
 
 /// Axes of live samples. Throws std::runtime_error.
-AxisMapping axesOf(const ElementSettings& settings, const ClipData& clip);
+AxisMapping axesOf(const ElementSettings& settings, const ClipInputs& clip);
 
 /// Samples of the clip's log as the library takes them; sets the parameters' sensor mask.
 /// Throws std::runtime_error.
-std::vector<ZPR_SensorData> logSamples(const ElementSettings& settings, const ClipData& clip,
+std::vector<ZPR_SensorData> logSamples(const ElementSettings& settings, const ClipInputs& clip,
                                        double framesPerSecond, ZPR_Param& param);
 
 /// Brings a live sample to the axes of the device. Throws std::invalid_argument for an orientation

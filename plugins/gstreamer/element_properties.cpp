@@ -103,7 +103,8 @@ void installCamera(GObjectClass* type) {
         type, kReadoutTime,
         g_param_spec_double("readout-time", "Readout time",
                             "Seconds from the exposure of a frame's first row to that of its last "
-                            "(rolling shutter); default: that of clip-file or the motion log",
+                            "(rolling shutter); default: that of clip-file, a table of frames or "
+                            "the motion log",
                             0.0, 1.0, 0.0299, kNextStart));
     g_object_class_install_property(
         type, kTimeOffset,
@@ -134,8 +135,8 @@ void installMotion(GObjectClass* type) {
     g_object_class_install_property(
         type, kMotionFromVideo,
         g_param_spec_boolean("motion-from-video", "Motion from video",
-                             "Without motion-file: read the telemetry in the local file that is "
-                             "played, or the log beside it",
+                             "Without motion-file: find the metadata and the motion log beside "
+                             "the local file that is played, or the telemetry in it",
                              FALSE, kNextStart));
     g_object_class_install_property(
         type, kSensorMask,

@@ -18,8 +18,8 @@ constexpr int kAutoSmoothing = 0;   // the level is chosen for every frame
 constexpr unsigned kAutoMask = 0;   // types that come are enabled
 constexpr int kLargestDelay = 255;  // frames, that the smoothing policy looks back
 
-/// Properties of the element. What is not set is taken from the clip-file, then from the motion log,
-/// then from a default.
+/// Properties of the element. What is not set is taken from the clip-file, then from a table of
+/// frames, then from the motion log, then from a default.
 struct ElementSettings {
     std::optional<double> fieldOfView;  // degrees
     int fieldOfViewMode = 1;            // ZPR_FOV_WIDTH, _HEIGHT or _DIAGONAL

@@ -71,7 +71,7 @@ GstFlowReturn FrameFilter::fail(const std::string& text) {
 bool FrameFilter::pushSample(ZPR_SensorData sample) {
     {
         const std::lock_guard<std::mutex> lock(axesMutex_);
-        if (!liveAxes_) liveAxes_ = axesOf(settings(), ClipData{});
+        if (!liveAxes_) liveAxes_ = axesOf(settings(), ClipInputs());
         if (sample.type >= 1 && sample.type <= 6) toDeviceAxes(*liveAxes_, sample);
     }
     const bool isTaken = motion_.push(sample);
@@ -94,9 +94,10 @@ void FrameFilter::noteQos(GstEvent* event) {
 
 void FrameFilter::start() {
     const ElementSettings wanted = settings();
-    if (!wanted.motionFromVideo || !wanted.motionFile.empty()) clip_ = loadClip(wanted, "");
+    isClipRead_ = !wanted.motionFromVideo || !wanted.motionFile.empty();
+    if (isClipRead_) clip_ = loadClip(wanted, "");
     const std::lock_guard<std::mutex> lock(axesMutex_);
-    liveAxes_ = axesOf(wanted, clip_.value_or(ClipData()));
+    liveAxes_ = axesOf(wanted, clip_);
 }
 
 void FrameFilter::stop() {
@@ -104,7 +105,8 @@ void FrameFilter::stop() {
     output_.stop();
     motion_.clear();
     motion_.setEnded(false);
-    clip_.reset();
+    clip_ = ClipInputs();
+    isClipRead_ = false;
     hasLog_ = hasStarted_ = hasWarnedOfRate_ = isNegotiated_ = false;
     inputCaps_.reset();
     times_ = FrameTimes();
@@ -128,7 +130,7 @@ void FrameFilter::flush(bool resetsTime) {
 
 /// The files that are known only once the stream has begun.
 void FrameFilter::findClip() {
-    if (clip_) return;
+    if (isClipRead_) return;
     const GstHandle<GstQuery> query(gst_query_new_uri());
     std::string video;
     if (gst_pad_peer_query(sink_, query.get())) {
@@ -143,13 +145,23 @@ void FrameFilter::findClip() {
         throw std::runtime_error("motion-from-video: the stream does not come from a local file");
     }
     clip_ = loadClip(settings(), video);
+    isClipRead_ = true;
+    setVideo();
+}
+
+/// Frames may have another size and rate than those in the file.
+void FrameFilter::setVideo() {
+    clip_.video.width = stream_.width;
+    clip_.video.height = stream_.height;
+    clip_.video.framesPerSecond = stream_.framesPerSecond;
 }
 
 /// Seconds of a frame on the clock of the samples, without the time offset.
 double FrameFilter::frameTime(GstClockTime timestamp) {
-    const bool isLog = clip_->log.has_value();
-    if (isLog && !clip_->metadata.frameTimes.empty()) {
-        return times_.take(timestamp, clip_->metadata.frameTimes);
+    const bool isLog = clip_.log.has_value();
+    const ClipMetadata& metadata = clip_.metadata;
+    if (isLog && !metadata.frameTimes.empty()) {
+        return times_.take(timestamp, metadata.frameTimes, metadata.framesFile);
     }
     FrameClock clock = settings().frameClock;
     if (clock == FrameClock::kAuto) {
@@ -201,13 +213,13 @@ GstFlowReturn FrameFilter::chain(GstHandle<GstBuffer> buffer) try {
 void FrameFilter::startSession(double time) {
     if (hasStarted_) ++statistics_.restarts;
     ElementSettings wanted = settings();
-    ZPR_Param param = libraryParam(wanted, *clip_, stream_);
+    ZPR_Param param = libraryParam(wanted, clip_, stream_);
     param.inputImage.pitch[0] = param.inputImage.pitch[1] = input_->latest().pitch[0];
-    if (clip_->log && !hasLog_) {
-        motion_.setLog(logSamples(wanted, *clip_, stream_.framesPerSecond, param));
+    if (clip_.log && !hasLog_) {
+        motion_.setLog(logSamples(wanted, clip_, stream_.framesPerSecond, param));
         logMask_ = param.sensorMask;
     }
-    hasLog_ = clip_->log.has_value();
+    hasLog_ = clip_.log.has_value();
     if (hasLog_) param.sensorMask = logMask_;
     motion_.rewind();
     const double need = time + param.timeOffset + param.readoutTime;
@@ -233,7 +245,7 @@ void FrameFilter::startSession(double time) {
         session_->addSample(gravity);
     }
     if (!hasStarted_) {
-        for (const std::string& text : parameterWarnings(wanted, *clip_, stream_)) warn(text);
+        for (const std::string& text : parameterWarnings(wanted, clip_, stream_)) warn(text);
     }
     hasStarted_ = true;
     updateLatency();

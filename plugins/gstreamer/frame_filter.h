@@ -83,6 +83,7 @@ private:
     bool negotiate();
     bool negotiateOnce();
     void findClip();
+    void setVideo();
     void startSession(double time);
     double frameTime(GstClockTime timestamp);
     void feed(double until);
@@ -108,7 +109,8 @@ private:
     mutable std::mutex axesMutex_;
     std::optional<AxisMapping> liveAxes_;
 
-    std::optional<ClipData> clip_;
+    ClipInputs clip_;  // its video: that of the stream
+    bool isClipRead_ = false;
     bool hasLog_ = false;
     int logMask_ = 0;  // types of the log's samples
     FrameTimes times_;

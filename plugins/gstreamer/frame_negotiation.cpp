@@ -31,6 +31,7 @@ bool FrameFilter::setCaps(GstCaps* caps) {
         stream_.framesPerSecond = static_cast<double>(inputInfo_.fps_n) / inputInfo_.fps_d;
     }
     times_.setFrameRate(stream_.framesPerSecond);
+    setVideo();
     gst_pad_check_reconfigure(src_);
     // What a flush cuts short is done again with the next frame.
     return negotiate() || !isRefused_;
@@ -84,7 +85,7 @@ bool FrameFilter::negotiateOnce() {
 /// A frame leaves when the one that is `delay` frames later has come with its samples.
 void FrameFilter::updateLatency() {
     const ElementSettings wanted = settings();
-    const ZPR_Param param = libraryParam(wanted, clip_.value_or(ClipData()), stream_);
+    const ZPR_Param param = libraryParam(wanted, clip_, stream_);
     const double readout = std::max(0.0, param.readoutTime + param.timeOffset);
     const double seconds = (param.delayFrames / stream_.framesPerSecond + readout) /
                            std::max(times_.segment().rate, 1e-3);

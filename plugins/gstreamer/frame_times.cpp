@@ -43,7 +43,8 @@ double FrameTimes::take(GstClockTime timestamp, FrameClock clock, GstClockTime b
     return clock == FrameClock::kRunningTime ? running : running + secondsOf(baseTime);
 }
 
-double FrameTimes::take(GstClockTime timestamp, const std::vector<double>& table) {
+double FrameTimes::take(GstClockTime timestamp, const std::vector<double>& table,
+                        const std::string& file) {
     if (GST_CLOCK_TIME_IS_VALID(last_)) {
         const double passed = (secondsOf(timestamp) - secondsOf(last_)) * rate_;
         number_ += passed < 1.5 ? 1 : static_cast<size_t>(std::lround(passed));
@@ -52,8 +53,8 @@ double FrameTimes::take(GstClockTime timestamp, const std::vector<double>& table
     }
     last_ = timestamp;
     if (number_ < table.size()) return table[number_];
-    throw std::runtime_error(fmt::format(
-        "clip-file: its table has the times of {} frames, the video has more", table.size()));
+    throw std::runtime_error(
+        fmt::format("{}: has {} frames, the video has more", file, table.size()));
 }
 
 }  // namespace framehold

@@ -3,6 +3,7 @@
 #include "gstreamer/element_settings.h"
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include <gst/gst.h>
@@ -29,8 +30,9 @@ public:
     /// not kAuto. baseTime: of the element.
     double take(GstClockTime timestamp, FrameClock clock, GstClockTime baseTime);
     /// The same by a table of the times of all frames. They are counted; after a gap or a seek their
-    /// number is that of a constant rate. Throws std::runtime_error for more frames than it has.
-    double take(GstClockTime timestamp, const std::vector<double>& table);
+    /// number is that of a constant rate. file: of the table, for the message. Throws
+    /// std::runtime_error for more frames than it has.
+    double take(GstClockTime timestamp, const std::vector<double>& table, const std::string& file);
 
 private:
     double streamSeconds(GstClockTime timestamp) const;

@@ -20,12 +20,6 @@ int modeOf(const std::string& side) {
     return ZPR_FOV_WIDTH + static_cast<int>(found - kSides);
 }
 
-/// Options go before all other sources.
-template <class T>
-void take(const std::optional<T>& option, const char* name, Setting<T>& setting) {
-    if (option) setting = {*option, Source::kOption, name};
-}
-
 }  // namespace
 
 const char* sideOf(int fieldOfViewMode) { return kSides[fieldOfViewMode - ZPR_FOV_WIDTH]; }
@@ -39,11 +33,11 @@ CameraSettings resolveCamera(const CameraOptions& options, const ClipInputs& cli
     if (options.axes) axes = AxisMapping::fromLetters(*options.axes);
 
     CameraSettings camera = knownCamera(clip, found);
-    take(view, options.focalLength ? "--focal" : "--fov", camera.fieldOfView);
-    take(options.lens.lens(), "--lens", camera.lens);
-    take(options.readoutTime, "--readout", camera.readoutTime);
-    take(options.timeOffset, "--time-offset", camera.timeOffset);
-    take(axes, "--axes", camera.axes);
+    camera.fieldOfView.prefer(view, options.focalLength ? "--focal" : "--fov");
+    camera.lens.prefer(options.lens.lens(), "--lens");
+    camera.readoutTime.prefer(options.readoutTime, "--readout");
+    camera.timeOffset.prefer(options.timeOffset, "--time-offset");
+    camera.axes.prefer(axes, "--axes");
     return camera;
 }
 

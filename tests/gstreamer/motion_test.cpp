@@ -129,7 +129,7 @@ TEST(FrameTimes, FramesOfATableAreCounted) {
     std::vector<double> table;
     for (int i = 0; i < 100; ++i) table.push_back(7.0 + 0.041 * i);
     const auto number = [&](GstClockTime timestamp) {
-        return std::lround((times.take(timestamp, table) - 7.0) / 0.041);
+        return std::lround((times.take(timestamp, table, "frames.csv") - 7.0) / 0.041);
     };
     EXPECT_EQ(number(0), 0);
     EXPECT_EQ(number(40 * GST_MSECOND), 1);

@@ -44,23 +44,38 @@ done < <(awk '/^    gst-launch/ || more { sub(/^ +/, ""); line = line $0
 [ $count -ge 5 ] || fail "$document has $count pipelines"
 [ -s steady.webm ] || fail "no steady.webm"
 
-# same VIDEO METADATA: compares the frames of the element and of the program.
+# same VIDEO PROPERTIES OPTIONS: compares the frames of the element and of the program.
 same() {
-    local video=$1 json=$2
+    local video=$1 properties=$2 options=${3:-}
+    # Both are lists.
+    # shellcheck disable=SC2086
     gst-launch-1.0 -q filesrc location="$video" ! decodebin ! videoconvert \
-        ! framehold clip-file="$json" ! videoconvert ! video/x-raw,format=I420 \
+        ! framehold $properties ! videoconvert ! video/x-raw,format=I420 \
         ! filesink location=element.yuv >log 2>&1 || fail "$video: $(cat log)"
-    "$framehold" stabilize -q "$video" --clip "$json" --engine live -o - 2>/dev/null |
+    # shellcheck disable=SC2086
+    "$framehold" stabilize -q "$video" $options --engine live -o - 2>log |
         ffmpeg -loglevel error -f yuv4mpegpipe -i - -f rawvideo -y program.yuv
     local bytes
     bytes=$(stat -c %s program.yuv)
-    [ "$bytes" -gt 0 ] || fail "$video: the program wrote nothing"
+    [ "$bytes" -gt 0 ] || fail "$video: the program wrote nothing: $(cat log)"
     cmp element.yuv program.yuv || fail "$video: pixels are not the program's"
     echo "$video: $bytes bytes equal the program's, md5 $(md5sum <element.yuv | cut -d' ' -f1)"
 }
-same walk.mp4 walk.json
+# A clip.json of the video's name; an app's log with tables of frames; telemetry.
+same walk.mp4 motion-from-video=true
+mkdir app telemetry
+cp walk.mp4 app/movie.mp4
+"$framehold" convert -q walk.gcsv -o app/gyro_accel.csv || fail "convert"
+awk -F, 'NR > 1 { printf "%d\n", ($2 + 0.0004) * 1e9 }' simulated/frames.csv >app/frame_timestamps.txt
+awk -F, 'NR == 1 { print "time_ns,exposure_ns,readout_ns,fx[px],width" }
+    NR > 1 { printf "%d,8000000,29900000,2300,512\n", ($2 + 0.0004) * 1e9 }' simulated/frames.csv \
+    >app/movie_metadata.csv
+same app/movie.mp4 motion-from-video=true
+"$framehold" convert -q walk.gcsv --video walk.mp4 -o telemetry/walk.mp4 || fail "convert"
+same telemetry/walk.mp4 "motion-from-video=true field-of-view=13" "--fov 13"
 if [ -d "$clips/phone-walk" ]; then
-    same "$clips/phone-walk/clip.mp4" "$clips/phone-walk/clip.json"
+    walk=$clips/phone-walk
+    same "$walk/clip.mp4" "clip-file=$walk/clip.json" "--clip $walk/clip.json"
 elif [ $failures -eq 0 ]; then
     echo "SKIPPED: $clips/phone-walk is missing"
     exit 77

@@ -2,6 +2,7 @@
 
 #include "recording/clip_inputs.h"
 
+#include <optional>
 #include <string>
 
 namespace framehold {
@@ -21,6 +22,11 @@ struct Setting {
     T value{};
     Source source = Source::kDefault;
     std::string origin;  // for the user: the option, the file, ...
+
+    /// Takes the value of an option, if there is one. name: of the option.
+    void prefer(const std::optional<T>& option, const char* name) {
+        if (option) *this = {*option, Source::kOption, name};
+    }
 };
 
 /// Degrees across a side or, for ZPR_FOV_FOCAL_LENGTH, pixels of focal length.
