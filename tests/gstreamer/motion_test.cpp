@@ -140,14 +140,24 @@ TEST(FrameTimes, FramesOfATableAreCounted) {
     EXPECT_THROW(number(4100 * GST_MSECOND), std::runtime_error);
 }
 
-// The same pictures come out, whatever way the samples take and whatever their clock is.
-TEST(MotionPad, TakesRecordsOfAnotherClock) {
+// The same pictures come out, whatever the clock of frames and samples is.
+TEST(MotionPad, TakesRecordsOfAnyClock) {
+    constexpr struct {
+        const char* clock;
+        double baseTime;  // seconds on the pipeline's clock
+        double shift;     // seconds from running time to the times of records
+    } kCases[] = {{"running-time", 12345.0, 0.0},
+                  {"stream-time", 12345.0, 0.0},
+                  {"pipeline-clock", 12345.0, 12345.0},
+                  {"auto", 0.0, 777.0}};
     const Stream stream(128, 96);
     std::vector<uint64_t> expected;
-    for (const double shift : {0.0, 12345.0}) {
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.clock);
         const ElementHarness element(stream.caps(), 2);
-        const bool isAnother = shift != 0.0;
-        g_object_set(element.element(), "frame-clock", isAnother ? 0 : 1, nullptr);
+        gst_util_set_object_arg(G_OBJECT(element.element()), "frame-clock", c.clock);
+        gst_element_set_base_time(element.element(),
+                                  static_cast<GstClockTime>(c.baseTime * GST_SECOND));
         GstHarness* motion = gst_harness_new_with_element(element.element(), "motion", nullptr);
         gst_harness_set_src_caps_str(motion, framehold::kMotionMediaType);
         std::vector<ZPR_SensorData> samples = handSamples(1.0);
@@ -156,7 +166,7 @@ TEST(MotionPad, TakesRecordsOfAnotherClock) {
             std::vector<ZPR_SensorData> part(
                 samples.begin() + static_cast<ptrdiff_t>(i),
                 samples.begin() + static_cast<ptrdiff_t>(std::min(i + 10, samples.size())));
-            for (ZPR_SensorData& s : part) s.timestamp += shift;
+            for (ZPR_SensorData& s : part) s.timestamp += c.shift;
             EXPECT_EQ(gst_harness_push(motion, recordsOf(part, timestamp).release()), GST_FLOW_OK);
         }
         gst_harness_push_event(motion, gst_event_new_eos());
