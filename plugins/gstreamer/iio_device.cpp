@@ -262,7 +262,7 @@ void IioDevice::startBuffer(int bufferLength) {
 /// of its size, and the record's size a multiple of the largest.
 void IioDevice::readLayout() {
     struct Placed {
-        int index;
+        double index;
         Channel channel;
     };
     std::vector<Placed> placed;
@@ -277,7 +277,7 @@ void IioDevice::readLayout() {
         Placed p{};
         p.channel.prefix = file.substr(0, file.size() - kSuffix);
         const std::string stem = path("scan_elements/" + p.channel.prefix);
-        p.index = static_cast<int>(numberIn(stem + "_index", textIn(stem + "_index").value_or("")));
+        p.index = numberIn(stem + "_index", textIn(stem + "_index").value_or(""));
         const std::string type = textIn(stem + "_type").value_or("");
         const auto element = parseIioElement(type);
         if (!element) throw FileError(stem + "_type", 0, "'" + excerpt(type) + "' is not known");
@@ -287,6 +287,16 @@ void IioDevice::readLayout() {
     if (error) throw FileError(path("scan_elements"), 0, "cannot be read: " + error.message());
     std::sort(placed.begin(), placed.end(),
               [](const Placed& a, const Placed& b) { return a.index < b.index; });
+    for (const Kind& kind : kinds_) {
+        for (const Channel& channel : kind.axes) {
+            const auto isIt = [&channel](const Placed& p) {
+                return p.channel.prefix == channel.prefix;
+            };
+            if (!kind.isThere || std::any_of(placed.begin(), placed.end(), isIt)) continue;
+            throw FileError(path("scan_elements/" + channel.prefix + "_en"), 0,
+                            "cannot be set to 1");
+        }
+    }
     const auto roundedUp = [](size_t n, size_t step) { return (n + step - 1) / step * step; };
     size_t largest = 1;
     recordBytes_ = 0;

@@ -231,9 +231,11 @@ TEST_F(IioSource, PollsWhereThereIsNoBuffer) {
     EXPECT_GT(samples[4].timestamp, samples[0].timestamp);
 }
 
+constexpr const char* kIgnored = "/dev/null";
+
 struct Fault {
     const char* file;  // in the tree
-    const char* text;  // nullptr: it is removed
+    const char* text;  // nullptr: it is removed; kIgnored: so is what is written to it
     const char* options;
     const char* said;
 };
@@ -247,6 +249,8 @@ TEST_F(IioSource, NamesTheFileThatIsWrong) {
          "in_accel_y_type: 'le:s16' is not known"},
         {"sys/iio:device3/scan_elements/in_temp_index", nullptr, "mode=buffer",
          "in_temp_index: '' is no number"},
+        {"sys/iio:device3/scan_elements/in_accel_y_en", kIgnored, "mode=buffer",
+         "in_accel_y_en: cannot be set to 1"},
         {"dev/iio:device3", nullptr, "mode=buffer",
          "dev/iio:device3: cannot be opened: No such file"},
         {"sys/iio:device3/sampling_frequency", nullptr, "rate=10",
@@ -259,11 +263,10 @@ TEST_F(IioSource, NamesTheFileThatIsWrong) {
         fs::remove_all(folder_.path("sys"));
         fs::remove_all(folder_.path("dev/iio:device3"));
         makeSixAxes();
-        if (fault.text == nullptr) {
-            fs::remove_all(folder_.path(fault.file));
-        } else {
-            write(fault.file, fault.text);
-        }
+        const bool isIgnored = fault.text == kIgnored;
+        if (fault.text == nullptr || isIgnored) fs::remove_all(folder_.path(fault.file));
+        if (isIgnored) fs::create_symlink(kIgnored, folder_.path(fault.file));
+        if (fault.text != nullptr && !isIgnored) write(fault.file, fault.text);
         const std::string said = run(fault.options, [] {});
         EXPECT_NE(said.find(fault.said), std::string::npos) << fault.said << ": " << said;
     }
