@@ -16,8 +16,12 @@ double secondsOf(GstClockTime time) { return static_cast<double>(time) / GST_SEC
 
 GstClockTime FrameTimes::timestampOf(GstBuffer* buffer) const {
     if (GST_BUFFER_PTS_IS_VALID(buffer)) return GST_BUFFER_PTS(buffer);
-    if (!GST_CLOCK_TIME_IS_VALID(last_)) return segment_.start;
-    return last_ + static_cast<GstClockTime>(std::llround(GST_SECOND / rate_));
+    return GST_CLOCK_TIME_IS_VALID(following_) ? following_ : segment_.start;
+}
+
+void FrameTimes::note(GstClockTime timestamp) {
+    last_ = timestamp;
+    following_ = timestamp + static_cast<GstClockTime>(std::llround(GST_SECOND / rate_));
 }
 
 bool FrameTimes::isApart(GstClockTime timestamp) const {
@@ -34,7 +38,7 @@ double FrameTimes::streamSeconds(GstClockTime timestamp) const {
 }
 
 double FrameTimes::take(GstClockTime timestamp, FrameClock clock, GstClockTime baseTime) {
-    last_ = timestamp;
+    note(timestamp);
     if (clock == FrameClock::kStreamTime) return streamSeconds(timestamp);
     guint64 value = 0;
     const gint sign =
@@ -51,7 +55,7 @@ double FrameTimes::take(GstClockTime timestamp, const std::vector<double>& table
     } else {
         number_ = static_cast<size_t>(std::lround(std::max(0.0, streamSeconds(timestamp)) * rate_));
     }
-    last_ = timestamp;
+    note(timestamp);
     if (number_ < table.size()) return table[number_];
     throw std::runtime_error(
         fmt::format("{}: has {} frames, the video has more", file, table.size()));

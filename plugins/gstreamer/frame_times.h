@@ -15,7 +15,10 @@ class FrameTimes {
 public:
     FrameTimes() { gst_segment_init(&segment_, GST_FORMAT_TIME); }
 
-    void setSegment(const GstSegment& segment) { segment_ = segment; }
+    void setSegment(const GstSegment& segment) {
+        segment_ = segment;
+        following_ = GST_CLOCK_TIME_NONE;
+    }
     const GstSegment& segment() const { return segment_; }
     void setFrameRate(double framesPerSecond) { rate_ = framesPerSecond; }
     /// Forgets the frame taken last.
@@ -36,11 +39,13 @@ public:
 
 private:
     double streamSeconds(GstClockTime timestamp) const;
+    void note(GstClockTime timestamp);
 
     GstSegment segment_;
     double rate_ = 30.0;
-    GstClockTime last_ = GST_CLOCK_TIME_NONE;  // timestamp of the frame taken last
-    size_t number_ = 0;                        // likewise, in the table
+    GstClockTime last_ = GST_CLOCK_TIME_NONE;       // timestamp of the frame taken last
+    GstClockTime following_ = GST_CLOCK_TIME_NONE;  // a frame later, in this segment
+    size_t number_ = 0;                             // of the frame taken last, in the table
 };
 
 }  // namespace framehold

@@ -123,6 +123,18 @@ TEST(FrameTimes, AreThoseOfTheClock) {
     }
 }
 
+TEST(FrameTimes, BuffersWithoutTimestampsGoOn) {
+    framehold::FrameTimes times;
+    times.setFrameRate(25.0);
+    const Buffer buffer(gst_buffer_new());
+    for (int n = 0; n < 6; ++n) {
+        const GstClockTime timestamp = times.timestampOf(buffer.get());
+        EXPECT_EQ(timestamp, static_cast<GstClockTime>(n) * 40 * GST_MSECOND);
+        times.take(timestamp, framehold::FrameClock::kRunningTime, 0);
+        if (n == 3) times.restart();
+    }
+}
+
 TEST(FrameTimes, FramesOfATableAreCounted) {
     framehold::FrameTimes times;
     times.setFrameRate(25.0);
