@@ -88,6 +88,7 @@ gboolean videoEvent(GstPad* pad, GstObject* parent, GstEvent* event) {
         }
         case GST_EVENT_STREAM_START:
         case GST_EVENT_GAP:
+        case GST_EVENT_SEGMENT_DONE:
         case GST_EVENT_EOS:
             filter.drain();
             break;

@@ -166,6 +166,11 @@ TEST(Element, SegmentsGapsAndSizesDrainFirst) {
              segment.start = segment.time = GST_SECOND;
              gst_harness_push_event(element.harness(), gst_event_new_segment(&segment));
          }},
+        {"end of a segment",
+         [&](const ElementHarness& element) {
+             gst_harness_push_event(element.harness(),
+                                    gst_event_new_segment_done(GST_FORMAT_TIME, 0));
+         }},
         {"gap of seconds",
          [&](const ElementHarness& element) { element.push(stream.frame(6 + 60)); }},
         {"time that goes back",
