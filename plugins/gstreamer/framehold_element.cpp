@@ -228,8 +228,12 @@ GstPad* requestPad(GstElement* element, GstPadTemplate* padTemplate, const gchar
 }
 
 void releasePad(GstElement* element, GstPad* pad) {
-    filterOf(element).motion().setEnded(false);
+    framehold::MotionQueue& motion = filterOf(element).motion();
+    // What streams into the pad may wait for room until frames come again.
+    motion.setInputFlushing(true);
     gst_pad_set_active(pad, FALSE);
+    motion.setInputFlushing(false);
+    motion.setEnded(false);
     gst_element_remove_pad(element, pad);
 }
 

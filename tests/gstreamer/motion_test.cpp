@@ -203,3 +203,31 @@ TEST(MotionPad, RefusesPartsOfRecords) {
               "motion: a buffer has 50 bytes, which are no whole records of 48");
     gst_harness_teardown(motion);
 }
+
+TEST(MotionPad, IsReleasedWhileItWaitsForRoom) {
+    const ElementHarness element(Stream(128, 96).caps());
+    GstPad* motion = gst_element_request_pad_simple(element.element(), "motion");
+    GstPad* sensor = gst_pad_new("sensor", GST_PAD_SRC);
+    gst_pad_set_active(sensor, TRUE);
+    ASSERT_EQ(gst_pad_link(sensor, motion), GST_PAD_LINK_OK);
+    gst_pad_push_event(sensor, gst_event_new_stream_start("sensor"));
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    gst_pad_push_event(sensor, gst_event_new_segment(&segment));
+    std::vector<ZPR_SensorData> many;
+    for (int i = 0; i < 5000; ++i) many.push_back(rate(0.001 * i));
+    GstFlowReturn flow = GST_FLOW_OK;
+    std::thread thread(
+        [&] { flow = gst_pad_push(sensor, recordsOf(many, GST_CLOCK_TIME_NONE).release()); });
+    // No frame comes, so what is in the pad stays there.
+    while (GST_PAD_STREAM_TRYLOCK(motion)) {
+        GST_PAD_STREAM_UNLOCK(motion);
+        std::this_thread::yield();
+    }
+    gst_element_release_request_pad(element.element(), motion);
+    thread.join();
+    EXPECT_EQ(flow, GST_FLOW_FLUSHING);
+    gst_pad_set_active(sensor, FALSE);
+    gst_object_unref(sensor);
+    gst_object_unref(motion);
+}
