@@ -43,7 +43,10 @@ bool MotionQueue::push(ZPR_SensorData sample) {
         orientation_ = sample;
     }
     if (kindOf(sample.type) == SampleKind::kGravity) gravity_ = sample;
-    if (samples_.size() - next_ >= kMostWaiting) taken();
+    if (samples_.size() - next_ >= kMostWaiting) {
+        taken();
+        forget();
+    }
     const auto place = std::upper_bound(
         samples_.begin() + static_cast<ptrdiff_t>(next_), samples_.end(), sample.timestamp,
         [](double time, const ZPR_SensorData& other) { return time < other.timestamp; });
