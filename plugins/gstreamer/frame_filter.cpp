@@ -54,6 +54,16 @@ std::chrono::nanoseconds boundedWait(uint64_t nanoseconds) {
 
 }  // namespace
 
+void FilterStatistics::restart() {
+    for (std::atomic<uint64_t>* count :
+         {&framesIn, &framesOut, &framesDropped, &framesWithoutMotion, &samplesTaken,
+          &samplesDropped, &restarts, &inputCopies, &outputCopies, &renderNanoseconds,
+          &waitNanoseconds}) {
+        *count = 0;
+    }
+    smoothingLevel = 0;
+}
+
 ElementSettings FrameFilter::settings() const {
     const std::lock_guard<std::mutex> lock(settingsMutex_);
     return settings_;
@@ -94,6 +104,7 @@ void FrameFilter::noteQos(GstEvent* event) {
 
 void FrameFilter::start() {
     const ElementSettings wanted = settings();
+    statistics_.restart();
     isClipRead_ = !wanted.motionFromVideo || !wanted.motionFile.empty();
     if (isClipRead_) clip_ = loadClip(wanted, "");
     const std::lock_guard<std::mutex> lock(axesMutex_);
@@ -292,7 +303,7 @@ GstFlowReturn FrameFilter::push(GstHandle<GstBuffer> buffer, const WaitingFrame&
         ++statistics_.framesDropped;
         return GST_FLOW_OK;
     }
-    ++statistics_.framesOut;
+    if (flow == GST_FLOW_OK) ++statistics_.framesOut;
     return flow;
 }
 

@@ -31,6 +31,9 @@ struct FilterStatistics {
     std::atomic<uint64_t> renderNanoseconds{0};
     std::atomic<uint64_t> waitNanoseconds{0};
     std::atomic<int> smoothingLevel{0};
+
+    /// Sets all to 0.
+    void restart();
 };
 
 /// Video part of the element: takes what comes to its sink pad and pushes stabilized frames. All but

@@ -257,6 +257,8 @@ TEST(Element, CapsThatAFlushHasCutShortCount) {
     element.push(stream.frame(0));
     GstPad* src = GST_PAD(element.element()->srcpads->data);
     gst_pad_push_event(src, gst_event_new_flush_start());
+    EXPECT_EQ(element.push(stream.frame(1)), GST_FLOW_FLUSHING);
+    EXPECT_EQ(element.count("frames-out"), 1u);
     gst_harness_set_src_caps_str(element.harness(), larger.caps().c_str());
     gst_pad_push_event(src, gst_event_new_flush_stop(TRUE));
     GstSegment segment;
@@ -415,11 +417,13 @@ TEST(Element, ChangesItsStateAThousandTimes) {
     GstSegment segment;
     gst_segment_init(&segment, GST_FORMAT_TIME);
     Random random(1);
+    uint64_t frames = 0;  // since the last start
     for (int i = 0; i < 1000; ++i) {
         constexpr GstState kStates[] = {GST_STATE_NULL, GST_STATE_READY, GST_STATE_PAUSED,
                                         GST_STATE_PLAYING};
         const GstState state = kStates[random.integer(0, 3)];
         ASSERT_NE(gst_element_set_state(element.element(), state), GST_STATE_CHANGE_FAILURE);
+        if (state < GST_STATE_PAUSED) frames = 0;
         if (state < GST_STATE_PAUSED || i % 10 != 0) continue;
         // A stream begins anew: its start, its caps and its segment were forgotten.
         gst_pad_push_event(element.harness()->srcpad, gst_event_new_stream_start("a"));
@@ -429,5 +433,7 @@ TEST(Element, ChangesItsStateAThousandTimes) {
         gst_pad_push_event(element.harness()->srcpad, gst_event_new_segment(&segment));
         for (int n = 0; n < 4; ++n) ASSERT_EQ(element.push(stream.frame(n)), GST_FLOW_OK);
         while (element.pull()) continue;
+        frames += 4;
+        ASSERT_EQ(element.count("frames-in"), frames);
     }
 }
