@@ -201,7 +201,10 @@ GstFlowReturn FrameFilter::chain(GstHandle<GstBuffer> buffer) try {
     GST_BUFFER_PTS(waiting.properties.get()) = timestamp;
     waiting.runningTime =
         gst_segment_to_running_time(&times_.segment(), GST_FORMAT_TIME, timestamp);
-    if (!input_) input_.emplace(inputInfo_, stream_.paddedWidth(), settings().delay > 0);
+    if (!session_) {
+        wanted_ = settings();
+        input_.emplace(inputInfo_, stream_.paddedWidth(), wanted_.delay > 0);
+    }
     if (input_->take(std::move(buffer))) ++statistics_.inputCopies;
     if (!session_) startSession(time);
     const ZPR_Param& param = session_->param();
@@ -223,18 +226,17 @@ GstFlowReturn FrameFilter::chain(GstHandle<GstBuffer> buffer) try {
 
 void FrameFilter::startSession(double time) {
     if (hasStarted_) ++statistics_.restarts;
-    ElementSettings wanted = settings();
-    ZPR_Param param = libraryParam(wanted, clip_, stream_);
+    ZPR_Param param = libraryParam(wanted_, clip_, stream_);
     param.inputImage.pitch[0] = param.inputImage.pitch[1] = input_->latest().pitch[0];
     if (clip_.log && !hasLog_) {
-        motion_.setLog(logSamples(wanted, clip_, stream_.framesPerSecond, param));
+        motion_.setLog(logSamples(wanted_, clip_, stream_.framesPerSecond, param));
         logMask_ = param.sensorMask;
     }
     hasLog_ = clip_.log.has_value();
     if (hasLog_) param.sensorMask = logMask_;
     motion_.rewind();
     const double need = time + param.timeOffset + param.readoutTime;
-    motion_.waitFor(need, true, boundedWait(wanted.maxWait));
+    motion_.waitFor(need, true, boundedWait(wanted_.maxWait));
     if (param.sensorMask == 0) {
         constexpr int kOrientations =
             ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_1) | ZPR_SENSOR_BIT(ZPR_SENSOR_ROTATION_2);
@@ -256,7 +258,7 @@ void FrameFilter::startSession(double time) {
         session_->addSample(gravity);
     }
     if (!hasStarted_) {
-        for (const std::string& text : parameterWarnings(wanted, clip_, stream_)) warn(text);
+        for (const std::string& text : parameterWarnings(wanted_, clip_, stream_)) warn(text);
     }
     hasStarted_ = true;
     updateLatency();

@@ -124,6 +124,7 @@ private:
     bool isNegotiated_ = false;
     bool isRefused_ = false;  // downstream takes no such frames, whatever their size
 
+    ElementSettings wanted_;  // of the session and its input
     std::optional<StabilizerSession> session_;
     std::optional<InputFrames> input_;
     std::deque<WaitingFrame> waiting_;

@@ -102,8 +102,10 @@ TEST(Element, FramesEqualTheLibrarysWithAnyLayout) {
 
 TEST(Element, LayoutsChangeFromFrameToFrame) {
     const Stream stream(128, 96);
-    const ElementHarness element(stream.caps(), 3);
+    const ElementHarness element(stream.caps(), 0);
     element.pushSamples(2.0);
+    EXPECT_EQ(element.push(Buffer(gst_buffer_new_allocate(nullptr, 100, nullptr))), GST_FLOW_ERROR);
+    g_object_set(element.element(), "delay", 3, nullptr);
     for (int n = 0; n < 12; ++n) {
         element.push(stream.frame(n, n % 3 == 0 ? Layout{} : Layout{128 + 16 * (n % 3), 192, n}));
     }
