@@ -164,7 +164,7 @@ void toDeviceAxes(const AxisMapping& axes, ZPR_SensorData& sample) {
     }
     MotionLog log;
     log.orientations = {{sample.timestamp, v[3], v[0], v[1], v[2]}};
-    log.toDeviceAxes(axes);
+    naming("axes", [&] { log.toDeviceAxes(axes); });
     const OrientationSample& turned = log.orientations.front();
     const double values[] = {turned.x, turned.y, turned.z, turned.w};
     std::copy(std::begin(values), std::end(values), v);

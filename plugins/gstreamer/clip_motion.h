@@ -49,8 +49,8 @@ AxisMapping axesOf(const ElementSettings& settings, const ClipInputs& clip);
 std::vector<ZPR_SensorData> logSamples(const ElementSettings& settings, const ClipInputs& clip,
                                        double framesPerSecond, ZPR_Param& param);
 
-/// Brings a live sample to the axes of the device. Throws std::invalid_argument for an orientation
-/// that the axes mirror.
+/// Brings a live sample to the axes of the device. Throws std::runtime_error with the name of the
+/// property for an orientation that the axes mirror.
 void toDeviceAxes(const AxisMapping& axes, ZPR_SensorData& sample);
 
 }  // namespace framehold

@@ -9,32 +9,50 @@
 
 namespace framehold {
 
+namespace {
+
+/// Bytes of a buffer, mapped for as long as this is there.
+class MappedBytes {
+public:
+    explicit MappedBytes(GstBuffer* buffer)
+        : buffer_(buffer), isMapped_(gst_buffer_map(buffer, &map_, GST_MAP_READ)) {}
+    ~MappedBytes() {
+        if (isMapped_) gst_buffer_unmap(buffer_, &map_);
+    }
+    MappedBytes(const MappedBytes&) = delete;
+    MappedBytes& operator=(const MappedBytes&) = delete;
+
+    explicit operator bool() const { return isMapped_; }
+    const uint8_t* data() const { return map_.data; }
+    size_t size() const { return map_.size; }
+
+private:
+    GstBuffer* buffer_;
+    GstMapInfo map_{};
+    bool isMapped_;
+};
+
+}  // namespace
+
 GstFlowReturn MotionPad::chain(GstBuffer* buffer, std::string& error) {
-    GstMapInfo map;
-    if (!gst_buffer_map(buffer, &map, GST_MAP_READ)) {
+    const MappedBytes bytes(buffer);
+    if (!bytes) {
         error = "motion: a buffer cannot be read";
         return GST_FLOW_ERROR;
     }
-    const size_t records = map.size / kMotionRecordSize;
-    if (map.size % kMotionRecordSize != 0) {
+    if (bytes.size() % kMotionRecordSize != 0) {
         error = fmt::format("motion: a buffer has {} bytes, which are no whole records of {}",
-                            map.size, kMotionRecordSize);
-        gst_buffer_unmap(buffer, &map);
+                            bytes.size(), kMotionRecordSize);
         return GST_FLOW_ERROR;
     }
-    GstFlowReturn flow = GST_FLOW_OK;
-    for (size_t i = 0; i < records; ++i) {
-        ZPR_SensorData sample = readMotionRecord(map.data + i * kMotionRecordSize);
-        if (i == 0) followClock(sample.timestamp, GST_BUFFER_PTS(buffer));
+    for (size_t at = 0; at < bytes.size(); at += kMotionRecordSize) {
+        ZPR_SensorData sample = readMotionRecord(bytes.data() + at);
+        if (at == 0) followClock(sample.timestamp, GST_BUFFER_PTS(buffer));
         sample.timestamp += shift_.value_or(0.0);
-        if (!filter_.motion().waitForRoom()) {
-            flow = GST_FLOW_FLUSHING;
-            break;
-        }
+        if (!filter_.motion().waitForRoom()) return GST_FLOW_FLUSHING;
         filter_.pushSample(sample);
     }
-    gst_buffer_unmap(buffer, &map);
-    return flow;
+    return GST_FLOW_OK;
 }
 
 /// Follows the difference of the clocks: a jump at once, else slowly.

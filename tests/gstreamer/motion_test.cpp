@@ -196,15 +196,32 @@ TEST(MotionPad, TakesRecordsOfAnyClock) {
     }
 }
 
-TEST(MotionPad, RefusesPartsOfRecords) {
-    const ElementHarness element(Stream(128, 96).caps());
-    GstHarness* motion = gst_harness_new_with_element(element.element(), "motion", nullptr);
-    gst_harness_set_src_caps_str(motion, framehold::kMotionMediaType);
-    EXPECT_EQ(gst_harness_push(motion, gst_buffer_new_allocate(nullptr, 50, nullptr)),
-              GST_FLOW_ERROR);
-    EXPECT_EQ(element.message(GST_MESSAGE_ERROR),
-              "motion: a buffer has 50 bytes, which are no whole records of 48");
-    gst_harness_teardown(motion);
+TEST(MotionPad, RefusesWhatItCannotTake) {
+    constexpr int kTurn = ZPR_SENSOR_ROTATION_1;
+    const struct {
+        const char* axes;
+        Buffer buffer;
+        const char* error;
+    } kCases[] = {
+        {"XYZ", Buffer(gst_buffer_new_allocate(nullptr, 50, nullptr)),
+         "motion: a buffer has 50 bytes, which are no whole records of 48"},
+        {"XYz", recordsOf({sample(kTurn, 0.0, 0.0, 0.0, 0.0, 1.0)}, GST_CLOCK_TIME_NONE), "axes: "},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.axes);
+        const ElementHarness element(Stream(128, 96).caps());
+        gst_element_set_state(element.element(), GST_STATE_READY);
+        g_object_set(element.element(), "axes", c.axes, nullptr);
+        gst_element_set_state(element.element(), GST_STATE_PLAYING);
+        GstHarness* motion = gst_harness_new_with_element(element.element(), "motion", nullptr);
+        gst_harness_set_src_caps_str(motion, framehold::kMotionMediaType);
+        GstMemory* memory = gst_buffer_peek_memory(c.buffer.get(), 0);
+        EXPECT_EQ(gst_harness_push(motion, gst_buffer_ref(c.buffer.get())), GST_FLOW_ERROR);
+        EXPECT_EQ(GST_MINI_OBJECT_REFCOUNT_VALUE(memory), 1) << "still mapped";
+        const std::string text = element.message(GST_MESSAGE_ERROR);
+        EXPECT_EQ(text.substr(0, std::strlen(c.error)), c.error) << text;
+        gst_harness_teardown(motion);
+    }
 }
 
 TEST(MotionPad, IsReleasedWhileItWaitsForRoom) {
