@@ -192,7 +192,7 @@ PairedLogs findPairedLogs(const std::string& video) {
         for (const PairedLogs& logs : found) candidates.push_back(escaped(logs.motion));
         throw FileError(
             video, 0,
-            fmt::format("several logs could be this video's: {}; give one with --motion",
+            fmt::format("several logs could be this video's: {}; name one as the motion log",
                         fmt::join(candidates, ", ")));
     }
     return found.front();
