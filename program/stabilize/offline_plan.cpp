@@ -70,15 +70,9 @@ PinholeCamera sourceOf(const ClipInputs& clip, const ClipSettings& settings,
     return {video.contentWidth(), video.contentHeight(), focal, camera.readoutTime.value, lens};
 }
 
-/// The largest picture of the output's shape in the middle of the part that a crop leaves, a share of
-/// the sides.
 PinholeCamera outputOf(const PinholeCamera& source, const ClipSettings& settings, double crop) {
-    if (settings.straightens) {
-        return straightened(source, settings.output.width, settings.output.height, crop);
-    }
-    const double scale = std::min(source.width * crop / settings.output.width,
-                                  source.height * crop / settings.output.height);
-    return {settings.output.width, settings.output.height, source.focal / scale, 0.0, source.lens};
+    const auto camera = settings.straightens ? straightened : cropped;
+    return camera(source, settings.output.width, settings.output.height, crop);
 }
 
 /// Limits zooms to what leaves most of the margin to the path.
@@ -154,7 +148,7 @@ std::string describeLevelling(const Horizon& horizon, const ClipSettings& settin
 }
 
 std::string describeCrop(const ChosenCrop& chosen) {
-    const std::string text = fmt::format("crop: {} % of the picture shown", chosen.crop);
+    const std::string text = fmt::format("crop: {:g} % of the picture shown", chosen.crop);
     if (chosen.forcedSpeed <= kUnseenSpeed) return text + ", as much as the path leaves";
     return text + ", the least that --crop auto takes; the path would use more room";
 }
@@ -170,30 +164,17 @@ std::string describeZoom(const std::vector<View>& views, int crop) {
 /// Finds the path with the crop and the zoom that the settings ask for, and notes what was chosen.
 OptimalPath findPath(const PathTask& task, const ClipSettings& settings, OfflinePlan& plan) {
     const bool choosesCrop = settings.crop == kAutoCrop;
-    const double choosing = choosesCrop ? settings.zooms ? 0.7 : 1.0 : 0.0;  // share of the work
-    const auto part = [&](double from, double to) {
-        PathTask result = task;
-        result.onProgress = [&task, from, to](double share) {
-            task.onProgress(from + (to - from) * share);
-        };
-        return result;
-    };
-    OptimalPath path;
+    ChosenCrop found = findCroppedPath(
+        task, choosesCrop ? std::nullopt : std::optional<double>(settings.crop), settings.zooms);
     if (choosesCrop) {
-        ChosenCrop chosen = chooseCrop(part(0.0, choosing));
-        plan.notes.push_back(describeCrop(chosen));
-        plan.crop = chosen.crop;
+        plan.notes.push_back(describeCrop(found));
+        plan.crop = static_cast<int>(found.crop);
         plan.output = task.outputFor(plan.crop);
-        path = std::move(chosen.path);
     }
-    if (settings.zooms) {
-        path = findZoomingPath(part(choosing, 1.0), plan.crop);
-        if (!path.views.empty()) plan.notes.push_back(describeZoom(path.views, plan.crop));
-    } else if (!choosesCrop) {
-        path = findOptimalPath(task.track, task.firstRowTimes, task.source, plan.output,
-                               task.settings, task.onProgress);
+    if (settings.zooms && !found.path.views.empty()) {
+        plan.notes.push_back(describeZoom(found.path.views, plan.crop));
     }
-    return path;
+    return std::move(found.path);
 }
 
 }  // namespace

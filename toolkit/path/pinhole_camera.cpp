@@ -41,6 +41,11 @@ Eigen::Matrix<double, 2, 3> PinholeCamera::projectSlopes(const Eigen::Vector3d& 
     return result;
 }
 
+PinholeCamera cropped(const PinholeCamera& source, int width, int height, double crop) {
+    const double scale = std::min(source.width * crop / width, source.height * crop / height);
+    return {width, height, source.focal / scale, 0.0, source.lens};
+}
+
 PinholeCamera straightened(const PinholeCamera& source, int width, int height, double crop) {
     constexpr int kPoints = 64;  // along each side
     PinholeCamera output{width, height, 0.0, 0.0};

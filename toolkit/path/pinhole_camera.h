@@ -51,6 +51,10 @@ private:
     Eigen::Vector2d projectBent(const Eigen::Vector3d& direction) const;
 };
 
+/// Output camera of a size that shows as much as fits of the middle of the source that the crop, a
+/// fraction, leaves.
+PinholeCamera cropped(const PinholeCamera& source, int width, int height, double crop);
+
 /// Largest angle that a straightened picture spans from side to side, in radians: wider ones are
 /// stretched to more than four times towards the sides.
 inline constexpr double kWidestStraight = 2.0943951023931953;

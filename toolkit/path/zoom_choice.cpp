@@ -162,7 +162,8 @@ ChosenCrop chooseCrop(const PathTask& task) {
         return crop;
     };
     const auto solve = [&](int crop) -> ChosenCrop {
-        ChosenCrop result{crop, findPath(task, crop, zoomsOf(task), onProgress), 0.0};
+        ChosenCrop result{static_cast<double>(crop),
+                          findPath(task, crop, zoomsOf(task), onProgress), 0.0};
         ++solved;
         result.forcedSpeed = forcedSpeed(task, free, result.path, task.outputFor(crop));
         return result;
@@ -171,12 +172,13 @@ ChosenCrop chooseCrop(const PathTask& task) {
     int bad = cropFor(needed[needed.size() - 1 - needed.size() / kRare]) + 1;
     std::optional<ChosenCrop> best;
     while (solved + 1 < kSolutions && bad - good > 1) {
-        ChosenCrop tried = solve((good + bad) / 2);
+        const int crop = (good + bad) / 2;
+        ChosenCrop tried = solve(crop);
         if (tried.forcedSpeed > kUnseenSpeed) {
-            bad = tried.crop;
+            bad = crop;
             continue;
         }
-        good = tried.crop;
+        good = crop;
         best = std::move(tried);
     }
     if (!best) best = solve(good);
@@ -200,12 +202,12 @@ std::vector<double> easedZooms(const std::vector<double>& times,
     return logs;
 }
 
-OptimalPath findZoomingPath(const PathTask& task, int crop) {
+OptimalPath findZoomingPath(const PathTask& task, double crop) {
     if (task.firstRowTimes.empty()) return {};
     const OptimalPath free =
         findFreePath(task, [&](double share) { task.onProgress(share / 2.0); });
     const PinholeCamera nearest = task.outputFor(crop);
-    const PinholeCamera farthest = task.outputFor(std::max(crop, kLargestCrop));
+    const PinholeCamera farthest = task.outputFor(std::max(crop, double{kLargestCrop}));
     const double range = nearest.focal / farthest.focal;
     std::vector<double> needed;
     for (const double zoom : neededZooms(task, free.views, farthest, range)) {
@@ -216,6 +218,25 @@ OptimalPath findZoomingPath(const PathTask& task, int crop) {
     for (size_t i = 0; i < zooms.size(); ++i) zooms[i] *= given[i];
     return findPath(task, crop, std::move(zooms),
                     [&](double share) { task.onProgress((1.0 + share) / 2.0); });
+}
+
+ChosenCrop findCroppedPath(const PathTask& task, std::optional<double> crop, bool zooms) {
+    const double choosing = crop ? 0.0 : zooms ? 0.7 : 1.0;  // share of the work
+    const auto part = [&](double from, double to) {
+        PathTask result = task;
+        result.onProgress = [&task, from, to](double share) {
+            task.onProgress(from + (to - from) * share);
+        };
+        return result;
+    };
+    ChosenCrop found{crop.value_or(0.0), {}, 0.0};
+    if (!crop) found = chooseCrop(part(0.0, choosing));
+    if (zooms) {
+        found.path = findZoomingPath(part(choosing, 1.0), found.crop);
+    } else if (crop) {
+        found.path = findPath(task, *crop, zoomsOf(task), task.onProgress);
+    }
+    return found;
 }
 
 }  // namespace framehold

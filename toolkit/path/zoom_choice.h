@@ -3,6 +3,7 @@
 #include "path/optimal_path.h"
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace framehold {
@@ -29,7 +30,7 @@ struct PathTask {
 
 /// Crop that was chosen, and the path for it.
 struct ChosenCrop {
-    int crop;
+    double crop;
     OptimalPath path;
     double forcedSpeed;  // see chooseCrop
 };
@@ -46,7 +47,11 @@ ChosenCrop chooseCrop(const PathTask& task);
 
 /// Finds the path of a view that zooms out from the crop to `kLargestCrop` where the path leaves room,
 /// as one that no border limits: no faster than `kZoomSpeed`, and not for less than `kZoomHold`.
-OptimalPath findZoomingPath(const PathTask& task, int crop);
+OptimalPath findZoomingPath(const PathTask& task, double crop);
+
+/// Finds the path for a crop, or if there is none for the one that chooseCrop chooses. zooms: of a
+/// view that zooms out from it, see findZoomingPath.
+ChosenCrop findCroppedPath(const PathTask& task, std::optional<double> crop, bool zooms);
 
 /// Smallest zooms that change no faster than `kZoomSpeed`, are held as `kZoomHold` says and are at
 /// least those needed. times: in order; may repeat.
