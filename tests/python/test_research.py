@@ -62,21 +62,42 @@ def test_path_is_smoother_and_stays_inside() -> None:
     times = 2.0 + np.arange(45) / 30.0
     sensors = camera.sensors(1.5, 4.0)
     track = framehold.orientation_track(times, sensors.times, sensors.rates)
-    path = framehold.optimal_path(
-        times,
-        sensors.times,
-        sensors.rates,
-        width=320,
-        height=240,
-        focal_length=280.0,
-        readout_time=camera.readout_time,
-    )
+    def find(**options: Any) -> framehold.VirtualPath:
+        settings = {"width": 320, "height": 240, "focal_length": 280.0, **options}
+        settings["readout_time"] = camera.readout_time
+        path = framehold.optimal_path(times, sensors.times, sensors.rates, **settings)
+        assert 0.0 < path.share_used.max() <= 1.001
+        return path
 
     def speed(q: np.ndarray) -> float:
         return float(np.sqrt((angle(q[1:], q[:-1]) ** 2).mean()))
 
+    path = find()
     assert speed(path.orientations) < 0.5 * speed(track)
-    assert 0.0 < path.share_used.max() <= 1.001
+    assert (path.zooms == 1.0).all() and path.crop_percent == 80.0
+    assert path.focal_length == pytest.approx(280.0 / 0.8)
+    chosen = find(crop_percent=None)
+    assert 70.0 <= chosen.crop_percent <= 98.0
+    assert speed(chosen.orientations) < 0.5 * speed(track)
+    zooming = find(zooms=True).zooms
+    assert 80.0 / 98.0 - 1e-9 <= zooming.min() < 0.99 and zooming.max() <= 1.0
+    # The camera is level; by gravity of a camera that is rolled by some degrees it is not.
+    roll = np.radians(3.0)
+    rolled = sensors.gravity @ np.array(
+        [[np.cos(roll), np.sin(roll), 0.0], [-np.sin(roll), np.cos(roll), 0.0], [0.0, 0.0, 1.0]]
+    )
+    for share in (0.0, 50.0, 100.0):
+        level, tilted = (
+            find(gravity_times=sensors.times, gravity=felt, horizon_percent=share).orientations
+            for felt in (sensors.gravity, rolled)
+        )
+        assert angle(level, tilted).mean() == pytest.approx(roll * share / 100.0, abs=2e-3)
+    # A lens's output has the same lens, unless straightened: tan t = t (1 + t^2 / 3 + ...).
+    near_pinhole = framehold.LensDistortion("fisheye", 1.0 / 3.0, 2.0 / 15.0, 17.0 / 315.0)
+    bent = find(lens=near_pinhole)
+    assert angle(bent.orientations, path.orientations).max() < 1e-3
+    straight = find(lens=framehold.LensDistortion("fisheye"), straightens=True)
+    assert bent.focal_length == path.focal_length != pytest.approx(straight.focal_length, rel=0.01)
 
 
 def test_measure_and_calibrate_find_the_simulated_camera(clip: Path) -> None:
@@ -160,11 +181,27 @@ def test_bytes_equal_the_programs_live_engine(
     assert (levels.min() < 9) == chooses
 
 
+def path_with(**options: Any) -> framehold.VirtualPath:
+    settings = {"width": 320, "height": 240, "focal_length": 280.0, "readout_time": 0.0, **options}
+    return framehold.optimal_path([0.5], [0.0, 1.0], np.zeros((2, 3)), **settings)
+
+
+LENS = framehold.LensDistortion
 REFUSED: list[tuple[str, Callable[[], Any]]] = [
     ("cutoff is 0", lambda: framehold.measure("x.mp4", cutoff=0.0)),
     ("width is 3", lambda: framehold.SimulatedCamera(3, 4)),
     ("rate_times is not in order", lambda: framehold.orientation_track([0], [2, 1], np.eye(2, 3))),
     ("rates is of shape", lambda: framehold.orientation_track([0], [1, 2], np.eye(3))),
+    ("crop_percent is 101", lambda: path_with(crop_percent=101)),
+    ("smoothing_level is 11", lambda: path_with(smoothing_level=11)),
+    ("0 without gravity", lambda: path_with(horizon_percent=50)),
+    ("horizon_percent is nan", lambda: path_with(horizon_percent=float("nan"))),
+    ("gravity is without a direction", lambda: path_with(
+        gravity_times=[0.0], gravity=[[0.0, 0.0, 0.0]], horizon_percent=50)),
+    ("False without a lens", lambda: path_with(straightens=True)),
+    ("lens.model is wide", lambda: path_with(lens=LENS("wide"))),
+    ("lens.k2 is inf", lambda: path_with(lens=LENS("fisheye", 0.0, float("inf")))),
+    ("picture's corners", lambda: path_with(lens=LENS("polynomial", -1.0))),
     ("no.mp4", lambda: framehold.measure("no.mp4")),
     ("no.gcsv", lambda: framehold.read_motion_log("no.gcsv")),
 ]

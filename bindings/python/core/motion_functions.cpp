@@ -1,9 +1,12 @@
+#include "core/array_planes.h"
 #include "core/research.h"
 #include "motion/motion_log_reader.h"
-#include "path/optimal_path.h"
+#include "path/zoom_choice.h"
 
 #include <algorithm>
-#include <stdexcept>
+#include <optional>
+#include <string>
+#include <utility>
 
 #include <pybind11/stl.h>
 
@@ -74,14 +77,18 @@ py::array_t<double> axisMatrix(const std::string& letters) {
     return matrix;
 }
 
-/// times: (N,), rates: (N, 3); checked by the caller.
-OrientationTrack trackOf(const Doubles& times, const Doubles& rates) {
+/// times: (N,), values: (N, 3); checked by the caller.
+std::vector<MotionSample> samplesOf(const Doubles& times, const Doubles& values) {
     std::vector<MotionSample> samples;
     for (py::ssize_t i = 0; i < times.size(); ++i) {
-        const double* v = rates.data() + 3 * i;
+        const double* v = values.data() + 3 * i;
         samples.push_back({times.data()[i], {v[0], v[1], v[2]}});
     }
-    return OrientationTrack(GyroPath(samples));
+    return samples;
+}
+
+OrientationTrack trackOf(const Doubles& times, const Doubles& rates) {
+    return OrientationTrack(GyroPath(samplesOf(times, rates)));
 }
 
 py::array_t<double> orientationRows(const std::vector<Eigen::Quaterniond>& orientations) {
@@ -103,26 +110,70 @@ py::array_t<double> orientationsAt(const Doubles& times, const Doubles& rateTime
     return orientationRows(orientations);
 }
 
-py::tuple findPath(const Doubles& times, const Doubles& rateTimes, const Doubles& rates, int width,
-                   int height, double focal, double readout, int outputWidth, int outputHeight,
-                   double crop, int smoothing) {
+/// Model and coefficients of a lens.
+using Lens = std::pair<std::string, LensDistortion::Coefficients>;
+
+/// Times and samples of gravity, (N,) and (N, 3).
+using Gravity = std::pair<Doubles, Doubles>;
+
+/// A camera whose lens covers the picture. Throws ParameterError.
+PinholeCamera cameraOf(int width, int height, double focal, double readout,
+                       const std::optional<Lens>& lens) {
+    PinholeCamera camera{width, height, focal, readout};
+    if (!lens) return camera;
+    const std::optional<LensModel> model = lensModelOf(lens->first);
+    if (!model) throw parameterError("lens.model", lens->first, "none, polynomial or fisheye");
+    camera.lens = LensDistortion(*model, lens->second);
+    if (camera.isCovered()) return camera;
+    throw parameterError("lens",
+                         "good for " + std::to_string(camera.lens.largestRadius()) +
+                             " focal lengths off the picture's middle",
+                         "one whose formula rises up to the picture's corners");
+}
+
+py::dict findPath(const Doubles& times, const Doubles& rateTimes, const Doubles& rates, int width,
+                  int height, double focal, double readout, const std::optional<Lens>& lens,
+                  bool straightens, int outputWidth, int outputHeight, std::optional<double> crop,
+                  bool zooms, int smoothing, const std::optional<Gravity>& gravity,
+                  double levelling) {
     const OrientationTrack track = trackOf(rateTimes, rates);
-    const PinholeCamera source{width, height, focal, readout};
-    const double scale = std::min(width * crop / outputWidth, height * crop / outputHeight);
-    const PinholeCamera output{outputWidth, outputHeight, focal / scale};
+    const PinholeCamera source = cameraOf(width, height, focal, readout, lens);
+    if (straightens && source.lens.isNone()) {
+        throw parameterError("straightens", "True", "False without a lens");
+    }
+    const auto outputFor = [&](double percent) {
+        const auto camera = straightens ? straightened : cropped;
+        return camera(source, outputWidth, outputHeight, percent / 100.0);
+    };
+    const std::vector<double> frames = vectorOf(times);
     PathSettings settings;
     settings.smoothing = smoothingSeconds(smoothing);
-    const std::vector<double> frames = vectorOf(times);
-    OptimalPath path;
+    settings.levelling = levelling;
+    std::optional<Horizon> horizon;
+    if (gravity) {
+        horizon.emplace(track, samplesOf(gravity->first, gravity->second), frames);
+        if (!horizon->isKnown()) {
+            throw parameterError("gravity", "without a direction that lasts",
+                                 "what an accelerometer feels, with gravity");
+        }
+        settings.horizon = &*horizon;
+    }
+    ChosenCrop found;
     {
         const py::gil_scoped_release release;
-        path = findOptimalPath(track, frames, source, output, settings,
-                               [](double) { throwIfSignalled(); });
+        const PathTask task{track,    frames,    source,
+                            settings, outputFor, [](double) { throwIfSignalled(); }};
+        found = findCroppedPath(task, crop, zooms);
     }
     std::vector<Eigen::Quaterniond> views;
-    for (const View& view : path.views) views.push_back(view.orientation);
-    return py::make_tuple(orientationRows(views),
-                          columnOf(path.shareUsed, [](double share) { return share; }));
+    for (const View& view : found.path.views) views.push_back(view.orientation);
+    py::dict fields;
+    fields["orientations"] = orientationRows(views);
+    fields["share_used"] = columnOf(found.path.shareUsed, [](double share) { return share; });
+    fields["zooms"] = columnOf(found.path.views, [](const View& view) { return view.zoom; });
+    fields["crop_percent"] = found.crop;
+    fields["focal_length"] = outputFor(found.crop).focal;
+    return fields;
 }
 
 }  // namespace
@@ -134,8 +185,10 @@ void addMotion(py::module_& module) {
                py::arg("rates"));
     module.def("optimal_path", &findPath, py::arg("times"), py::arg("rate_times"), py::arg("rates"),
                py::arg("width"), py::arg("height"), py::arg("focal_length"),
-               py::arg("readout_time"), py::arg("output_width"), py::arg("output_height"),
-               py::arg("crop"), py::arg("smoothing_level"));
+               py::arg("readout_time"), py::arg("lens"), py::arg("straightens"),
+               py::arg("output_width"), py::arg("output_height"), py::arg("crop_percent"),
+               py::arg("zooms"), py::arg("smoothing_level"), py::arg("gravity"),
+               py::arg("levelling"));
 }
 
 }  // namespace framehold

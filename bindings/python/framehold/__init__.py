@@ -8,7 +8,7 @@ they are.
 from ._core import FileError, MediaError, __version__
 from .errors import ParameterError
 from .parameters import FieldOfViewMode, Parameters, SensorType, sensor_mask
-from .paths import VirtualPath, optimal_path, orientation_track
+from .paths import LensDistortion, VirtualPath, optimal_path, orientation_track
 from .research import (
     Calibration,
     Clip,
@@ -32,6 +32,7 @@ __all__ = [
     "FileError",
     "Frame",
     "Lens",
+    "LensDistortion",
     "Measures",
     "MediaError",
     "MotionLog",

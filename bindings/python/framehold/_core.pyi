@@ -34,11 +34,16 @@ def optimal_path(
     height: int,
     focal_length: float,
     readout_time: float,
+    lens: tuple[str, Any] | None,
+    straightens: bool,
     output_width: int,
     output_height: int,
-    crop: float,
+    crop_percent: float | None,
+    zooms: bool,
     smoothing_level: int,
-) -> tuple[Any, Any]: ...
+    gravity: tuple[Any, Any] | None,
+    levelling: float,
+) -> dict[str, Any]: ...
 def calibrate(
     clips: Any,
     focal_length: float | None,

@@ -18,6 +18,7 @@ from . import _core
 from .checks import Doubles, require, times_of
 from .errors import ParameterError
 from .parameters import SensorType
+from .paths import LensDistortion
 from .stabilizer import SAMPLE_DTYPE
 
 Path = Union[str, "os.PathLike[str]"]
@@ -117,6 +118,11 @@ class Lens(NamedTuple):
     model: str
     k1: Value
     k2: Value
+
+    @property
+    def distortion(self) -> LensDistortion:
+        """The lens for `optimal_path`."""
+        return LensDistortion(self.model, self.k1.value, self.k2.value)
 
 
 class Clip(NamedTuple):
