@@ -14,11 +14,12 @@ namespace {
 /// Turns a plane clockwise by a quarter. Sample: of all components of a pixel.
 template <class Sample>
 void turnPlane(const AVFrame& from, AVFrame& to, int plane, int width, int height) {
+    constexpr auto kSize = static_cast<ptrdiff_t>(sizeof(Sample));
     for (int y = 0; y < height; ++y) {
         const uint8_t* row = from.data[plane] + ptrdiff_t{y} * from.linesize[plane];
-        uint8_t* column = to.data[plane] + sizeof(Sample) * (height - 1 - y);
+        uint8_t* column = to.data[plane] + kSize * (height - 1 - y);
         for (int x = 0; x < width; ++x) {
-            std::memcpy(column + ptrdiff_t{x} * to.linesize[plane], row + sizeof(Sample) * x,
+            std::memcpy(column + ptrdiff_t{x} * to.linesize[plane], row + kSize * x,
                         sizeof(Sample));
         }
     }
