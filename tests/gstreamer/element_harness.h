@@ -108,18 +108,23 @@ inline std::vector<ZPR_SensorData> handSamples(double end) {
     return samples;
 }
 
+/// Starts GStreamer, which comes before all that a test does with it.
+inline void startGStreamer() {
+    static const bool isReady = [] {
+        // The machine's plugins are not looked for.
+        g_setenv("GST_REGISTRY_DISABLE", "yes", TRUE);
+        g_setenv("GST_PLUGIN_SYSTEM_PATH_1_0", "", TRUE);
+        gst_init(nullptr, nullptr);
+        return true;
+    }();
+    (void)isReady;
+}
+
 /// The element between two pads of the test's.
 class ElementHarness {
 public:
     explicit ElementHarness(const std::string& caps, int delay = 0, const char* output = nullptr) {
-        static const bool isReady = [] {
-            // The machine's plugins are not looked for.
-            g_setenv("GST_REGISTRY_DISABLE", "yes", TRUE);
-            g_setenv("GST_PLUGIN_SYSTEM_PATH_1_0", "", TRUE);
-            gst_init(nullptr, nullptr);
-            return true;
-        }();
-        (void)isReady;
+        startGStreamer();
         element_ = GST_ELEMENT(g_object_new(framehold::frameholdElementType(), nullptr));
         gst_object_ref_sink(element_);
         g_object_set(element_, "delay", delay, "focal-length", 200.0, "readout-time", 0.02,

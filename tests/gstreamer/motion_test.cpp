@@ -127,6 +127,7 @@ TEST(FrameTimes, AreThoseOfTheClock) {
 }
 
 TEST(FrameTimes, BuffersWithoutTimestampsGoOn) {
+    startGStreamer();
     framehold::FrameTimes times;
     times.setFrameRate(25.0);
     const Buffer buffer(gst_buffer_new());
@@ -197,6 +198,7 @@ TEST(MotionPad, TakesRecordsOfAnyClock) {
 }
 
 TEST(MotionPad, RefusesWhatItCannotTake) {
+    startGStreamer();
     constexpr int kTurn = ZPR_SENSOR_ROTATION_1;
     const struct {
         const char* axes;
