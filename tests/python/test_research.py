@@ -187,21 +187,31 @@ def path_with(**options: Any) -> framehold.VirtualPath:
 
 
 LENS = framehold.LensDistortion
+NO_GRAVITY = {"gravity_times": [0.0], "gravity": [[0.0, 0.0, 0.0]]}
 REFUSED: list[tuple[str, Callable[[], Any]]] = [
     ("cutoff is 0", lambda: framehold.measure("x.mp4", cutoff=0.0)),
     ("width is 3", lambda: framehold.SimulatedCamera(3, 4)),
     ("rate_times is not in order", lambda: framehold.orientation_track([0], [2, 1], np.eye(2, 3))),
     ("rates is of shape", lambda: framehold.orientation_track([0], [1, 2], np.eye(3))),
+    ("times is a str", lambda: framehold.orientation_track("now", [1, 2], np.eye(2, 3))),
+    ("width is 320.5", lambda: path_with(width=320.5)),
+    ("focal_length is None", lambda: path_with(focal_length=None)),
     ("crop_percent is 101", lambda: path_with(crop_percent=101)),
     ("smoothing_level is 11", lambda: path_with(smoothing_level=11)),
     ("0 without gravity", lambda: path_with(horizon_percent=50)),
     ("horizon_percent is nan", lambda: path_with(horizon_percent=float("nan"))),
-    ("gravity is without a direction", lambda: path_with(
-        gravity_times=[0.0], gravity=[[0.0, 0.0, 0.0]], horizon_percent=50)),
+    ("gravity is without a direction", lambda: path_with(**NO_GRAVITY, horizon_percent=50)),
     ("False without a lens", lambda: path_with(straightens=True)),
+    ("lens is 'fisheye'", lambda: path_with(lens="fisheye")),
     ("lens.model is wide", lambda: path_with(lens=LENS("wide"))),
     ("lens.k2 is inf", lambda: path_with(lens=LENS("fisheye", 0.0, float("inf")))),
     ("picture's corners", lambda: path_with(lens=LENS("polynomial", -1.0))),
+    ("clips is empty", lambda: framehold.calibrate([])),
+    ("clips is with 'x.mp4'", lambda: framehold.calibrate(["x.mp4"])),  # type: ignore[list-item]
+    ("axes is 'XXZ'", lambda: framehold.calibrate([framehold.Clip("x.mp4")], axes="XXZ")),
+    ("shake is 1e+300", lambda: framehold.SimulatedCamera(64, 48, shake=1e300)),
+    ("time is nan", lambda: framehold.SimulatedCamera(64, 48).frame(float("nan"))),
+    ("start is nan", lambda: framehold.SimulatedCamera(64, 48).sensors(float("nan"), 1.0)),
     ("no.mp4", lambda: framehold.measure("no.mp4")),
     ("no.gcsv", lambda: framehold.read_motion_log("no.gcsv")),
 ]

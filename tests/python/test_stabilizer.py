@@ -197,6 +197,7 @@ BAD_FRAMES = [
     ("frame", {"frame": (FRAME,)}, "a tuple of 1"),
     ("frame[1]", {"frame": (FRAME[:128], FRAME[:63])}, "shape (63, 192)"),
     ("time", {"time": float("nan")}, "nan"),
+    ("time", {"time": "now"}, "'now'"),
     ("out", {"out": READ_ONLY}, "read-only"),
     ("out", {"out": FRAME[::-1].copy()[::-1]}, "strides (-192, 1)"),
     ("out", {"out": np.zeros((192, 384), np.uint8)[:, ::2]}, "strides (384, 2)"),
@@ -248,6 +249,12 @@ def test_samples_that_are_not_enabled() -> None:
         for bad in (samples, Sample(7, 0.0, 0.0, 0.0, 0.0), Sample(-2, 0.0, 0.0, 0.0, 0.0)):
             with pytest.raises(ParameterError, match="type is .* sensor_mask 5"):
                 stabilizer.push(bad)
+        for field, bad in (
+            ("type", Sample("rate", 0.0, 0.0, 0.0, 0.0)),  # type: ignore[arg-type]
+            ("x", Sample(3, 0.0, None, 0.0, 0.0)),  # type: ignore[arg-type]
+        ):
+            with pytest.raises(ParameterError, match=f"^{field} is .*(rate|None)"):
+                stabilizer.push(bad)
         for other in (np.zeros(3), samples[:2].reshape(1, 2), 3):
             with pytest.raises(ParameterError, match="sample is .*SAMPLE_DTYPE|shape"):
                 stabilizer.push(other)  # type: ignore[arg-type]
@@ -261,8 +268,9 @@ def test_closed_and_reset() -> None:
     assert stabilizer.drain() is None
     assert stabilizer.stabilize(FRAME, 1.0) is None
     stabilizer.smoothing_level = 3
-    with pytest.raises(ParameterError, match="smoothing_level is 11; allowed: 1 to 10"):
-        stabilizer.smoothing_level = 11
+    for level in (11, 2.5):
+        with pytest.raises(ParameterError, match="smoothing_level is .*; allowed: .*1 to 10"):
+            stabilizer.smoothing_level = level  # type: ignore[assignment]
     stabilizer.reset()
     assert list(stabilizer.flush()) == []
     with Stabilizer(p, chooses_level=True) as chooser:

@@ -49,6 +49,16 @@ ZPR_Param paramOf(const py::object& p) {
     return param;
 }
 
+/// The number that an object is. Throws ParameterError.
+template <class Number>
+Number numberOf(const char* field, const py::handle& object, const char* allowed) {
+    try {
+        return object.cast<Number>();
+    } catch (const py::cast_error&) {
+        throw parameterError(field, textOf(py::repr(object)), allowed);
+    }
+}
+
 ZPR_SensorData sampleOf(const py::object& object) {
     if (!py::isinstance<py::tuple>(object) || py::len(object) != 6) {
         throw parameterError("sample", "a " + textOf(py::type::of(object).attr("__name__")),
@@ -56,9 +66,12 @@ ZPR_SensorData sampleOf(const py::object& object) {
     }
     const auto fields = py::reinterpret_borrow<py::tuple>(object);
     ZPR_SensorData sample{};
-    sample.type = fields[0].cast<int32_t>();
-    sample.timestamp = fields[1].cast<double>();
-    for (size_t i = 0; i < 4; ++i) sample.value[i] = fields[2 + i].cast<double>();
+    sample.type = numberOf<int32_t>("type", fields[0], "an integer, 1 to 6");
+    sample.timestamp = numberOf<double>("time", fields[1], "a number (seconds)");
+    constexpr std::array kNames{"x", "y", "z", "w"};
+    for (size_t i = 0; i < 4; ++i) {
+        sample.value[i] = numberOf<double>(kNames[i], fields[2 + i], "a number");
+    }
     return sample;
 }
 
@@ -268,8 +281,9 @@ void StabilizerClass::reset() {
     if (policy_) startPolicy();
 }
 
-void StabilizerClass::setSmoothingLevel(int32_t level) {
+void StabilizerClass::setSmoothingLevel(const py::object& value) {
     constexpr int32_t kLargest = 10;
+    const auto level = numberOf<int32_t>("smoothing_level", value, "an integer, 1 to 10");
     if (level < 1 || level > kLargest) {
         throw parameterError("smoothing_level", std::to_string(level), "1 to 10");
     }

@@ -50,7 +50,7 @@ public:
 
     /// Level of the next frame; if it is chosen, of the last one.
     int32_t smoothingLevel() const { return param_.smoothingLevel; }
-    void setSmoothingLevel(int32_t level);
+    void setSmoothingLevel(const pybind11::object& value);
 
 private:
     enum State { kIdle, kBusy, kClosing, kClosed };

@@ -3,11 +3,10 @@
 from __future__ import annotations
 
 import math
-import operator
 from dataclasses import dataclass
 from enum import IntEnum
 
-from .errors import ParameterError
+from .checks import integer, number, seconds_of
 
 _INT_MAX = 2**31 - 1
 
@@ -48,27 +47,6 @@ def sensor_mask(*types: int) -> int:
     for sensor_type in types:
         mask |= 1 << (SensorType(sensor_type) - 1)
     return mask
-
-
-def _integer(field: str, value: object, low: int, high: int, step: int = 1) -> int:
-    allowed = f"{low} to {high}" if step == 1 else f"even, {low} to {high}"
-    try:
-        number = operator.index(value)  # type: ignore[arg-type]
-    except TypeError:
-        raise ParameterError(field, repr(value), f"an integer, {allowed}") from None
-    if not low <= number <= high or number % step != 0:
-        raise ParameterError(field, number, allowed)
-    return number
-
-
-def _number(field: str, value: object, allowed: str) -> float:
-    try:
-        number = float(value)  # type: ignore[arg-type]
-    except (TypeError, ValueError):
-        raise ParameterError(field, repr(value), allowed) from None
-    if not math.isfinite(number):
-        raise ParameterError(field, number, allowed)
-    return number
 
 
 @dataclass(frozen=True, kw_only=True, match_args=False)
@@ -117,9 +95,9 @@ class Parameters:
             object.__setattr__(self, field, value)
 
         for side in ("width", "height"):
-            put(side, _integer(side, getattr(self, side), 2, _INT_MAX - 1, 2))
+            put(side, integer(side, getattr(self, side), 2, _INT_MAX - 1, 2))
             output = getattr(self, "output_" + side) or getattr(self, side)
-            put("output_" + side, _integer("output_" + side, output, 2, getattr(self, side), 2))
+            put("output_" + side, integer("output_" + side, output, 2, getattr(self, side), 2))
         for field, low, high in (
             ("sensor_mask", 1, 63),
             ("field_of_view_mode", 1, 4),
@@ -127,16 +105,10 @@ class Parameters:
             ("smoothing_level", 1, 10),
             ("delay_frames", 0, _INT_MAX),
         ):
-            put(field, _integer(field, getattr(self, field), low, high))
+            put(field, integer(field, getattr(self, field), low, high))
         is_focal = self.field_of_view_mode == FieldOfViewMode.FOCAL_LENGTH
         view = "above 0 (pixels)" if is_focal else "above 0, at most 180 (degrees)"
-        for field, allowed in (
-            ("field_of_view", view),
-            ("readout_time", "at least 0 (seconds)"),
-            ("time_offset", "a finite number (seconds)"),
-        ):
-            put(field, _number(field, getattr(self, field), allowed))
-        if self.field_of_view <= 0.0 or (self.field_of_view > 180.0 and not is_focal):
-            raise ParameterError("field_of_view", self.field_of_view, view)
-        if self.readout_time < 0.0:
-            raise ParameterError("readout_time", self.readout_time, "at least 0 (seconds)")
+        most = math.inf if is_focal else 180.0
+        put("field_of_view", number("field_of_view", self.field_of_view, view, above=0.0, most=most))
+        put("readout_time", seconds_of("readout_time", self.readout_time, least=0.0))
+        put("time_offset", seconds_of("time_offset", self.time_offset))

@@ -7,7 +7,15 @@ from typing import NamedTuple
 import numpy.typing as npt
 
 from . import _core
-from .checks import Doubles, require, times_of, vectors_of
+from .checks import (
+    Doubles,
+    focal_length_of,
+    integer,
+    number,
+    seconds_of,
+    times_of,
+    vectors_of,
+)
 from .errors import ParameterError
 
 
@@ -51,6 +59,15 @@ class LensDistortion(NamedTuple):
     k2: float = 0.0
     k3: float = 0.0
     k4: float = 0.0
+
+
+def _checked_lens(lens: LensDistortion) -> tuple[str, tuple[float, ...]]:
+    if not isinstance(lens, LensDistortion):
+        raise ParameterError("lens", repr(lens), "a LensDistortion or None")
+    coefficients = (
+        number(f"lens.k{i}", k, "a finite number") for i, k in enumerate(lens[1:], 1)
+    )
+    return str(lens.model), tuple(coefficients)
 
 
 class VirtualPath(NamedTuple):
@@ -97,8 +114,8 @@ def optimal_path(
         times: seconds at which each frame's first row is read, (N,), in order, on the log's clock.
         rate_times: seconds, (M,).
         rates: rad/s about the device's axes, (M, 3).
-        width: pixels of the input, at least 2.
-        height: pixels of the input, at least 2.
+        width: pixels of the input, 2 to 65536.
+        height: pixels of the input, 2 to 65536.
         focal_length: pixels of the input in the picture's middle, above 0.
         readout_time: seconds, at least 0.
         lens: of the input; None for a pinhole.
@@ -116,20 +133,13 @@ def optimal_path(
 
     Raises ParameterError.
     """
-    crop = 80.0 if crop_percent is None else crop_percent
-    require(
-        ("width", width, width >= 2, "at least 2"),
-        ("height", height, height >= 2, "at least 2"),
-        ("focal_length", focal_length, focal_length > 0.0, "above 0 (pixels)"),
-        ("readout_time", readout_time, readout_time >= 0.0, "at least 0 (seconds)"),
-        ("output_width", output_width, output_width >= 0, "at least 0"),
-        ("output_height", output_height, output_height >= 0, "at least 0"),
-        ("crop_percent", crop, 0.0 < crop <= 100.0, "above 0, at most 100"),
-        ("smoothing_level", smoothing_level, 1 <= smoothing_level <= 10, "1 to 10"),
-        ("horizon_percent", horizon_percent, 0.0 <= horizon_percent <= 100.0, "0 to 100"),
-    )
-    if lens is not None:
-        require(*((f"lens.k{i}", k, True, "a finite number") for i, k in enumerate(lens[1:], 1)))
+    width = integer("width", width, 2, 65536)
+    height = integer("height", height, 2, 65536)
+    if crop_percent is not None:
+        crop_percent = number(
+            "crop_percent", crop_percent, "above 0, at most 100; or None", above=0.0, most=100.0
+        )
+    horizon_percent = number("horizon_percent", horizon_percent, "0 to 100", least=0.0, most=100.0)
     samples = None
     if horizon_percent > 0.0:
         if gravity is None or gravity_times is None:
@@ -141,15 +151,15 @@ def optimal_path(
         *_rates(rate_times, rates),
         width,
         height,
-        focal_length,
-        readout_time,
-        None if lens is None else (lens.model, lens[1:]),
-        straightens,
-        output_width or width,
-        output_height or height,
+        focal_length_of("focal_length", focal_length),
+        seconds_of("readout_time", readout_time, least=0.0),
+        None if lens is None else _checked_lens(lens),
+        bool(straightens),
+        integer("output_width", output_width, 0, 65536) or width,
+        integer("output_height", output_height, 0, 65536) or height,
         crop_percent,
-        zooms,
-        smoothing_level,
+        bool(zooms),
+        integer("smoothing_level", smoothing_level, 1, 10),
         samples,
         horizon_percent / 100.0,
     )

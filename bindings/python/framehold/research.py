@@ -15,7 +15,15 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from .checks import Doubles, require, times_of
+from .checks import (
+    Doubles,
+    focal_length_of,
+    integer,
+    number,
+    seconds_of,
+    times_of,
+    vectors_of,
+)
 from .errors import ParameterError
 from .parameters import SensorType
 from .paths import LensDistortion
@@ -24,6 +32,15 @@ from .stabilizer import SAMPLE_DTYPE
 Path = Union[str, "os.PathLike[str]"]
 
 _STANDARD_GRAVITY = 9.81  # m/s^2, as the library has it
+
+
+def _axis_matrix(axes: object) -> Doubles:
+    """Matrix by which logged axes become device axes. Raises ParameterError."""
+    try:
+        matrix: Doubles = _core.axis_matrix(str(axes))
+    except ValueError:
+        raise ParameterError("axes", repr(axes), "X, Y and Z, each once, as XYZ or YxZ") from None
+    return matrix
 
 
 @dataclass(frozen=True)
@@ -65,7 +82,7 @@ class MotionLog:
         Logs of orientations are not turned: ValueError if axes differ from "XYZ".
         """
         letters = self.axes if axes is None else axes
-        matrix: Doubles = _core.axis_matrix(letters)
+        matrix = _axis_matrix(letters)
         if len(self.orientations) and letters != "XYZ":
             raise ParameterError("axes", letters, "XYZ for a log of orientations")
         return replace(
@@ -92,7 +109,7 @@ class MotionLog:
         samples["value"][1:, :3] = self.rates
         samples["type"][0] = SensorType.GRAVITY_1
         samples["time"][0] = self.rate_times[0]
-        samples["value"][0, :3] = gravity
+        samples["value"][0, :3] = vectors_of("gravity", [gravity], 1)[0]
         return samples
 
 
@@ -192,21 +209,34 @@ def calibrate(
         search_range: seconds to either side in which time offsets are searched.
         seconds: of each clip that are looked at, at frames_per_second.
 
-    Raises FileError and MediaError for files; RuntimeError for clips that are not enough.
+    Raises ParameterError; FileError and MediaError for files; RuntimeError for clips that are not
+    enough.
     """
-    files = [
-        (os.fsencode(clip.video), os.fsencode(clip.motion or clip.video), list(clip.times))
-        for clip in clips
-    ]
+    files = []
+    for clip in clips:
+        if not isinstance(clip, Clip):
+            raise ParameterError("clips", f"with {clip!r} in it", "a sequence of Clip")
+        times = times_of("times", clip.times, 0).tolist()
+        files.append((os.fsencode(clip.video), os.fsencode(clip.motion or clip.video), times))
+    if not files:
+        raise ParameterError("clips", "empty", "one or more")
+    if axes is not None:
+        _axis_matrix(axes)
+    if search_range != math.inf:
+        number("search_range", search_range, "above 0 (seconds)", above=0.0)
+    looked_at = number("seconds", seconds, "above 0, at most 86400", above=0.0, most=86400.0)
+    rate = number(
+        "frames_per_second", frames_per_second, "above 0, at most 10000", above=0.0, most=1e4
+    )
     found = _core.calibrate(
         files,
-        focal_length,
-        readout_time,
-        time_offset,
+        None if focal_length is None else focal_length_of("focal_length", focal_length),
+        None if readout_time is None else seconds_of("readout_time", readout_time, least=0.0),
+        None if time_offset is None else seconds_of("time_offset", time_offset),
         axes,
-        finds_lens,
+        bool(finds_lens),
         search_range,
-        math.ceil(seconds * frames_per_second),
+        math.ceil(looked_at * rate),
     )
     for field in ("focal_length", "readout_time"):
         found[field] = Value(*found[field])
@@ -246,8 +276,7 @@ class Measures:
 
 def measure(video: Path, *, cutoff: float = 1.0) -> Measures:
     """Measures a clip. cutoff: Hz; slower motion is not shake. Raises MediaError."""
-    if not 0.05 <= cutoff <= 10.0:
-        raise ParameterError("cutoff", cutoff, "0.05 to 10 (Hz)")
+    cutoff = number("cutoff", cutoff, "0.05 to 10 (Hz)", least=0.05, most=10.0)
     return Measures(**_core.measure(os.fsencode(video), cutoff))
 
 
@@ -262,6 +291,10 @@ class SensorReadings(NamedTuple):
     """m/s^2, (N, 3), pointing up, with the camera's acceleration."""
 
 
+def _clip_time(field: str, time: object) -> float:
+    return number(field, time, "-1e6 to 1e6 (seconds)", least=-1e6, most=1e6)
+
+
 class SimulatedCamera:
     """Hand-held camera with a rolling shutter before a made-up world, all of whose motion is known.
 
@@ -270,8 +303,8 @@ class SimulatedCamera:
         height: pixels, even, at least 2.
         focal_length: pixels, above 0.
         readout_time: seconds, at least 0.
-        shake: degrees, amplitude of the hand's shake.
-        pan: degrees by which the camera pans to and fro, in 12 s.
+        shake: degrees, amplitude of the hand's shake, 0 to 180.
+        pan: degrees by which the camera pans to and fro, in 12 s; -3600 to 3600.
         walks: True: through a street, with steps; False: before a far town.
         seed: of the shake.
     """
@@ -288,29 +321,26 @@ class SimulatedCamera:
         walks: bool = False,
         seed: int = 1,
     ) -> None:
-        for field, side in (("width", width), ("height", height)):
-            if not 2 <= side <= 65536 or side % 2 != 0:
-                raise ParameterError(field, side, "even, 2 to 65536")
-        require(
-            ("focal_length", focal_length, focal_length > 0.0, "above 0 (pixels)"),
-            ("readout_time", readout_time, readout_time >= 0.0, "at least 0 (seconds)"),
-            ("shake", shake, shake >= 0.0, "at least 0 (degrees)"),
-            ("pan", pan, True, "a finite number (degrees)"),
-            ("seed", seed, 0 <= seed < 2**32, "0 to 4294967295"),
-        )
-        self.width = width
-        self.height = height
-        self.focal_length = focal_length
-        self.readout_time = readout_time
+        self.width = integer("width", width, 2, 65536, 2)
+        self.height = integer("height", height, 2, 65536, 2)
+        self.focal_length = focal_length_of("focal_length", focal_length)
+        self.readout_time = seconds_of("readout_time", readout_time, least=0.0)
         self._camera = _core.SimulatedCamera(
-            width, height, focal_length, readout_time, shake, pan, walks, seed
+            self.width,
+            self.height,
+            self.focal_length,
+            self.readout_time,
+            number("shake", shake, "0 to 180 (degrees)", least=0.0, most=180.0),
+            number("pan", pan, "-3600 to 3600 (degrees)", least=-3600.0, most=3600.0),
+            bool(walks),
+            integer("seed", seed, 0, 2**32 - 1),
         )
 
     def frame(self, time: float) -> npt.NDArray[np.uint8]:
         """Frame whose first row is read at a time in seconds: (height * 3 / 2, width), luma rows
         above rows of chroma pairs, limited range.
         """
-        picture: npt.NDArray[np.uint8] = self._camera.frame(time)
+        picture: npt.NDArray[np.uint8] = self._camera.frame(_clip_time("time", time))
         return picture
 
     def orientations(self, times: npt.ArrayLike, *, steady: bool = False) -> Doubles:
@@ -333,8 +363,20 @@ class SimulatedCamera:
         """Readings from `start` to `end` in seconds, `rate` per second. Standard deviations of the
         noise: rad/s and m/s^2.
         """
-        if not (rate > 0.0 and 0.0 <= (end - start) * rate <= 1e8):
-            raise ParameterError("rate", rate, "above 0, and at most 1e8 readings in all")
+        start = _clip_time("start", start)
+        end = _clip_time("end", end)
+        if end < start:
+            raise ParameterError("end", end, f"at least start, {start}")
+        rate = number("rate", rate, "above 0 (Hz)", above=0.0)
+        if (end - start) * rate > 1e8:
+            raise ParameterError("rate", rate, "at most 1e8 readings in all")
         return SensorReadings(
-            *self._camera.sensors(start, end, rate, rate_noise, gravity_noise, seed)
+            *self._camera.sensors(
+                start,
+                end,
+                rate,
+                number("rate_noise", rate_noise, "at least 0 (rad/s)", least=0.0),
+                number("gravity_noise", gravity_noise, "at least 0 (m/s^2)", least=0.0),
+                integer("seed", seed, 0, 2**32 - 1),
+            )
         )

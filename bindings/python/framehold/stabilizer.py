@@ -10,7 +10,8 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from .checks import times_of
+from .checks import seconds_of, times_of
+from .errors import ParameterError
 from .parameters import Parameters
 
 Plane = npt.NDArray[np.uint8]
@@ -116,7 +117,7 @@ class Stabilizer(_core.Stabilizer):
         Returns:
             `out`, or the new frame; None for the first delay_frames frames.
         """
-        steady: Frame | None = super().stabilize(frame, time, out)
+        steady: Frame | None = super().stabilize(frame, seconds_of("time", time), out)
         return steady
 
     @overload
@@ -159,6 +160,13 @@ class Stabilizer(_core.Stabilizer):
         self.close()
 
 
+def _checked_samples(samples: npt.NDArray[np.void]) -> npt.NDArray[np.void]:
+    names = SAMPLE_DTYPE.names
+    if not (isinstance(samples, np.ndarray) and samples.ndim == 1 and samples.dtype.names == names):
+        raise ParameterError("samples", repr(samples)[:60], "an array (N,) of SAMPLE_DTYPE")
+    return samples
+
+
 def _shift(first_time: float, samples: npt.NDArray[np.void], parameters: Parameters) -> float:
     """Seconds from the samples' clock to one on which all times of a clip are positive."""
     start = float(samples["time"][0]) if len(samples) else 0.0
@@ -198,6 +206,7 @@ def stabilized(
         chooses_level: False: the smoothing level of the parameters (the program's `--smoothing 9`
             or another one); True: one for every frame (`--smoothing auto`).
     """
+    _checked_samples(samples)
     with Stabilizer(parameters, chooses_level=chooses_level) as stabilizer:
         fed = 0
         shift = 0.0
@@ -248,14 +257,12 @@ def smoothing_levels(
     Returns:
         Levels, 1 to 10, (N,).
     """
-    seconds = times_of("times", times, 0)
-    if not len(seconds):
+    taken = times_of("times", times, 0)
+    shifted = _checked_samples(samples).astype(SAMPLE_DTYPE)
+    if not len(taken):
         return np.zeros(0, np.int32)
-    shift = _shift(seconds[0], samples, _checked(parameters))
-    fed = _fed(seconds, samples, parameters)
-    shifted = samples.astype(SAMPLE_DTYPE)
+    shift = _shift(taken[0], samples, _checked(parameters))
+    fed = _fed(taken, samples, parameters)
     shifted["time"] += shift
-    levels: npt.NDArray[np.int32] = _core.smoothing_levels(
-        parameters, shifted, seconds + shift, fed
-    )
+    levels: npt.NDArray[np.int32] = _core.smoothing_levels(parameters, shifted, taken + shift, fed)
     return levels
