@@ -218,7 +218,7 @@ def test_frames_that_do_not_fit(field: str, arguments: dict[str, Any], value: st
 
 
 def test_levels_are_those_of_the_frames() -> None:
-    """Chosen by what a stabilizer is fed, they are those of the samples alone; also after a reset."""
+    """Chosen by what a stabilizer is fed, those of the samples alone; also after a reset."""
     p = Parameters(**SIZE, smoothing_level=8)
     clip = list(clip_of(p, 40))
     samples = np.concatenate([part for _, _, part in clip])

@@ -241,13 +241,13 @@ py::object StabilizerClass::stabilize(const py::object& frame, double time, cons
     const ArrayPlanes output = outputFor(out, input.isPair());
     if (!out.is_none()) output.requireApart("out", input);
     isLastPair_ = input.isPair();
+    if (policy_) param_.smoothingLevel = ZPR_ChooseSmoothingLevel(&*policy_, time);
     ZPR_Image image = output.image();
     const ZPR_Image* given;
     int code;
     {
         const py::gil_scoped_release release;
         given = &laidOutForDelay(input.image());
-        if (policy_) param_.smoothingLevel = ZPR_ChooseSmoothingLevel(&*policy_, time);
         code = ZPR_Stabilize(handle_, time, given, &image, &param_);
     }
     const uint8_t* const planes[] = {given->plane[0], given->plane[1], image.plane[0],

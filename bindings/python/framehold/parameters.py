@@ -108,7 +108,7 @@ class Parameters:
             put(field, integer(field, getattr(self, field), low, high))
         is_focal = self.field_of_view_mode == FieldOfViewMode.FOCAL_LENGTH
         view = "above 0 (pixels)" if is_focal else "above 0, at most 180 (degrees)"
-        most = math.inf if is_focal else 180.0
-        put("field_of_view", number("field_of_view", self.field_of_view, view, above=0.0, most=most))
+        limits = {"above": 0.0, "most": math.inf if is_focal else 180.0}
+        put("field_of_view", number("field_of_view", self.field_of_view, view, **limits))
         put("readout_time", seconds_of("readout_time", self.readout_time, least=0.0))
         put("time_offset", seconds_of("time_offset", self.time_offset))

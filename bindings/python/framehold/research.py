@@ -15,15 +15,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from .checks import (
-    Doubles,
-    focal_length_of,
-    integer,
-    number,
-    seconds_of,
-    times_of,
-    vectors_of,
-)
+from .checks import Doubles, focal_length_of, integer, number, seconds_of, times_of, vectors_of
 from .errors import ParameterError
 from .parameters import SensorType
 from .paths import LensDistortion
