@@ -22,11 +22,17 @@ constexpr const char* kPresetFile = "--preset-file";
 
 /// True for options that are a habit, as opposed to a matter of one run.
 bool isSetting(const CLI::Option& option) {
-    static const std::set<std::string> kOfOneRun = {"preset-file", "save-settings", "overwrite",
-                                                    "help",        "help-all",      "motion",
-                                                    "clip",        "record-session"};
+    static const std::set<std::string> kOfOneRun = {
+        "preset-file", "save-settings",  "overwrite", "help",  "help-all", "motion",
+        "clip",        "record-session", "fps",       "force", "again"};
     return !option.get_positional() && !option.get_lnames().empty() &&
            kOfOneRun.count(option.get_lnames().front()) == 0;
+}
+
+/// True for the name of a file that one run writes, as opposed to a pattern of names.
+bool namesOneFile(const Command& command, const CLI::Option& option) {
+    const std::optional<OptionValue> takes = command.valueOf(option);
+    return takes && takes->isPath && option.results().front().find('{') == std::string::npos;
 }
 
 /// True if the words give an option: by its name, or by its letter, maybe among those of other flags.
@@ -47,6 +53,7 @@ public:
         : path_(std::move(path)), command_(command) {
         constexpr size_t kLargest = 1 << 20;
         const Json json = Json::parse(readFile(path_, kLargest), nullptr, false);
+        if (json.is_discarded()) fail("is not JSON, or holds a number that is too large");
         if (!json.is_object() || !json.contains(kVersionKey)) {
             fail(fmt::format("is not a file of settings: it has no {}", kVersionKey));
         }
@@ -182,6 +189,7 @@ void saveSettings(const Command& command, const OutputName& file,
     Json& options = json["options"] = Json::object();
     for (const CLI::Option* option : command.get_options(
              [](const CLI::Option* o) { return o->count() > 0 && isSetting(*o); })) {
+        if (namesOneFile(command, *option)) continue;
         const std::string name = option->get_lnames().front();
         const std::vector<std::string>& values = option->results();
         if (!command.valueOf(*option)) {

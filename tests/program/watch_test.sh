@@ -12,16 +12,19 @@ cp "$work/sim/imu.gcsv" "$folder/first/walk.gcsv"
 # What is given is written, and read again; the command line wins, and what it excludes stays out.
 settings=$work/settings.json
 expect 0 "written" "$framehold" stabilize "$folder/first/walk.mp4" -o "$work/a.mp4" --focal 130 --crop auto \
-    --smoothing 7 --encoder-option crf=30 --encoder-option bf=0 --no-motion --save-settings "$settings"
+    --smoothing 7 --encoder-option crf=30 --encoder-option bf=0 --no-motion --force --again \
+    --save-run "$work/run.json" --export-path "$work/{name}.csv" --save-settings "$settings"
 expect 1 "--overwrite" "$framehold" stabilize "$folder/first/walk.mp4" -o "$work/b.mp4" --save-settings "$settings"
 expect 2 "written for the settings and for" "$framehold" stabilize "$folder/first/walk.mp4" -o "$work/x.mp4" --save-settings "$work/x.mp4"
-for wanted in '"crop": "auto"' '"smoothing": "7"' '"no-motion": true' '"crf=30"'; do
+for wanted in '"crop": "auto"' '"smoothing": "7"' '"no-motion": true' '"crf=30"' '/{name}.csv"'; do
     grep -q -- "$wanted" "$settings" || fail "no $wanted in $(cat "$settings")"
 done
-expect 0 "smoothing 7" "$framehold" stabilize "$folder/first/walk.mp4" -o "$work/b.mp4" --preset-file "$settings"
+# Names of one run's files stay out, patterns of names do not.
+grep -e '"output"' -e '"save-run"' -e '"force"' -e '"again"' "$settings" && fail "what is of one run is among the settings"
+expect 0 "smoothing 7" "$framehold" stabilize "$folder/first/walk.mp4" -o "$work/b.mp4" --preset-file "$settings" --overwrite
 cmp "$work/a.mp4" "$work/b.mp4" || fail "settings give another result"
 expect 0 "smoothing 3" "$framehold" stabilize "$folder/first/walk.mp4" -o "$work/c.mp4" \
-    --preset-file="$settings" --smoothing 3 --fov 60 -m "$folder/first/walk.gcsv"
+    --preset-file="$settings" --smoothing 3 --fov 60 --overwrite -m "$folder/first/walk.gcsv"
 # settings TEXT: a file with these options.
 settings() { echo "{\"framehold_settings\": 1, \"options\": {$1}}" >"$work/wrong.json"; }
 while IFS='|' read -r options said; do
@@ -39,6 +42,8 @@ done <<'END'
 END
 echo '{"framehold_settings": 2}' >"$work/wrong.json"
 expect 1 "framehold_settings: 2 is not 1" "$framehold" stabilize "$0" --preset-file "$work/wrong.json"
+echo '{"framehold_settings": 1,}' >"$work/wrong.json"
+expect 1 "is not JSON" "$framehold" stabilize "$0" --preset-file "$work/wrong.json"
 echo '{}' >"$work/wrong.json"
 expect 1 "is not a file of settings" "$framehold" stabilize "$0" --preset-file "$work/wrong.json"
 
