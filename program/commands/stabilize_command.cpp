@@ -31,6 +31,16 @@ CLI::Validator isInput() {
         "");
 }
 
+CLI::Validator isFolder() {
+    return CLI::Validator(
+        [](std::string& text) {
+            std::error_code ignored;
+            const bool isThere = std::filesystem::is_directory(text, ignored);
+            return isThere ? std::string() : "there is no folder '" + text + "'";
+        },
+        "");
+}
+
 void addCameraOptions(Command& command, StabilizeOptions& options) {
     ClipOptions& o = options.clip;
     const std::string camera = "Camera";
@@ -246,7 +256,7 @@ void addWatchCommand(Command& program) {
     command.setExamples({"framehold watch recordings -o 'steady/{folder}-{name}.mp4' --auto"});
     command.addPath("FOLDER", options->folder, "Folder to watch, with those in it", "FOLDER")
         ->required()
-        ->check(CLI::ExistingDirectory);
+        ->check(isFolder());
     command.addOutputFile("-o,--output", options->batch.each.output,
                           "Folder, or pattern with {name}, {folder} and {ext} (default: "
                           "{name}-stable beside the video)");

@@ -107,12 +107,12 @@ private:
     }
 
     std::vector<std::string> clipsInFolder() const {
+        // What is no folder would be taken for a clip.
+        if (!fs::is_directory(o_.folder)) throw std::runtime_error(o_.folder + ": is gone");
         try {
             return findClips({o_.folder});
         } catch (const std::runtime_error&) {
-            // There are none, or one has gone just now.
-            if (fs::is_directory(o_.folder)) return {};
-            throw;
+            return {};  // there are none, or one has gone just now
         }
     }
 

@@ -47,25 +47,34 @@ expect 1 "is not JSON" "$framehold" stabilize "$0" --preset-file "$work/wrong.js
 echo '{}' >"$work/wrong.json"
 expect 1 "is not a file of settings" "$framehold" stabilize "$0" --preset-file "$work/wrong.json"
 
-# wait_for FILE: until it is there, at most half a minute.
+# wait_for FILE: until it is there, at most four minutes.
 wait_for() {
-    for ((i = 0; i < 300; ++i)); do
+    for ((i = 0; i < 2400; ++i)); do
         [ ! -e "$1" ] || return 0
         sleep 0.1
     done
     fail "$1 has not been made: $(cat "$work/said")"
+}
+# wait_said TEXT: until it is among what is printed.
+wait_said() {
+    for ((i = 0; i < 2400; ++i)); do
+        ! grep -q -- "$1" "$work/said" || return 0
+        sleep 0.1
+    done
+    fail "nothing is said of $1: $(cat "$work/said")"
 }
 start() {
     "$framehold" watch "$folder" --settle 0.3 --focal 130 "$@" >"$work/said" 2>&1 &
     watcher=$!
 }
 stop() {
-    kill -INT $watcher
+    kill -INT $watcher 2>/dev/null
     wait $watcher
     local code=$?
     [ $code -eq "$1" ] || fail "watch ended with $code, expected $1: $(cat "$work/said")"
 }
 expect 2 "several videos need a folder or a pattern" "$framehold" watch "$folder" -o one.mp4
+expect 2 "there is no folder" "$framehold" watch "$folder/first/walk.mp4"
 start
 wait_for "$folder/first/walk-stable.mp4"
 # Cut off, nothing at all, and one that comes in two parts to a new folder.
@@ -75,11 +84,8 @@ head -c 3000 "$work/sim/clip.mp4" >"$folder/cut.mp4"
 head -c 5000 "$work/sim/clip.mp4" >"$folder/second/late.mp4"
 tail -c +5001 "$work/sim/clip.mp4" >>"$folder/second/late.mp4"
 wait_for "$folder/second/late-stable.mp4"
-for ((i = 0; i < 100; ++i)); do
-    grep -q "cut.mp4.*" "$work/said" && grep -q "empty.mp4" "$work/said" && break
-    sleep 0.1
-done
-grep -q "cut.mp4" "$work/said" || fail "nothing is said of the broken clip: $(cat "$work/said")"
+wait_said cut.mp4
+wait_said empty.mp4
 stop 1
 rm "$folder/cut.mp4" "$folder/empty.mp4"
 # Started again, it does what is missing and nothing twice.
@@ -91,4 +97,10 @@ stop 0
 [ "$before" = "$(stat -c %Y%i "$folder/first/walk-stable.mp4")" ] || fail "a clip was stabilized twice"
 left=$(find "$folder" -type f | wc -l)
 [ "$left" -eq 5 ] || fail "files: $(find "$folder" -type f)"
+# It ends when there is nothing left to watch.
+start
+wait_said watching
+rm -r "$folder"
+wait_said "recordings: is gone"
+stop 1
 [ $failures -eq 0 ]
