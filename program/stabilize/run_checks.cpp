@@ -51,10 +51,8 @@ std::optional<LogFinding> checkBeforeRun(const StabilizeOptions& options, const 
     const LensDistortion& lens = camera.lens.value;
     const double focal = focalLength(camera.fieldOfView.value, clip.video, lens);
     const std::vector<MotionSample> rates = clip.log->angularRates();
-    // Only the offline engine takes them out.
-    const LensShiftTrack shifts = settings.engine == Engine::kOffline
-                                      ? LensShiftTrack(*clip.log, clip.video.width)
-                                      : LensShiftTrack();
+    // The live engine leaves them in, which is said elsewhere: the log fits all the same.
+    const LensShiftTrack shifts(*clip.log, clip.video.width);
     const auto checked = [&] {
         return checkMotion(samples, rates,
                            {focal, camera.readoutTime.value, camera.timeOffset.value,

@@ -77,6 +77,9 @@ expect 3 "orientations are written as the rates between them" \
 "$framehold" simulate "$work/ois" --lens-shift 4 --size 320x180 --focal 250 --duration 2 --pan 0 -q
 said=$("$framehold" stabilize "$work/ois/clip.mp4" --engine offline -o "$work/ois/steady.mp4" 2>&1) || fail "$said"
 [[ $said == *"up to 4.0 pixels are taken out"* && $said != *warning* ]] || fail "lens shifts: $said"
+said=$("$framehold" stabilize "$work/ois/clip.mp4" --engine live -o "$work/ois/live.mp4" 2>&1)
+[[ $said == *"only --engine offline takes into account"* ]] && [ "$(grep -c "warning: .*imu.gcsv" <<<"$said")" -eq 1 ] ||
+    fail "lens shifts, live: $said"
 # What stands beside the video is found, and is said with the rule that found it.
 said=$("$framehold" inspect "$sim/clip.mp4" -q)
 for found in "metadata      $sim/clip.json (beside the video)" "motion        $sim/imu.gcsv (named by $sim/clip.json)" \
