@@ -21,21 +21,28 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Files of a clip; of a clip.json beside it only the log that it names counts. Adds all that were
-/// opened to find them.
+/// Files that were opened to find those of the clips, and what is to be said of them.
+struct Search {
+    RunFiles opened;
+    std::vector<std::string> warnings;
+};
+
+/// Files of a clip; of a clip.json beside it only the log that it names counts.
 ClipFiles filesOf(const std::string& video, std::string motion, bool allowsOutsidePaths,
-                  RunFiles& opened) {
+                  Search& search) {
     if (motion.empty()) {
         const ClipFiles named = {video, "", "", "", allowsOutsidePaths};
         const FoundClip found = findClipFiles(named);
-        for (const std::string& file : filesRead(named, found)) opened.addInput(file);
+        for (const std::string& file : filesRead(named, found)) search.opened.addInput(file);
+        const auto& warnings = found.metadata.warnings;
+        search.warnings.insert(search.warnings.end(), warnings.begin(), warnings.end());
         motion = found.files.motion;
     }
     const fs::path frames = fs::path(video).parent_path() / "frames.csv";
     return {video, "", motion.empty() ? video : motion, fs::exists(frames) ? frames.string() : ""};
 }
 
-std::vector<ClipFiles> filesOf(const CalibrateOptions& options, RunFiles& opened) {
+std::vector<ClipFiles> filesOf(const CalibrateOptions& options, Search& search) {
     if (!options.motions.empty() && options.motions.size() != options.videos.size()) {
         throw std::runtime_error(fmt::format("--motion: {} logs for {} videos; give one for each",
                                              options.motions.size(), options.videos.size()));
@@ -44,7 +51,7 @@ std::vector<ClipFiles> filesOf(const CalibrateOptions& options, RunFiles& opened
     for (size_t i = 0; i < options.videos.size(); ++i) {
         files.push_back(filesOf(options.videos[i],
                                 options.motions.empty() ? "" : options.motions[i],
-                                options.allowsOutsidePaths, opened));
+                                options.allowsOutsidePaths, search));
     }
     return files;
 }
@@ -103,13 +110,16 @@ void calibrateCamera(const CalibrateOptions& options) {
     CalibrationSettings known = knownOf(options.known);
     known.range = options.range;
     const std::string output = outputOf(options);
-    RunFiles opened;
-    const std::vector<ClipFiles> files = filesOf(options, opened);
+    Search search;
+    const std::vector<ClipFiles> files = filesOf(options, search);
     std::vector<ClipInputs> inputs;
     for (const ClipFiles& clip : files) {
         inputs.push_back(loadClipInputs({clip, {}}, propertiesOf(VideoReader(clip.video))));
     }
-    checkFiles(options, inputs, output, std::move(opened));
+    checkFiles(options, inputs, output, std::move(search.opened));
+    for (const std::string& warning : search.warnings) {
+        fmt::print(stderr, "warning: {}\n", escaped(warning));
+    }
     std::vector<CalibrationClip> clips;
     for (const ClipInputs& clip : inputs) {
         clips.push_back(trackClip(clip, options.seconds, !options.quiet));

@@ -68,9 +68,11 @@ expect 0 "hardly moves" "$framehold" stabilize "$work/still/clip.mp4" -m "$work/
 
 # Another clip's log, and a result that is there already.
 "$framehold" simulate "$work/other" -q --size 64x48 --duration 4 --seed 9
-said=$("$framehold" calibrate "$clip" -m "$work/other/imu.gcsv" -q -o "$work/x.json" 2>&1)
-[ $? -eq 1 ] && [[ $said == *"% of how the picture shakes"* ]] || fail "another log: $said"
-touch "$work/clip/clip.json"
+cp "$work/other/imu.gcsv" "$work/clip/other.gcsv"
+echo '{"focl_px": 3, "imu": {"file": "other.gcsv"}}' >"$work/clip/clip.json"
+said=$("$framehold" calibrate "$clip" -q -o "$work/x.json" 2>&1)
+[ $? -eq 1 ] && [[ $said == *"clip.json: focl_px is not a known key"*"% of how the picture shakes"* ]] ||
+    fail "another log: $said"
 said=$("$framehold" calibrate "$clip" -q 2>&1)
 [ $? -eq 1 ] && [[ $said == *"is there already"* ]] || fail "overwriting: $said"
 [ $failures -eq 0 ]
