@@ -68,6 +68,13 @@ for ending in gcsv csv mp4; do
     [ $ending = mp4 ] || "$framehold" convert "$sim/imu.gcsv" --format $ending -o - 2>/dev/null |
         cmp - "$work/a.$ending" || fail "$ending on standard output"
 done
+# What is from before the pictures is kept beside them, and they are shown at the same times.
+"$framehold" convert "$sim/imu.gcsv" -q --video "$clip" -o "$work/both.mp4" || fail "beside a video"
+for log in a both; do "$framehold" convert "$work/$log.mp4" -q -o "$work/$log-back.csv" || fail "$log.mp4"; done
+cmp "$work/a-back.csv" "$work/both-back.csv" || fail "beside a video the log is another"
+times() { ffprobe -v error -select_streams v -show_entries stream=start_time:packet=pts_time,flags -of csv "$1"; }
+diff <(times "$clip") <(times "$work/both.mp4") || fail "pictures have other times beside a log"
+expect 1 "the log ends" "$framehold" convert "$sim/imu.gcsv" -q --video "$clip" --time-offset 60 -o "$work/none.mp4"
 expect 1 "--overwrite" "$framehold" convert "$sim/imu.gcsv" -o "$work/a.csv"
 expect 2 "give --format" "$framehold" convert "$sim/imu.gcsv" -o "$work/a.txt"
 expect 2 "--video: goes with .mp4 and .mov only" "$framehold" convert "$sim/imu.gcsv" --video "$clip" -o "$work/c.csv"

@@ -155,12 +155,13 @@ void refuseArchive(const std::string& path, int code) {
 
 }  // namespace
 
-AvInput openContainer(const std::string& path) {
+AvInput openContainer(const std::string& path, bool readsAll) {
     const bool isPipe = path == "-";
     Source source = sourceOf(path);
     AVFormatContext* format = avformat_alloc_context();
     if (format == nullptr) throw std::bad_alloc();
     format->interrupt_callback = {stopsWaiting, nullptr};
+    if (readsAll) av_dict_set(&source.options, "advanced_editlist", "0", 0);
     forgetLibavMessage();
     const int code =
         avformat_open_input(&format, source.url.c_str(), source.format, &source.options);

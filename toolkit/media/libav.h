@@ -55,7 +55,8 @@ void setSequenceRate(double framesPerSecond);
 AvInput openInput(const std::string& path);
 
 // The two steps of openInput, for what needs only the first one.
-AvInput openContainer(const std::string& path);
+// readsAll: in MP4 and MOV also what is before the part of a track that players show.
+AvInput openContainer(const std::string& path, bool readsAll = false);
 void readStreamInfo(AVFormatContext& file, const std::string& path);
 
 template <class T>

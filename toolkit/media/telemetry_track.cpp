@@ -64,6 +64,22 @@ std::vector<Source> timedMetadata(const AVFormatContext& format, const std::stri
     return sources;
 }
 
+/// The streams to read. Sets what the file says of all of the track.
+std::vector<Source> findSources(const AVFormatContext& format, const std::string& path,
+                                TelemetryTrack& telemetry) {
+    for (unsigned i = 0; i < format.nb_streams; ++i) {
+        const auto kind = kindOf(*format.streams[i]);
+        if (!kind) continue;
+        telemetry.kind = *kind;
+        Source source{format.streams[i]};
+        readTrackName(source, telemetry);
+        return {source};
+    }
+    if (!hasTimedMetadata(format)) return {};
+    telemetry.kind = TelemetryKind::kMett;
+    return timedMetadata(format, path);
+}
+
 /// Number of packets that the file says it has, and may have.
 size_t packetsIn(const std::vector<Source>& sources, int64_t bytes) {
     constexpr int64_t kSmallestPacket = 8;
@@ -75,10 +91,10 @@ size_t packetsIn(const std::vector<Source>& sources, int64_t bytes) {
 TelemetryPacket copyOf(const AVPacket& packet, const Source& source) {
     const AVRational timeBase = source.stream->time_base;
     const int64_t stamp = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
-    const int64_t ticks = av_rescale(stamp, timeBase.num, 1);
+    const int64_t ticks =
+        av_sat_add64(av_rescale(source.start, timeBase.den, 1), av_rescale(stamp, timeBase.num, 1));
     // In two parts, so that a time with few decimals is the number nearest to them.
-    const double whole =
-        static_cast<double>(source.start) + static_cast<double>(ticks / timeBase.den);
+    const double whole = static_cast<double>(ticks / timeBase.den);
     return {whole + static_cast<double>(ticks % timeBase.den) / timeBase.den,
             static_cast<double>(packet.duration) * av_q2d(timeBase),
             {reinterpret_cast<const char*>(packet.data), static_cast<size_t>(packet.size)},
@@ -89,17 +105,14 @@ TelemetryPacket copyOf(const AVPacket& packet, const Source& source) {
 
 std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path) {
     // Looking into the streams is not needed, and would change times of readings that start together.
-    const AvInput format = openContainer(path);
+    AvInput format = openContainer(path);
     TelemetryTrack telemetry{TelemetryKind::kMett, {}};
-    std::vector<Source> sources;
-    for (unsigned i = 0; i < format->nb_streams && sources.empty(); ++i) {
-        const auto kind = kindOf(*format->streams[i]);
-        if (!kind) continue;
-        telemetry.kind = *kind;
-        sources.push_back({format->streams[i]});
-        readTrackName(sources.back(), telemetry);
+    std::vector<Source> sources = findSources(*format, path, telemetry);
+    if (!telemetry.axes.empty()) {
+        // writeMotionTrack wrote it: what players leave out at its start is a part of the log.
+        format = openContainer(path, true);
+        sources = findSources(*format, path, telemetry);
     }
-    if (sources.empty() && hasTimedMetadata(*format)) sources = timedMetadata(*format, path);
     if (sources.empty()) return std::nullopt;
     const auto sourceOf = [&sources](const AVStream* stream) {
         return std::find_if(sources.begin(), sources.end(),

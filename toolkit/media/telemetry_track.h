@@ -36,10 +36,11 @@ std::optional<TelemetryTrack> readTelemetryTrack(const std::string& path);
 
 /// Writes an MP4 or MOV file with a track of kCamm and, if `video` is not empty, the streams of that
 /// file as they are, but for its own telemetry. Times are kept to a nanosecond; to less only if the
-/// track has gaps of more than two seconds. Where the first packet is before the start of the video,
-/// all of the file starts some whole seconds later; without a video, and where it is more than an
-/// hour after it, the track's name says where its clock starts. advance: called after each packet.
-/// Returns what could not be kept, each a sentence for the user. Throws MediaError; Interrupted.
+/// track has gaps of more than two seconds. Packets before the start of the video have times below 0,
+/// which an edit list leaves out for players. Without a video, where the first one is before 0, and
+/// where it is more than an hour after it, the track's name says where its clock starts. advance:
+/// called after each packet. Returns what could not be kept, each a sentence for the user. Throws
+/// MediaError, also for packets that all are before the start of the video; Interrupted.
 std::vector<std::string> writeMotionTrack(const OutputName& name, const std::string& video,
                                           const TelemetryTrack& track,
                                           const std::function<void()>& advance);

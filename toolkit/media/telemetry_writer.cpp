@@ -1,4 +1,5 @@
 #include "common/interruption.h"
+#include "common/text_fields.h"
 #include "media/libav.h"
 #include "media/metadata_types.h"
 #include "media/stream_copier.h"
@@ -20,15 +21,13 @@ namespace {
 /// Packets' times on a clock of whole ticks.
 struct TrackClock {
     int64_t start = 0;       // seconds of the packets' clock at the track's time 0
-    int64_t shift = 0;       // seconds by which all streams are later than they were
     int ticks = 1000000000;  // in a second
 
     TrackClock(const std::vector<TelemetryPacket>& packets, bool hasVideo) {
         constexpr double kHour = 3600.0;
         const double first = packets.front().time;
-        if (first < 0.0 && hasVideo) {
-            shift = static_cast<int64_t>(std::ceil(-first));
-        } else if (first < 0.0 || first > kHour) {
+        // Beside a video, what is before its start gets times below 0, which players leave out.
+        if ((first < 0.0 && !hasVideo) || first > kHour) {
             start = static_cast<int64_t>(std::floor(first));
         }
         double longest = 0.0;
@@ -41,8 +40,7 @@ struct TrackClock {
 
     int64_t at(double time) const {
         const double whole = std::floor(time);
-        return (static_cast<int64_t>(whole) - start + shift) * ticks +
-               std::llround((time - whole) * ticks);
+        return (static_cast<int64_t>(whole) - start) * ticks + std::llround((time - whole) * ticks);
     }
 };
 
@@ -93,10 +91,6 @@ public:
 
     /// Writes what comes next of the track, up to a packet of the video.
     void copy(AVPacket& packet, AVStream& from, const std::function<void()>& advance) {
-        const int64_t second = from.time_base.den / from.time_base.num;
-        for (int64_t* stamp : {&packet.pts, &packet.dts}) {
-            if (*stamp != AV_NOPTS_VALUE) *stamp += clock_.shift * second;
-        }
         const AVRational rate = av_guess_frame_rate(nullptr, &from, nullptr);
         if (packet.duration == 0 && rate.num > 0) {
             // The last picture would be taken to be past the end.
@@ -194,6 +188,11 @@ std::vector<std::string> writeMotionTrack(const OutputName& name, const std::str
                                           const TelemetryTrack& track,
                                           const std::function<void()>& advance) {
     if (track.packets.empty()) throw MediaError(name.path, "there is no motion to write");
+    if (const double last = track.packets.back().time; last < 0.0 && !video.empty()) {
+        throw MediaError(video, fmt::format("the log ends {} before its start; a time offset "
+                                            "puts both on one clock",
+                                            durationText(-last)));
+    }
     MotionTrackWriter writer(name, track, !video.empty());
     AvInput input;
     if (!video.empty()) input = openInput(video);
