@@ -312,6 +312,12 @@ TEST(Archives, HoldLogsOfOneSession) {
          "taken from the archive: session/camera-1.3.gcsv"},
         {{{"b/gyro.csv", gyroscope.second}, {"b/x_timestamps.csv", "1.5\n1.6\n"}},
          "taken from the archive: b/gyro.csv, b/x_timestamps.csv"},
+        {{{"b/gyro.csv", gyroscope.second},
+          {"b/x_timestamps.csv", "1500000000\n1533000000\n"},
+          {"b/x_metadata.csv",
+           "Timestamp[nanosec],fx[px],Exposure time[nanosec]\n1467000000,500,30000000\n"
+           "1500000000,502,10000000\n1600000000,501,20000000\n"}},
+         "taken from the archive: b/gyro.csv, b/x_metadata.csv, b/x_timestamps.csv"},
         {{outside}, "taken from the archive: ../../gyro.csv"},
         {{gyroscope, elsewhere},
          ": holds several logs: session/Gyroscope.csv, b/gyro.csv; unpack the right one and give "
@@ -343,6 +349,12 @@ TEST(Archives, HoldLogsOfOneSession) {
         EXPECT_EQ(log.notes.at(0), expected);
         EXPECT_EQ(log.frames.size(),
                   log.notes[0].find("timestamps") == std::string::npos ? 0u : 2u);
+        if (log.notes[0].find("metadata") != std::string::npos) {
+            // The row of the same time, and medians.
+            EXPECT_EQ(log.frames.at(0).exposure.value(), 0.01);
+            EXPECT_EQ(log.frames.at(1).exposure.value(), 0.02);
+            EXPECT_EQ(log.frames.at(1).focalLength.value(), 501.0);
+        }
         EXPECT_EQ(log.files, std::vector<std::string>{path});
         if (files.size() != 4) continue;
         EXPECT_EQ(log.gravity.size(), 10u);

@@ -1,11 +1,14 @@
 // The log in a zip archive: which of its files are taken, and what is said of the others.
 #include "common/text_fields.h"
 #include "motion/clip_metadata.h"
+#include "motion/frame_metadata.h"
 #include "motion/motion_log_reader.h"
 #include "motion/other_sensor.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
+#include <optional>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -109,36 +112,53 @@ bool endsIn(const std::string& name, const std::vector<std::string_view>& ends) 
     });
 }
 
-/// Takes the times of frames from the only file of such a name beside the log.
-void addFrames(LogArchive& archive, MotionLog& log) {
+/// The only file beside the log whose name ends so; where there are several a note says so.
+std::optional<ArchiveEntry> onlyBeside(const LogArchive& archive,
+                                       const std::vector<std::string_view>& ends, const char* what,
+                                       MotionLog& log) {
     const fs::path folder = fs::path(log.files.front()).parent_path();
     std::vector<ArchiveEntry> found;
     for (const ArchiveEntry& entry : archive.entries()) {
         const bool isBeside = fs::path(entry.name).parent_path() == folder;
-        if (isBeside && endsIn(entry.name, {"_timestamps.csv", "_timestamps.txt"})) {
-            found.push_back(entry);
-        }
+        if (isBeside && endsIn(entry.name, ends)) found.push_back(entry);
     }
     if (found.size() > 1) {
         log.notes.push_back(
-            "several files in the archive are named as times of frames, and none is used: " +
-            namesOf(found));
+            fmt::format("several files in the archive are named as {}, and none is used: {}", what,
+                        namesOf(found)));
     }
-    if (found.size() != 1 || !log.frames.empty()) return;
+    return found.size() == 1 ? std::optional(found.front()) : std::nullopt;
+}
+
+/// Takes what a parser makes of a table with a row for each frame, if it can be read.
+template <class Parser>
+void addTable(LogArchive& archive, const std::optional<ArchiveEntry>& entry, MotionLog& log,
+              const Parser& parser) {
+    if (!entry) return;
     try {
-        constexpr size_t kMost = 1'000'000;  // nine hours
-        const std::string path = archive.pathOf(found.front());
-        const std::vector<double> times = parseFrameTimes(path, archive.read(found.front()));
-        if (times.size() > kMost) {
-            throw FileError(path, 0, fmt::format("{} times of frames", times.size()));
-        }
-        log.frames.reserve(times.size());
-        for (const double time : times) log.frames.emplace_back().time = time;
-        log.files.push_back(found.front().name);
+        constexpr ptrdiff_t kMost = 1'000'000;  // nine hours
+        const std::string path = archive.pathOf(*entry);
+        const std::string text = archive.read(*entry);
+        const ptrdiff_t rows = std::count(text.begin(), text.end(), '\n');
+        if (rows > kMost) throw FileError(path, 0, fmt::format("{} rows of frames", rows));
+        log.frames = parser(path, text);
+        log.files.push_back(entry->name);
     } catch (const FileError& error) {
         // Deliberate: the motion can be used without.
         log.notes.push_back(fmt::format("not used: {}", error.what()));
     }
+}
+
+/// Takes what is logged of each frame from the only files of such names beside the log.
+void addFrames(LogArchive& archive, MotionLog& log) {
+    const auto metadata = onlyBeside(archive, {"_metadata.csv"}, "metadata of frames", log);
+    const auto times =
+        onlyBeside(archive, {"_timestamps.csv", "_timestamps.txt"}, "times of frames", log);
+    if (!log.frames.empty()) return;
+    addTable(archive, metadata, log, parseFrameMetadata);
+    addTable(archive, times, log, [&log](const std::string& path, std::string_view text) {
+        return metadataAt(parseFrameTimes(path, text), log.frames);
+    });
 }
 
 void addNotes(const LogArchive& archive, MotionLog& log) {

@@ -106,8 +106,11 @@ std::optional<double> medianOf(const std::vector<FrameMetadata>& frames, Field f
 }  // namespace
 
 std::vector<FrameMetadata> readFrameMetadata(const std::string& path) {
-    const std::string text = readFile(path);
-    LineReader lines(path, text);
+    return parseFrameMetadata(path, readFile(path));
+}
+
+std::vector<FrameMetadata> parseFrameMetadata(const std::string& name, std::string_view text) {
+    LineReader lines(name, text);
     const ColumnLine line = nextOfTable(lines) ? readColumnLine(lines.line()) : readColumnLine({});
     const std::vector<FrameColumn> columns = columnsOf(line);
     if (!isMetadata(columns)) lines.fail(kNoFrameMetadata);
@@ -117,9 +120,9 @@ std::vector<FrameMetadata> readFrameMetadata(const std::string& path) {
         if (fields.size() < line.names.size() && lines.isUnterminated()) break;  // cut off
         FrameMetadata frame;
         for (const FrameColumn& column : columns) {
-            const std::string& name = line.names[column.index];
-            if (column.index >= fields.size()) lines.fail(excerpt(name) + " is missing");
-            frame.*column.field = valueIn(lines, fields[column.index], column, name);
+            const std::string& title = line.names[column.index];
+            if (column.index >= fields.size()) lines.fail(excerpt(title) + " is missing");
+            frame.*column.field = valueIn(lines, fields[column.index], column, title);
         }
         frames.push_back(frame);
     }
@@ -143,18 +146,29 @@ FrameMetadata usualMetadata(const std::vector<FrameMetadata>& frames) {
     return usual;
 }
 
-void moveToMiddleOfExposure(const std::vector<FrameMetadata>& frames, std::vector<double>& times) {
+std::vector<FrameMetadata> metadataAt(const std::vector<double>& times,
+                                      const std::vector<FrameMetadata>& rows) {
     constexpr double kSame = 0.001;  // seconds
-    std::map<double, double> exposures;
-    for (const FrameMetadata& frame : frames) {
-        if (frame.time && frame.exposure) exposures[*frame.time] = *frame.exposure;
+    std::map<double, const FrameMetadata*> known;
+    for (const FrameMetadata& row : rows) {
+        if (row.time) known[*row.time] = &row;
     }
+    const FrameMetadata usual = usualMetadata(rows);
+    std::vector<FrameMetadata> frames;
+    frames.reserve(times.size());
+    for (const double time : times) {
+        const auto next = known.lower_bound(time - kSame);
+        const bool isKnown = next != known.end() && next->first <= time + kSame;
+        frames.push_back(isKnown ? *next->second : usual);
+        frames.back().time = time;
+    }
+    return frames;
+}
+
+void moveToMiddleOfExposure(const std::vector<FrameMetadata>& frames, std::vector<double>& times) {
     const double usual = medianOf(frames, &FrameMetadata::exposure).value_or(0.0);
-    for (double& time : times) {
-        const auto next = exposures.lower_bound(time - kSame);
-        const bool isKnown = next != exposures.end() && next->first <= time + kSame;
-        time += (isKnown ? next->second : usual) / 2.0;
-    }
+    const std::vector<FrameMetadata> shown = metadataAt(times, frames);
+    for (size_t i = 0; i < times.size(); ++i) times[i] += shown[i].exposure.value_or(usual) / 2.0;
 }
 
 }  // namespace framehold

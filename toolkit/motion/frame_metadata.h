@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace framehold {
@@ -26,11 +27,18 @@ constexpr const char* kNoFrameMetadata =
 /// told by size. Throws FileError with the line and the column, and for a table of other columns.
 std::vector<FrameMetadata> readFrameMetadata(const std::string& path);
 
+/// Reads the text of such a table. name: for messages.
+std::vector<FrameMetadata> parseFrameMetadata(const std::string& name, std::string_view text);
+
 /// True if the first line of a file names an exposure, a readout or a focal length of frames.
 bool holdsFrameMetadata(const std::string& path);
 
 /// Medians of what frames have; without a time.
 FrameMetadata usualMetadata(const std::vector<FrameMetadata>& frames);
+
+/// Metadata of frames at these times: of the row whose time is the same to a millisecond, else medians.
+std::vector<FrameMetadata> metadataAt(const std::vector<double>& times,
+                                      const std::vector<FrameMetadata>& rows);
 
 /// Moves starts of the first row's exposure to its middle: by the exposure of the frame that started at
 /// the same time to a millisecond, else by the median exposure. frames: with times, or none does.
