@@ -107,7 +107,8 @@ std::string formatted(const std::string& name, const std::string& error) {
 
 std::string describe(const Command& program, const Command& command, const CLI::ParseError& error) {
     const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
-    const std::vector<std::string> extra = program.remaining(true);
+    std::vector<std::string> extra = program.remaining(true);
+    extra.erase(std::remove(extra.begin(), extra.end(), "--"), extra.end());
     const auto isOption = [](const std::string& word) { return word.size() > 1 && word[0] == '-'; };
     // Before other errors: the value after an unknown option is taken for an argument.
     const auto option = std::find_if(extra.begin(), extra.end(), isOption);

@@ -85,6 +85,7 @@ for option in "--horizon lock" "--crop auto" "--zoom dynamic"; do
         "$framehold" stabilize "$0" $option --engine live
 done
 expect 2 "a command is missing" "$framehold"
+expect 2 "CLIP: there is no file '-x.mp4'" "$framehold" measure -- -x.mp4
 expect 2 ": there is no such command" "$framehold" ""
 [ $failures -eq 0 ] || exit 1
 exit $skipped
