@@ -179,6 +179,9 @@ AvInput openContainer(const std::string& path, bool readsAll) {
                              libavMessage());
     }
     refuseArchive(path, code);
+    if (code == AVERROR_INVALIDDATA && lastMessage.empty()) {
+        throw MediaError(path, "is no video that can be read");
+    }
     if (code < 0) throw MediaError(path, "cannot be opened" + libavMessage(), code);
     return AvInput(format);
 }
