@@ -64,6 +64,7 @@ wait_said() {
     fail "nothing is said of $1: $(cat "$work/said")"
 }
 start() {
+    : >"$work/said"  # or what an earlier one has said is found
     "$framehold" watch "$folder" --settle 0.3 --focal 130 "$@" >"$work/said" 2>&1 &
     watcher=$!
 }
