@@ -15,15 +15,15 @@ shift
 . scripts/packages.sh
 # shellcheck disable=SC2086
 install_packages $fuzz_packages
-cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz --target fuzzers >/dev/null
-build=build/fuzz
-# Some targets write each input into a file: in memory they run thirty times as often.
-[ -w /dev/shm ] && export TMPDIR=/dev/shm
 targets=("$@")
 if [ $# -eq 0 ]; then
     for folder in fuzz/corpus/*; do targets+=("$(basename "$folder")"); done
 fi
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz --target "${targets[@]/%/_fuzz}" >/dev/null
+build=build/fuzz
+# Some targets write each input into a file: in memory they run thirty times as often.
+[ -w /dev/shm ] && export TMPDIR=/dev/shm
 
 # statistic NAME LOG: a figure of libFuzzer's.
 statistic() { sed -n "s/^stat::$1: *//p" "$2"; }
