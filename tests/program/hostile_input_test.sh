@@ -10,8 +10,8 @@ mkfifo pipe
 # What a clip.json names lies below its folder, and nothing waits for the other end of a pipe.
 mkdir -p set/logs && cp sim/clip.mp4 set && cp sim/imu.gcsv set/logs && cp sim/imu.gcsv outside.gcsv
 metadata() { echo "{\"video\": \"clip.mp4\", \"focal_px\": 250, \"imu\": {\"file\": \"$1\"}}" >set/clip.json; }
-stabilize() { timeout 60 "$framehold" stabilize set/clip.mp4 -q --preset ultrafast -o none.mp4 "$@"; }
-inspect() { timeout 60 "$framehold" inspect -q "$@"; }
+stabilize() { timeout -k 5 60 "$framehold" stabilize set/clip.mp4 -q --preset ultrafast -o none.mp4 "$@"; }
+inspect() { timeout -k 5 60 "$framehold" inspect -q "$@"; }
 metadata logs/imu.gcsv
 expect 0 "gyroscope" inspect set/clip.mp4
 metadata ../outside.gcsv
@@ -28,7 +28,8 @@ rm set/frames.csv none.mp4
 mkfifo set/pipe.gcsv
 metadata pipe.gcsv
 expect 1 "set/pipe.gcsv: is not a regular file" stabilize
-expect 124 "interrupted" timeout 1 "$framehold" inspect -q pipe
+# In the foreground, as else timeout sends SIGCONT, too, which can stop the search for leaks for ever.
+expect 124 "interrupted" timeout --foreground -k 60 1 "$framehold" inspect -q pipe
 expect 1 "pipe: is not a regular file" inspect sim/clip.mp4 --clip pipe
 printf '{"width": "\x1b[2Jwide", "\x1b]0;x\x07": 1' >set/clip.json
 expect 1 "set/clip.json: not JSON: a mistake in line 1, or before it" stabilize
