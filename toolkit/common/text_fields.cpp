@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <iconv.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -119,11 +120,10 @@ std::string escapedStart(std::string_view text, size_t most) {
 /// Open file for reading, closed at the end.
 class InputFile {
 public:
-    InputFile(const std::string& path, int flags) : path_(path) {
-        while ((descriptor_ = open(path.c_str(), O_RDONLY | O_CLOEXEC | flags)) < 0) {
-            if (errno != EINTR) fail();
-            throwIfInterrupted();
-        }
+    /// Does not wait for the other end of a pipe, which may never come.
+    explicit InputFile(const std::string& path)
+        : path_(path), descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+        if (descriptor_ < 0) fail();
     }
     ~InputFile() { close(descriptor_); }
     InputFile(const InputFile&) = delete;
@@ -142,10 +142,10 @@ public:
         constexpr size_t kAtOnce = 1 << 20;  // reading a regular file is not interrupted
         size_t got = 0;
         while (got < text.size()) {
-            throwIfInterrupted();
+            waitForData();
             const size_t wanted = std::min(text.size() - got, kAtOnce);
             const ssize_t more = read(descriptor_, text.data() + got, wanted);
-            if (more < 0 && errno != EINTR) fail();
+            if (more < 0 && errno != EINTR && errno != EAGAIN) fail();
             if (more == 0) break;
             got += static_cast<size_t>(std::max<ssize_t>(more, 0));
         }
@@ -153,12 +153,24 @@ public:
     }
 
 private:
+    /// Waits in steps: what interrupts between a check and a wait would not end the wait.
+    void waitForData() const {
+        constexpr int kStep = 100;  // ms
+        pollfd event{descriptor_, POLLIN, 0};
+        for (;;) {
+            throwIfInterrupted();
+            const int ready = poll(&event, 1, kStep);
+            if (ready > 0) return;
+            if (ready < 0 && errno != EINTR) fail();
+        }
+    }
+
     [[noreturn]] void fail() const {
         throw FileError(path_, 0, "cannot be read: " + std::generic_category().message(errno));
     }
 
     std::string path_;
-    int descriptor_ = -1;
+    int descriptor_;
 };
 
 }  // namespace
@@ -210,8 +222,7 @@ std::optional<std::string> fromUtf16(std::string_view text) {
 }
 
 std::string readFile(const std::string& path, size_t most) {
-    // Deliberate: without blocking. The other end of a pipe may never come.
-    const InputFile file(path, O_NONBLOCK);
+    const InputFile file(path);
     std::string text(std::min(most, file.regularSize()), '\0');
     file.fill(text);
     if (text.empty()) throw FileError(path, 0, "is empty");
@@ -219,7 +230,7 @@ std::string readFile(const std::string& path, size_t most) {
 }
 
 std::string readPipe(const std::string& path) {
-    const InputFile pipe(path, 0);
+    const InputFile pipe(path);
     constexpr size_t kChunk = size_t{1} << 20;
     std::string text;
     for (std::string chunk(kChunk, '\0'); chunk.size() == kChunk; text += chunk) {
