@@ -34,6 +34,14 @@ expect 1 "pipe: is not a regular file" inspect sim/clip.mp4 --clip pipe
 printf '{"width": "\x1b[2Jwide", "\x1b]0;x\x07": 1' >set/clip.json
 expect 1 "set/clip.json: not JSON: a mistake in line 1, or before it" stabilize
 
+# A matrix of how to turn pictures whose numbers have no opposites.
+python3 -c 'import struct, sys
+data = bytearray(sys.stdin.buffer.read())
+at = data.index(b"tkhd", data.index(b"moov")) + 44
+data[at:at + 20] = struct.pack(">5i", 0, -2**31, 0, -2**31, 0)
+sys.stdout.buffer.write(data)' <sim/clip.mp4 >turned.mp4
+expect 0 "" "$framehold" compare turned.mp4 turned.mp4 -q --frames 2 --picture turned.png
+
 # Lists of other files are not opened, whatever they are called.
 printf 'ffconcat version 1.0\nfile sim/clip.mp4\n' >list.mp4
 printf '#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nsim/clip.mp4\n#EXT-X-ENDLIST\n' >playlist.mp4

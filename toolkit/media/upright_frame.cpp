@@ -36,14 +36,16 @@ AvPtr<AVFrame> turnedByQuarter(const AVFrame& frame) {
 }  // namespace
 
 int quarterTurns(const VideoReader& video) {
-    const uint8_t* data =
-        av_stream_get_side_data(&video.stream(), AV_PKT_DATA_DISPLAYMATRIX, nullptr);
-    if (data == nullptr) return 0;
     int32_t matrix[9];
+    size_t size = 0;
+    const uint8_t* data =
+        av_stream_get_side_data(&video.stream(), AV_PKT_DATA_DISPLAYMATRIX, &size);
+    if (data == nullptr || size < sizeof matrix) return 0;
     std::memcpy(matrix, data, sizeof matrix);
     // Rows (a, b) and (c, d) of a rotation: a = d and b = -c.
-    if (matrix[0] != matrix[4] || matrix[1] != -matrix[3]) return 0;
+    if (matrix[0] != matrix[4] || int64_t{matrix[1]} + matrix[3] != 0) return 0;
     const double turns = -av_display_rotation_get(matrix) / 90.0;  // that is counterclockwise
+    if (!std::isfinite(turns)) return 0;
     const auto whole = static_cast<int>(std::lround(turns));
     return std::abs(turns - whole) < 1e-3 ? (whole + 4) % 4 : 0;
 }
